@@ -1,0 +1,125 @@
+// Saving scene graphs to, and loading them from, the LUMGL XML dialect: the writer
+// and reader services that every component's WriteValues/ReadValues call.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "lumox/exchange/xmlparser.h"
+#include "lumox/host/classes.h"
+#include "lumox/math/lummath.h"
+
+namespace lumox {
+
+enum TLumExchangeState : uint8_t {
+  stReady, stSaveNode, stSaveObj, stLUMGLSave, stLUMGLLoad, stStartLoad, stEndSave, stOBJLoad
+};
+
+class TLumExchange : public TComponent {
+ public:
+  explicit TLumExchange(TComponent* AOwner);
+  ~TLumExchange() override;
+  const char* ClassName() const override { return "TLumExchange"; }
+
+  // Put every attribute after the first of an element on a new line.
+  bool ParamNewLine() const { return FParamNewLine; }
+  void SetParamNewLine(bool Value) { FParamNewLine = Value; }
+  // Omit values equal to their defaults, and empty elements.
+  bool NoDefaultValues() const { return FNoDefaultValues; }
+  void SetNoDefaultValues(bool Value) { FNoDefaultValues = Value; }
+  // Significant digits of floating-point values; 0 = enough for exact Single round trips.
+  int32_t Decimals() const { return FDecimals; }
+  void SetDecimals(int32_t Value) { FDecimals = Value; }
+  const std::string& FileDescription() const { return FFileDescription; }
+  void SetFileDescription(const std::string& Value) { FFileDescription = Value; }
+  const std::string& FileName() const { return FFileName; }
+  void SetFileName(const std::string& Value) { FFileName = Value; }
+  // Progress of saving (per object) and loading (per character), 0..1.
+  TXMLProgressEvent OnSProgress;
+
+  TLumExchangeState State() const { return FState; }
+  TXMLParser* Parser() const { return FParser; }
+
+  // --- writing, called from WriteValues -------------------------------------------
+  void StartTag(const std::string& Name);
+  void EndTag();
+  void addvalue(const std::string& Text);
+  // Inserts the attribute into the open start tag.
+  void addparam(const std::string& Name, TComponent* Value);
+  void addparam(const std::string& Name, const std::string& Text);
+  std::string toStr(TComponent* Value) const;
+  std::string toStr(const TLumMathVector& V) const;
+  std::string toStr(double Value) const;
+  std::string toStr(float Value) const;
+  // Value attributes; with NoDefaultValues on, a value equal to its default is left out
+  // (floating-point values compare by their written text).
+  void addtag(const std::string& Name, bool Value, bool Default);
+  void addtag(const std::string& Name, int32_t Value, int32_t Default);
+  void addtag(const std::string& Name, double Value, double Default);
+  void addtag(const std::string& Name, const std::string& Value, const std::string& Default);
+  void addtag(const std::string& Name, const char* Value, const char* Default);
+  // Enumeration by name; left out at ordinal 0 when NoDefaultValues is on.
+  void addtag(const std::string& Name, int Ordinal, const char* const* Names, int High);
+  // Component reference by Name, "nil" for none.
+  void addtag(const std::string& Name, TComponent* Value, TComponent* Default);
+  void addtag(const std::string& Name, const TLumMathVector& V, const TLumMathVector& Default);
+  // Set of enumeration values: member names ascending, joined by ",".
+  void addsettag(const std::string& Name, uint32_t SetBits, const char* const* Names, int High);
+  int GetDepth() const;
+  TXMLTag* GetAktTag();
+  void ObjStep();
+  // <FileName up to its first '.'><counter>.<Extension>; the counter then rises by one.
+  std::string GetAFilename(const std::string& Extension);
+  static std::string int2hex(uint32_t Value);
+  static uint32_t hex2int(const std::string& Text);
+
+  // --- reading, called from ReadValues ----------------------------------------------
+  // The element whose attributes are being read.
+  TXMLTag* CurrentTag() const { return FCurrentTag; }
+  // The attribute's text; false when the element has no such attribute.
+  bool GetParamText(const std::string& Name, std::string& Text) const;
+  // A missing attribute or empty text leaves the value as it is.
+  void getvalue(const std::string& Name, bool& Value);
+  void getvalue(const std::string& Name, int32_t& Value);
+  void getvalue(const std::string& Name, uint32_t& Value);
+  void getvalue(const std::string& Name, float& Value);
+  void getvalue(const std::string& Name, double& Value);
+  void getvalue(const std::string& Name, std::string& Value);
+  void getvalue(const std::string& Name, TLumMathVector& V);
+  // Set of enumeration values from comma-separated names.
+  void getsetvalue(const std::string& Name, uint32_t& SetBits, const char* const* Names, int High);
+  void Strto(const std::string& Text, bool& Value) const;
+  // Strict decimal integer; bad text raises EConvertError.
+  void Strto(const std::string& Text, int32_t& Value) const;
+  void Strto(const std::string& Text, uint32_t& Value) const;
+  void Strto(const std::string& Text, float& Value) const;
+  void Strto(const std::string& Text, double& Value) const;
+  void Strto(const std::string& Text, std::string& Value) const;
+  void Strto(const std::string& Text, TLumMathVector& V) const;
+  // Ordinal whose name equals the attribute's text; missing or unknown gives 0.
+  int getenums(const std::string& Name, const char* const* Names, int High) const;
+  int getenumv(const std::string& Text, const char* const* Names, int High) const;
+
+  // --- files ---------------------------------------------------------------------
+  // Saves a node (it becomes the "Objects" element) or finishes a SaveObj sequence.
+  void SavetoFile(TComponent* Obj);
+  // Adds one top-level object to the file being collected.
+  void SaveObj(TComponent* Obj);
+  // Loads FileName; the file's objects are added to Target.
+  void LoadfromFile(TObject* Target);
+  void clear();
+
+ private:
+  // (the implementation's state)
+  TXMLParser* FParser = nullptr;
+  TXMLTag* FCurrentTag = nullptr;
+  TLumExchangeState FState = stReady;
+  bool FParamNewLine = false;
+  bool FNoDefaultValues = false;
+  int32_t FDecimals = 0;
+  std::string FFileDescription;
+  std::string FFileName;
+};
+
+}  // namespace lumox

@@ -1,0 +1,83 @@
+// A small event-driven reader for the XML dialect of the scene exchange format: a
+// character state machine over an in-memory copy of the file that keeps only the
+// chain of open elements and reports what it meets through events.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "lumox/host/classes.h"
+
+namespace lumox {
+
+// One open element.
+class TXMLTag : public TObject {
+ public:
+  const char* ClassName() const override { return "TXMLTag"; }
+  std::string Name;
+  // The last text read before a '<' inside the element.
+  std::string Value;
+  // All attributes as name=value lines separated by CR LF, quotes removed.
+  std::string Params;
+  // Stream positions and child count kept by the exchange writer.
+  int64_t StartPos = 0;
+  int64_t ParamPos = 0;
+  int64_t ValuePos = 0;
+  int64_t EndPos = 0;
+  int32_t ChildCount = 0;
+  // 0 for the parser's base element, 1 for a top-level element.
+  int32_t Depth = 0;
+  // 0 normal; an OnTag handler may set 1 (close at once) or 2 (keep at its end tag).
+  uint8_t Kind = 0;
+  TXMLTag* Parent = nullptr;
+  // The user's object for this element (the exchange keeps the scene object here).
+  TObject* Obj = nullptr;
+
+  // Value of the first attribute line whose name matches (case-insensitive).
+  bool GetParam(std::string_view AName, std::string& AValue) const;
+};
+
+using TTagEvent = std::function<void(TXMLTag*& Tag)>;
+using TXMLProgressEvent = std::function<void(double progress)>;
+
+enum TStates : uint8_t { stDefault, stOpenTag, stCloseTag, stValue, stParam, stSpecial, stComment };
+
+class TXMLParser : public TComponent {
+ public:
+  explicit TXMLParser(TComponent* AOwner);
+  ~TXMLParser() override;
+  const char* ClassName() const override { return "TXMLParser"; }
+
+  TTagEvent OnEndTag;
+  TTagEvent OnTag;
+  TTagEvent OnParam;
+  TTagEvent OnValue;
+  TGetStrProc OnComment;
+  TTagEvent OnTagName;
+  TXMLProgressEvent OnProgress;
+  TGetStrProc OnSpecial;
+  // Loaded into the buffer by execute when the buffer is empty.
+  std::string FileName;
+
+  // The in-memory input (and the exchange writer's output buffer).
+  std::string& Stream() { return FStream; }
+  // Parses the whole buffer; target becomes the base element's object.
+  void execute(TObject* target);
+  // The element being read, and the attribute lines collected for it so far.
+  TXMLTag* Current() const { return FCurrent; }
+  const std::vector<std::pair<std::string, std::string>>& Attributes() const { return FAttributes; }
+  TXMLTag* BaseTag() const { return FBase; }
+
+ private:
+  // (private state and the per-state steps are the implementation's)
+  std::string FStream;
+  std::vector<std::pair<std::string, std::string>> FAttributes;
+  TXMLTag* FBase = nullptr;
+  TXMLTag* FCurrent = nullptr;
+};
+
+}  // namespace lumox

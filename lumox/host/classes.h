@@ -1,0 +1,147 @@
+// The component model the library is built on: TObject, TPersistent and TComponent
+// (owner, name, state, removal notification), the event aliases, the exceptions and
+// the small set template used for sets of enumeration values.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lumox {
+
+// Failures of the library carry a fixed English message.
+class Exception : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// Conversion failures (bad numbers in files, impossible assignments).
+class EConvertError : public Exception {
+ public:
+  using Exception::Exception;
+};
+
+// Case-insensitive comparison of ASCII names (class names, tags, attribute names).
+bool SameText(std::string_view A, std::string_view B);
+std::string UpperCase(std::string_view S);
+
+// A set of values of a small enumeration, one bit per ordinal.
+template <typename E>
+class TLumSet {
+ public:
+  constexpr TLumSet() = default;
+  constexpr TLumSet(std::initializer_list<E> Values) {
+    for (E V : Values) FBits |= Bit(V);
+  }
+  static constexpr TLumSet FromBits(uint32_t Bits) {
+    TLumSet S;
+    S.FBits = Bits;
+    return S;
+  }
+  constexpr uint32_t Bits() const { return FBits; }
+  constexpr bool Contains(E V) const { return (FBits & Bit(V)) != 0; }
+  constexpr bool Empty() const { return FBits == 0; }
+  constexpr void Include(E V) { FBits |= Bit(V); }
+  constexpr void Exclude(E V) { FBits &= ~Bit(V); }
+  constexpr TLumSet operator+(TLumSet O) const { return FromBits(FBits | O.FBits); }
+  constexpr TLumSet operator-(TLumSet O) const { return FromBits(FBits & ~O.FBits); }
+  constexpr TLumSet operator*(TLumSet O) const { return FromBits(FBits & O.FBits); }
+  constexpr bool operator==(const TLumSet&) const = default;
+
+ private:
+  static constexpr uint32_t Bit(E V) { return uint32_t{1} << static_cast<unsigned>(V); }
+  uint32_t FBits = 0;
+};
+
+class TObject {
+ public:
+  TObject() = default;
+  TObject(const TObject&) = delete;
+  TObject& operator=(const TObject&) = delete;
+  virtual ~TObject() = default;
+  virtual const char* ClassName() const { return "TObject"; }
+  bool ClassNameIs(std::string_view Name) const { return SameText(ClassName(), Name); }
+};
+
+using TNotifyEvent = std::function<void(TObject* Sender)>;
+using TGetStrProc = std::function<void(const std::string& S)>;
+
+// Objects that can copy their contents from one another.
+class TPersistent : public TObject {
+ public:
+  const char* ClassName() const override { return "TPersistent"; }
+  // Copies Source into this object; the base asks Source to assign itself to this
+  // object and raises EConvertError when neither side knows the other.
+  virtual void Assign(TPersistent* Source);
+
+ protected:
+  virtual void AssignTo(TPersistent* Dest);
+};
+
+enum TOperation : uint8_t { opInsert, opRemove };
+enum TComponentStateItem : uint8_t { csLoading, csReading, csWriting, csDestroying, csDesigning };
+using TComponentState = TLumSet<TComponentStateItem>;
+
+using TNotificationEvent = std::function<void(class TComponent* AComponent, TOperation Operation)>;
+
+// A component is owned by another component (or by nobody) and freed by its owner.
+// When a component dies, the owner's components and every component registered
+// through FreeNotification receive Notification(it, opRemove) so that they can clear
+// their references to it.
+class TComponent : public TPersistent {
+ public:
+  explicit TComponent(TComponent* AOwner);
+  ~TComponent() override;
+  const char* ClassName() const override { return "TComponent"; }
+
+  TComponent* Owner() const { return FOwner; }
+  const std::string& Name() const { return FName; }
+  // Renames the component; the name must be empty or an identifier, unique among
+  // the owner's components (compared without regard to case).
+  virtual void SetName(const std::string& NewName);
+  TComponentState ComponentState() const { return FComponentState; }
+  int64_t Tag() const { return FTag; }
+  void SetTag(int64_t Value) { FTag = Value; }
+
+  int ComponentCount() const { return static_cast<int>(FComponents.size()); }
+  TComponent* Components(int Index) const;
+  TComponent* FindComponent(std::string_view AName) const;
+  void InsertComponent(TComponent* AComponent);
+  void RemoveComponent(TComponent* AComponent);
+  // Frees every owned component, last first.
+  void DestroyComponents();
+
+  // AComponent is told (Notification opRemove) when this component dies, and the
+  // other way round.
+  void FreeNotification(TComponent* AComponent);
+  void RemoveFreeNotification(TComponent* AComponent);
+
+  // Design mode and loading state, set on this component and its owned components.
+  void SetDesigning(bool Value);
+  void SetLoading(bool Value);
+
+ protected:
+  // Called when a component is inserted into or removed from the owner, and when a
+  // component registered through FreeNotification dies. The base passes the call on
+  // to every owned component.
+  virtual void Notification(TComponent* AComponent, TOperation Operation);
+  // Marks the component as being destroyed and sends the removal notifications.
+  // Runs once; a class whose removal makes others call back into it calls this
+  // first in its own destructor, while all of it is still alive.
+  void Destroying();
+
+ private:
+  void ChangeState(TComponentStateItem Item, bool Value);
+  TComponent* FOwner = nullptr;
+  std::string FName;
+  TComponentState FComponentState;
+  int64_t FTag = 0;
+  std::vector<TComponent*> FComponents;
+  std::vector<TComponent*> FFreeNotifies;
+};
+
+}  // namespace lumox

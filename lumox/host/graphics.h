@@ -1,0 +1,70 @@
+// TBitmap: an image of RGBA pixels that reads and writes image files (BMP, PNG,
+// JPEG and what stb_image decodes; writes BMP and PNG).
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "lumox/host/classes.h"
+
+namespace lumox {
+
+// Bits per pixel the bitmap reports; pixels are always kept as RGBA bytes.
+enum TPixelFormat : uint8_t { pfDevice, pf1bit, pf4bit, pf8bit, pf15bit, pf16bit, pf24bit, pf32bit };
+
+class TBitmap : public TPersistent {
+ public:
+  TBitmap() = default;
+  TBitmap(int AWidth, int AHeight) { SetSize(AWidth, AHeight); }
+  const char* ClassName() const override { return "TBitmap"; }
+
+  // Called after every change of size or pixels made through this interface.
+  TNotifyEvent OnChange;
+
+  int Width() const { return FWidth; }
+  int Height() const { return FHeight; }
+  bool Empty() const { return FWidth <= 0 || FHeight <= 0; }
+  // Resizes; the pixels are cleared to transparent black. Negative sizes count as 0.
+  void SetSize(int AWidth, int AHeight);
+  void SetWidth(int AWidth) { SetSize(AWidth, FHeight); }
+  void SetHeight(int AHeight) { SetSize(FWidth, AHeight); }
+  TPixelFormat PixelFormat() const { return FPixelFormat; }
+  // Records the format (24-bit bitmaps drop alpha when written as BMP); pixels stay RGBA.
+  void SetPixelFormat(TPixelFormat Value);
+
+  // RGBA bytes, rows from top to bottom, Width * 4 bytes per row.
+  uint8_t* Pixels() { return FPixels.data(); }
+  const uint8_t* Pixels() const { return FPixels.data(); }
+  uint8_t* ScanLine(int Row) { return FPixels.data() + static_cast<size_t>(Row) * FWidth * 4; }
+  const uint8_t* ScanLine(int Row) const {
+    return FPixels.data() + static_cast<size_t>(Row) * FWidth * 4;
+  }
+  // A pixel as a host colour value $00BBGGRR (alpha dropped); 0 outside the image.
+  uint32_t GetPixel(int X, int Y) const;
+  void SetPixel(int X, int Y, uint32_t Color);
+  // A pixel as RGBA bytes packed R | G << 8 | B << 16 | A << 24; 0 outside.
+  uint32_t GetRGBA(int X, int Y) const;
+  void SetRGBA(int X, int Y, uint32_t RGBA);
+  // Fills every pixel with an opaque host colour.
+  void Fill(uint32_t Color);
+  // Tells OnChange that pixels were written directly.
+  void Changed();
+
+  // Copies size, format and pixels of another bitmap (not its OnChange).
+  void Assign(TPersistent* Source) override;
+
+  // Reads an image file; throws Exception naming the file when it cannot.
+  void LoadFromFile(const std::string& FileName);
+  // Writes PNG for a ".png" name, BMP otherwise. The file is written to a temporary
+  // beside it and renamed into place; throws Exception naming the file on failure.
+  void SaveToFile(const std::string& FileName) const;
+
+ private:
+  int FWidth = 0;
+  int FHeight = 0;
+  TPixelFormat FPixelFormat = pf32bit;
+  std::vector<uint8_t> FPixels;
+};
+
+}  // namespace lumox

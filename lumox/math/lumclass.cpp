@@ -1,0 +1,531 @@
+// Value objects, the matrix and the transformations.
+#include "lumox/math/lumclass.h"
+
+#include <cmath>
+
+#include "lumox/exchange/lumexchange.h"
+#include "lumox/math/lumgl.h"
+
+namespace lumox {
+
+const char* const TLumPolygonModeStr[3] = {"pmPoint", "pmLine", "pmFill"};
+const char* const TLumCullFaceStr[3] = {"cfNone", "cfFront", "cfBack"};
+const char* const TLumShadeModelStr[2] = {"smFlat", "smSmooth"};
+const char* const TLumTransparencyModeStr[5] = {"tmNone", "tmAlpha", "tmAddAlpha", "tmAddColor",
+                                                "tmSubColor"};
+const char* const TLumDepthAlignStr[3] = {"daStandard", "daForeground", "daBackground"};
+const char* const TLumLineStippleStr[6] = {"lsClear",   "lsDash",         "lsDot",
+                                           "lsDashDot", "lsDashDotDot", "lsSolid"};
+const char* const TLumQualityStr[3] = {"quFastest", "quNicest", "quDontCare"};
+const char* const TLumFogModeStr[3] = {"fmLinear", "fmExp", "fmExp2"};
+const char* const TLumTextureModeStr[8] = {"txStandard", "txLinearX",  "txLinearY",
+                                           "txLinearZ",  "txLinearXY", "txLinearYZ",
+                                           "txLinearZX", "txSphereZ"};
+const char* const TLumRotationOrderStr[6] = {"roXYZ", "roXZY", "roYXZ", "roYZX", "roZXY", "roZYX"};
+const char* const TLumTransformationOrderStr[6] = {"toRotTraSca", "toRotScaTra", "toTraRotSca",
+                                                   "toTraScaRot", "toScaRotTra", "toScaTraRot"};
+
+// --- TLumProperty ---------------------------------------------------------------------
+
+void TLumProperty::Changed() {
+  if (OnChange) OnChange(this);
+}
+
+void TLumProperty::Assign(TPersistent* Source) {
+  // Deliberately takes over the source's owner hook: descendants that call this
+  // (colour, matrix) report later changes to the source's owner.
+  if (auto* P = dynamic_cast<TLumProperty*>(Source)) OnChange = P->OnChange;
+}
+
+void TLumProperty::WriteComp(TLumExchange* Exchange, const std::string& Tag) {
+  Exchange->StartTag(Tag);
+  WriteValues(Exchange);
+  Exchange->EndTag();
+}
+
+void TLumProperty::WriteValues(TLumExchange*) {}
+TObject* TLumProperty::ReadComp(TLumExchange*, TXMLTag*) { return nullptr; }
+void TLumProperty::ReadValues(TLumExchange*) {}
+void TLumRenderProperty::Render() {}
+
+// --- TLumVector -----------------------------------------------------------------------
+
+void TLumVector::SetX(float Value) {
+  if (Value != FX) {
+    FX = Value;
+    Changed();
+  }
+}
+void TLumVector::SetY(float Value) {
+  if (Value != FY) {
+    FY = Value;
+    Changed();
+  }
+}
+void TLumVector::SetZ(float Value) {
+  if (Value != FZ) {
+    FZ = Value;
+    Changed();
+  }
+}
+
+void TLumVector::SetValues(float AX, float AY, float AZ) {
+  SetX(AX);
+  SetY(AY);
+  SetZ(AZ);
+}
+
+void TLumVector::SetAsMathVector(const TLumMathVector& V) {
+  SetX(static_cast<float>(V.X));
+  SetY(static_cast<float>(V.Y));
+  SetZ(static_cast<float>(V.Z));
+}
+
+void TLumVector::Assign(TPersistent* Source) {
+  if (auto* V = dynamic_cast<TLumVector*>(Source)) {
+    FX = V->FX;
+    FY = V->FY;
+    FZ = V->FZ;
+    Changed();
+  }
+}
+
+void TLumVector::WriteValues(TLumExchange* Exchange) {
+  Exchange->addtag("P", GetAsMathVector(), ZEROVEC);
+}
+
+void TLumVector::ReadValues(TLumExchange* Exchange) {
+  TLumMathVector V = GetAsMathVector();
+  Exchange->getvalue("P", V);
+  SetAsMathVector(V);
+}
+
+static bool InUnitRange(float Value) { return Value >= -1.0f && Value <= 1.0f; }
+
+void TLumDirection::SetX(float Value) {
+  if (Value != FX && InUnitRange(Value)) {
+    FX = Value;
+    Changed();
+  }
+}
+void TLumDirection::SetY(float Value) {
+  if (Value != FY && InUnitRange(Value)) {
+    FY = Value;
+    Changed();
+  }
+}
+void TLumDirection::SetZ(float Value) {
+  if (Value != FZ && InUnitRange(Value)) {
+    FZ = Value;
+    Changed();
+  }
+}
+
+void TLumNormal::Normalize() {
+  TLumMathVector V = GetAsMathVector();
+  LumMathNormalize(V);
+  SetAsMathVector(V);
+}
+
+// --- TLumColor ------------------------------------------------------------------------
+
+void TLumColor::SetColor(uint32_t Value) {
+  if (Value != FColor) {
+    FColor = Value;
+    Changed();
+  }
+}
+
+void TLumColor::SetAlpha(float Value) {
+  if (Value != FAlpha && Value >= 0.0f && Value <= 1.0f) {
+    FAlpha = Value;
+    Changed();
+  }
+}
+
+void TLumColor::GetParams(float (&Params)[4]) const {
+  Params[0] = static_cast<float>(FColor & 0xFF) / 255.0f;
+  Params[1] = static_cast<float>((FColor >> 8) & 0xFF) / 255.0f;
+  Params[2] = static_cast<float>((FColor >> 16) & 0xFF) / 255.0f;
+  Params[3] = FAlpha;
+}
+
+std::array<float, 4> TLumColor::GetParams() const {
+  float P[4];
+  GetParams(P);
+  return {P[0], P[1], P[2], P[3]};
+}
+
+void TLumColor::SetParams(const float (&Params)[4]) {
+  auto Byte = [](float V) {
+    return static_cast<uint32_t>(static_cast<int64_t>(std::nearbyint(V * 255.0)) & 0xFF);
+  };
+  FColor = Byte(Params[0]) | (Byte(Params[1]) << 8) | (Byte(Params[2]) << 16);
+  FAlpha = Params[3];
+}
+
+void TLumColor::Assign(TPersistent* Source) {
+  if (auto* C = dynamic_cast<TLumColor*>(Source)) {
+    FColor = C->FColor;
+    FAlpha = C->FAlpha;
+    Changed();
+  }
+  TLumProperty::Assign(Source);
+}
+
+void TLumColor::WriteValues(TLumExchange* Exchange) {
+  Exchange->addtag("Color", TLumExchange::int2hex(FColor), TLumExchange::int2hex(0xFFFFFF));
+  Exchange->addtag("Alpha", static_cast<double>(FAlpha), 1.0);
+}
+
+void TLumColor::ReadValues(TLumExchange* Exchange) {
+  std::string Text = TLumExchange::int2hex(FColor);
+  Exchange->getvalue("Color", Text);
+  SetColor(TLumExchange::hex2int(Text));
+  float A = FAlpha;
+  Exchange->getvalue("Alpha", A);
+  SetAlpha(A);
+}
+
+// --- TLumMatrix -----------------------------------------------------------------------
+
+static bool InMatrixRange(int I, int J) {
+  return static_cast<unsigned>(I) <= 3 && static_cast<unsigned>(J) <= 3;
+}
+
+void TLumMatrix::SetValue(int I, int J, double Value) {
+  if (InMatrixRange(I, J)) FValues[static_cast<size_t>(J * 4 + I)] = Value;
+}
+
+double TLumMatrix::GetValue(int I, int J) const {
+  return InMatrixRange(I, J) ? FValues[static_cast<size_t>(J * 4 + I)] : 0.0;
+}
+
+void TLumMatrix::Assign(TPersistent* Source) {
+  TLumProperty::Assign(Source);
+  if (auto* M = dynamic_cast<TLumMatrix*>(Source)) FValues = M->FValues;
+}
+
+void TLumMatrix::SetConstMatrix(double C) { FValues.fill(C); }
+
+void TLumMatrix::SetIdentityMatrix() {
+  FValues.fill(0.0);
+  for (int I = 0; I < 4; ++I) FValues[static_cast<size_t>(I * 5)] = 1.0;
+}
+
+void TLumMatrix::MultMatrix(const TLumMatrix* B) {
+  std::array<double, 16> T;
+  const auto& BV = B->FValues;
+  for (int I = 0; I < 4; ++I)
+    for (int J = 0; J < 4; ++J) {
+      double S = 0.0;
+      for (int K = 0; K < 4; ++K) S += BV[static_cast<size_t>(K * 4 + I)] * FValues[static_cast<size_t>(J * 4 + K)];
+      T[static_cast<size_t>(J * 4 + I)] = S;
+    }
+  FValues = T;
+}
+
+void TLumMatrix::Add(const TLumMatrix* B) {
+  for (size_t K = 0; K < 16; ++K) FValues[K] += B->FValues[K];
+}
+
+void TLumMatrix::Mult(double S) {
+  for (double& V : FValues) V *= S;
+}
+
+bool TLumMatrix::Invert() {
+  // No pivot search and no tolerance: a zero leading element fails even for a
+  // regular matrix. The callers use rigid and camera matrices; keep it so.
+  double A[4][8];
+  for (int R = 0; R < 4; ++R)
+    for (int C = 0; C < 8; ++C) A[R][C] = C < 4 ? GetValue(R, C) : (C - 4 == R ? 1.0 : 0.0);
+  for (int P = 0; P < 4; ++P) {
+    const double Pivot = A[P][P];
+    if (Pivot == 0.0) return false;
+    for (int C = 0; C < 8; ++C) A[P][C] /= Pivot;
+    for (int R = 0; R < 4; ++R) {
+      if (R == P) continue;
+      const double F = A[R][P];
+      for (int C = 0; C < 8; ++C) A[R][C] -= F * A[P][C];
+    }
+  }
+  for (int R = 0; R < 4; ++R)
+    for (int C = 0; C < 4; ++C) SetValue(R, C, A[R][C + 4]);
+  return true;
+}
+
+void TLumMatrix::Transpose() {
+  const std::array<double, 16> T = FValues;
+  for (int I = 0; I < 4; ++I)
+    for (int J = 0; J < 4; ++J) FValues[static_cast<size_t>(J * 4 + I)] = T[static_cast<size_t>(I * 4 + J)];
+}
+
+void TLumMatrix::GLMultMatrix() const { glMultMatrixd(FValues.data()); }
+void TLumMatrix::PickGLModelviewMatrix() { glGetDoublev(GL_MODELVIEW_MATRIX, FValues.data()); }
+void TLumMatrix::PickGLProjectionMatrix() { glGetDoublev(GL_PROJECTION_MATRIX, FValues.data()); }
+
+bool TLumMatrix::IsIdentityMatrix() const {
+  for (int I = 0; I < 4; ++I)
+    for (int J = 0; J < 4; ++J) {
+      const double Target = I == J ? 1.0 : 0.0;
+      if (!(std::fabs(GetValue(I, J) - Target) <= 1e-15)) return false;
+    }
+  return true;
+}
+
+TLumMathVector4d TLumMatrix::MultVector(const TLumMathVector4d& V) const {
+  const double In[4] = {V.X, V.Y, V.Z, V.W};
+  double R[4];
+  for (int I = 0; I < 4; ++I) {
+    double S = 0.0;
+    for (int K = 0; K < 4; ++K) S += GetValue(I, K) * In[K];
+    R[I] = S;
+  }
+  return {R[0], R[1], R[2], R[3]};
+}
+
+TLumMathVector4d TLumMatrix::Project(const TLumMathVector4d& V, const TLumMathVector4d& Viewport,
+                                     const TLumMatrix* Projection) const {
+  const TLumMathVector4d T = MultVector(V);
+  TLumMathVector4d R = Projection->MultVector(T);
+  const double W = R.W != 0.0 ? R.W : 1.0;
+  R.X = (R.X / W + 1) / 2;
+  R.Y = (R.Y / W + 1) / 2;
+  R.Z = (R.Z / W + 1) / 2;
+  R.W = (R.W / W + 1) / 2;
+  R.Y = (1 - R.Y) * Viewport.W + Viewport.Y;
+  R.X = R.X * Viewport.Z + Viewport.X;
+  return R;
+}
+
+TLumMathVector4d TLumMatrix::Project(const TLumMathVector4d& V,
+                                     const TLumMathVector4d& Viewport) const {
+  TLumMatrix Identity;
+  Identity.SetIdentityMatrix();
+  return Project(V, Viewport, &Identity);
+}
+
+TLumMathVector4d TLumMatrix::Project(const TLumMathVector4d& V) const {
+  return Project(V, TLumMathVector4d{0, 0, 1, 1});
+}
+
+TLumMathVector TLumMatrix::ProjectMatrix(const TLumMatrix* Other, const TLumMathVector& V) const {
+  const TLumMathVector4d R = ProjectMatrix(Other, TLumMathVector4d{V.X, V.Y, V.Z, 1.0});
+  return {R.X, R.Y, R.Z};
+}
+
+TLumMathVector4d TLumMatrix::ProjectMatrix(const TLumMatrix* Other,
+                                           const TLumMathVector4d& V) const {
+  TLumMatrix A;
+  A.FValues = FValues;
+  A.Invert();  // unchecked: a singular matrix is used as it is
+  TLumMatrix B;
+  B.FValues = Other->FValues;
+  B.MultMatrix(&A);
+  return B.MultVector(V);
+}
+
+TLumMathVector4d TLumMatrix::UnProject(const TLumMathVector4d& V, const TLumMathVector4d& Viewport,
+                                       const TLumMatrix* Projection) const {
+  const TLumMathVector4d In{(V.X - Viewport.X) * 2 / Viewport.Z - 1,
+                            (V.Y - Viewport.Y) * 2 / Viewport.W - 1, V.Z * 2 - 1, V.W * 2 - 1};
+  TLumMatrix N;
+  N.FValues = FValues;
+  N.MultMatrix(Projection);
+  N.Invert();  // unchecked, as in ProjectMatrix
+  TLumMathVector4d R = N.MultVector(In);
+  const double D = R.W != 0.0 ? R.W : 1.0;
+  R.X /= D;
+  R.Y /= D;
+  R.Z /= D;
+  R.W /= D;
+  return R;
+}
+
+TLumMathVector4d TLumMatrix::UnProject(const TLumMathVector4d& V,
+                                       const TLumMathVector4d& Viewport) const {
+  TLumMatrix Identity;
+  Identity.SetIdentityMatrix();
+  return UnProject(V, Viewport, &Identity);
+}
+
+TLumMathVector4d TLumMatrix::UnProject(const TLumMathVector4d& V) const {
+  return UnProject(V, TLumMathVector4d{0, 0, 1, 1});
+}
+
+// --- transformations ------------------------------------------------------------------
+
+void TLumRotation::SetX(float Value) {
+  if (Value != FX) {
+    FX = ModAngle(Value);
+    Changed();
+  }
+}
+void TLumRotation::SetY(float Value) {
+  if (Value != FY) {
+    FY = ModAngle(Value);
+    Changed();
+  }
+}
+void TLumRotation::SetZ(float Value) {
+  if (Value != FZ) {
+    FZ = ModAngle(Value);
+    Changed();
+  }
+}
+
+void TLumRotation::SetOrder(TLumRotationOrder Value) {
+  if (Value != FOrder) {
+    FOrder = Value;
+    Changed();
+  }
+}
+
+float TLumRotation::ModAngle(float Angle) const {
+  const double A = Angle;
+  const int64_t N = std::llrint(A - 0.5);  // to nearest, ties to even
+  const int64_t Q = N / 360;
+  // The product is formed in 32-bit arithmetic, wrapping as it always has.
+  const int32_t Q360 = static_cast<int32_t>(static_cast<uint32_t>(Q) * 360u);
+  float R = static_cast<float>(A - static_cast<double>(Q360));
+  if (R < 0) R += 360.0f;
+  return R;
+}
+
+bool TLumRotation::GetEmpty() const { return FX == 0.0f && FY == 0.0f && FZ == 0.0f; }
+
+void TLumRotation::Execute() const {
+  if (GetEmpty()) return;
+  auto RX = [this] { glRotatef(FX, 1, 0, 0); };
+  auto RY = [this] { glRotatef(FY, 0, 1, 0); };
+  auto RZ = [this] { glRotatef(FZ, 0, 0, 1); };
+  switch (FOrder) {
+    case roXYZ: RX(); RY(); RZ(); break;
+    case roXZY: RX(); RZ(); RY(); break;
+    case roYXZ: RY(); RX(); RZ(); break;
+    case roYZX: RY(); RZ(); RX(); break;
+    case roZXY: RZ(); RX(); RY(); break;
+    case roZYX: RZ(); RY(); RX(); break;
+  }
+}
+
+void TLumRotation::Assign(TPersistent* Source) {
+  TLumVector::Assign(Source);
+  if (auto* R = dynamic_cast<TLumRotation*>(Source)) SetOrder(R->FOrder);
+}
+
+void TLumRotation::WriteValues(TLumExchange* Exchange) {
+  TLumVector::WriteValues(Exchange);
+  Exchange->addtag("Order", FOrder, TLumRotationOrderStr, 5);
+}
+
+void TLumRotation::ReadValues(TLumExchange* Exchange) {
+  TLumVector::ReadValues(Exchange);
+  SetOrder(static_cast<TLumRotationOrder>(Exchange->getenums("Order", TLumRotationOrderStr, 5)));
+}
+
+bool TLumScale::GetEmpty() const { return FX == 1.0f && FY == 1.0f && FZ == 1.0f; }
+void TLumScale::Execute() const {
+  if (!GetEmpty()) glScalef(FX, FY, FZ);
+}
+
+bool TLumTranslation::GetEmpty() const { return FX == 0.0f && FY == 0.0f && FZ == 0.0f; }
+void TLumTranslation::Execute() const {
+  if (!GetEmpty()) glTranslatef(FX, FY, FZ);
+}
+
+TLumTransformation::TLumTransformation()
+    : FRotation(new TLumRotation), FScale(new TLumScale), FTranslation(new TLumTranslation) {
+  auto Hook = [this](TObject* Sender) { SubChange(Sender); };
+  FRotation->OnChange = Hook;
+  FScale->OnChange = Hook;
+  FTranslation->OnChange = Hook;
+}
+
+TLumTransformation::~TLumTransformation() {
+  delete FRotation;
+  delete FScale;
+  delete FTranslation;
+}
+
+void TLumTransformation::SetRotation(TLumRotation* Value) {
+  if (!Value) return;
+  FRotation->Assign(Value);
+  Changed();
+}
+void TLumTransformation::SetScale(TLumScale* Value) {
+  if (!Value) return;
+  FScale->Assign(Value);
+  Changed();
+}
+void TLumTransformation::SetTranslation(TLumTranslation* Value) {
+  if (!Value) return;
+  FTranslation->Assign(Value);
+  Changed();
+}
+
+void TLumTransformation::SetOrder(TLumTransformationOrder Value) {
+  if (Value != FOrder) {
+    FOrder = Value;
+    Changed();
+  }
+}
+
+bool TLumTransformation::GetEmpty() const {
+  return FRotation->GetEmpty() && FScale->GetEmpty() && FTranslation->GetEmpty();
+}
+
+void TLumTransformation::Execute() const {
+  if (GetEmpty()) return;
+  const TLumTransform* R = FRotation;
+  const TLumTransform* T = FTranslation;
+  const TLumTransform* S = FScale;
+  const TLumTransform* Seq[3];
+  switch (FOrder) {
+    case toRotTraSca: Seq[0] = R; Seq[1] = T; Seq[2] = S; break;
+    case toRotScaTra: Seq[0] = R; Seq[1] = S; Seq[2] = T; break;
+    case toTraRotSca: Seq[0] = T; Seq[1] = R; Seq[2] = S; break;
+    case toTraScaRot: Seq[0] = T; Seq[1] = S; Seq[2] = R; break;
+    case toScaRotTra: Seq[0] = S; Seq[1] = R; Seq[2] = T; break;
+    case toScaTraRot: Seq[0] = S; Seq[1] = T; Seq[2] = R; break;
+    default: return;  // an unknown order executes nothing
+  }
+  for (const TLumTransform* P : Seq) P->Execute();
+}
+
+void TLumTransformation::SubChange(TObject*) { Changed(); }
+
+void TLumTransformation::Assign(TPersistent* Source) {
+  // Order is deliberately not copied; only the three parts are.
+  if (auto* T = dynamic_cast<TLumTransformation*>(Source)) {
+    FRotation->Assign(T->FRotation);
+    FScale->Assign(T->FScale);
+    FTranslation->Assign(T->FTranslation);
+  }
+}
+
+void TLumTransformation::WriteValues(TLumExchange* Exchange) {
+  Exchange->addtag("Order", FOrder, TLumTransformationOrderStr, 5);
+  FTranslation->WriteComp(Exchange, "Translation");
+  FRotation->WriteComp(Exchange, "Rotation");
+  FScale->WriteComp(Exchange, "Scale");
+}
+
+TObject* TLumTransformation::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
+  TLumProperty* Part = nullptr;
+  if (SameText(Tag->Name, "Translation"))
+    Part = FTranslation;
+  else if (SameText(Tag->Name, "Rotation"))
+    Part = FRotation;
+  else if (SameText(Tag->Name, "Scale"))
+    Part = FScale;
+  if (Part) Part->ReadValues(Exchange);
+  return Part;
+}
+
+void TLumTransformation::ReadValues(TLumExchange* Exchange) {
+  SetOrder(static_cast<TLumTransformationOrder>(
+      Exchange->getenums("Order", TLumTransformationOrderStr, 5)));
+}
+
+}  // namespace lumox

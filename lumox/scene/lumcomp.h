@@ -1,0 +1,157 @@
+// The base classes of every scene element: TLumComponent (exchange format, change
+// listener), TLumTransformed (a transformation), TLumRender (the render protocol and
+// display-list caching), TLumCustomNode, and TLumCustomView, the view as components see it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "lumox/host/classes.h"
+#include "lumox/math/lumclass.h"
+
+namespace lumox {
+
+class TLumCustomNode;
+
+// What the current render pass is for. Scene objects push selection names in the
+// selecting modes dmSelection, dmPick and dmNothing.
+enum TLumDrawMode : uint8_t { dmWindow, dmBitmap, dmSelection, dmPick, dmNothing };
+extern const char* const TLumDrawModeStr[5];
+inline bool IsSelectingMode(TLumDrawMode Mode) { return Mode >= dmSelection && Mode <= dmNothing; }
+
+// The view as render components see it.
+class TLumCustomView : public TComponent {
+ public:
+  explicit TLumCustomView(TComponent* AOwner) : TComponent(AOwner) {}
+  const char* ClassName() const override { return "TLumCustomView"; }
+  // Whether the view's GL context is current on the calling thread.
+  virtual bool GetCurrent() = 0;
+  // Makes the context current (true) or releases it (false); never throws.
+  virtual void SetCurrent(bool Value) = 0;
+  // The next selection name of the current pass.
+  virtual int32_t GetNextID(TObject* Obj, int32_t num) = 0;
+  virtual TLumDrawMode DrawMode() const = 0;
+  // The camera's matrix as captured this frame, or nullptr without a camera.
+  virtual TLumMatrix* CameraMatrix() const = 0;
+};
+
+class TLumComponent : public TComponent {
+ public:
+  explicit TLumComponent(TComponent* AOwner) : TComponent(AOwner) {}
+  const char* ClassName() const override { return "TLumComponent"; }
+
+  // The listener that a containing node or the view installs.
+  TNotifyEvent OnChange;
+
+  virtual void Changed();
+  // Copies OnChange from a component source and notifies.
+  void Assign(TPersistent* Source) override;
+  virtual void WriteValues(TLumExchange* Exchange);
+  virtual void ReadValues(TLumExchange* Exchange);
+  virtual void WriteComp(TLumExchange* Exchange, const std::string& Tag);
+  // Called for each child element while reading; returns the object that took it.
+  virtual TObject* ReadComp(TLumExchange* Exchange, TXMLTag* Tag);
+};
+
+class TLumTransformed : public TLumComponent {
+ public:
+  explicit TLumTransformed(TComponent* AOwner);
+  ~TLumTransformed() override;
+  const char* ClassName() const override { return "TLumTransformed"; }
+
+  TLumTransformation* Transformation() const { return FTransformation; }
+  // Copies the value's contents in, then notifies; nullptr is ignored.
+  void SetTransformation(TLumTransformation* Value);
+  // The change hook of owned value objects.
+  virtual void SubChange(TObject* Sender);
+  void Assign(TPersistent* Source) override;
+  void WriteValues(TLumExchange* Exchange) override;
+  TObject* ReadComp(TLumExchange* Exchange, TXMLTag* Tag) override;
+
+ private:
+  TLumTransformation* FTransformation;
+};
+
+class TLumRender : public TLumTransformed {
+ public:
+  explicit TLumRender(TComponent* AOwner);
+  ~TLumRender() override;
+  const char* ClassName() const override { return "TLumRender"; }
+
+  bool Enabled() const { return FEnabled; }
+  void SetEnabled(bool Value);
+  // When assigned, it replaces the transformation: it places the component itself.
+  TNotifyEvent OnTransform;
+  TLumRenderEvent OnAfterRender;
+  TLumRenderEvent OnBeforeRender;
+
+  // The view whose context owns the display list.
+  TLumCustomView* View() const { return FView; }
+  virtual void SetView(TLumCustomView* aView);
+  // Display-list name of the cache, 0 = none.
+  uint32_t ListId() const { return FListId; }
+  bool Cached() const { return FCached; }
+  virtual void SetCached(bool Value);
+  TLumCustomNode* Node() const { return FNode; }
+  // Leaves the old node and joins NewNode through its Add.
+  void SetNode(TLumCustomNode* NewNode);
+  // Leaves the old node and records NewNode without calling its Add (nodes use it).
+  void SetNodeDirect(TLumCustomNode* NewNode);
+  // The modelview matrix at which the component was last drawn, while enabled.
+  TLumMatrix* ProjectionMatrix() const { return FProjectionMatrix; }
+  bool ProjectionEnabled() const { return FProjectionEnabled; }
+  void SetProjectionEnabled(bool Value);
+
+  // The render protocol; see Render.
+  virtual void BeforeRender(TLumCustomView* aView);
+  virtual void DoRender(TLumCustomView* aView);
+  virtual void AfterRender(TLumCustomView* aView);
+  virtual void DoDisable(TLumCustomView* aView);
+  virtual void Render(TLumCustomView* aView);
+  virtual void Disable(TLumCustomView* aView);
+  // V in Other's local frame, as last drawn, expressed in this component's frame.
+  virtual TLumMathVector ProjectVector(TLumRender* Other, const TLumMathVector& V);
+  // V in the camera's frame expressed in this component's frame.
+  virtual TLumMathVector ProjectVector(TLumCustomView* aView, const TLumMathVector& V);
+
+  void OpenCache();
+  void CloseCache();
+  void CallCache();
+  // Deletes the display list, making the view's context current for it if needed.
+  void ClearCache();
+  bool IsMyView(TLumCustomView* aView) const { return aView && aView == FView; }
+
+  void Assign(TPersistent* Source) override;
+  void WriteValues(TLumExchange* Exchange) override;
+  void ReadValues(TLumExchange* Exchange) override;
+
+ protected:
+  void Notification(TComponent* AComponent, TOperation Operation) override;
+
+ private:
+  bool FEnabled = true;
+  TLumCustomView* FView = nullptr;
+  uint32_t FListId = 0;
+  bool FCached = false;
+  TLumCustomNode* FNode = nullptr;
+  TLumMatrix* FProjectionMatrix = nullptr;
+  bool FProjectionEnabled = false;
+};
+
+// Caches of "last rendered" render state that a view forgets at the start of every
+// frame (BeforeImage false) and before it renders into another context (BeforeImage
+// true). Render-state units register their reset once, at load time.
+using TLumFrameResetHook = void (*)(bool BeforeImage);
+void RegisterFrameResetHook(TLumFrameResetHook Hook);
+void RunFrameResetHooks(bool BeforeImage);
+
+// The container of render components.
+class TLumCustomNode : public TLumRender {
+ public:
+  explicit TLumCustomNode(TComponent* AOwner) : TLumRender(AOwner) {}
+  const char* ClassName() const override { return "TLumCustomNode"; }
+  virtual int Remove(TLumRender* Item) = 0;
+  virtual int Add(TLumRender* Item) = 0;
+};
+
+}  // namespace lumox

@@ -1,0 +1,136 @@
+// Scene objects (TLumObject: picking name, colour, shared attributes and material),
+// grouping nodes (TLumNode) and the registry that creates render classes by name.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "lumox/scene/lumcomp.h"
+
+namespace lumox {
+
+class TLumAttributes;
+class TLumMaterial;
+
+enum TLumColorAsMaterial : uint8_t {
+  cmNone, cmAmbient, cmDiffuse, cmSpecular, cmEmission, cmAmbientDiffuse
+};
+extern const char* const TLumColorAsMaterialStr[6];
+
+class TLumObject : public TLumRender {
+ public:
+  explicit TLumObject(TComponent* AOwner);
+  ~TLumObject() override;
+  const char* ClassName() const override { return "TLumObject"; }
+
+  // Follows the component name unless set to something else.
+  const std::string& ObjectName() const { return FObjectName; }
+  void SetObjectName(const std::string& Value) { FObjectName = Value; }
+  // A number of the application's choice; -1 at creation.
+  int32_t ObjectID() const { return FObjectID; }
+  void SetObjectID(int32_t Value) { FObjectID = Value; }
+  // White by default.
+  TLumColor* Color() const { return FColor; }
+  void SetColor(TLumColor* Value);
+  // Shared render state, referenced and not owned; cleared when the component dies.
+  TLumAttributes* Attributes() const { return FAttributes; }
+  void SetAttributes(TLumAttributes* Value);
+  TLumMaterial* Material() const { return FMaterial; }
+  void SetMaterial(TLumMaterial* Value);
+  TLumColorAsMaterial ColorAsMaterial() const { return FColorAsMaterial; }
+  void SetColorAsMaterial(TLumColorAsMaterial Value) { FColorAsMaterial = Value; }
+
+  void SetName(const std::string& NewName) override;
+  void Assign(TPersistent* Source) override;
+  void BeforeRender(TLumCustomView* aView) override;
+  void DoRender(TLumCustomView* aView) override;
+  void AfterRender(TLumCustomView* aView) override;
+  void WriteValues(TLumExchange* Exchange) override;
+  void ReadValues(TLumExchange* Exchange) override;
+  TObject* ReadComp(TLumExchange* Exchange, TXMLTag* Tag) override;
+
+ protected:
+  void Notification(TComponent* AComponent, TOperation Operation) override;
+
+ private:
+  std::string FObjectName;
+  int32_t FObjectID = -1;
+  TLumColor* FColor;
+  TLumAttributes* FAttributes = nullptr;
+  TLumMaterial* FMaterial = nullptr;
+  TLumColorAsMaterial FColorAsMaterial = cmNone;
+  bool FNamePushed = false;
+};
+
+// A group that renders its items in order, inside its own transformation. Items
+// added with AddIndirect are only referred to: they stay in their own node.
+class TLumNode : public TLumCustomNode {
+ public:
+  explicit TLumNode(TComponent* AOwner);
+  ~TLumNode() override;
+  const char* ClassName() const override { return "TLumNode"; }
+
+  // Told of insertions and removals (a view uses it to follow the scene).
+  TNotificationEvent OnItemNotify;
+  // When assigned, replaces the drawing of the items.
+  TLumRenderEvent OnRender;
+
+  int Remove(TLumRender* Item) override;
+  int Add(TLumRender* Item) override;
+  virtual int AddIndirect(TLumRender* Item);
+  // Throws Exception("Can not create a link to myself.") for the node itself.
+  virtual void Insert(int Index, TLumRender* Item);
+  virtual void Delete(int Index);
+  virtual void Exchange(int I, int J);
+  // Both indices are clamped to 0..Count-1.
+  virtual void Move(int CurIndex, int NewIndex);
+  virtual int IndexOf(TLumRender* Item) const;
+  virtual void Clear();
+
+  TLumRender* GetItems(int Index) const;
+  // Replaces the list entry only, without any bookkeeping.
+  void SetItems(int Index, TLumRender* Item);
+  int GetCount() const { return static_cast<int>(FItems.size()); }
+  bool IsIndirect(int Index) const;
+  // Leaves below this node; nested nodes count their own leaves.
+  int CountAllItems() const;
+  void RenderItems(TLumCustomView* aView);
+
+  void SubChange(TObject* Sender) override;
+  void DoRender(TLumCustomView* aView) override;
+  void WriteValues(TLumExchange* Exchange) override;
+  TObject* ReadComp(TLumExchange* Exchange, TXMLTag* Tag) override;
+
+ protected:
+  void Notification(TComponent* AComponent, TOperation Operation) override;
+
+ private:
+  std::vector<TLumRender*> FItems;
+  std::vector<bool> FIndirect;
+};
+
+// --- the render-class registry ---------------------------------------------------------
+
+using TLumRenderClassFactory = std::function<TComponent*(TComponent* AOwner)>;
+
+struct TLumRenderClass {
+  std::string Name;
+  TLumRenderClassFactory Create;
+};
+
+// Registers a class under its name; a second class of the same name (compared
+// without regard to case) throws Exception("This class was already registered.").
+void RegisterRenderClass(const std::string& Name, TLumRenderClassFactory Create);
+template <typename T>
+void RegisterRenderClass() {
+  T Probe(nullptr);
+  RegisterRenderClass(Probe.ClassName(), [](TComponent* AOwner) { return new T(AOwner); });
+}
+// The class registered under Name (case-insensitive), or nullptr.
+const TLumRenderClass* GetRenderClass(const std::string& Name);
+// The registered classes in registration order.
+void GetRenderClassList(std::vector<TLumRenderClass>& List);
+
+}  // namespace lumox

@@ -1,0 +1,20 @@
+// Headless GL fixtures for the test suite.
+#include "support/glfixture.h"
+
+namespace lumox::test {
+
+void GLTest::SetUp() {
+  Context = CreateEGLContext(64, 64);
+  ASSERT_TRUE(Context->MakeCurrent());
+  glMatrixMode(GL_MODELVIEW);
+  glLoadIdentity();
+}
+
+void GLTest::TearDown() {
+  if (Context) Context->Release();
+  Context.reset();
+}
+
+void GLTest::ModelView(double (&M)[16]) { glGetDoublev(GL_MODELVIEW_MATRIX, M); }
+
+}  // namespace lumox::test
