@@ -128,6 +128,8 @@ void RegisterRenderClass() {
   T Probe(nullptr);
   RegisterRenderClass(Probe.ClassName(), [](TComponent* AOwner) { return new T(AOwner); });
 }
+// Registers TLumNode (the unit's own class).
+void RegisterLumobjClasses();
 // The class registered under Name (case-insensitive), or nullptr.
 const TLumRenderClass* GetRenderClass(const std::string& Name);
 // The registered classes in registration order.

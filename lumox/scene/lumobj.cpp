@@ -1,0 +1,345 @@
+// Scene objects, grouping nodes and the registry of render classes.
+#include "lumox/scene/lumobj.h"
+
+#include <algorithm>
+
+#include "lumox/exchange/lumexchange.h"
+#include "lumox/math/lumgl.h"
+#include "lumox/scene/lumattr.h"
+#include "lumox/scene/lummat.h"
+
+namespace lumox {
+
+namespace detail {
+// Registers the render classes of every unit, in unit order (package/lumregister.cpp).
+void RegisterUnitClasses();
+}  // namespace detail
+
+const char* const TLumColorAsMaterialStr[6] = {"cmNone",     "cmAmbient",  "cmDiffuse",
+                                               "cmSpecular", "cmEmission", "cmAmbientDiffuse"};
+
+// --- TLumObject -----------------------------------------------------------------------
+
+TLumObject::TLumObject(TComponent* AOwner) : TLumRender(AOwner), FColor(new TLumColor) {
+  FColor->SetColor(0xFFFFFF);
+  FColor->SetAlpha(1.0f);
+  FColor->OnChange = [this](TObject* Sender) { SubChange(Sender); };
+}
+
+TLumObject::~TLumObject() {
+  Destroying();
+  delete FColor;
+  FColor = nullptr;
+}
+
+void TLumObject::SetColor(TLumColor* Value) {
+  if (Value) FColor->Assign(Value);
+}
+
+void TLumObject::SetAttributes(TLumAttributes* Value) {
+  if (Value == FAttributes) return;
+  if (FAttributes) RemoveFreeNotification(FAttributes);
+  FAttributes = Value;
+  if (Value) Value->FreeNotification(this);
+  Changed();
+}
+
+void TLumObject::SetMaterial(TLumMaterial* Value) {
+  if (Value == FMaterial) return;
+  if (FMaterial) RemoveFreeNotification(FMaterial);
+  FMaterial = Value;
+  if (Value) Value->FreeNotification(this);
+  Changed();
+}
+
+void TLumObject::SetName(const std::string& NewName) {
+  const bool Follow =
+      FObjectName == Name() && (!Owner() || !Owner()->ComponentState().Contains(csLoading));
+  TLumRender::SetName(NewName);
+  if (Follow) FObjectName = NewName;
+}
+
+void TLumObject::Assign(TPersistent* Source) {
+  TLumRender::Assign(Source);
+  if (auto* O = dynamic_cast<TLumObject*>(Source)) {
+    FObjectName = O->FObjectName;
+    FObjectID = O->FObjectID;
+    // The colour's Assign takes over the source colour's hook along with its value.
+    FColor->Assign(O->FColor);
+  }
+}
+
+static bool PushesName(TLumCustomView* aView) {
+  return aView && IsSelectingMode(aView->DrawMode());
+}
+
+void TLumObject::BeforeRender(TLumCustomView* aView) {
+  TLumRender::BeforeRender(aView);
+  if (PushesName(aView)) glPushName(static_cast<GLuint>(aView->GetNextID(this, -1)));
+}
+
+void TLumObject::DoRender(TLumCustomView* aView) {
+  float P[4];
+  FColor->GetParams(P);
+  glColor4fv(P);
+  if (FAttributes) FAttributes->Render(aView);
+  if (FMaterial) FMaterial->Render(aView);
+  if (FColorAsMaterial != cmNone) {
+    static const GLenum Modes[6] = {0, GL_AMBIENT, GL_DIFFUSE, GL_SPECULAR, GL_EMISSION,
+                                    GL_AMBIENT_AND_DIFFUSE};
+    glEnable(GL_COLOR_MATERIAL);
+    glColorMaterial(GL_FRONT_AND_BACK, Modes[FColorAsMaterial]);
+  }
+}
+
+void TLumObject::AfterRender(TLumCustomView* aView) {
+  TLumRender::AfterRender(aView);
+  if (FColorAsMaterial != cmNone) glDisable(GL_COLOR_MATERIAL);
+  if (PushesName(aView)) glPopName();
+}
+
+void TLumObject::WriteValues(TLumExchange* Exchange) {
+  TLumRender::WriteValues(Exchange);
+  Exchange->addtag("ObjectID", FObjectID, -1);
+  Exchange->addtag("ObjectName", FObjectName, std::string());
+  FColor->WriteComp(Exchange, "Color");
+}
+
+void TLumObject::ReadValues(TLumExchange* Exchange) {
+  TLumRender::ReadValues(Exchange);
+  Exchange->getvalue("ObjectID", FObjectID);
+  Exchange->getvalue("ObjectName", FObjectName);
+}
+
+TObject* TLumObject::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
+  if (SameText(Tag->Name, "Color")) {
+    FColor->ReadValues(Exchange);
+    return FColor;
+  }
+  return TLumTransformed::ReadComp(Exchange, Tag);
+}
+
+void TLumObject::Notification(TComponent* AComponent, TOperation Operation) {
+  TLumRender::Notification(AComponent, Operation);
+  if (Operation != opRemove || !AComponent) return;
+  if (AComponent == FAttributes) FAttributes = nullptr;
+  if (AComponent == FMaterial) FMaterial = nullptr;
+}
+
+// --- TLumNode -------------------------------------------------------------------------
+
+TLumNode::TLumNode(TComponent* AOwner) : TLumCustomNode(AOwner) {}
+
+TLumNode::~TLumNode() {
+  if (OnItemNotify) OnItemNotify(this, opRemove);
+  Clear();
+}
+
+int TLumNode::Add(TLumRender* Item) {
+  const int Old = GetCount();
+  Insert(Old, Item);
+  FIndirect.resize(FItems.size());
+  FIndirect.back() = false;
+  return Old;
+}
+
+int TLumNode::AddIndirect(TLumRender* Item) {
+  const int Old = GetCount();
+  FItems.push_back(Item);
+  FIndirect.resize(FItems.size());
+  FIndirect.back() = true;
+  // A reference only: the item stays in its own node, but this node must not keep
+  // a dangling entry when the item dies.
+  if (Item) Item->FreeNotification(this);
+  return Old;
+}
+
+void TLumNode::Insert(int Index, TLumRender* Item) {
+  if (Item == this) throw Exception("Can not create a link to myself.");
+  if (!Item) return;
+  Item->SetNodeDirect(this);
+  Index = std::clamp(Index, 0, GetCount());
+  FItems.insert(FItems.begin() + Index, Item);
+  // Keep the indirect bits aligned with their items.
+  if (FIndirect.size() + 1 == FItems.size())
+    FIndirect.insert(FIndirect.begin() + Index, false);
+  Item->OnChange = [this](TObject* Sender) { SubChange(Sender); };
+  if (OnItemNotify) OnItemNotify(Item, opInsert);
+}
+
+int TLumNode::Remove(TLumRender* Item) {
+  const int Index = IndexOf(Item);
+  if (Index >= 0) {
+    const bool Indirect = IsIndirect(Index);
+    FItems.erase(FItems.begin() + Index);
+    if (static_cast<size_t>(Index) < FIndirect.size()) FIndirect.erase(FIndirect.begin() + Index);
+    FIndirect.resize(FItems.size());
+    if (!Indirect) {
+      Item->OnChange = nullptr;
+      Item->SetNode(nullptr);
+    }
+  }
+  if (OnItemNotify) OnItemNotify(Item, opRemove);
+  return Index;
+}
+
+void TLumNode::Delete(int Index) {
+  if (Index >= 0 && Index < GetCount()) Remove(FItems[static_cast<size_t>(Index)]);
+}
+
+void TLumNode::Exchange(int I, int J) {
+  if (I < 0 || J < 0 || I >= GetCount() || J >= GetCount()) return;
+  std::swap(FItems[static_cast<size_t>(I)], FItems[static_cast<size_t>(J)]);
+  const bool B = FIndirect[static_cast<size_t>(I)];
+  FIndirect[static_cast<size_t>(I)] = FIndirect[static_cast<size_t>(J)];
+  FIndirect[static_cast<size_t>(J)] = B;
+}
+
+void TLumNode::Move(int CurIndex, int NewIndex) {
+  if (FItems.empty()) return;
+  const int Last = GetCount() - 1;
+  CurIndex = std::clamp(CurIndex, 0, Last);
+  NewIndex = std::clamp(NewIndex, 0, Last);
+  if (CurIndex == NewIndex) return;
+  TLumRender* Item = FItems[static_cast<size_t>(CurIndex)];
+  const bool Bit = FIndirect[static_cast<size_t>(CurIndex)];
+  FItems.erase(FItems.begin() + CurIndex);
+  FIndirect.erase(FIndirect.begin() + CurIndex);
+  FItems.insert(FItems.begin() + NewIndex, Item);
+  FIndirect.insert(FIndirect.begin() + NewIndex, Bit);
+}
+
+int TLumNode::IndexOf(TLumRender* Item) const {
+  auto It = std::find(FItems.begin(), FItems.end(), Item);
+  return It == FItems.end() ? -1 : static_cast<int>(It - FItems.begin());
+}
+
+void TLumNode::Clear() {
+  for (int I = GetCount() - 1; I >= 0; --I) Delete(std::min(I, GetCount() - 1));
+  FItems.clear();
+  FIndirect.clear();
+}
+
+TLumRender* TLumNode::GetItems(int Index) const {
+  if (Index < 0 || Index >= GetCount()) return nullptr;
+  return FItems[static_cast<size_t>(Index)];
+}
+
+void TLumNode::SetItems(int Index, TLumRender* Item) {
+  if (Index >= 0 && Index < GetCount()) FItems[static_cast<size_t>(Index)] = Item;
+}
+
+bool TLumNode::IsIndirect(int Index) const {
+  return Index >= 0 && static_cast<size_t>(Index) < FIndirect.size() &&
+         FIndirect[static_cast<size_t>(Index)];
+}
+
+int TLumNode::CountAllItems() const {
+  int N = 0;
+  for (TLumRender* Item : FItems) {
+    if (auto* Sub = dynamic_cast<TLumNode*>(Item))
+      N += Sub->CountAllItems();
+    else
+      ++N;
+  }
+  return N;
+}
+
+void TLumNode::RenderItems(TLumCustomView* aView) {
+  // Indexed on purpose: a handler may change the list while it renders.
+  for (size_t I = 0; I < FItems.size(); ++I)
+    if (FItems[I]) FItems[I]->Render(aView);
+}
+
+void TLumNode::SubChange(TObject*) {
+  Changed();
+  ClearCache();  // any change of an item invalidates the compiled list
+}
+
+void TLumNode::DoRender(TLumCustomView* aView) {
+  if (OnRender)
+    OnRender(aView);
+  else
+    RenderItems(aView);
+}
+
+void TLumNode::WriteValues(TLumExchange* Exchange) {
+  TLumRender::WriteValues(Exchange);
+  for (size_t I = 0; I < FItems.size(); ++I) {
+    if (!FItems[I]) continue;
+    FItems[I]->WriteComp(Exchange, UpperCase(FItems[I]->ClassName()));
+    Exchange->ObjStep();
+  }
+}
+
+TObject* TLumNode::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
+  if (const TLumRenderClass* Class = GetRenderClass(Tag->Name)) {
+    TComponent* C = Class->Create(this);
+    if (auto* R = dynamic_cast<TLumRender*>(C)) {
+      Add(R);
+      R->ReadValues(Exchange);
+      return R;
+    }
+    delete C;
+  }
+  return TLumRender::ReadComp(Exchange, Tag);
+}
+
+void TLumNode::Notification(TComponent* AComponent, TOperation Operation) {
+  TLumRender::Notification(AComponent, Operation);
+  if (Operation == opRemove && AComponent) {
+    // Drop indirect references to a dying component; direct items leave through
+    // their own destructor.
+    for (int I = GetCount() - 1; I >= 0; --I)
+      if (FItems[static_cast<size_t>(I)] == AComponent && IsIndirect(I)) {
+        FItems.erase(FItems.begin() + I);
+        FIndirect.erase(FIndirect.begin() + I);
+      }
+  }
+  if (OnItemNotify) OnItemNotify(AComponent, Operation);
+}
+
+// --- registry -------------------------------------------------------------------------
+
+namespace {
+
+struct TRegistry {
+  std::vector<TLumRenderClass> Classes;
+  bool UnitsRegistered = false;
+};
+
+TRegistry& RawRegistry() {
+  static TRegistry R;
+  return R;
+}
+
+// The registry, with every unit's classes in it.
+TRegistry& Registry() {
+  TRegistry& R = RawRegistry();
+  if (!R.UnitsRegistered) {
+    R.UnitsRegistered = true;
+    detail::RegisterUnitClasses();
+  }
+  return R;
+}
+
+}  // namespace
+
+void RegisterLumobjClasses() { RegisterRenderClass<TLumNode>(); }
+
+void RegisterRenderClass(const std::string& Name, TLumRenderClassFactory Create) {
+  TRegistry& R = Registry();
+  for (const auto& C : R.Classes)
+    if (SameText(C.Name, Name)) throw Exception("This class was already registered.");
+  R.Classes.push_back({Name, std::move(Create)});
+}
+
+const TLumRenderClass* GetRenderClass(const std::string& Name) {
+  for (const auto& C : Registry().Classes)
+    if (SameText(C.Name, Name)) return &C;
+  return nullptr;
+}
+
+void GetRenderClassList(std::vector<TLumRenderClass>& List) { List = Registry().Classes; }
+
+}  // namespace lumox
