@@ -2,15 +2,126 @@
 // and fog, as render-state components.
 #pragma once
 
+#include <cstdint>
+
 #include "lumox/scene/lumcomp.h"
 
 namespace lumox {
 
-// PROVISIONAL declaration; the render-state work completes it (issue #5).
 class TLumAttributes : public TLumRender {
  public:
-  explicit TLumAttributes(TComponent* AOwner) : TLumRender(AOwner) {}
+  explicit TLumAttributes(TComponent* AOwner);
+  ~TLumAttributes() override;
   const char* ClassName() const override { return "TLumAttributes"; }
+
+  // Point, line and polygon smoothing.
+  bool Antialiasing() const { return FAntialiasing; }
+  void SetAntialiasing(bool Value);
+  // The light model's ambient colour.
+  TLumColor* ColorAmbient() const { return FColorAmbient; }
+  void SetAmbient(TLumColor* Value);
+  TLumCullFace CullFace() const { return FCullFace; }
+  void SetCullFace(TLumCullFace Value);
+  bool Dithering() const { return FDithering; }
+  void SetDithering(bool Value);
+  bool Lighting() const { return FLighting; }
+  void SetLighting(bool Value);
+  bool LightTwoSide() const { return FLightTwoSide; }
+  void SetLightTwoSide(bool Value);
+  TLumPolygonMode PolygonMode() const { return FPolygonMode; }
+  void SetPolygonMode(TLumPolygonMode Value);
+  TLumQuality PerspectiveCorrection() const { return FPerspectiveCorrection; }
+  void SetPerspectiveCorrection(TLumQuality Value);
+  TLumShadeModel ShadeModel() const { return FShadeModel; }
+  void SetShadeModel(TLumShadeModel Value);
+  TLumTransparencyMode Transparency() const { return FTransparency; }
+  void SetTransparency(TLumTransparencyMode Value);
+  TLumLineStipple LineStipple() const { return FLineStipple; }
+  void SetLineStipple(TLumLineStipple Value);
+  // Accepted only when greater than 0.
+  float PointSize() const { return FPointSize; }
+  void SetPointSize(float Value);
+  // Accepted only when greater than 0; starts at 0.0, which GL refuses, so a fresh
+  // component leaves the context's line width in force.
+  float LineWidth() const { return FLineWidth; }
+  void SetLineWidth(float Value);
+
+  // The stipple pattern is rotated left by StippleShift (mod 16) bits and each bit
+  // repeated StippleFactor times; set by the application, not stored in files.
+  int32_t StippleShift = 0;
+  int32_t StippleFactor = 1;
+  // The 16-bit pattern passed to glLineStipple for the current settings.
+  uint16_t StipplePattern() const;
+
+  // Notifies, and forgets this component as the last rendered so it emits again.
+  void Changed() override;
+  void Assign(TPersistent* Source) override;
+  void WriteValues(TLumExchange* Exchange) override;
+  void ReadValues(TLumExchange* Exchange) override;
+  TObject* ReadComp(TLumExchange* Exchange, TXMLTag* Tag) override;
+  void DoRender(TLumCustomView* aView) override;
+
+ private:
+  bool FAntialiasing = false;
+  TLumColor* FColorAmbient;
+  TLumCullFace FCullFace = cfNone;
+  bool FDithering = false;
+  bool FLighting = false;
+  bool FLightTwoSide = false;
+  TLumPolygonMode FPolygonMode = pmFill;
+  TLumQuality FPerspectiveCorrection = quDontCare;
+  TLumShadeModel FShadeModel = smSmooth;
+  TLumTransparencyMode FTransparency = tmNone;
+  TLumLineStipple FLineStipple = lsSolid;
+  float FPointSize = 1.0f;
+  float FLineWidth = 0.0f;
 };
+
+class TLumFog : public TLumRender {
+ public:
+  explicit TLumFog(TComponent* AOwner);
+  ~TLumFog() override;
+  const char* ClassName() const override { return "TLumFog"; }
+
+  TLumFogMode Mode() const { return FMode; }
+  void SetMode(TLumFogMode Value);
+  // Density, start and end take any value; GL judges them.
+  float Density() const { return FDensity; }
+  void SetDensity(float Value);
+  float StartDepth() const { return FStartDepth; }
+  void SetStartDepth(float Value);
+  float EndDepth() const { return FEndDepth; }
+  void SetEndDepth(float Value);
+  TLumColor* Color() const { return FColor; }
+  void SetColor(TLumColor* Value);
+  TLumQuality Quality() const { return FQuality; }
+  void SetQuality(TLumQuality Value);
+
+  // Copies from another fog only, including its change listener; Quality stays.
+  void Assign(TPersistent* Source) override;
+  void WriteValues(TLumExchange* Exchange) override;
+  void ReadValues(TLumExchange* Exchange) override;
+  TObject* ReadComp(TLumExchange* Exchange, TXMLTag* Tag) override;
+  void DoRender(TLumCustomView* aView) override;
+  void DoDisable(TLumCustomView* aView) override;
+
+ private:
+  TLumFogMode FMode = fmExp;
+  float FDensity = 0.2f;
+  float FStartDepth = 0.0f;
+  float FEndDepth = 1.0f;
+  TLumColor* FColor;
+  TLumQuality FQuality = quDontCare;
+};
+
+// GL's hint value for a quality.
+uint32_t QualityToGL(TLumQuality Value);
+
+// The attributes whose state is in the GL context now, shared by all attributes; the
+// view forgets it at the start of each frame and before an image capture.
+bool IsLastRenderedAttributes(const TLumAttributes* a);
+void SetLastRenderedAttributes(TLumAttributes* a);
+
+void RegisterLumattrClasses();
 
 }  // namespace lumox

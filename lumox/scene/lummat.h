@@ -1,15 +1,60 @@
-// The material render-state component.
+// TLumMaterial: the render-state component that sets the GL material of the geometry
+// rendered after it, with a process-wide "last rendered" cache.
 #pragma once
+
+#include <cstdint>
 
 #include "lumox/scene/lumcomp.h"
 
 namespace lumox {
 
-// PROVISIONAL declaration; the render-state work completes it (issue #5).
+enum TMaterialFace : uint8_t { mfFront, mfBack, mfFrontBack };
+extern const char* const TMaterialFaceStr[3];
+
 class TLumMaterial : public TLumRender {
  public:
-  explicit TLumMaterial(TComponent* AOwner) : TLumRender(AOwner) {}
+  explicit TLumMaterial(TComponent* AOwner);
+  ~TLumMaterial() override;
   const char* ClassName() const override { return "TLumMaterial"; }
+
+  // The polygon faces that receive the material.
+  TMaterialFace Face() const { return FFace; }
+  void SetFace(TMaterialFace Value);
+  TLumColor* ColorAmbient() const { return FColorAmbient; }
+  void SetColorAmbient(TLumColor* Value) { SetPartColor(1, Value); }
+  TLumColor* ColorDiffuse() const { return FColorDiffuse; }
+  void SetColorDiffuse(TLumColor* Value) { SetPartColor(2, Value); }
+  TLumColor* ColorSpecular() const { return FColorSpecular; }
+  void SetColorSpecular(TLumColor* Value) { SetPartColor(3, Value); }
+  TLumColor* ColorEmission() const { return FColorEmission; }
+  void SetColorEmission(TLumColor* Value) { SetPartColor(4, Value); }
+  // Copies Color into ambient (1), diffuse (2), specular (3) or emission (4); other
+  // indices and nullptr are ignored.
+  void SetPartColor(int Index, TLumColor* Color);
+  // Specular exponent; values outside 0..128 are ignored.
+  int32_t Shininess() const { return FShininess; }
+  void SetShininess(int32_t Value);
+
+  void Assign(TPersistent* Source) override;
+  void WriteValues(TLumExchange* Exchange) override;
+  void ReadValues(TLumExchange* Exchange) override;
+  TObject* ReadComp(TLumExchange* Exchange, TXMLTag* Tag) override;
+  void DoRender(TLumCustomView* aView) override;
+
+ private:
+  TMaterialFace FFace = mfFrontBack;
+  TLumColor* FColorAmbient;
+  TLumColor* FColorDiffuse;
+  TLumColor* FColorSpecular;
+  TLumColor* FColorEmission;
+  int32_t FShininess = 0;
 };
+
+// The material whose state is in the GL context now, shared by all materials; the
+// view forgets it at the start of each frame and before an image capture.
+bool IsLastRenderedMaterial(const TLumMaterial* m);
+void SetLastRenderedMaterial(TLumMaterial* m);
+
+void RegisterLummatClasses();
 
 }  // namespace lumox

@@ -1,0 +1,348 @@
+// Render attributes and fog: setters, the GL state they emit, their exchange attributes
+// and the one-entry cache of the last rendered attributes.
+#include "lumox/scene/lumattr.h"
+
+#include "lumox/exchange/lumexchange.h"
+#include "lumox/math/lumgl.h"
+#include "lumox/scene/lumobj.h"
+
+namespace lumox {
+
+namespace {
+
+TLumAttributes* LastRenderedAttributes = nullptr;
+
+void ResetAttributesFrame(bool) { LastRenderedAttributes = nullptr; }
+
+const bool AttributesResetRegistered = [] {
+  RegisterFrameResetHook(ResetAttributesFrame);
+  return true;
+}();
+
+constexpr GLenum PolygonModeGL[3] = {GL_POINT, GL_LINE, GL_FILL};
+constexpr GLenum FogModeGL[3] = {GL_LINEAR, GL_EXP, GL_EXP2};
+// Source and destination blend factors of tmAlpha .. tmSubColor.
+constexpr GLenum BlendGL[4][2] = {{GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA},
+                                  {GL_SRC_ALPHA, GL_ONE},
+                                  {GL_DST_COLOR, GL_SRC_COLOR},
+                                  {GL_ONE_MINUS_DST_COLOR, GL_ONE_MINUS_SRC_COLOR}};
+
+template <typename T>
+void Store(T& Field, T Value, TLumComponent* Owner) {
+  if (Field == Value) return;
+  Field = Value;
+  Owner->Changed();
+}
+
+}  // namespace
+
+uint32_t QualityToGL(TLumQuality Value) {
+  switch (Value) {
+    case quFastest:
+      return GL_FASTEST;
+    case quNicest:
+      return GL_NICEST;
+    default:
+      return GL_DONT_CARE;
+  }
+}
+
+bool IsLastRenderedAttributes(const TLumAttributes* a) { return LastRenderedAttributes == a; }
+void SetLastRenderedAttributes(TLumAttributes* a) { LastRenderedAttributes = a; }
+
+// --- TLumAttributes ---------------------------------------------------------------------
+
+TLumAttributes::TLumAttributes(TComponent* AOwner)
+    : TLumRender(AOwner), FColorAmbient(new TLumColor) {
+  FColorAmbient->SetColor(0x333333);
+  FColorAmbient->OnChange = [this](TObject* Sender) { SubChange(Sender); };
+}
+
+TLumAttributes::~TLumAttributes() {
+  Destroying();
+  if (LastRenderedAttributes == this) LastRenderedAttributes = nullptr;
+  delete FColorAmbient;
+}
+
+void TLumAttributes::SetAntialiasing(bool Value) { Store(FAntialiasing, Value, this); }
+
+void TLumAttributes::SetAmbient(TLumColor* Value) {
+  if (!Value) return;
+  FColorAmbient->Assign(Value);
+  Changed();
+}
+
+void TLumAttributes::SetCullFace(TLumCullFace Value) {
+  if (Value <= cfBack) Store(FCullFace, Value, this);
+}
+void TLumAttributes::SetDithering(bool Value) { Store(FDithering, Value, this); }
+void TLumAttributes::SetLighting(bool Value) { Store(FLighting, Value, this); }
+void TLumAttributes::SetLightTwoSide(bool Value) { Store(FLightTwoSide, Value, this); }
+void TLumAttributes::SetPolygonMode(TLumPolygonMode Value) {
+  if (Value <= pmFill) Store(FPolygonMode, Value, this);
+}
+void TLumAttributes::SetPerspectiveCorrection(TLumQuality Value) {
+  if (Value <= quDontCare) Store(FPerspectiveCorrection, Value, this);
+}
+void TLumAttributes::SetShadeModel(TLumShadeModel Value) {
+  if (Value <= smSmooth) Store(FShadeModel, Value, this);
+}
+void TLumAttributes::SetTransparency(TLumTransparencyMode Value) {
+  if (Value <= tmSubColor) Store(FTransparency, Value, this);
+}
+void TLumAttributes::SetLineStipple(TLumLineStipple Value) {
+  if (Value <= lsSolid) Store(FLineStipple, Value, this);
+}
+void TLumAttributes::SetPointSize(float Value) {
+  if (Value > 0.0f) Store(FPointSize, Value, this);
+}
+void TLumAttributes::SetLineWidth(float Value) {
+  if (Value > 0.0f) Store(FLineWidth, Value, this);
+}
+
+uint16_t TLumAttributes::StipplePattern() const {
+  const unsigned n = static_cast<unsigned>(StippleShift) & 15u;
+  const uint32_t p = Stipples[FLineStipple];
+  return static_cast<uint16_t>((p >> (16 - n)) | (p << n));
+}
+
+void TLumAttributes::Changed() {
+  TLumRender::Changed();
+  if (LastRenderedAttributes == this) LastRenderedAttributes = nullptr;
+}
+
+void TLumAttributes::Assign(TPersistent* Source) {
+  // Dithering, perspective correction, the stipple fields, point size and line width
+  // are deliberately not copied.
+  if (auto* A = dynamic_cast<TLumAttributes*>(Source)) {
+    FAntialiasing = A->FAntialiasing;
+    FColorAmbient->Assign(A->FColorAmbient);
+    FCullFace = A->FCullFace;
+    FLighting = A->FLighting;
+    FLightTwoSide = A->FLightTwoSide;
+    FPolygonMode = A->FPolygonMode;
+    FShadeModel = A->FShadeModel;
+    FTransparency = A->FTransparency;
+    FLineStipple = A->FLineStipple;
+  }
+  TLumRender::Assign(Source);
+}
+
+void TLumAttributes::DoRender(TLumCustomView* aView) {
+  if (IsLastRenderedAttributes(this)) return;
+  SetLastRenderedAttributes(this);
+  TLumRender::DoRender(aView);
+
+  if (FAntialiasing) {
+    // Deliberate: the hints name the capabilities, not the ..._HINT targets, so GL
+    // rejects them and the smoothing runs at the context's own hint.
+    glEnable(GL_POINT_SMOOTH);
+    glHint(GL_POINT_SMOOTH, GL_NICEST);
+    glEnable(GL_LINE_SMOOTH);
+    glHint(GL_LINE_SMOOTH, GL_NICEST);
+    glEnable(GL_POLYGON_SMOOTH);
+    glHint(GL_POLYGON_SMOOTH, GL_NICEST);
+  } else {
+    glDisable(GL_POINT_SMOOTH);
+    glDisable(GL_LINE_SMOOTH);
+    glDisable(GL_POLYGON_SMOOTH);
+  }
+
+  float Rgba[4];
+  FColorAmbient->GetParams(Rgba);
+  glLightModelfv(GL_LIGHT_MODEL_AMBIENT, Rgba);
+
+  if (FCullFace == cfNone) {
+    glDisable(GL_CULL_FACE);
+  } else {
+    glEnable(GL_CULL_FACE);
+    glCullFace(FCullFace == cfFront ? GL_FRONT : GL_BACK);
+  }
+  if (FDithering)
+    glEnable(GL_DITHER);
+  else
+    glDisable(GL_DITHER);
+  if (FLighting)
+    glEnable(GL_LIGHTING);
+  else
+    glDisable(GL_LIGHTING);
+  glLightModeli(GL_LIGHT_MODEL_TWO_SIDE, FLightTwoSide ? 1 : 0);
+  glPolygonMode(GL_FRONT_AND_BACK, PolygonModeGL[FPolygonMode]);
+  glHint(GL_PERSPECTIVE_CORRECTION_HINT, QualityToGL(FPerspectiveCorrection));
+  glShadeModel(FShadeModel == smFlat ? GL_FLAT : GL_SMOOTH);
+
+  if (FTransparency == tmNone) {
+    glDisable(GL_BLEND);
+  } else {
+    glEnable(GL_BLEND);
+    glBlendFunc(BlendGL[FTransparency - 1][0], BlendGL[FTransparency - 1][1]);
+  }
+
+  if (FLineStipple == lsSolid) {
+    glDisable(GL_LINE_STIPPLE);
+  } else {
+    glLineStipple(StippleFactor, StipplePattern());
+    glEnable(GL_LINE_STIPPLE);
+  }
+
+  glLineWidth(FLineWidth);
+  glPointSize(FPointSize);
+}
+
+void TLumAttributes::WriteValues(TLumExchange* Exchange) {
+  TLumRender::WriteValues(Exchange);
+  Exchange->addtag("Antialiasing", FAntialiasing, false);
+  Exchange->addtag("CullFace", static_cast<int>(FCullFace), TLumCullFaceStr, 2);
+  Exchange->addtag("Dithering", FDithering, false);
+  Exchange->addtag("Lighting", FLighting, false);
+  Exchange->addtag("LightTwoSide", FLightTwoSide, false);
+  Exchange->addtag("LineStipple", static_cast<int>(FLineStipple), TLumLineStippleStr, 5);
+  Exchange->addtag("LineWidth", static_cast<double>(FLineWidth), 0.0);
+  Exchange->addtag("PerspectiveCorrection", static_cast<int>(FPerspectiveCorrection),
+                   TLumQualityStr, 2);
+  // Deliberate: compared with 10000.0, so the point size is in practice always written.
+  Exchange->addtag("PointSize", static_cast<double>(FPointSize), 10000.0);
+  Exchange->addtag("PolygonMode", static_cast<int>(FPolygonMode), TLumPolygonModeStr, 2);
+  Exchange->addtag("ShadeModel", static_cast<int>(FShadeModel), TLumShadeModelStr, 1);
+  Exchange->addtag("Transparency", static_cast<int>(FTransparency), TLumTransparencyModeStr, 4);
+  FColorAmbient->WriteComp(Exchange, "ColorAmbient");
+}
+
+void TLumAttributes::ReadValues(TLumExchange* Exchange) {
+  TLumRender::ReadValues(Exchange);
+  bool B = FAntialiasing;
+  Exchange->getvalue("Antialiasing", B);
+  SetAntialiasing(B);
+  SetCullFace(static_cast<TLumCullFace>(Exchange->getenums("CullFace", TLumCullFaceStr, 2)));
+  B = FDithering;
+  Exchange->getvalue("Dithering", B);
+  SetDithering(B);
+  B = FLighting;
+  Exchange->getvalue("Lighting", B);
+  SetLighting(B);
+  B = FLightTwoSide;
+  Exchange->getvalue("LightTwoSide", B);
+  SetLightTwoSide(B);
+  SetLineStipple(
+      static_cast<TLumLineStipple>(Exchange->getenums("LineStipple", TLumLineStippleStr, 5)));
+  float F = FLineWidth;
+  Exchange->getvalue("LineWidth", F);
+  SetLineWidth(F);
+  SetPerspectiveCorrection(
+      static_cast<TLumQuality>(Exchange->getenums("PerspectiveCorrection", TLumQualityStr, 2)));
+  F = FPointSize;
+  Exchange->getvalue("PointSize", F);
+  SetPointSize(F);
+  SetPolygonMode(
+      static_cast<TLumPolygonMode>(Exchange->getenums("PolygonMode", TLumPolygonModeStr, 2)));
+  SetShadeModel(
+      static_cast<TLumShadeModel>(Exchange->getenums("ShadeModel", TLumShadeModelStr, 1)));
+  SetTransparency(static_cast<TLumTransparencyMode>(
+      Exchange->getenums("Transparency", TLumTransparencyModeStr, 4)));
+}
+
+TObject* TLumAttributes::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
+  if (SameText(Tag->Name, "ColorAmbient")) {
+    FColorAmbient->ReadValues(Exchange);
+    return FColorAmbient;
+  }
+  return TLumRender::ReadComp(Exchange, Tag);
+}
+
+// --- TLumFog ----------------------------------------------------------------------------
+
+TLumFog::TLumFog(TComponent* AOwner) : TLumRender(AOwner), FColor(new TLumColor) {
+  FColor->OnChange = [this](TObject* Sender) { SubChange(Sender); };
+}
+
+TLumFog::~TLumFog() {
+  Destroying();
+  delete FColor;
+}
+
+void TLumFog::SetMode(TLumFogMode Value) {
+  if (Value <= fmExp2) Store(FMode, Value, this);
+}
+void TLumFog::SetDensity(float Value) { Store(FDensity, Value, this); }
+void TLumFog::SetStartDepth(float Value) { Store(FStartDepth, Value, this); }
+void TLumFog::SetEndDepth(float Value) { Store(FEndDepth, Value, this); }
+void TLumFog::SetQuality(TLumQuality Value) {
+  if (Value <= quDontCare) Store(FQuality, Value, this);
+}
+
+void TLumFog::SetColor(TLumColor* Value) {
+  if (!Value) return;
+  FColor->Assign(Value);
+  Changed();
+}
+
+void TLumFog::Assign(TPersistent* Source) {
+  auto* F = dynamic_cast<TLumFog*>(Source);
+  if (!F) return;
+  TLumRender::Assign(Source);
+  FMode = F->FMode;
+  FDensity = F->FDensity;
+  FStartDepth = F->FStartDepth;
+  FEndDepth = F->FEndDepth;
+  FColor->Assign(F->FColor);
+  OnChange = F->OnChange;
+  Changed();
+}
+
+void TLumFog::DoRender(TLumCustomView* aView) {
+  TLumRender::DoRender(aView);
+  glEnable(GL_FOG);
+  glFogi(GL_FOG_MODE, static_cast<GLint>(FogModeGL[FMode]));
+  glFogf(GL_FOG_DENSITY, FDensity);
+  glFogf(GL_FOG_START, FStartDepth);
+  glFogf(GL_FOG_END, FEndDepth);
+  float Rgba[4];
+  FColor->GetParams(Rgba);
+  glFogfv(GL_FOG_COLOR, Rgba);
+  glHint(GL_FOG_HINT, QualityToGL(FQuality));
+}
+
+void TLumFog::DoDisable(TLumCustomView* aView) {
+  TLumRender::DoDisable(aView);
+  glDisable(GL_FOG);
+}
+
+void TLumFog::WriteValues(TLumExchange* Exchange) {
+  TLumRender::WriteValues(Exchange);
+  Exchange->addtag("Density", static_cast<double>(FDensity), 2000.0);
+  Exchange->addtag("EndDepth", static_cast<double>(FEndDepth), 10000.0);
+  Exchange->addtag("Mode", static_cast<int>(FMode), TLumFogModeStr, 2);
+  Exchange->addtag("Quality", static_cast<int>(FQuality), TLumQualityStr, 2);
+  Exchange->addtag("StartDepth", static_cast<double>(FStartDepth), 0.0);
+  FColor->WriteComp(Exchange, "Color");
+}
+
+void TLumFog::ReadValues(TLumExchange* Exchange) {
+  TLumRender::ReadValues(Exchange);
+  float F = FDensity;
+  Exchange->getvalue("Density", F);
+  SetDensity(F);
+  F = FEndDepth;
+  Exchange->getvalue("EndDepth", F);
+  SetEndDepth(F);
+  SetMode(static_cast<TLumFogMode>(Exchange->getenums("Mode", TLumFogModeStr, 2)));
+  SetQuality(static_cast<TLumQuality>(Exchange->getenums("Quality", TLumQualityStr, 2)));
+  F = FStartDepth;
+  Exchange->getvalue("StartDepth", F);
+  SetStartDepth(F);
+}
+
+TObject* TLumFog::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
+  if (SameText(Tag->Name, "Color")) {
+    FColor->ReadValues(Exchange);
+    return FColor;
+  }
+  return TLumRender::ReadComp(Exchange, Tag);
+}
+
+void RegisterLumattrClasses() {
+  RegisterRenderClass<TLumAttributes>();
+  RegisterRenderClass<TLumFog>();
+}
+
+}  // namespace lumox

