@@ -1,0 +1,8 @@
+// Registration of the function surface component.
+#include "lumox/geometry/lumfuncobj.h"
+
+namespace lumox {
+
+void RegisterLumfuncobjClasses() { RegisterRenderClass<TLumFuncObj>(); }
+
+}  // namespace lumox
