@@ -1,0 +1,199 @@
+// The vertex and index formulas of the point, line, triangle and rectangle, their
+// parameters in the exchange format, and their registration.
+#include "lumox/geometry/lumgeom.h"
+
+#include "lumox/exchange/lumexchange.h"
+#include "lumox/math/lumgl.h"
+
+namespace lumox {
+
+// --- TLumPoint ---------------------------------------------------------------------------
+
+void TLumPoint::InitPoints() { Points()->Add(ZEROVEC, {0.0, 0.0, 1.0}, ZEROVEC); }
+
+void TLumPoint::InitPrimitives() { AddIndex(0, AddPrimitiveArray(GL_POINTS)); }
+
+// --- TLumLine ----------------------------------------------------------------------------
+
+void TLumLine::SetLength(float Value) {
+  FLength = Value;
+  SetInitialized(false);
+  Changed();
+}
+
+void TLumLine::InitPoints() {
+  Points()->Add(ZEROVEC, {0.0, 0.0, 1.0}, ZEROVEC);
+  Points()->Add({0.0, 0.0, FLength}, {0.0, 0.0, 1.0}, {0.0, 1.0, 0.0});
+}
+
+void TLumLine::InitPrimitives() {
+  const int32_t P = AddPrimitiveArray(GL_LINES);
+  AddIndex(0, P);
+  AddIndex(1, P);
+}
+
+void TLumLine::Assign(TPersistent* Source) {
+  if (auto* S = dynamic_cast<TLumLine*>(Source)) FLength = S->FLength;
+  TLumPrimitiveObj::Assign(Source);
+}
+
+void TLumLine::WriteValues(TLumExchange* Exchange) {
+  Exchange->addtag("Length", static_cast<double>(FLength), 1.0);
+  TLumPrimitiveObj::WriteValues(Exchange);
+}
+
+void TLumLine::ReadValues(TLumExchange* Exchange) {
+  float V = FLength;
+  Exchange->getvalue("Length", V);
+  SetLength(V);
+  TLumPrimitiveObj::ReadValues(Exchange);
+}
+
+// --- TLumTriangle ------------------------------------------------------------------------
+
+void TLumTriangle::SetBase(float Value) {
+  FBase = Value;
+  SetInitialized(false);
+  Changed();
+}
+
+void TLumTriangle::SetHeight(float Value) {
+  FHeight = Value;
+  SetInitialized(false);
+  Changed();
+}
+
+void TLumTriangle::InitPoints() {
+  const TLumTextureFlags* F = TextureFlags();
+  const double ScX = F->ScaleX(), ShX = F->ShiftX(), ScY = F->ScaleY(), ShY = F->ShiftY();
+  const TLumMathVector Up{0.0, 1.0, 0.0};
+  Points()->Add(ZEROVEC, Up, {0.5 * ScX + ShX, ScY + ShY, 0.0});
+  Points()->Add({-FBase / 2.0, 0.0, FHeight}, Up, {ShX, ShY, 0.0});
+  Points()->Add({FBase / 2.0, 0.0, FHeight}, Up, {ShX + ScX, ShY, 0.0});
+}
+
+void TLumTriangle::InitPrimitives() {
+  const int32_t P = AddPrimitiveArray(GL_TRIANGLES);
+  for (uint32_t i : {0u, 1u, 2u}) AddIndex(i, P);
+}
+
+void TLumTriangle::Assign(TPersistent* Source) {
+  if (auto* S = dynamic_cast<TLumTriangle*>(Source)) {
+    FBase = S->FBase;
+    FHeight = S->FHeight;
+  }
+  TLumPrimitiveObj::Assign(Source);
+}
+
+void TLumTriangle::WriteValues(TLumExchange* Exchange) {
+  Exchange->addtag("Base", static_cast<double>(FBase), 1.0);
+  Exchange->addtag("Height", static_cast<double>(FHeight), 1.0);
+  TLumPrimitiveObj::WriteValues(Exchange);
+}
+
+void TLumTriangle::ReadValues(TLumExchange* Exchange) {
+  float V = FBase;
+  Exchange->getvalue("Base", V);
+  SetBase(V);
+  V = FHeight;
+  Exchange->getvalue("Height", V);
+  SetHeight(V);
+  TLumPrimitiveObj::ReadValues(Exchange);
+}
+
+// --- TLumRectangle -----------------------------------------------------------------------
+
+void TLumRectangle::SetWidth(float Value) {
+  FWidth = Value;
+  SetInitialized(false);
+  Changed();
+}
+
+void TLumRectangle::SetHeight(float Value) {
+  FHeight = Value;
+  SetInitialized(false);
+  Changed();
+}
+
+void TLumRectangle::SetDetX(int32_t Value) {
+  if (Value < 1) return;
+  FDetailX = Value;
+  SetInitialized(false);
+  Changed();
+}
+
+void TLumRectangle::SetDetY(int32_t Value) {
+  if (Value < 1) return;
+  FDetailY = Value;
+  SetInitialized(false);
+  Changed();
+}
+
+void TLumRectangle::InitPoints() {
+  const TLumTextureFlags* F = TextureFlags();
+  const double ScX = F->ScaleX(), ShX = F->ShiftX(), ScY = F->ScaleY(), ShY = F->ShiftY();
+  const double W = FWidth, H = FHeight;
+  Points()->SetSize((FDetailX + 1) * (FDetailY + 1));
+  for (int32_t j = 0; j <= FDetailY; ++j) {
+    const double v = static_cast<double>(j) / FDetailY;
+    for (int32_t i = 0; i <= FDetailX; ++i) {
+      const double u = static_cast<double>(i) / FDetailX;
+      Points()->Add({u * W - W / 2.0, 0.0, H - v * H}, {0.0, 1.0, 0.0},
+                    {u * ScX + ShX, v * ScY + ShY, 0.0});
+    }
+  }
+}
+
+void TLumRectangle::InitPrimitives() {
+  const uint32_t Row = static_cast<uint32_t>(FDetailX) + 1;
+  for (int32_t j = 0; j < FDetailY; ++j) {
+    const int32_t P = AddPrimitiveArray(GL_QUAD_STRIP);
+    for (uint32_t i = 0; i < Row; ++i) {
+      AddIndex((j + 1) * Row + i, P);
+      AddIndex(j * Row + i, P);
+    }
+  }
+}
+
+void TLumRectangle::Assign(TPersistent* Source) {
+  if (auto* S = dynamic_cast<TLumRectangle*>(Source)) {
+    FWidth = S->FWidth;
+    FHeight = S->FHeight;
+    FDetailX = S->FDetailX;
+    FDetailY = S->FDetailY;
+  }
+  TLumPrimitiveObj::Assign(Source);
+}
+
+void TLumRectangle::WriteValues(TLumExchange* Exchange) {
+  Exchange->addtag("Width", static_cast<double>(FWidth), 1.0);
+  Exchange->addtag("Height", static_cast<double>(FHeight), 1.0);
+  Exchange->addtag("DetailX", FDetailX, 1);
+  Exchange->addtag("DetailY", FDetailY, 1);
+  TLumPrimitiveObj::WriteValues(Exchange);
+}
+
+void TLumRectangle::ReadValues(TLumExchange* Exchange) {
+  float V = FWidth;
+  Exchange->getvalue("Width", V);
+  SetWidth(V);
+  V = FHeight;
+  Exchange->getvalue("Height", V);
+  SetHeight(V);
+  int32_t D = FDetailX;
+  Exchange->getvalue("DetailX", D);
+  SetDetX(D);
+  D = FDetailY;
+  Exchange->getvalue("DetailY", D);
+  SetDetY(D);
+  TLumPrimitiveObj::ReadValues(Exchange);
+}
+
+void RegisterLumgeomClasses() {
+  RegisterRenderClass<TLumPoint>();
+  RegisterRenderClass<TLumLine>();
+  RegisterRenderClass<TLumTriangle>();
+  RegisterRenderClass<TLumRectangle>();
+}
+
+}  // namespace lumox
