@@ -1,0 +1,284 @@
+// Tests of vertex blocks, index lists with their conversions, and vertex welding.
+#include "lumox/geometry/lumprimclasses.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <set>
+#include <vector>
+
+#include "lumox/math/lumgl.h"
+
+namespace lumox {
+namespace {
+
+std::vector<uint32_t> IndicesOf(const TLumPrimitiveArray& A) {
+  return std::vector<uint32_t>(A.IndexData(), A.IndexData() + A.Count());
+}
+
+void Fill(TLumPrimitiveArray& A, std::initializer_list<uint32_t> I) {
+  for (uint32_t i : I) A.AddIndex(i);
+}
+
+TEST(PrimitivePointsTest, AddGrowsSizeByTwelveAndCountsVertices) {
+  TLumPrimitivePoints P;
+  EXPECT_EQ(P.Add(1, 2, 3), 0);
+  EXPECT_EQ(P.Size(), 12);
+  for (int i = 1; i < 12; ++i) P.Add(i, 0, 0);
+  EXPECT_EQ(P.Size(), 12);
+  EXPECT_EQ(P.Add(0, 0, 0), 12);
+  EXPECT_EQ(P.Size(), 24);
+  EXPECT_EQ(P.Count(), 13);
+  EXPECT_DOUBLE_EQ(P.GetValues(0, 2, 0), 3.0);
+}
+
+TEST(PrimitivePointsTest, AppendingReallocatesGeometricallyNotPerStep) {
+  TLumPrimitivePoints P;
+  int Moves = 0;
+  const double* Last = nullptr;
+  for (int i = 0; i < 200000; ++i) {
+    P.Add(i, 0, 0);
+    if (P.Vertices() != Last) ++Moves, Last = P.Vertices();
+  }
+  EXPECT_EQ(P.Count(), 200000);
+  EXPECT_LT(Moves, 40);  // 12-entry steps would move the array 16667 times
+  EXPECT_DOUBLE_EQ(P.Vertices()[3 * 199999], 199999.0);
+}
+
+TEST(PrimitivePointsTest, UndefinedArraysAreInertAndVertexlessAddFails) {
+  TLumPrimitivePoints P;
+  P.SetDefineArrays({daNormal});
+  EXPECT_EQ(P.Add(1, 1, 1), -1);
+  EXPECT_EQ(P.Count(), 0);
+  EXPECT_EQ(P.Vertices(), nullptr);
+  EXPECT_EQ(P.GetEdgeFlag(0), 0xFF);
+
+  TLumPrimitivePoints Q;
+  Q.Add({1, 2, 3}, {0, 0, 1}, {0.5, 0.5, 0});
+  Q.SetDefineArrays({daVertex});
+  EXPECT_DOUBLE_EQ(Q.GetValues(0, 2, 1), 0.0);  // normals dropped from the set
+  Q.SetDefineArrays({daVertex, daNormal});
+  EXPECT_DOUBLE_EQ(Q.GetValues(0, 2, 1), 1.0);  // ... but their memory was kept
+}
+
+TEST(PrimitivePointsTest, AddItemStoresEdgeFlagColourAndFlagByte) {
+  TLumPrimitivePoints P;
+  P.SetDefineArrays({daVertex, daNormal, daTexture, daColor, daEdgeFlag, daFlag});
+  TLumPointItem Item;
+  Item.Point()->SetValues(1, 2, 3);
+  Item.Color()->SetColor(0x0000FF);
+  Item.Color()->SetAlpha(0.5f);
+  Item.SetFlag(0x103);
+  const int32_t i = P.Add(&Item);
+  EXPECT_EQ(P.GetEdgeFlag(i), 255);
+  EXPECT_FLOAT_EQ(P.Colors()[0], 1.0f);
+  EXPECT_FLOAT_EQ(P.Colors()[3], 0.5f);
+  EXPECT_TRUE(P.GetFlag(i, 0));
+  EXPECT_TRUE(P.GetFlag(i, 33));  // bit 33 mod 32
+  EXPECT_FALSE(P.GetFlag(i, 8));
+  Item.SetEdgeFlag(false);
+  EXPECT_EQ(P.GetEdgeFlag(P.Add(&Item)), 0);
+}
+
+TEST(PrimitivePointsTest, AddBlockReturnsOffsetAndLeavesFlagsCleared) {
+  TLumPrimitivePoints A, B;
+  A.Add(0, 0, 0);
+  B.Add({5, 6, 7}, {0, 1, 0}, ZEROVEC);
+  B.SetFlag(0, 0, true);
+  EXPECT_EQ(A.Add(&B), 1);
+  EXPECT_EQ(A.Count(), 2);
+  EXPECT_DOUBLE_EQ(A.GetVector(1, 0).Z, 7.0);
+  EXPECT_DOUBLE_EQ(A.GetVector(1, 1).Y, 1.0);
+  EXPECT_FALSE(A.GetFlag(1, 0));
+  EXPECT_EQ(A.Add(&A), 2);  // appending itself doubles it once
+  EXPECT_EQ(A.Count(), 4);
+}
+
+TEST(PrimitivePointsTest, DeleteLiftMoveAndAssign) {
+  TLumPrimitivePoints P;
+  for (int i = 0; i < 5; ++i) P.Add({double(i), 0, 0}, {0, 1, 0}, ZEROVEC);
+  P.Delete(1, 10);  // cut to the end
+  EXPECT_EQ(P.Count(), 1);
+  P.Add({1, 0, 0}, {0, 1, 0}, ZEROVEC);
+  P.LiftPoint(1, 2.0);
+  EXPECT_DOUBLE_EQ(P.GetVector(1, 0).Y, 2.0);
+  P.MovePoints(1, 0, 0);
+  P.ScalePoints(2, 1, 1);
+  EXPECT_DOUBLE_EQ(P.GetVector(1, 0).X, 4.0);
+  P.SetDefineArrays({daVertex, daNormal});
+  P.LiftPoint(1, 5.0);  // lifting needs the texture array as well
+  EXPECT_DOUBLE_EQ(P.GetVector(1, 0).Y, 2.0);
+
+  TLumPrimitivePoints Q;
+  Q.Add(9, 9, 9);
+  Q.Assign(&P);  // what Q holds stays in front of the copy
+  EXPECT_EQ(Q.Count(), 3);
+  EXPECT_DOUBLE_EQ(Q.GetVector(0, 0).X, 9.0);
+  EXPECT_DOUBLE_EQ(Q.GetVector(2, 0).X, 4.0);
+}
+
+TEST(PrimitiveArrayTest, StripConversionsFollowTheWindingRules) {
+  TLumPrimitiveArray T(GL_TRIANGLE_STRIP);
+  Fill(T, {0, 1, 2, 3, 4});
+  T.SetType(GL_TRIANGLES);
+  EXPECT_EQ(T.PrimitiveType(), GL_TRIANGLES);
+  EXPECT_EQ(IndicesOf(T), (std::vector<uint32_t>{0, 1, 2, 2, 1, 3, 2, 3, 4}));
+
+  TLumPrimitiveArray Q(GL_QUAD_STRIP);
+  Fill(Q, {0, 1, 2, 3, 4, 5});
+  Q.SetType(GL_QUADS);
+  EXPECT_EQ(IndicesOf(Q), (std::vector<uint32_t>{0, 1, 3, 2, 2, 3, 5, 4}));
+  Q.SetType(GL_TRIANGLES);
+  EXPECT_EQ(IndicesOf(Q), (std::vector<uint32_t>{0, 1, 2, 1, 3, 2, 2, 3, 4, 3, 5, 4}));
+
+  TLumPrimitiveArray F(GL_TRIANGLE_FAN);
+  Fill(F, {0, 1, 2, 3, 4});
+  F.SetType(GL_TRIANGLES);
+  EXPECT_EQ(IndicesOf(F), (std::vector<uint32_t>{0, 1, 2, 2, 3, 0, 3, 4, 0}));
+
+  TLumPrimitiveArray QS(GL_QUAD_STRIP);  // odd: last index dropped
+  Fill(QS, {0, 1, 2, 3, 4});
+  QS.SetType(GL_TRIANGLES);
+  EXPECT_EQ(IndicesOf(QS), (std::vector<uint32_t>{0, 1, 2, 2, 1, 3}));
+}
+
+TEST(PrimitiveArrayTest, UnconvertiblePairsKeepTheirType) {
+  TLumPrimitiveArray P(GL_POLYGON);
+  Fill(P, {0, 1, 2});
+  P.SetType(GL_LINES);
+  EXPECT_EQ(P.PrimitiveType(), GL_POLYGON);
+  P.SetType(GL_LINE_LOOP);
+  EXPECT_EQ(P.PrimitiveType(), GL_LINE_LOOP);
+  EXPECT_EQ(IndicesOf(P), (std::vector<uint32_t>{0, 1, 2}));
+  TLumPrimitiveArray Empty(GL_POLYGON);
+  Empty.SetType(GL_LINES);
+  EXPECT_EQ(Empty.PrimitiveType(), GL_LINES);
+}
+
+TEST(PrimitiveArrayTest, InvertReversesEachPrimitiveType) {
+  TLumPrimitiveArray S(GL_TRIANGLE_STRIP);
+  Fill(S, {0, 1, 2, 3});
+  S.Invert();
+  EXPECT_EQ(IndicesOf(S), (std::vector<uint32_t>{3, 3, 2, 1, 0}));
+  TLumPrimitiveArray T(GL_TRIANGLES);
+  Fill(T, {0, 1, 2, 3, 4, 5});
+  T.Invert();
+  EXPECT_EQ(IndicesOf(T), (std::vector<uint32_t>{1, 0, 2, 4, 3, 5}));
+  TLumPrimitiveArray F(GL_TRIANGLE_FAN);
+  Fill(F, {0, 1, 2, 3});
+  F.Invert();
+  EXPECT_EQ(IndicesOf(F), (std::vector<uint32_t>{0, 3, 2, 1}));
+  TLumPrimitiveArray Q(GL_QUADS);
+  Fill(Q, {0, 1, 2, 3});
+  Q.Invert();
+  EXPECT_EQ(IndicesOf(Q), (std::vector<uint32_t>{0, 3, 2, 1}));
+  TLumPrimitiveArray QS(GL_QUAD_STRIP);
+  Fill(QS, {0, 1, 2, 3});
+  QS.Invert();
+  EXPECT_EQ(IndicesOf(QS), (std::vector<uint32_t>{1, 0, 3, 2}));
+  TLumPrimitiveArray P(GL_POLYGON);
+  Fill(P, {0, 1, 2, 3});
+  P.Invert();
+  EXPECT_EQ(IndicesOf(P), (std::vector<uint32_t>{3, 2, 1, 0}));
+}
+
+TEST(PrimitiveArrayTest, InsertOverwritesDeleteAndAddMerge) {
+  TLumPrimitiveArray A(GL_TRIANGLES);
+  Fill(A, {0, 1, 2});
+  A.Insert(1, 9);  // overwrites, does not shift
+  EXPECT_EQ(A.Count(), 4);
+  EXPECT_EQ(A.Indices(0), 0u);
+  EXPECT_EQ(A.Indices(1), 9u);
+  EXPECT_EQ(A.Indices(2), 2u);
+  A.Insert(99, 7);  // clamped to the end: an append
+  EXPECT_EQ(A.Indices(4), 7u);
+  EXPECT_EQ(A.Indices(500), 0u);
+
+  TLumPrimitiveArray D(GL_POINTS);
+  Fill(D, {0, 1, 2, 3, 4});
+  D.Delete(-1, 3);  // starts at 0 and removes two
+  EXPECT_EQ(IndicesOf(D), (std::vector<uint32_t>{2, 3, 4}));
+
+  TLumPrimitiveArray B(GL_POINTS);
+  Fill(B, {1, 2});
+  D.Add(&B, 10);
+  EXPECT_EQ(IndicesOf(D), (std::vector<uint32_t>{2, 3, 4, 11, 12}));
+  TLumPrimitiveArray L(GL_LINES);
+  Fill(L, {1});
+  D.Add(&L, 10);  // another type is not merged
+  EXPECT_EQ(D.Count(), 5);
+}
+
+// --- welding -------------------------------------------------------------------------------
+
+struct Brute {
+  std::vector<int32_t> Rep, Counts, RepNonZero;
+};
+
+Brute Scan(const std::vector<double>& V, const std::vector<uint8_t>& F, uint8_t Mask) {
+  const int32_t N = static_cast<int32_t>(F.size());
+  const double Tol = tolerance;
+  Brute B{std::vector<int32_t>(N), std::vector<int32_t>(N, 1), std::vector<int32_t>(N)};
+  for (int32_t i = 0; i < N; ++i) {
+    B.Rep[i] = B.RepNonZero[i] = i;
+    if (!(F[i] & Mask)) continue;
+    int32_t First = -1, FirstNZ = 0, C = 0;
+    for (int32_t j = 0; j < N; ++j) {
+      if (!(F[j] & Mask)) continue;
+      if (std::fabs(V[3 * i] - V[3 * j]) < Tol && std::fabs(V[3 * i + 1] - V[3 * j + 1]) < Tol &&
+          std::fabs(V[3 * i + 2] - V[3 * j + 2]) < Tol) {
+        ++C;
+        if (First < 0) First = j;
+        if (j != 0 && FirstNZ == 0) FirstNZ = j;
+      }
+    }
+    if (C == 0) continue;
+    B.Rep[i] = First;
+    B.Counts[i] = C;
+    B.RepNonZero[i] = FirstNZ;
+  }
+  return B;
+}
+
+TEST(WeldTest, SpatialHashEqualsLinearScanOnRandomClusters) {
+  std::mt19937 Rng(7);
+  const double Tol = tolerance;
+  for (int Round = 0; Round < 20; ++Round) {
+    const int N = 400;
+    std::vector<double> V;
+    std::vector<uint8_t> F;
+    std::uniform_int_distribution<int> Pick(0, 9);
+    std::uniform_real_distribution<double> Jitter(-1.2 * Tol, 1.2 * Tol);
+    for (int i = 0; i < N; ++i) {
+      // Cluster centres on cell borders (multiples of the tolerance), jittered by about
+      // a tolerance, so that neighbouring cells and non-transitive chains both occur.
+      const double Base[3] = {Tol * Pick(Rng), -Tol * Pick(Rng), Tol * 3.0};
+      for (double B : Base) V.push_back(B + (Rng() % 3 == 0 ? 0.0 : Jitter(Rng)));
+      F.push_back(static_cast<uint8_t>(Rng() % 4));
+    }
+    for (uint8_t Mask : {uint8_t{1}, uint8_t{2}}) {
+      std::vector<int32_t> Rep, Counts, RepNonZero;
+      LumWeldPoints(V.data(), F.data(), N, Mask, Tol, Rep, &Counts, &RepNonZero);
+      const Brute B = Scan(V, F, Mask);
+      ASSERT_EQ(Rep, B.Rep) << "round " << Round;
+      ASSERT_EQ(Counts, B.Counts) << "round " << Round;
+      ASSERT_EQ(RepNonZero, B.RepNonZero) << "round " << Round;
+      std::vector<int32_t> Fast;
+      LumWeldPoints(V.data(), F.data(), N, Mask, Tol, Fast);  // early-exit path
+      ASSERT_EQ(Fast, B.Rep);
+    }
+  }
+}
+
+TEST(WeldTest, NonFiniteAndHugePositionsWeldOnlyWhatTheScanWelds) {
+  const double Inf = HUGE_VAL;
+  std::vector<double> V = {Inf, 0, 0, Inf, 0, 0, 1e300, 0, 0, 1e300, 0, 0, std::nan(""), 0, 0};
+  std::vector<uint8_t> F(5, 1);
+  std::vector<int32_t> Rep;
+  LumWeldPoints(V.data(), F.data(), 5, 1, tolerance, Rep);
+  EXPECT_EQ(Rep, Scan(V, F, 1).Rep);
+  EXPECT_EQ(Rep, (std::vector<int32_t>{0, 1, 2, 2, 4}));
+}
+
+}  // namespace
+}  // namespace lumox
