@@ -1,53 +1,590 @@
-// PROVISIONAL: replaced by the exchange implementation (issue #4).
+// The LUMGL exchange format: the writer that components' WriteValues call, the
+// attribute readers for ReadValues, and saving and loading whole files.
 #include "lumox/exchange/lumexchange.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+
+#include "lumox/package/lumversion.h"
+#include "lumox/scene/lumcomp.h"
+
 namespace lumox {
-TLumExchange::TLumExchange(TComponent* AOwner) : TComponent(AOwner), FParser(new TXMLParser(this)) {}
+
+namespace {
+
+const char* const ProgramText = "Lumox 3D components";
+const char* const CRLF = "\r\n";
+
+std::string_view Trimmed(std::string_view S) {
+  while (!S.empty() && S.front() == ' ') S.remove_prefix(1);
+  while (!S.empty() && S.back() == ' ') S.remove_suffix(1);
+  return S;
+}
+
+// Locale-independent float conversion of the whole text (blanks around it allowed).
+template <typename T>
+bool ParseFloat(std::string_view Text, T& Value) {
+  std::string_view S = Trimmed(Text);
+  if (!S.empty() && S.front() == '+') S.remove_prefix(1);
+  if (S.empty()) return false;
+  T V{};
+  auto [End, Ec] = std::from_chars(S.data(), S.data() + S.size(), V);
+  if (Ec != std::errc() || End != S.data() + S.size()) return false;
+  Value = V;
+  return true;
+}
+
+template <typename T>
+bool ParseInt(std::string_view Text, T& Value) {
+  std::string_view S = Trimmed(Text);
+  if (!S.empty() && S.front() == '+') S.remove_prefix(1);
+  if (S.empty()) return false;
+  T V{};
+  auto [End, Ec] = std::from_chars(S.data(), S.data() + S.size(), V);
+  if (Ec != std::errc() || End != S.data() + S.size()) return false;
+  Value = V;
+  return true;
+}
+
+// Conversion errors name the attribute they came from.
+[[noreturn]] void RethrowForAttribute(const std::string& Name, const EConvertError& E) {
+  throw EConvertError("attribute \"" + Name + "\": " + E.what());
+}
+
+}  // namespace
+
+TLumExchange::TLumExchange(TComponent* AOwner) : TComponent(AOwner), FParser(new TXMLParser(this)) {
+  FBaseTag.Depth = -1;
+  FParser->OnTag = [this](TXMLTag*& Tag) { HandleTag(Tag); };
+}
+
 TLumExchange::~TLumExchange() = default;
-void TLumExchange::StartTag(const std::string&) {}
-void TLumExchange::EndTag() {}
-void TLumExchange::addvalue(const std::string&) {}
-void TLumExchange::addparam(const std::string&, TComponent*) {}
-void TLumExchange::addparam(const std::string&, const std::string&) {}
-std::string TLumExchange::toStr(TComponent*) const { return {}; }
-std::string TLumExchange::toStr(const TLumMathVector&) const { return {}; }
-std::string TLumExchange::toStr(double) const { return {}; }
-std::string TLumExchange::toStr(float) const { return {}; }
-void TLumExchange::addtag(const std::string&, bool, bool) {}
-void TLumExchange::addtag(const std::string&, int32_t, int32_t) {}
-void TLumExchange::addtag(const std::string&, double, double) {}
-void TLumExchange::addtag(const std::string&, const std::string&, const std::string&) {}
-void TLumExchange::addtag(const std::string&, const char*, const char*) {}
-void TLumExchange::addtag(const std::string&, int, const char* const*, int) {}
-void TLumExchange::addtag(const std::string&, TComponent*, TComponent*) {}
-void TLumExchange::addtag(const std::string&, const TLumMathVector&, const TLumMathVector&) {}
-void TLumExchange::addsettag(const std::string&, uint32_t, const char* const*, int) {}
-int TLumExchange::GetDepth() const { return 0; }
-TXMLTag* TLumExchange::GetAktTag() { return nullptr; }
-void TLumExchange::ObjStep() {}
-std::string TLumExchange::GetAFilename(const std::string&) { return {}; }
-std::string TLumExchange::int2hex(uint32_t) { return {}; }
-uint32_t TLumExchange::hex2int(const std::string&) { return 0; }
-bool TLumExchange::GetParamText(const std::string&, std::string&) const { return false; }
-void TLumExchange::getvalue(const std::string&, bool&) {}
-void TLumExchange::getvalue(const std::string&, int32_t&) {}
-void TLumExchange::getvalue(const std::string&, uint32_t&) {}
-void TLumExchange::getvalue(const std::string&, float&) {}
-void TLumExchange::getvalue(const std::string&, double&) {}
-void TLumExchange::getvalue(const std::string&, std::string&) {}
-void TLumExchange::getvalue(const std::string&, TLumMathVector&) {}
-void TLumExchange::getsetvalue(const std::string&, uint32_t&, const char* const*, int) {}
-void TLumExchange::Strto(const std::string&, bool&) const {}
-void TLumExchange::Strto(const std::string&, int32_t&) const {}
-void TLumExchange::Strto(const std::string&, uint32_t&) const {}
-void TLumExchange::Strto(const std::string&, float&) const {}
-void TLumExchange::Strto(const std::string&, double&) const {}
-void TLumExchange::Strto(const std::string&, std::string&) const {}
-void TLumExchange::Strto(const std::string&, TLumMathVector&) const {}
-int TLumExchange::getenums(const std::string&, const char* const*, int) const { return 0; }
-int TLumExchange::getenumv(const std::string&, const char* const*, int) const { return 0; }
-void TLumExchange::SavetoFile(TComponent*) {}
-void TLumExchange::SaveObj(TComponent*) {}
-void TLumExchange::LoadfromFile(TObject*) {}
-void TLumExchange::clear() {}
+
+// --- writing --------------------------------------------------------------------------
+
+std::string TLumExchange::FloatText(double Value) const {
+  char Buf[160];
+  std::to_chars_result R;
+  if (FDecimals <= 0)
+    R = std::to_chars(Buf, Buf + sizeof Buf, Value);
+  else
+    R = std::to_chars(Buf, Buf + sizeof Buf, Value, std::chars_format::general,
+                      std::min(FDecimals, 100));
+  return std::string(Buf, R.ptr);
+}
+
+std::string TLumExchange::FloatText(float Value) const {
+  char Buf[160];
+  std::to_chars_result R;
+  if (FDecimals <= 0)
+    R = std::to_chars(Buf, Buf + sizeof Buf, Value);
+  else
+    R = std::to_chars(Buf, Buf + sizeof Buf, Value, std::chars_format::general,
+                      std::min(FDecimals, 100));
+  return std::string(Buf, R.ptr);
+}
+
+void TLumExchange::StartTag(const std::string& Name) {
+  if (FTags.size() <= static_cast<size_t>(FDepth)) FTags.push_back(std::make_unique<TXMLTag>());
+  TXMLTag* Tag = FTags[static_cast<size_t>(FDepth)].get();
+  Tag->Name = Name;
+  Tag->Params.clear();
+  Tag->Value.clear();
+  Tag->ChildCount = 0;
+  Tag->Depth = FDepth;
+  Tag->Parent = FDepth > 0 ? FTags[static_cast<size_t>(FDepth) - 1].get() : &FBaseTag;
+  Tag->Obj = nullptr;
+  Tag->StartPos = Tag->ParamPos = Tag->ValuePos = Tag->EndPos =
+      static_cast<int64_t>(FParser->Stream().size());
+  ++FDepth;
+}
+
+void TLumExchange::EndTag() {
+  if (FDepth == 0) return;
+  TXMLTag* Tag = FTags[static_cast<size_t>(FDepth) - 1].get();
+  std::string& Out = FParser->Stream();
+  const std::string Indent(static_cast<size_t>(Tag->Depth) * 2, ' ');
+  const bool Written =
+      Tag->ChildCount > 0 || !Tag->Value.empty() || !Tag->Params.empty() || !FNoDefaultValues;
+  if (!Written) {
+    // An element with nothing in it is left out; its start tag was never written.
+    Out.resize(static_cast<size_t>(Tag->StartPos));
+  } else if (Tag->ChildCount == 0 && Tag->Value.empty()) {
+    Out.append(Indent).append(1, '<').append(Tag->Name).append(Tag->Params).append("/>\r\n");
+  } else {
+    std::string Head;
+    Head.reserve(Indent.size() + Tag->Name.size() + Tag->Params.size() + Tag->Value.size() + 4);
+    Head.append(Indent).append(1, '<').append(Tag->Name).append(Tag->Params).append(">\r\n");
+    Head.append(Tag->Value);
+    Out.insert(static_cast<size_t>(Tag->StartPos), Head);
+    Out.append(Indent).append("</").append(Tag->Name).append(">\r\n");
+  }
+  --FDepth;
+  if (Written && FDepth > 0) ++FTags[static_cast<size_t>(FDepth) - 1]->ChildCount;
+}
+
+void TLumExchange::addvalue(const std::string& Text) {
+  if (FDepth == 0 || Text.empty()) return;
+  TXMLTag* Tag = FTags[static_cast<size_t>(FDepth) - 1].get();
+  if (Tag->Value.empty()) Tag->Value.assign(static_cast<size_t>(Tag->Depth) * 2, ' ');
+  Tag->Value += Text;
+}
+
+void TLumExchange::addparam(const std::string& Name, TComponent* Value) {
+  addparam(Name, toStr(Value));
+}
+
+void TLumExchange::addparam(const std::string& Name, const std::string& Text) {
+  if (FDepth == 0) return;
+  std::string& Params = FTags[static_cast<size_t>(FDepth) - 1]->Params;
+  if (FParamNewLine && !Params.empty()) Params += CRLF;
+  Params.append(1, ' ').append(Name).append("=\"").append(Text).append(1, '"');
+}
+
+std::string TLumExchange::toStr(TComponent* Value) const { return Value ? Value->Name() : "nil"; }
+
+std::string TLumExchange::toStr(const TLumMathVector& V) const {
+  return FloatText(V.X) + "," + FloatText(V.Y) + "," + FloatText(V.Z);
+}
+
+std::string TLumExchange::toStr(double Value) const { return FloatText(Value); }
+std::string TLumExchange::toStr(float Value) const { return FloatText(Value); }
+
+void TLumExchange::addtag(const std::string& Name, bool Value, bool Default) {
+  if (FNoDefaultValues && Value == Default) return;
+  addparam(Name, Value ? "true" : "false");
+}
+
+void TLumExchange::addtag(const std::string& Name, int32_t Value, int32_t Default) {
+  if (FNoDefaultValues && Value == Default) return;
+  addparam(Name, std::to_string(Value));
+}
+
+void TLumExchange::addtag(const std::string& Name, double Value, double Default) {
+  // Compared by the written text, so a value that would be written as its default
+  // is left out consistently whatever Decimals says.
+  std::string Text = FloatText(Value);
+  if (FNoDefaultValues && Text == FloatText(Default)) return;
+  addparam(Name, Text);
+}
+
+void TLumExchange::addtag(const std::string& Name, const std::string& Value,
+                          const std::string& Default) {
+  if (FNoDefaultValues && Value == Default) return;
+  addparam(Name, Value);
+}
+
+void TLumExchange::addtag(const std::string& Name, const char* Value, const char* Default) {
+  addtag(Name, std::string(Value ? Value : ""), std::string(Default ? Default : ""));
+}
+
+void TLumExchange::addtag(const std::string& Name, int Ordinal, const char* const* Names,
+                          int High) {
+  if (Ordinal == 0 && FNoDefaultValues) return;
+  if (Ordinal >= 0 && Ordinal <= High && Names)
+    addparam(Name, Names[Ordinal]);
+  else
+    addparam(Name, std::to_string(Ordinal));
+}
+
+void TLumExchange::addtag(const std::string& Name, TComponent* Value, TComponent*) {
+  if (Value)
+    addparam(Name, Value->Name());
+  else
+    addtag(Name, std::string("nil"), std::string("nil"));
+}
+
+void TLumExchange::addtag(const std::string& Name, const TLumMathVector& V,
+                          const TLumMathVector& Default) {
+  std::string Text = toStr(V);
+  addtag(Name, Text, toStr(Default));
+}
+
+void TLumExchange::addsettag(const std::string& Name, uint32_t SetBits, const char* const* Names,
+                             int High) {
+  std::string Text;
+  for (int I = 0; I <= High && I < 32; ++I)
+    if (SetBits & (uint32_t{1} << I)) {
+      if (!Text.empty()) Text += ',';
+      Text += Names[I];
+    }
+  addtag(Name, Text, std::string());
+}
+
+int TLumExchange::GetDepth() const { return FDepth; }
+
+TXMLTag* TLumExchange::GetAktTag() {
+  return FDepth > 0 ? FTags[static_cast<size_t>(FDepth) - 1].get() : &FBaseTag;
+}
+
+void TLumExchange::ObjStep() {
+  ++FProgressCount;
+  if (!OnSProgress) return;
+  // Nested nodes step once more than the leaves they count, so the fraction is capped.
+  double Progress = 1.0;
+  if (FProgressTotal > 0)
+    Progress =
+        std::min(1.0, static_cast<double>(FProgressCount) / static_cast<double>(FProgressTotal));
+  OnSProgress(Progress);
+}
+
+std::string TLumExchange::GetAFilename(const std::string& Extension) {
+  std::string Base = FFileName;
+  size_t Slash = Base.find_last_of("/\\");
+  if (Slash != std::string::npos) Base.erase(0, Slash + 1);
+  // Up to the first '.'; a name without one contributes nothing (deliberately, as
+  // files written so far are named that way).
+  size_t Dot = Base.find('.');
+  Base = Dot == std::string::npos ? std::string() : Base.substr(0, Dot);
+  return Base + std::to_string(FFileCounter++) + "." + Extension;
+}
+
+std::string TLumExchange::int2hex(uint32_t Value) {
+  char Buf[9];
+  std::snprintf(Buf, sizeof Buf, "%08X", Value);
+  return Buf;
+}
+
+uint32_t TLumExchange::hex2int(const std::string& Text) {
+  uint32_t R = 0;
+  for (char C : Text) {
+    uint32_t D;
+    if (C >= '0' && C <= '9')
+      D = static_cast<uint32_t>(C - '0');
+    else if (C >= 'A' && C <= 'F')
+      D = static_cast<uint32_t>(C - 'A' + 10);
+    else if (C >= 'a' && C <= 'f')
+      D = static_cast<uint32_t>(C - 'a' + 10);
+    else
+      break;
+    R = (R << 4) | D;
+  }
+  return R;
+}
+
+// --- reading --------------------------------------------------------------------------
+
+bool TLumExchange::GetParamText(const std::string& Name, std::string& Text) const {
+  return FCurrentTag && FCurrentTag->GetParam(Name, Text);
+}
+
+void TLumExchange::getvalue(const std::string& Name, bool& Value) {
+  std::string Text;
+  if (GetParamText(Name, Text)) Strto(Text, Value);
+}
+
+void TLumExchange::getvalue(const std::string& Name, int32_t& Value) {
+  std::string Text;
+  if (!GetParamText(Name, Text)) return;
+  try {
+    Strto(Text, Value);
+  } catch (const EConvertError& E) {
+    RethrowForAttribute(Name, E);
+  }
+}
+
+void TLumExchange::getvalue(const std::string& Name, uint32_t& Value) {
+  std::string Text;
+  if (!GetParamText(Name, Text)) return;
+  try {
+    Strto(Text, Value);
+  } catch (const EConvertError& E) {
+    RethrowForAttribute(Name, E);
+  }
+}
+
+void TLumExchange::getvalue(const std::string& Name, float& Value) {
+  std::string Text;
+  if (!GetParamText(Name, Text)) return;
+  try {
+    Strto(Text, Value);
+  } catch (const EConvertError& E) {
+    RethrowForAttribute(Name, E);
+  }
+}
+
+void TLumExchange::getvalue(const std::string& Name, double& Value) {
+  std::string Text;
+  if (!GetParamText(Name, Text)) return;
+  try {
+    Strto(Text, Value);
+  } catch (const EConvertError& E) {
+    RethrowForAttribute(Name, E);
+  }
+}
+
+void TLumExchange::getvalue(const std::string& Name, std::string& Value) {
+  std::string Text;
+  if (GetParamText(Name, Text)) Strto(Text, Value);
+}
+
+void TLumExchange::getvalue(const std::string& Name, TLumMathVector& V) {
+  std::string Text;
+  if (GetParamText(Name, Text)) Strto(Text, V);
+}
+
+void TLumExchange::getsetvalue(const std::string& Name, uint32_t& SetBits, const char* const* Names,
+                               int High) {
+  std::string Text;
+  if (!GetParamText(Name, Text)) return;
+  uint32_t Bits = 0;
+  std::string_view Rest(Text);
+  while (!Rest.empty()) {
+    size_t Comma = Rest.find(',');
+    std::string_view Item = Rest.substr(0, Comma);
+    int Ordinal = getenumv(std::string(Item), Names, High);
+    if (Ordinal < 32 && Names && Item == Names[Ordinal]) Bits |= uint32_t{1} << Ordinal;
+    if (Comma == std::string_view::npos) break;
+    Rest.remove_prefix(Comma + 1);
+  }
+  SetBits = Bits;
+}
+
+void TLumExchange::Strto(const std::string& Text, bool& Value) const {
+  if (Text == "true")
+    Value = true;
+  else if (Text == "false")
+    Value = false;
+}
+
+void TLumExchange::Strto(const std::string& Text, int32_t& Value) const {
+  if (Text.empty()) return;
+  if (!ParseInt(Text, Value)) throw EConvertError("'" + Text + "' is not a valid integer value");
+}
+
+void TLumExchange::Strto(const std::string& Text, uint32_t& Value) const {
+  if (Text.empty()) return;
+  if (!ParseInt(Text, Value)) throw EConvertError("'" + Text + "' is not a valid integer value");
+}
+
+void TLumExchange::Strto(const std::string& Text, float& Value) const {
+  if (Text.empty()) return;
+  if (!ParseFloat(Text, Value))
+    throw EConvertError("'" + Text + "' is not a valid floating point value");
+}
+
+void TLumExchange::Strto(const std::string& Text, double& Value) const {
+  if (Text.empty()) return;
+  if (!ParseFloat(Text, Value))
+    throw EConvertError("'" + Text + "' is not a valid floating point value");
+}
+
+void TLumExchange::Strto(const std::string& Text, std::string& Value) const {
+  if (!Text.empty()) Value = Text;
+}
+
+void TLumExchange::Strto(const std::string& Text, TLumMathVector& V) const {
+  if (Text.empty()) return;
+  // Cut at the first and second ','; a part that is missing or bad keeps its value.
+  std::string_view S(Text);
+  size_t C1 = S.find(',');
+  ParseFloat(S.substr(0, C1), V.X);
+  if (C1 == std::string_view::npos) return;
+  size_t C2 = S.find(',', C1 + 1);
+  ParseFloat(S.substr(C1 + 1, C2 == std::string_view::npos ? S.npos : C2 - C1 - 1), V.Y);
+  if (C2 == std::string_view::npos) return;
+  ParseFloat(S.substr(C2 + 1), V.Z);
+}
+
+int TLumExchange::getenums(const std::string& Name, const char* const* Names, int High) const {
+  std::string Text;
+  if (!GetParamText(Name, Text)) return 0;
+  return getenumv(Text, Names, High);
+}
+
+int TLumExchange::getenumv(const std::string& Text, const char* const* Names, int High) const {
+  if (!Names) return 0;
+  for (int I = 0; I <= High; ++I)
+    if (Names[I] && Text == Names[I]) return I;
+  return 0;
+}
+
+// --- files ----------------------------------------------------------------------------
+
+void TLumExchange::clear() {
+  FParser->Stream().clear();
+  FDepth = 0;
+  FFileCounter = 0;
+  FBaseTag.Name.clear();
+  FBaseTag.Params.clear();
+  FBaseTag.Value.clear();
+  FBaseTag.ChildCount = 0;
+  FBaseTag.Obj = nullptr;
+}
+
+void TLumExchange::InitSave() {
+  StartTag("LUMGL");
+  addtag("version", std::string(LUMOX_VERSION_STRING), std::string());
+  addtag("program", std::string(ProgramText), std::string());
+  addtag("description", FFileDescription, std::string());
+  if (FState == stReady) StartTag("Objects");
+  FState = stLUMGLSave;
+}
+
+void TLumExchange::EndSave() {
+  while (FDepth > 0) EndTag();
+  FState = stEndSave;
+}
+
+void TLumExchange::WriteBuffer() {
+  namespace fs = std::filesystem;
+  const fs::path Target(FFileName);
+  fs::path Dir = Target.parent_path();
+  if (Dir.empty()) Dir = ".";
+  std::string Temp = (Dir / ("." + Target.filename().string() + ".XXXXXX")).string();
+  int Fd = ::mkstemp(Temp.data());
+  if (Fd < 0) throw Exception("Cannot create file \"" + FFileName + "\". " + std::strerror(errno));
+  const std::string& Out = FParser->Stream();
+  const char* P = Out.data();
+  size_t Left = Out.size();
+  int Error = 0;
+  while (Left > 0) {
+    ssize_t N = ::write(Fd, P, Left);
+    if (N < 0) {
+      if (errno == EINTR) continue;
+      Error = errno;
+      break;
+    }
+    P += N;
+    Left -= static_cast<size_t>(N);
+  }
+  if (!Error && ::fsync(Fd) != 0) Error = errno;
+  if (::close(Fd) != 0 && !Error) Error = errno;
+  // A new file gets the usual permissions rather than mkstemp's private ones.
+  if (!Error) {
+    mode_t Mask = ::umask(0);
+    ::umask(Mask);
+    std::error_code Ec;
+    fs::permissions(Temp, static_cast<fs::perms>(0666 & ~Mask), Ec);
+    if (fs::exists(Target, Ec)) fs::permissions(Temp, fs::status(Target, Ec).permissions(), Ec);
+  }
+  if (!Error && std::rename(Temp.c_str(), FFileName.c_str()) != 0) Error = errno;
+  if (Error) {
+    ::unlink(Temp.c_str());
+    throw Exception("Cannot write file \"" + FFileName + "\". " + std::strerror(Error));
+  }
+}
+
+void TLumExchange::SavetoFile(TComponent* Obj) {
+  if (FFileName.empty()) return;
+  try {
+    auto* Node = dynamic_cast<TLumCustomNode*>(Obj);
+    if (FState == stReady && Node) {
+      clear();
+      FState = stSaveNode;
+      InitSave();
+      FProgressTotal = Node->CountAllItems();
+      FProgressCount = 0;
+      Node->WriteComp(this, "Objects");
+      EndSave();
+    } else if (FState == stSaveObj) {
+      EndSave();
+    }
+    if (FState == stEndSave) {
+      WriteBuffer();
+      clear();
+      FState = stReady;
+    }
+  } catch (const std::exception& E) {
+    // Nothing half-written reaches the file; the exchange is ready for the next save.
+    clear();
+    FState = stReady;
+    const std::string What = E.what();
+    if (What.find(FFileName) != std::string::npos) throw Exception(What);
+    throw Exception("Cannot save \"" + FFileName + "\": " + What);
+  }
+}
+
+void TLumExchange::SaveObj(TComponent* Obj) {
+  if (FFileName.empty()) return;
+  try {
+    if (FState == stReady) {
+      clear();
+      InitSave();
+      FProgressTotal = 0;
+      FProgressCount = 0;
+    }
+    FState = stSaveObj;
+    if (auto* C = dynamic_cast<TLumComponent*>(Obj)) C->WriteComp(this, C->ClassName());
+  } catch (const std::exception& E) {
+    clear();
+    FState = stReady;
+    throw Exception("Cannot save \"" + FFileName + "\": " + E.what());
+  }
+}
+
+void TLumExchange::HandleTag(TXMLTag*& Tag) {
+  TObject* Parent = Tag->Parent ? Tag->Parent->Obj : nullptr;
+  switch (FState) {
+    case stStartLoad:
+    case stLUMGLLoad:
+      if (SameText(Tag->Name, "LUMGL")) {
+        std::string Description;
+        Tag->GetParam("description", Description);
+        FFileDescription = Description;
+        FState = stLUMGLLoad;
+      } else if (SameText(Tag->Name, "Objects")) {
+        FState = stOBJLoad;
+      }
+      // The load target passes down to "Objects".
+      Tag->Obj = Parent;
+      break;
+    case stOBJLoad: {
+      TObject* Obj = nullptr;
+      FCurrentTag = Tag;
+      FLoadElement = Tag->Name;
+      if (auto* Prop = dynamic_cast<TLumProperty*>(Parent))
+        Obj = Prop->ReadComp(this, Tag);
+      else if (auto* Comp = dynamic_cast<TLumComponent*>(Parent))
+        Obj = Comp->ReadComp(this, Tag);
+      FLoadElement.clear();
+      FCurrentTag = nullptr;
+      // Without an object the element's whole subtree is skipped.
+      Tag->Obj = Obj;
+      break;
+    }
+    default:
+      break;
+  }
+}
+
+void TLumExchange::LoadfromFile(TObject* Target) {
+  // Leftovers of an unfinished save or an unbalanced earlier file must not take part.
+  clear();
+  FParser->CloseOpenTags();
+  FState = stStartLoad;
+  FParser->OnProgress = OnSProgress;
+  FParser->FileName = FFileName;
+  FLoadElement.clear();
+  auto Fail = [this](const std::exception& E) {
+    std::string Msg = "Cannot load \"" + FFileName + "\"";
+    if (!FLoadElement.empty()) Msg += ", element \"" + FLoadElement + "\"";
+    return Msg + ": " + E.what();
+  };
+  try {
+    FParser->execute(Target);
+  } catch (const EConvertError& E) {
+    std::string Msg = Fail(E);
+    FParser->CloseOpenTags();
+    FCurrentTag = nullptr;
+    FState = stReady;
+    throw EConvertError(Msg);
+  } catch (const std::exception& E) {
+    std::string Msg = Fail(E);
+    FParser->CloseOpenTags();
+    FCurrentTag = nullptr;
+    FState = stReady;
+    throw Exception(Msg);
+  }
+  FParser->CloseOpenTags();
+  FState = stReady;
+}
+
 }  // namespace lumox

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,7 +14,14 @@
 namespace lumox {
 
 enum TLumExchangeState : uint8_t {
-  stReady, stSaveNode, stSaveObj, stLUMGLSave, stLUMGLLoad, stStartLoad, stEndSave, stOBJLoad
+  stReady,
+  stSaveNode,
+  stSaveObj,
+  stLUMGLSave,
+  stLUMGLLoad,
+  stStartLoad,
+  stEndSave,
+  stOBJLoad
 };
 
 class TLumExchange : public TComponent {
@@ -111,7 +119,15 @@ class TLumExchange : public TComponent {
   void clear();
 
  private:
-  // (the implementation's state)
+  void InitSave();
+  void EndSave();
+  // Writes the buffer to FileName through a temporary file beside it.
+  void WriteBuffer();
+  // The loading dispatch for every start tag the reader reports.
+  void HandleTag(TXMLTag*& Tag);
+  std::string FloatText(double Value) const;
+  std::string FloatText(float Value) const;
+
   TXMLParser* FParser = nullptr;
   TXMLTag* FCurrentTag = nullptr;
   TLumExchangeState FState = stReady;
@@ -120,6 +136,19 @@ class TLumExchange : public TComponent {
   int32_t FDecimals = 0;
   std::string FFileDescription;
   std::string FFileName;
+  // Elements open while saving: the first FDepth entries, reused from save to save.
+  // An open element's start tag (name, attributes in Params, text in Value) is kept
+  // here and spliced in front of its content when it ends, so attributes that arrive
+  // after child elements cost no insertion into the buffer.
+  std::vector<std::unique_ptr<TXMLTag>> FTags;
+  int FDepth = 0;
+  // Stands below the stack (depth -1) when no element is open.
+  TXMLTag FBaseTag;
+  int32_t FFileCounter = 0;
+  int64_t FProgressCount = 0;
+  int64_t FProgressTotal = 0;
+  // The element being loaded when a load failed, for the error message.
+  std::string FLoadElement;
 };
 
 }  // namespace lumox

@@ -1,9 +1,362 @@
-// PROVISIONAL: replaced by the parser implementation (issue #4).
+// The XML reader: one pass of a character state machine over the in-memory input,
+// reporting elements, attributes, texts, comments and specials through events.
 #include "lumox/exchange/xmlparser.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
 namespace lumox {
-bool TXMLTag::GetParam(std::string_view, std::string&) const { return false; }
-TXMLParser::TXMLParser(TComponent* AOwner) : TComponent(AOwner), FBase(new TXMLTag) { FCurrent = FBase; }
-TXMLParser::~TXMLParser() { delete FBase; }
-void TXMLParser::execute(TObject*) {}
+
+namespace {
+
+// Progress is reported after every this many characters.
+constexpr size_t ProgressStep = 2000;
+
+// The first character in [P, Limit) that is one of the two, or Limit.
+inline const char* FindEither(const char* P, const char* Limit, char A, char B) {
+  while (P < Limit && *P != A && *P != B) ++P;
+  return P;
+}
+
+}  // namespace
+
+// --- TXMLTag --------------------------------------------------------------------------
+
+bool TXMLTag::GetParam(std::string_view AName, std::string& AValue) const {
+  std::string_view Text(Params);
+  size_t Pos = 0;
+  while (Pos < Text.size()) {
+    size_t End = Text.find("\r\n", Pos);
+    if (End == std::string_view::npos) End = Text.size();
+    std::string_view Line = Text.substr(Pos, End - Pos);
+    size_t Eq = Line.find('=');
+    if (Eq != std::string_view::npos && SameText(Line.substr(0, Eq), AName)) {
+      AValue.assign(Line.substr(Eq + 1));
+      return true;
+    }
+    Pos = End + 2;
+  }
+  return false;
+}
+
+// --- TXMLParser -----------------------------------------------------------------------
+
+TXMLParser::TXMLParser(TComponent* AOwner) : TComponent(AOwner), FBase(new TXMLTag) {
+  FCurrent = FBase;
+}
+
+TXMLParser::~TXMLParser() {
+  bool BaseFreed = false;
+  for (TXMLTag* T = FCurrent; T;) {
+    TXMLTag* Parent = T->Parent;
+    if (T == FBase) BaseFreed = true;
+    delete T;
+    T = Parent;
+  }
+  if (!BaseFreed) delete FBase;
+}
+
+void TXMLParser::CloseOpenTags() {
+  while (FCurrent && FCurrent != FBase && FCurrent->Parent) {
+    TXMLTag* Parent = FCurrent->Parent;
+    delete FCurrent;
+    FCurrent = Parent;
+  }
+  FCurrent = FBase;
+  FBase->Kind = 0;
+}
+
+void TXMLParser::atEndtag() {
+  if (OnEndTag) OnEndTag(FCurrent);
+}
+
+void TXMLParser::atTag() {
+  if (OnTag) OnTag(FCurrent);
+  // A handler may ask for the element to be closed at once (kind 1); a kind 2 it sets
+  // must survive until the element's end tag.
+  if (FCurrent->Kind == 1) {
+    CloseTagStep();
+    FCurrent->Kind = 0;
+  }
+}
+
+void TXMLParser::atParam() {
+  if (OnParam) OnParam(FCurrent);
+}
+
+void TXMLParser::atValue() {
+  if (OnValue) OnValue(FCurrent);
+}
+
+void TXMLParser::atTagName() {
+  if (OnTagName) OnTagName(FCurrent);
+}
+
+void TXMLParser::atComment(const std::string& S) {
+  if (OnComment) OnComment(S);
+}
+
+void TXMLParser::atProgress(double Progress) {
+  if (OnProgress) OnProgress(Progress);
+}
+
+void TXMLParser::atSpecial(const std::string& S) {
+  if (OnSpecial) OnSpecial(S);
+}
+
+void TXMLParser::NewElement() {
+  auto* Tag = new TXMLTag;
+  Tag->Parent = FCurrent;
+  Tag->Depth = FCurrent->Depth + 1;
+  FCurrent = Tag;
+}
+
+// The step of stCloseTag for '>': any end tag closes the current element, whatever
+// its name; an element marked 2 by its OnTag handler stays open once.
+void TXMLParser::CloseTagStep() {
+  atEndtag();
+  if (FCurrent->Depth >= 1 && FCurrent->Kind != 2 && FCurrent->Parent) {
+    TXMLTag* Parent = FCurrent->Parent;
+    delete FCurrent;
+    FCurrent = Parent;
+  }
+  FBuffer.clear();
+  FCounter = 0;
+  FCurrent->Kind = 0;
+  FState = FCurrent->Depth < 1 ? stDefault : stValue;
+}
+
+void TXMLParser::AddAttribute(const std::string& Line) {
+  size_t Eq = Line.find('=');
+  if (Eq == std::string::npos) {
+    FAttributes.emplace_back(Line, std::string());
+    FNoEquals.push_back(true);
+  } else {
+    FAttributes.emplace_back(Line.substr(0, Eq), Line.substr(Eq + 1));
+    FNoEquals.push_back(false);
+  }
+}
+
+const char* TXMLParser::Step(const char* P, const char* Limit) {
+  const char Ch = *P;
+  switch (FState) {
+    case stDefault: {
+      // Text outside any element is dropped.
+      auto* Lt = static_cast<const char*>(std::memchr(P, '<', static_cast<size_t>(Limit - P)));
+      if (!Lt) return Limit;
+      FState = stOpenTag;
+      return Lt + 1;
+    }
+
+    case stValue: {
+      auto* Lt = static_cast<const char*>(std::memchr(P, '<', static_cast<size_t>(Limit - P)));
+      const char* End = Lt ? Lt : Limit;
+      FBuffer.append(P, End);
+      FCounter += static_cast<int32_t>(End - P);
+      if (!Lt) return Limit;
+      FCurrent->Value = FBuffer;
+      atValue();
+      FState = stOpenTag;
+      FBuffer.clear();
+      FCounter = 0;
+      return Lt + 1;
+    }
+
+    case stOpenTag: {
+      if (FCounter == 0 && Ch != '/' && Ch != '!') NewElement();
+      switch (Ch) {
+        case '?':
+        case '!':
+          if (FCounter == 0) {
+            FBuffer.assign(1, '<');
+            FBuffer += Ch;
+            FState = stSpecial;
+          }
+          return P + 1;
+        case '>':
+          FCurrent->Name = FBuffer;
+          atTagName();
+          atTag();
+          FState = stValue;
+          FBuffer.clear();
+          FCounter = 0;
+          return P + 1;
+        case ' ':
+          FCurrent->Name = FBuffer;
+          atTagName();
+          FState = stParam;
+          FBuffer.clear();
+          FCounter = 0;
+          return P + 1;
+        case '/':
+          FState = stCloseTag;
+          return P + 1;
+        default: {
+          // Only a blank ends a name: tabs and line ends are part of it.
+          const char* End = P + 1;
+          while (End < Limit && *End != ' ' && *End != '>' && *End != '/' && *End != '?' &&
+                 *End != '!')
+            ++End;
+          FBuffer.append(P, End);
+          FCounter += static_cast<int32_t>(End - P);
+          return End;
+        }
+      }
+    }
+
+    case stParam: {
+      // FCounter is the inside-quotes flag here.
+      const char* End = P;
+      if (FCounter)
+        while (End < Limit && *End != '"' && *End != '/' && *End != '>') ++End;
+      else
+        while (End < Limit && *End != ' ' && *End != '"' && *End != '/' && *End != '>') ++End;
+      if (End > P) {
+        FBuffer.append(P, End);
+        return End;
+      }
+      switch (Ch) {
+        case ' ':
+          // Outside quotes a blank after a completed attribute drops its text.
+          if (FBuffer.empty())
+            FBuffer += ' ';
+          else
+            FBuffer.clear();
+          break;
+        case '"':
+          if (FCounter) {
+            FCounter = 0;
+            AddAttribute(FBuffer);
+            atParam();
+          } else {
+            FCounter = 1;
+          }
+          break;
+        default:  // '/' or '>', inside quotes too: values can hold neither
+          if (!FBuffer.empty()) {
+            AddAttribute(FBuffer);
+            std::string& Params = FCurrent->Params;
+            Params.clear();
+            for (size_t I = 0; I < FAttributes.size(); ++I) {
+              Params += FAttributes[I].first;
+              if (!FNoEquals[I]) {
+                Params += '=';
+                Params += FAttributes[I].second;
+              }
+              Params += "\r\n";
+            }
+            atParam();
+            atTag();
+          }
+          FState = Ch == '/' ? stCloseTag : stValue;
+          FAttributes.clear();
+          FNoEquals.clear();
+          FBuffer.clear();
+          FCounter = 0;
+          break;
+      }
+      return P + 1;
+    }
+
+    case stCloseTag: {
+      // The end tag's name is never compared with the open element, so the
+      // characters before '>' need not be kept.
+      auto* Gt = static_cast<const char*>(std::memchr(P, '>', static_cast<size_t>(Limit - P)));
+      if (!Gt) return Limit;
+      CloseTagStep();
+      return Gt + 1;
+    }
+
+    case stSpecial: {
+      if (FBuffer.size() >= 4) {
+        // Past the point where it could still become "<!--": collect up to '>'.
+        auto* Gt = static_cast<const char*>(std::memchr(P, '>', static_cast<size_t>(Limit - P)));
+        const char* End = Gt ? Gt : Limit;
+        FBuffer.append(P, End);
+        FCounter += static_cast<int32_t>(End - P);
+        if (!Gt) return Limit;
+        P = Gt;
+      }
+      FBuffer += *P;
+      ++FCounter;
+      if (FBuffer.size() == 4 && FBuffer == "<!--") {
+        FCounter = 0;
+        FState = stComment;
+      }
+      if (*P == '>') {
+        atSpecial(FBuffer);
+        CloseTagStep();
+        FState = stValue;
+        FBuffer.clear();
+        FCounter = 0;
+      }
+      return P + 1;
+    }
+
+    case stComment: {
+      // FCounter counts the run of '-' just read.
+      const char* End = FindEither(P, Limit, '-', '>');
+      if (End > P) {
+        FBuffer.append(P, End);
+        FCounter = 0;
+        return End;
+      }
+      if (Ch == '-') {
+        FBuffer += Ch;
+        ++FCounter;
+      } else if (FCounter >= 2) {
+        FBuffer += Ch;
+        atComment(FBuffer);
+        FState = stValue;
+        FBuffer.clear();
+        FCounter = 0;
+      }
+      return P + 1;
+    }
+  }
+  return P + 1;
+}
+
+void TXMLParser::execute(TObject* target) {
+  FBase->Obj = target;
+  FCounter = 0;
+  FBuffer.clear();
+  FAttributes.clear();
+  FNoEquals.clear();
+  if (FStream.empty()) {
+    std::ifstream In(FileName, std::ios::binary);
+    if (!In) throw Exception("Cannot open file \"" + FileName + "\". " + std::strerror(errno));
+    FStream.assign(std::istreambuf_iterator<char>(In), std::istreambuf_iterator<char>());
+  }
+  // The buffer is emptied however the run ends, so the next run reads the file again.
+  struct TClearStream {
+    std::string& S;
+    ~TClearStream() {
+      S.clear();
+      S.shrink_to_fit();
+    }
+  } Clear{FStream};
+
+  FStream.push_back('\0');
+  const char* const Begin = FStream.data();
+  const double Size = static_cast<double>(FStream.size());
+  // The terminator, or an embedded zero byte before it, ends the run.
+  const size_t Length = std::strlen(Begin);
+  FState = stDefault;
+  size_t Pos = 0;
+  size_t NextProgress = ProgressStep;
+  while (Pos < Length) {
+    const size_t Limit = std::min(Length, NextProgress);
+    Pos = static_cast<size_t>(Step(Begin + Pos, Begin + Limit) - Begin);
+    if (Pos == NextProgress) {
+      atProgress(static_cast<double>(Pos) / Size);
+      NextProgress += ProgressStep;
+    }
+  }
+  atProgress(static_cast<double>(Length) / Size);
+}
+
 }  // namespace lumox

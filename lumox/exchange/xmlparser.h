@@ -71,11 +71,36 @@ class TXMLParser : public TComponent {
   TXMLTag* Current() const { return FCurrent; }
   const std::vector<std::pair<std::string, std::string>>& Attributes() const { return FAttributes; }
   TXMLTag* BaseTag() const { return FBase; }
+  TStates State() const { return FState; }
+  // Frees the elements left open by an unbalanced input and makes the base element
+  // current again (the chain otherwise survives into the next execute).
+  void CloseOpenTags();
 
  private:
-  // (private state and the per-state steps are the implementation's)
+  // Handles the input from P on, never past Limit; returns where it stopped, having
+  // consumed at least one character.
+  const char* Step(const char* P, const char* Limit);
+  void NewElement();
+  void CloseTagStep();
+  void AddAttribute(const std::string& Line);
+  void atEndtag();
+  void atTag();
+  void atParam();
+  void atValue();
+  void atTagName();
+  void atComment(const std::string& S);
+  void atProgress(double Progress);
+  void atSpecial(const std::string& S);
+
   std::string FStream;
+  TStates FState = stDefault;
+  // Text collected by the current state, and the count of collected characters (the
+  // inside-quotes flag while reading attributes, the run of '-' in comments).
+  std::string FBuffer;
+  int32_t FCounter = 0;
   std::vector<std::pair<std::string, std::string>> FAttributes;
+  // Parallel to FAttributes: the line had no '=' (then the pair's first is the line).
+  std::vector<bool> FNoEquals;
   TXMLTag* FBase = nullptr;
   TXMLTag* FCurrent = nullptr;
 };

@@ -152,6 +152,8 @@ class TLumCustomNode : public TLumRender {
   const char* ClassName() const override { return "TLumCustomNode"; }
   virtual int Remove(TLumRender* Item) = 0;
   virtual int Add(TLumRender* Item) = 0;
+  // Leaves below the node; saving a scene reports its progress against this count.
+  virtual int CountAllItems() const { return 0; }
 };
 
 }  // namespace lumox
