@@ -1,0 +1,461 @@
+// Tests of the parametric solids: setter corrections, counts and indices, closure and
+// outward facing from the mesh itself, seam flags, texture coordinates, exchange round
+// trips and lit pixels.
+#include "lumox/geometry/lumshape.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "support/meshcheck.h"
+
+namespace lumox {
+namespace {
+
+using test::Len;
+using test::NormalsAgainstWinding;
+using test::OpenEdgeCount;
+using test::SignedVolume;
+
+constexpr double Pi = 3.141592653589793;
+
+bool Seam(const TLumPrimitiveObj& O, int32_t i, int Bit) { return O.Points()->GetFlag(i, Bit); }
+
+TEST(ShapeSetterTest, SphereCorrections) {
+  TLumSphere S(nullptr);
+  S.SetRadius(3);
+  S.SetRadius(-2);
+  EXPECT_EQ(S.Radius(), 1.0);
+  S.SetSlices(0);
+  S.SetStacks(1);
+  EXPECT_EQ(S.Slices(), 1);
+  EXPECT_EQ(S.Stacks(), 2);
+
+  S.SetMode(smRegular);
+  S.SetSlices(5);
+  EXPECT_EQ(S.Slices(), 8);
+  EXPECT_EQ(S.Stacks(), 4);
+  S.SetStacks(7);
+  EXPECT_EQ(S.Slices(), 12);
+  EXPECT_EQ(S.Stacks(), 7);
+  S.SetSlices(-3);
+  EXPECT_EQ(S.Slices(), 4);
+  EXPECT_EQ(S.Stacks(), 2);
+}
+
+TEST(ShapeSetterTest, EnteringRegularModeFitsTheCounts) {
+  TLumSphere S(nullptr);  // 10 x 10
+  S.SetMode(smRegular);
+  EXPECT_EQ(S.Slices(), 12);
+  EXPECT_EQ(S.Stacks(), 6);
+}
+
+TEST(ShapeSetterTest, DiscAngleAndRadiusRules) {
+  TLumDisc D(nullptr);
+  D.SetSweepAngle(400);
+  EXPECT_EQ(D.SweepAngle(), 360);
+  D.SetSweepAngle(-5);
+  EXPECT_EQ(D.SweepAngle(), 0);
+  D.SetStartAngle(370);
+  EXPECT_DOUBLE_EQ(D.StartAngle(), 10);
+  D.SetStartAngle(-30);
+  EXPECT_DOUBLE_EQ(D.StartAngle(), 330);
+  D.SetStartAngle(725.5);
+  EXPECT_DOUBLE_EQ(D.StartAngle(), 5.5);
+  D.SetStartAngle(360);
+  EXPECT_DOUBLE_EQ(D.StartAngle(), 0);
+  D.SetOuterRadius(0);
+  D.SetOuterRadius(-1);
+  EXPECT_EQ(D.OuterRadius(), 1.0);
+  D.SetInnerRadius(-0.5);
+  EXPECT_EQ(D.InnerRadius(), 0.0);
+  D.SetInnerRadius(0.25);
+  EXPECT_EQ(D.InnerRadius(), 0.25);
+}
+
+TEST(ShapeSetterTest, NegativeAndSmallValues) {
+  TLumTorus T(nullptr);
+  T.SetRadius(-2);
+  T.SetThickness(-1);
+  EXPECT_EQ(T.Radius(), 0.0);
+  EXPECT_EQ(T.Thickness(), 0.0);
+  TLumCylinder C(nullptr);
+  C.SetHeight(-3);
+  EXPECT_EQ(C.Height(), 1.0);
+  C.SetBaseRadius(-2);  // unchecked
+  EXPECT_EQ(C.BaseRadius(), -2.0);
+  C.SetSlices(0);
+  C.SetStacks(-4);
+  T.SetSlices(0);
+  EXPECT_EQ(C.Slices(), 1);
+  EXPECT_EQ(C.Stacks(), 1);
+  EXPECT_EQ(T.Slices(), 1);
+  TLumBox B(nullptr);
+  B.SetDetail(0, 0);
+  B.SetDetail(1, -3);
+  B.SetDetail(2, 4);
+  EXPECT_EQ(B.DetailX(), 1);
+  EXPECT_EQ(B.DetailY(), 1);
+  EXPECT_EQ(B.DetailZ(), 4);
+}
+
+TEST(ShapeSetterTest, SettersClearInitializedAndNotify) {
+  TLumSphere S(nullptr);
+  int Changes = 0;
+  S.OnChange = [&](TObject*) { ++Changes; };
+  S.Init();
+  ASSERT_TRUE(S.Initialized());
+  S.SetRadius(2);
+  EXPECT_FALSE(S.Initialized());
+  EXPECT_GE(Changes, 1);
+}
+
+TEST(ShapeMeshTest, TorusThreeByThree) {
+  TLumTorus T(nullptr);
+  T.SetSlices(3);
+  T.SetStacks(3);
+  T.Init();
+  EXPECT_EQ(T.Points()->Count(), 16);
+  ASSERT_EQ(T.GetPrimitiveCount(), 3);
+  for (int32_t p = 0; p < 3; ++p) {
+    const TLumPrimitiveArray* A = T.GetPrimitive(p);
+    EXPECT_EQ(A->PrimitiveType(), GL_TRIANGLE_STRIP);
+    ASSERT_EQ(A->Count(), 8);
+    for (int32_t j = 0; j <= 3; ++j) {
+      EXPECT_EQ(A->Indices(2 * j), uint32_t(4 * p + j));
+      EXPECT_EQ(A->Indices(2 * j + 1), uint32_t(4 * (p + 1) + j));
+    }
+  }
+  EXPECT_FALSE(Seam(T, 5, 0));
+  EXPECT_FALSE(Seam(T, 5, 1));
+  EXPECT_TRUE(Seam(T, 0, 0) && Seam(T, 7, 1) && Seam(T, 12, 0));
+}
+
+TEST(ShapeMeshTest, GlobalSphereCountsAndPoleTriangles) {
+  TLumSphere S(nullptr);
+  S.SetSlices(4);
+  S.SetStacks(3);
+  S.Init();
+  EXPECT_EQ(S.Points()->Count(), 20);
+  ASSERT_EQ(S.GetPrimitiveCount(), 5);
+  const TLumPrimitiveArray* Caps = S.GetPrimitive(0);
+  EXPECT_EQ(Caps->PrimitiveType(), GL_TRIANGLES);
+  ASSERT_EQ(Caps->Count(), 24);
+  // i = 1: (1, 0, 5) at the +Z pole and (7, 2, 6) at the -Z pole.
+  const uint32_t First[6] = {1, 0, 5, 7, 2, 6};
+  for (int k = 0; k < 6; ++k) EXPECT_EQ(Caps->Indices(k), First[k]);
+  EXPECT_EQ(S.GetPrimitive(1)->PrimitiveType(), GL_QUAD_STRIP);
+  EXPECT_EQ(S.GetPrimitive(1)->Count(), 4);
+  EXPECT_NEAR(S.Points()->GetVector(0, 0).Z, 1.0, 1e-12);
+  // Longitudes run from +Y towards +X.
+  EXPECT_NEAR(S.Points()->GetVector(5, 0).X, std::sin(Pi / 3), 1e-12);
+}
+
+TEST(ShapeMeshTest, RegularSphereRings) {
+  TLumSphere S(nullptr);
+  S.SetMode(smRegular);
+  S.SetSlices(8);  // Stacks 4: two bands per hemisphere
+  S.Init();
+  // Per hemisphere 4 pole vertices, then rings of 5 and 9.
+  EXPECT_EQ(S.Points()->Count(), 36);
+  ASSERT_EQ(S.GetPrimitiveCount(), 10);
+  const TLumPrimitiveArray* Caps = S.GetPrimitive(0);
+  ASSERT_EQ(Caps->Count(), 12);
+  for (uint32_t k = 0; k < 4; ++k) {
+    EXPECT_EQ(Caps->Indices(3 * k), k + 4);
+    EXPECT_EQ(Caps->Indices(3 * k + 1), k);
+    EXPECT_EQ(Caps->Indices(3 * k + 2), k + 5);
+  }
+  for (int32_t p = 1; p <= 4; ++p) {
+    EXPECT_EQ(S.GetPrimitive(p)->PrimitiveType(), GL_TRIANGLE_STRIP);
+    EXPECT_EQ(S.GetPrimitive(p)->Count(), 5);
+  }
+  // Ring vertices: first and last coincide on the seam and carry the weld flags.
+  EXPECT_NEAR(Len(test::Vertex(S, 4)), 1.0, 1e-12);
+  EXPECT_NEAR(test::Vertex(S, 4).Y, test::Vertex(S, 8).Y, 1e-12);
+  EXPECT_TRUE(Seam(S, 4, 0) && Seam(S, 8, 0) && Seam(S, 0, 1));
+  EXPECT_FALSE(Seam(S, 5, 0));
+
+  S.SetStacks(5);  // odd: one more strip along the equator
+  S.Init();
+  EXPECT_EQ(S.Points()->Count(), 36);
+  ASSERT_EQ(S.GetPrimitiveCount(), 11);
+  EXPECT_EQ(S.GetPrimitive(10)->Count(), 18);
+}
+
+TEST(ShapeMeshTest, CylinderCaps) {
+  TLumCylinder C(nullptr);
+  C.SetSlices(6);
+  C.SetStacks(2);
+  C.SetClosed(true);
+  C.Init();
+  EXPECT_EQ(C.CapCount(), 2);
+  EXPECT_EQ(C.Points()->Count(), 3 * 7 * 3);
+  EXPECT_EQ(C.GetPrimitiveCount(), 18);
+  for (int32_t p = 6; p < 18; ++p) EXPECT_EQ(C.GetPrimitive(p)->Count(), 6);
+
+  C.SetTopRadius(0);  // a cone: one cap
+  C.Init();
+  EXPECT_EQ(C.CapCount(), 1);
+  EXPECT_EQ(C.GetPrimitiveCount(), 12);
+  EXPECT_EQ(C.Points()->Count(), 2 * 7 * 3);
+  // The cap lies at the base, facing down.
+  EXPECT_EQ(test::Vertex(C, 21 + 5).Z, 0.0);
+  EXPECT_EQ(C.Points()->GetVector(21 + 5, 1).Z, -1.0);
+
+  C.SetBaseRadius(0);
+  EXPECT_EQ(C.CapCount(), 0);
+}
+
+TEST(ShapeMeshTest, CylinderWallNormalLeansWithTheSlope) {
+  TLumCylinder C(nullptr);
+  C.SetBaseRadius(2);
+  C.SetTopRadius(1);
+  C.SetHeight(1);
+  C.Init();
+  const TLumMathVector N = C.Points()->GetVector(0, 1);  // column 0 faces +Y
+  EXPECT_NEAR(N.X, 0, 1e-12);
+  EXPECT_NEAR(N.Y, 1 / std::sqrt(2.0), 1e-12);
+  EXPECT_NEAR(N.Z, 1 / std::sqrt(2.0), 1e-12);
+}
+
+TEST(ShapeMeshTest, BoxFacesOrderAndFlags) {
+  TLumBox B(nullptr);
+  B.SetDetail(0, 2);
+  B.SetDetail(1, 3);
+  B.SetDetail(2, 4);
+  B.SetFaces({bfTop});
+  B.SetHeight(2);
+  B.Init();
+  EXPECT_EQ(B.Points()->Count(), 15);
+  ASSERT_EQ(B.GetPrimitiveCount(), 1);
+  EXPECT_EQ(B.GetPrimitive(0)->PrimitiveType(), GL_QUADS);
+  EXPECT_EQ(B.GetPrimitive(0)->Count(), 32);
+  for (int32_t i = 0; i < 15; ++i) {
+    EXPECT_EQ(test::Vertex(B, i).Y, 2.0);
+    EXPECT_FALSE(Seam(B, i, 0));
+  }
+  EXPECT_TRUE(Seam(B, 0, 1));
+  EXPECT_FALSE(Seam(B, 6, 1));  // a = 1, k = 1: interior
+
+  // The back face comes before the right one whatever the set's order.
+  B.SetFaces({bfRight, bfBack});
+  B.Init();
+  EXPECT_EQ(B.Points()->GetVector(0, 1).Z, -1.0);
+  EXPECT_EQ(B.Points()->GetVector(3 * 4, 1).X, 1.0);
+}
+
+// --- closed and outward -----------------------------------------------------------
+
+struct ClosedCase {
+  std::string Name;
+  std::function<TLumPrimitiveObj*(TComponent*)> Make;
+  double Volume;     // the exact solid's volume
+  double Tolerance;  // relative, for the faceted mesh
+};
+
+class ClosedShapeTest : public ::testing::TestWithParam<ClosedCase> {};
+
+TEST_P(ClosedShapeTest, IsClosedFacesOutwardAndNormalsAgree) {
+  TComponent Owner(nullptr);
+  TLumPrimitiveObj* O = GetParam().Make(&Owner);
+  O->Init();
+  EXPECT_EQ(OpenEdgeCount(*O), 0);
+  EXPECT_EQ(NormalsAgainstWinding(*O), 0);
+  const double V = SignedVolume(*O);
+  EXPECT_GT(V, 0);
+  EXPECT_NEAR(V, GetParam().Volume, GetParam().Volume * GetParam().Tolerance);
+  // Smoothing keeps every normal on the outer side of its faces.
+  O->CalcNormals();
+  EXPECT_EQ(NormalsAgainstWinding(*O, true), 0);
+}
+
+template <typename T>
+std::function<TLumPrimitiveObj*(TComponent*)> Maker(std::function<void(T*)> Setup) {
+  return [Setup](TComponent* Owner) {
+    T* O = new T(Owner);
+    Setup(O);
+    return O;
+  };
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Shapes, ClosedShapeTest,
+    ::testing::Values(ClosedCase{"GlobalSphere",
+                                 Maker<TLumSphere>([](TLumSphere* S) { S->SetRadius(2); }),
+                                 4.0 / 3 * Pi * 8, 0.1},
+                      ClosedCase{"GlobalSphereCoarse", Maker<TLumSphere>([](TLumSphere* S) {
+                                   S->SetSlices(3);
+                                   S->SetStacks(2);
+                                 }),
+                                 4.0 / 3 * Pi, 0.9},
+                      ClosedCase{"RegularSphereEven", Maker<TLumSphere>([](TLumSphere* S) {
+                                   S->SetMode(smRegular);
+                                   S->SetSlices(16);
+                                 }),
+                                 4.0 / 3 * Pi, 0.1},
+                      ClosedCase{"RegularSphereOdd", Maker<TLumSphere>([](TLumSphere* S) {
+                                   S->SetMode(smRegular);
+                                   S->SetStacks(9);
+                                 }),
+                                 4.0 / 3 * Pi, 0.1},
+                      ClosedCase{"RegularSphereSmallest", Maker<TLumSphere>([](TLumSphere* S) {
+                                   S->SetMode(smRegular);
+                                   S->SetStacks(3);
+                                 }),
+                                 4.0 / 3 * Pi, 0.7},
+                      ClosedCase{"ClosedCylinder", Maker<TLumCylinder>([](TLumCylinder* C) {
+                                   C->SetClosed(true);
+                                   C->SetHeight(2);
+                                   C->SetStacks(3);
+                                 }),
+                                 Pi * 2, 0.1},
+                      ClosedCase{"Cone", Maker<TLumCylinder>([](TLumCylinder* C) {
+                                   C->SetClosed(true);
+                                   C->SetTopRadius(0);
+                                   C->SetSlices(24);
+                                 }),
+                                 Pi / 3, 0.05},
+                      ClosedCase{"UpsideDownCone", Maker<TLumCylinder>([](TLumCylinder* C) {
+                                   C->SetClosed(true);
+                                   C->SetBaseRadius(0);
+                                   C->SetSlices(24);
+                                 }),
+                                 Pi / 3, 0.05},
+                      ClosedCase{"Frustum", Maker<TLumCylinder>([](TLumCylinder* C) {
+                                   C->SetClosed(true);
+                                   C->SetBaseRadius(2);
+                                   C->SetSlices(32);
+                                 }),
+                                 Pi / 3 * (4 + 2 + 1), 0.05},
+                      ClosedCase{"Torus", Maker<TLumTorus>([](TLumTorus* T) {
+                                   T->SetSlices(24);
+                                   T->SetStacks(12);
+                                 }),
+                                 2 * Pi* Pi * 1.0 * 0.04, 0.1},
+                      ClosedCase{"Box", Maker<TLumBox>([](TLumBox* B) {
+                                   B->SetWidth(2);
+                                   B->SetDepth(3);
+                                 }),
+                                 6.0, 1e-9},
+                      ClosedCase{"DetailedBox", Maker<TLumBox>([](TLumBox* B) {
+                                   B->SetDetail(0, 2);
+                                   B->SetDetail(1, 3);
+                                   B->SetDetail(2, 4);
+                                 }),
+                                 1.0, 1e-9}),
+    [](const ::testing::TestParamInfo<ClosedCase>& I) { return I.param.Name; });
+
+TEST(ShapeFacingTest, DiscAndOpenCylinderFaceOutward) {
+  TLumDisc D(nullptr);
+  D.SetInnerRadius(0.5);
+  D.SetStartAngle(30);
+  D.SetSweepAngle(200);
+  D.Init();
+  EXPECT_EQ(NormalsAgainstWinding(D), 0);
+  for (const auto& T : test::MeshTriangles(D)) EXPECT_GT(test::FaceNormal(D, T).Z, 0);
+
+  TLumCylinder C(nullptr);
+  C.Init();
+  EXPECT_EQ(NormalsAgainstWinding(C), 0);
+  EXPECT_GT(OpenEdgeCount(C), 0);
+}
+
+// --- seams under smoothing --------------------------------------------------------
+
+TEST(ShapeSeamTest, SmoothedSphereNormalsAreRadial) {
+  for (TSphereMode M : {smGlobal, smRegular}) {
+    TLumSphere S(nullptr);
+    S.SetMode(M);
+    S.SetSlices(16);
+    S.SetStacks(8);
+    S.SetRadius(2);
+    S.Init();
+    S.CalcNormals();
+    double Worst = 1;
+    for (int32_t i = 0; i < S.Points()->Count(); ++i) {
+      const TLumMathVector P = test::Vertex(S, i), N = S.Points()->GetVector(i, 1);
+      Worst = std::min(Worst, test::Dot(P, N) / Len(P));
+    }
+    // Poles and seams weld: without the flags a pole vertex keeps one face's normal.
+    EXPECT_GT(Worst, 0.99) << TSphereModeStr[M];
+  }
+}
+
+TEST(ShapeSeamTest, SmoothedTorusSeamMatchesItsMirror) {
+  TLumTorus T(nullptr);
+  T.SetSlices(12);
+  T.SetStacks(8);
+  T.Init();
+  T.CalcNormals();
+  const TLumMathVector A = T.Points()->GetVector(0, 1), B = T.Points()->GetVector(12 * 9 + 8, 1);
+  EXPECT_NEAR(A.X, 1.0, 1e-9);
+  EXPECT_NEAR(B.X, 1.0, 1e-9);
+}
+
+// --- texture coordinates ----------------------------------------------------------
+
+class ShapeTextureTest : public ::testing::Test {
+ protected:
+  template <typename T>
+  void Flags(T& O) {
+    O.TextureFlags()->SetScaleX(2);
+    O.TextureFlags()->SetShiftX(0.5);
+    O.TextureFlags()->SetScaleY(3);
+    O.TextureFlags()->SetShiftY(0.25);
+  }
+  static void ExpectTex(const TLumPrimitiveObj& O, int32_t i, double S, double T) {
+    const TLumMathVector V = O.Points()->GetVector(i, 2);
+    EXPECT_NEAR(V.X, S, 1e-12) << "vertex " << i;
+    EXPECT_NEAR(V.Y, T, 1e-12) << "vertex " << i;
+  }
+};
+
+TEST_F(ShapeTextureTest, SphereAndCylinderSubtractTheShifts) {
+  TLumSphere S(nullptr);
+  Flags(S);
+  S.SetSlices(4);
+  S.SetStacks(2);
+  S.Init();
+  ExpectTex(S, 4, 0.75 * 2 - 0.5, 0.5 * 3 - 0.25);  // i = 1, j = 1: on +X
+  EXPECT_NEAR(test::Vertex(S, 4).X, 1.0, 1e-12);
+
+  TLumCylinder C(nullptr);
+  Flags(C);
+  C.Init();
+  ExpectTex(C, 0, 2 - 0.5, 3 - 0.25);
+  ExpectTex(C, 10, 2 - 0.5, 0 - 0.25);
+}
+
+TEST_F(ShapeTextureTest, TorusDiscAndBoxAddTheShifts) {
+  TLumTorus T(nullptr);
+  Flags(T);
+  T.SetSlices(4);
+  T.SetStacks(4);
+  T.Init();
+  ExpectTex(T, 7, 0.25 * 2 + 0.5, 0.5 * 3 + 0.25);  // i = 1, j = 2: inner side on +Y
+  EXPECT_NEAR(test::Vertex(T, 7).Y, 0.8, 1e-12);
+
+  TLumDisc D(nullptr);
+  Flags(D);
+  D.SetOuterRadius(2);
+  D.Init();
+  ExpectTex(D, 10, 0.5 * 2 + 0.5, 1.0 * 3 + 0.25);  // i = 0, rim at +Y
+  EXPECT_NEAR(test::Vertex(D, 10).Y, 2.0, 1e-12);
+
+  TLumBox B(nullptr);
+  Flags(B);
+  B.SetDetail(0, 2);
+  B.Init();
+  ExpectTex(B, 4, 1 * 2 + 0.5, 0.25);  // front face, a = 2, b = 0
+  const TLumMathVector P = test::Vertex(B, 4);
+  EXPECT_EQ(P.X, 0.5);
+  EXPECT_EQ(P.Y, 0.0);
+  EXPECT_EQ(P.Z, 1.0);
+}
+
+}  // namespace
+}  // namespace lumox
