@@ -1,0 +1,67 @@
+// Test helpers for the exchange format: a temporary folder that removes itself, and a
+// save-then-load round trip of one component through a scene file.
+#pragma once
+
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "lumox/exchange/lumexchange.h"
+#include "lumox/scene/lumobj.h"
+
+namespace lumox::test {
+
+class TempDir {
+ public:
+  TempDir() {
+    static std::atomic<int> Counter{0};
+    FPath = std::filesystem::temp_directory_path() /
+            ("lumox-test-" + std::to_string(getpid()) + "-" + std::to_string(Counter++));
+    std::filesystem::create_directories(FPath);
+  }
+  ~TempDir() {
+    std::error_code Ec;
+    std::filesystem::remove_all(FPath, Ec);
+  }
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+  const std::filesystem::path& Path() const { return FPath; }
+  std::string File(const std::string& Name) const { return (FPath / Name).string(); }
+
+ private:
+  std::filesystem::path FPath;
+};
+
+inline std::string ReadText(const std::string& FileName) {
+  std::ifstream In(FileName, std::ios::binary);
+  std::stringstream S;
+  S << In.rdbuf();
+  return S.str();
+}
+
+// Writes Source as the only object of FileName.
+inline void SaveComponent(TLumComponent* Source, const std::string& FileName,
+                          bool NoDefaultValues = false) {
+  TLumExchange Ex(nullptr);
+  Ex.SetFileName(FileName);
+  Ex.SetNoDefaultValues(NoDefaultValues);
+  Ex.SaveObj(Source);
+  Ex.SavetoFile(nullptr);
+}
+
+// Loads FileName into a new node owned by Owner and returns the node's first item as
+// a T, or nullptr.
+template <typename T>
+T* LoadComponent(TComponent* Owner, const std::string& FileName) {
+  auto* Node = new TLumNode(Owner);
+  TLumExchange Ex(nullptr);
+  Ex.SetFileName(FileName);
+  Ex.LoadfromFile(Node);
+  return Node->GetCount() > 0 ? dynamic_cast<T*>(Node->GetItems(0)) : nullptr;
+}
+
+}  // namespace lumox::test
