@@ -1,0 +1,362 @@
+// Tests of the mesh object: building, normals, texture generation, relief, vertex
+// removal, extrusion into closed solids, and drawing with per-list selection names.
+#include "lumox/geometry/lumprimitiveobj.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <map>
+#include <set>
+
+#include "lumox/geometry/lumgeom.h"
+#include "lumox/host/graphics.h"
+#include "support/glfixture.h"
+
+namespace lumox {
+namespace {
+
+// A view that records the selection names it hands out.
+class RecordingView : public TLumCustomView {
+ public:
+  RecordingView() : TLumCustomView(nullptr) {}
+  bool GetCurrent() override { return true; }
+  void SetCurrent(bool) override {}
+  int32_t GetNextID(TObject* Obj, int32_t num) override {
+    Issued.push_back({Obj, num});
+    return static_cast<int32_t>(Issued.size());
+  }
+  TLumDrawMode DrawMode() const override { return Mode; }
+  TLumMatrix* CameraMatrix() const override { return nullptr; }
+  TLumDrawMode Mode = dmWindow;
+  std::vector<std::pair<TObject*, int32_t>> Issued;
+};
+
+// A hand-built mesh: Init would discard it, so it counts as built.
+TLumPrimitiveObj* NewMesh(TComponent* Owner) {
+  auto* M = new TLumPrimitiveObj(Owner);
+  M->SetInitialized(true);
+  return M;
+}
+
+TLumMathVector NormalOf(const TLumPrimitiveObj& M, int32_t v) {
+  return M.Points()->GetVector(v, 1);
+}
+
+TEST(PrimitiveObjTest, NormalsOfATriangleAndOfLines) {
+  TComponent Form(nullptr);
+  auto* M = NewMesh(&Form);
+  M->Points()->Add(0, 0, 0), M->Points()->Add(1, 0, 0), M->Points()->Add(0, 1, 0);
+  M->Points()->Add(5, 5, 5);
+  const int32_t T = M->AddPrimitiveArray(GL_TRIANGLES);
+  for (uint32_t i : {0u, 1u, 2u}) M->AddIndex(i, T);
+  const int32_t L = M->AddPrimitiveArray(GL_LINES);
+  M->AddIndex(3, L);
+  M->CalcNormals();
+  for (int v = 0; v < 4; ++v) EXPECT_DOUBLE_EQ(NormalOf(*M, v).Z, 1.0) << v;
+  EXPECT_DOUBLE_EQ(NormalOf(*M, 0).X, 0.0);
+}
+
+// Two triangles meeting at a right angle along x, with the shared edge duplicated.
+TLumPrimitiveObj* Hinge(TComponent* Owner, bool Weld) {
+  auto* M = NewMesh(Owner);
+  auto* P = M->Points();
+  P->Add(0, 0, 0), P->Add(1, 0, 0), P->Add(0, 1, 0);  // faces +z
+  P->Add(1, 0, 0), P->Add(0, 0, 0), P->Add(0, 0, 1);  // faces +y
+  for (int v = 0; v < 6; ++v) P->SetFlag(v, 0, Weld);
+  const int32_t T = M->AddPrimitiveArray(GL_TRIANGLES);
+  for (uint32_t i = 0; i < 6; ++i) M->AddIndex(i, T);
+  M->CalcNormals();
+  return M;
+}
+
+TEST(PrimitiveObjTest, FlagBitZeroWeldsNormalsOfCoincidentVertices) {
+  TComponent Form(nullptr);
+  auto* Apart = Hinge(&Form, false);
+  EXPECT_NEAR(NormalOf(*Apart, 0).Z, 1.0, 1e-12);
+  EXPECT_NEAR(NormalOf(*Apart, 4).Y, 1.0, 1e-12);
+  auto* Welded = Hinge(&Form, true);
+  const double H = std::sqrt(0.5);
+  for (int v : {0, 1, 3, 4}) {
+    EXPECT_NEAR(NormalOf(*Welded, v).Y, H, 1e-12) << v;
+    EXPECT_NEAR(NormalOf(*Welded, v).Z, H, 1e-12) << v;
+  }
+  EXPECT_NEAR(NormalOf(*Welded, 2).Z, 1.0, 1e-12);  // not shared: keeps its face normal
+}
+
+TEST(PrimitiveObjTest, LargeFlaggedGridSmoothsToItsPlaneNormal) {
+  TComponent Form(nullptr);
+  auto* R = new TLumRectangle(&Form);
+  R->SetDetX(500);
+  R->SetDetY(500);
+  R->Init();
+  auto* P = R->Points();
+  for (int32_t v = 0; v < P->Count(); ++v) P->SetFlag(v, 0, true);
+  const auto Start = std::chrono::steady_clock::now();
+  R->CalcNormals();
+  const double Ms =
+      std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - Start).count();
+  RecordProperty("CalcNormalsMs", std::to_string(Ms));
+  std::printf("CalcNormals on %d flagged vertices: %.1f ms\n", P->Count(), Ms);
+  for (int32_t v = 0; v < P->Count(); v += 997) ASSERT_NEAR(NormalOf(*R, v).Y, 1.0, 1e-9);
+}
+
+TEST(PrimitiveObjTest, TextureModesMapPositions) {
+  TComponent Form(nullptr);
+  auto* M = NewMesh(&Form);
+  M->Points()->Add({0.5, 3, 4}, ZEROVEC, {7, 7, 7});
+  M->CalcTexture();  // txStandard keeps the shape's own coordinates
+  EXPECT_DOUBLE_EQ(M->Points()->GetVector(0, 2).X, 7.0);
+  M->TextureFlags()->SetMode(txLinearXY);
+  M->TextureFlags()->SetScaleX(2);
+  M->TextureFlags()->SetShiftX(1);
+  M->TextureFlags()->SetScaleY(0.5);
+  M->CalcTexture();
+  EXPECT_DOUBLE_EQ(M->Points()->GetVector(0, 2).X, 2.0);
+  EXPECT_DOUBLE_EQ(M->Points()->GetVector(0, 2).Y, 1.5);
+  EXPECT_DOUBLE_EQ(M->Points()->GetVector(0, 2).Z, 0.0);
+  M->TextureFlags()->SetMode(txLinearZX);
+  M->CalcTexturePoint(0);
+  EXPECT_DOUBLE_EQ(M->Points()->GetVector(0, 2).X, 9.0);
+  EXPECT_DOUBLE_EQ(M->Points()->GetVector(0, 2).Y, 0.25);
+  M->TextureFlags()->SetMode(txSphereZ);
+  M->TextureFlags()->ParamVector()->SetValues(0.5, 0, 0);
+  M->CalcTexturePoint(0);
+  EXPECT_DOUBLE_EQ(M->Points()->GetVector(0, 2).X, 11.0);  // distance 5
+}
+
+TEST(PrimitiveObjTest, ReliefLiftsAFlatGridByGreyValue) {
+  TComponent Form(nullptr);
+  auto* R = new TLumRectangle(&Form);
+  R->SetDetX(4);
+  R->SetDetY(1);
+  R->Init();
+  TBitmap B(8, 2);
+  B.Fill(0x000000);
+  for (int x = 4; x < 8; ++x) B.SetPixel(x, 0, 0xFFFFFF), B.SetPixel(x, 1, 0xFFFFFF);
+  const double White = 255.0 / 256.0;
+  // Two extra coincident vertices with flag bit 1 share their displacement.
+  auto* P = R->Points();
+  const int32_t a = P->Add({9, 0, 9}, {0, 1, 0}, {0.75, 0.5, 0});
+  const int32_t b = P->Add({9, 0, 9}, {0, 1, 0}, {0.0, 0.5, 0});
+  P->SetFlag(a, 1, true), P->SetFlag(b, 1, true);
+  R->SetReliefBitmap(&B, 2.0f, 1.0f, 1.0f);
+  EXPECT_DOUBLE_EQ(P->GetVector(0, 0).Y, 0.0);          // s = 0: black
+  EXPECT_DOUBLE_EQ(P->GetVector(3, 0).Y, 2.0 * White);  // s = 0.75: white
+  EXPECT_DOUBLE_EQ(P->GetVector(4, 0).Y, 0.0);          // s = 1 wraps to column 0
+  EXPECT_DOUBLE_EQ(P->GetVector(a, 0).Y, White);        // mean of white and black
+  EXPECT_DOUBLE_EQ(P->GetVector(b, 0).Y, White);
+  TBitmap Empty;
+  EXPECT_THROW(R->SetReliefBitmap(&Empty, 1, 1, 1), Exception);
+}
+
+TEST(PrimitiveObjTest, FreePointsHidesUsersAndFreeUnusedKeepsGeometry) {
+  TComponent Form(nullptr);
+  auto* M = NewMesh(&Form);
+  for (int i = 0; i < 6; ++i) M->Points()->Add(i, 0, 0);
+  const int32_t A = M->AddPrimitiveArray(GL_LINES);
+  M->AddIndex(1, A), M->AddIndex(4, A);
+  const int32_t B = M->AddPrimitiveArray(GL_POINTS);
+  M->AddIndex(5, B);
+  M->FreePoints(4, 1);
+  EXPECT_FALSE(M->GetPrimitive(A)->Visible());
+  EXPECT_TRUE(M->GetPrimitive(B)->Visible());
+  EXPECT_EQ(M->GetPrimitive(B)->Indices(0), 4u);
+  EXPECT_EQ(M->Points()->Count(), 5);
+
+  M->FreeUnusedPoints();  // only vertex 4 (old 5) is used by a visible list
+  EXPECT_EQ(M->Points()->Count(), 1);
+  EXPECT_EQ(M->GetPrimitive(B)->Indices(0), 0u);
+  EXPECT_DOUBLE_EQ(M->Points()->GetVector(0, 0).X, 5.0);
+}
+
+TEST(PrimitiveObjTest, NearPointSplitAndMerge) {
+  TComponent Form(nullptr);
+  auto* T = new TLumTriangle(&Form);
+  T->Init();
+  EXPECT_EQ(T->getNearPoint(0, {0.4, 0, 0.9}), 2);
+  EXPECT_EQ(T->getNearPoint(1, ZEROVEC), -1);
+  T->SplitTriangle(0, 0);
+  EXPECT_EQ(T->Points()->Count(), 6);
+  EXPECT_EQ(T->GetPrimitive(0)->Count(), 12);
+  EXPECT_EQ(T->GetPrimitive(0)->Indices(1), 3u);
+  EXPECT_EQ(T->GetPrimitive(0)->Indices(2), 5u);
+  EXPECT_DOUBLE_EQ(T->Points()->GetVector(3, 0).Y, 1.0);  // placed at the mean normal
+
+  auto* M = NewMesh(&Form);
+  M->Points()->Add(0, 0, 0);
+  auto* L = new TLumLine(&Form);  // not built yet: merging builds it
+  M->AddPrimitiveObj(L);
+  EXPECT_EQ(M->Points()->Count(), 3);
+  EXPECT_EQ(M->GetPrimitive(0)->PrimitiveType(), GL_LINES);
+  EXPECT_EQ(M->GetPrimitive(0)->Indices(1), 2u);
+}
+
+// --- extrusion --------------------------------------------------------------------------
+
+struct Solid {
+  std::map<std::pair<uint32_t, uint32_t>, int> Directed;
+  double Volume = 0.0;
+};
+
+// Triangulates the visible face lists as drawn and sums the signed volume.
+Solid Measure(const TLumPrimitiveObj& M) {
+  Solid S;
+  auto Tri = [&](uint32_t a, uint32_t b, uint32_t c) {
+    const auto A = M.Points()->GetVector(a, 0), B = M.Points()->GetVector(b, 0),
+               C = M.Points()->GetVector(c, 0);
+    S.Volume += (A.X * (B.Y * C.Z - B.Z * C.Y) - A.Y * (B.X * C.Z - B.Z * C.X) +
+                 A.Z * (B.X * C.Y - B.Y * C.X)) /
+                6.0;
+  };
+  auto Face = [&](std::vector<uint32_t> V) {
+    for (size_t k = 0; k < V.size(); ++k) ++S.Directed[{V[k], V[(k + 1) % V.size()]}];
+    for (size_t k = 1; k + 1 < V.size(); ++k) Tri(V[0], V[k], V[k + 1]);
+  };
+  for (int32_t i = 0; i < M.GetPrimitiveCount(); ++i) {
+    const auto* P = M.GetPrimitive(i);
+    if (!P->Visible()) continue;
+    const uint32_t* s = P->IndexData();
+    const int32_t n = P->Count();
+    if (P->PrimitiveType() == GL_QUADS)
+      for (int32_t q = 0; q + 3 < n; q += 4) Face({s[q], s[q + 1], s[q + 2], s[q + 3]});
+    else if (P->PrimitiveType() == GL_QUAD_STRIP)
+      for (int32_t k = 0; 2 * k + 3 < n; ++k)
+        Face({s[2 * k], s[2 * k + 1], s[2 * k + 3], s[2 * k + 2]});
+    else if (P->PrimitiveType() == GL_TRIANGLES)
+      for (int32_t t = 0; t + 2 < n; t += 3) Face({s[t], s[t + 1], s[t + 2]});
+    else
+      ADD_FAILURE() << "unexpected list type " << P->PrimitiveType();
+  }
+  return S;
+}
+
+// Closed and consistently facing: every directed edge once, and its reverse once.
+void ExpectClosedSolid(const TLumPrimitiveObj& M, double Volume) {
+  const Solid S = Measure(M);
+  for (const auto& [E, Count] : S.Directed) {
+    EXPECT_EQ(Count, 1) << E.first << "->" << E.second;
+    auto R = S.Directed.find({E.second, E.first});
+    EXPECT_TRUE(R != S.Directed.end() && R->second == 1) << E.first << "->" << E.second;
+  }
+  TLumEdgeArray Open;
+  EXPECT_EQ(M.GetOpenEdges(Open), 0);
+  EXPECT_NEAR(S.Volume, Volume, 1e-9);
+}
+
+TEST(PrimitiveObjTest, OpenEdgesOfAGridAreItsRim) {
+  TComponent Form(nullptr);
+  auto* R = new TLumRectangle(&Form);
+  R->SetDetX(3);
+  R->SetDetY(2);
+  R->Init();
+  TLumEdgeArray E;
+  EXPECT_EQ(R->GetOpenEdges(E), 10);
+}
+
+TEST(PrimitiveObjTest, ExtrudingASheetGivesAClosedOutwardSolid) {
+  TComponent Form(nullptr);
+  auto* R = new TLumRectangle(&Form);
+  R->SetWidth(2);
+  R->SetHeight(3);
+  R->SetDetX(3);
+  R->SetDetY(2);
+  R->Extrude(0.5, 3, true);  // builds the rectangle first
+  ExpectClosedSolid(*R, 2 * 3 * 0.5);
+  // Every vertex is used: 12 per layer on the rim, plus the far cap's inner two.
+  EXPECT_EQ(R->Points()->Count(), 12 + 10 * 2 + 12);
+  // A corner: the cap's -y once, one wall's normal twice (both of its triangles), the
+  // other wall's once.
+  EXPECT_NEAR(R->Points()->GetVector(0, 1).Y, -1.0 / std::sqrt(6.0), 1e-9);
+
+  auto* Down = new TLumRectangle(&Form);
+  Down->Extrude(-1.0, 1, true);  // against the face normals
+  ExpectClosedSolid(*Down, 1.0);
+
+  auto* Slant = new TLumRectangle(&Form);
+  Slant->ExtrudeByVec({1, -2, 0}, 2, true);  // the volume is the sheet times the height
+  ExpectClosedSolid(*Slant, 2.0);
+  EXPECT_THROW(Slant->Extrude(1.0, 0, true), Exception);
+}
+
+TEST(PrimitiveObjTest, ExtrudingWithATextureMarksTheWalls) {
+  TComponent Form(nullptr);
+  auto* R = new TLumRectangle(&Form);
+  R->Extrude(1.0, 1, false, nullptr);
+  EXPECT_TRUE(R->Textured());
+  EXPECT_EQ(R->GetPrimitiveCount(), 2);  // the sheet and one wall ring, no far cap
+  EXPECT_TRUE(R->GetPrimitive(1)->Textured());
+  TLumEdgeArray Open;
+  EXPECT_EQ(R->GetOpenEdges(Open), 4);
+}
+
+// --- drawing ----------------------------------------------------------------------------
+
+class PrimitiveObjGLTest : public test::GLTest {};
+
+TEST_F(PrimitiveObjGLTest, FirstDrawBuildsOnceAndEachListIsPickable) {
+  TComponent Form(nullptr);
+  auto* R = new TLumRectangle(&Form);
+  R->SetWidth(1);
+  R->SetHeight(1);
+  R->SetDetY(2);
+  int Builds = 0;
+  R->OnAfterInit = [&](TObject* Sender) { Builds += Sender == R; };
+  EXPECT_EQ(R->Points()->Count(), 0);
+  R->Transformation()->Rotation()->SetX(90);  // the +Y face towards the viewer
+
+  RecordingView V;
+  GLuint Buffer[64];
+  glSelectBuffer(64, Buffer);
+  glRenderMode(GL_SELECT);
+  glInitNames();
+  V.Mode = dmSelection;
+  R->Render(&V);
+  R->GetPrimitive(1)->SetVisible(false);
+  R->Render(&V);
+  const GLint Hits = glRenderMode(GL_RENDER);
+  EXPECT_EQ(Builds, 1);
+  ASSERT_EQ(Hits, 3);
+  // Each hit: name count, depth min, depth max, object name, list name.
+  std::vector<std::pair<GLuint, GLuint>> Names;
+  for (int h = 0, p = 0; h < Hits; ++h, p += 3 + Buffer[p]) {
+    ASSERT_EQ(Buffer[p], 2u);
+    Names.push_back({Buffer[p + 3], Buffer[p + 4]});
+  }
+  ASSERT_EQ(V.Issued.size(), 5u);
+  EXPECT_EQ(V.Issued[1], std::make_pair(static_cast<TObject*>(R), 0));
+  EXPECT_EQ(V.Issued[2], std::make_pair(static_cast<TObject*>(R), 1));
+  EXPECT_EQ(Names[0], std::make_pair(1u, 2u));
+  EXPECT_EQ(Names[1], std::make_pair(1u, 3u));
+  EXPECT_EQ(Names[2], std::make_pair(4u, 5u));
+}
+
+TEST_F(PrimitiveObjGLTest, LitFrontIsBrightAndInvertedMeshIsDark) {
+  TComponent Form(nullptr);
+  auto* R = new TLumRectangle(&Form);
+  R->SetWidth(2);
+  R->SetHeight(2);
+  R->Transformation()->Rotation()->SetX(90);  // normal +Y turns to +Z; y runs -2..0
+  glTranslated(0, 1, 0);                      // ... and now -1..1
+  RecordingView V;
+  glEnable(GL_LIGHTING);
+  glEnable(GL_LIGHT0);  // white, from +Z
+  auto Centre = [&] {
+    glClearColor(0, 0, 0, 1);
+    glClear(GL_COLOR_BUFFER_BIT);
+    R->Render(&V);
+    glFinish();
+    uint8_t Px[4];
+    glReadPixels(32, 32, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, Px);
+    return static_cast<int>(Px[0]);
+  };
+  EXPECT_NEAR(Centre(), 214, 3);  // default diffuse 0.8 plus ambient 0.2 x 0.2
+  R->Invert();
+  R->CalcNormals();
+  EXPECT_LT(Centre(), 20);
+  EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+  EXPECT_FALSE(glIsEnabled(GL_VERTEX_ARRAY));
+}
+
+}  // namespace
+}  // namespace lumox
