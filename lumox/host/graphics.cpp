@@ -6,10 +6,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #define STB_IMAGE_IMPLEMENTATION
 #define STB_IMAGE_WRITE_IMPLEMENTATION
-#define STBI_NO_STDIO_WRITE_UNUSED
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmissing-field-initializers"
 #pragma GCC diagnostic ignored "-Wunused-function"
@@ -20,6 +20,38 @@
 #pragma GCC diagnostic pop
 
 namespace lumox {
+
+TBitmap::TBitmap(const TBitmap& Other)
+    : TPersistent(),
+      FWidth(Other.FWidth),
+      FHeight(Other.FHeight),
+      FPixelFormat(Other.FPixelFormat),
+      FPixels(Other.FPixels) {}
+
+TBitmap::TBitmap(TBitmap&& Other) noexcept
+    : TPersistent(),
+      FWidth(Other.FWidth),
+      FHeight(Other.FHeight),
+      FPixelFormat(Other.FPixelFormat),
+      FPixels(std::move(Other.FPixels)) {
+  Other.FWidth = Other.FHeight = 0;
+}
+
+TBitmap& TBitmap::operator=(const TBitmap& Other) {
+  if (this != &Other) Assign(const_cast<TBitmap*>(&Other));
+  return *this;
+}
+
+TBitmap& TBitmap::operator=(TBitmap&& Other) noexcept {
+  if (this == &Other) return *this;
+  FWidth = Other.FWidth;
+  FHeight = Other.FHeight;
+  FPixelFormat = Other.FPixelFormat;
+  FPixels = std::move(Other.FPixels);
+  Other.FWidth = Other.FHeight = 0;
+  Changed();
+  return *this;
+}
 
 void TBitmap::SetSize(int AWidth, int AHeight) {
   if (AWidth < 0) AWidth = 0;

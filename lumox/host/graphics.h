@@ -17,6 +17,11 @@ class TBitmap : public TPersistent {
  public:
   TBitmap() = default;
   TBitmap(int AWidth, int AHeight) { SetSize(AWidth, AHeight); }
+  // Bitmaps are values: copies take size, format and pixels, not OnChange.
+  TBitmap(const TBitmap& Other);
+  TBitmap(TBitmap&& Other) noexcept;
+  TBitmap& operator=(const TBitmap& Other);
+  TBitmap& operator=(TBitmap&& Other) noexcept;
   const char* ClassName() const override { return "TBitmap"; }
 
   // Called after every change of size or pixels made through this interface.

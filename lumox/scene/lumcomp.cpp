@@ -225,7 +225,9 @@ void TLumRender::OpenCache() {
   if (!FView) return;
   ClearCache();
   FListId = glGenLists(1);
-  glNewList(FListId, GL_COMPILE);
+  // Compiled and executed at once, so the frame that builds the cache shows the
+  // component too (a single off-screen frame would otherwise come out empty).
+  glNewList(FListId, GL_COMPILE_AND_EXECUTE);
   // Drawing goes on uncompiled when no list was made; the next render tries again.
   if (!glIsList(FListId)) FListId = 0;
 }

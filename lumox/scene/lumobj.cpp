@@ -131,6 +131,8 @@ void TLumObject::Notification(TComponent* AComponent, TOperation Operation) {
 TLumNode::TLumNode(TComponent* AOwner) : TLumCustomNode(AOwner) {}
 
 TLumNode::~TLumNode() {
+  // Items that still name this node leave it while it is a complete node.
+  Destroying();
   if (OnItemNotify) OnItemNotify(this, opRemove);
   Clear();
 }

@@ -18,3 +18,20 @@ void GLTest::TearDown() {
 void GLTest::ModelView(double (&M)[16]) { glGetDoublev(GL_MODELVIEW_MATRIX, M); }
 
 }  // namespace lumox::test
+
+namespace lumox::test {
+
+void ViewTest::SetUp() {
+  View = new TLumView(&Form);
+  View->SetBounds(80, 60);
+  Camera = new TLumPerspectiveCamera(&Form);
+  View->SetCamera(Camera);
+}
+
+TBitmap ViewTest::Snapshot() {
+  TBitmap B(View->Width(), View->Height());
+  EXPECT_TRUE(View->GetImage(&B));
+  return B;
+}
+
+}  // namespace lumox::test

@@ -21,3 +21,26 @@ class GLTest : public ::testing::Test {
 };
 
 }  // namespace lumox::test
+
+#include "lumox/host/graphics.h"
+#include "lumox/view/lumcam.h"
+#include "lumox/view/lumview.h"
+
+namespace lumox::test {
+
+// A headless 80 x 60 view with a default perspective camera, owned by Form.
+class ViewTest : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  // One frame into the view's own pbuffer.
+  void Frame() { View->Paint(); }
+  // One frame rendered through GetImage at the view's size.
+  TBitmap Snapshot();
+  // Red, green, blue bytes of a snapshot pixel (x from the left, y from the top).
+  static uint32_t RGB(const TBitmap& B, int X, int Y) { return B.GetPixel(X, Y); }
+  TComponent Form{nullptr};
+  TLumView* View = nullptr;
+  TLumPerspectiveCamera* Camera = nullptr;
+};
+
+}  // namespace lumox::test

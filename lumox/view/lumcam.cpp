@@ -1,0 +1,131 @@
+// Perspective and orthographic cameras.
+#include "lumox/view/lumcam.h"
+
+#include "lumox/exchange/lumexchange.h"
+#include "lumox/math/lumgl.h"
+
+namespace lumox {
+
+TLumCamera::TLumCamera(TComponent* AOwner) : TLumTransformed(AOwner), FMatrix(new TLumMatrix) {
+  TLumTranslation* T = Transformation()->Translation();
+  T->SetX(0.0f);
+  T->SetY(0.0f);
+  T->SetZ(-2.0f);
+}
+
+TLumCamera::~TLumCamera() {
+  Destroying();
+  delete FMatrix;
+}
+
+void TLumCamera::SetViewNear(float Value) {
+  if (Value == FViewNear || !(Value > 0.0f)) return;
+  FViewNear = Value;
+  Changed();
+}
+
+void TLumCamera::SetViewFar(float Value) {
+  if (Value == FViewFar || !(Value > 0.0f)) return;
+  FViewFar = Value;
+  Changed();
+}
+
+void TLumCamera::Assign(TPersistent* Source) {
+  if (auto* C = dynamic_cast<TLumCamera*>(Source)) {
+    FViewNear = C->FViewNear;
+    FViewFar = C->FViewFar;
+  }
+  TLumTransformed::Assign(Source);
+}
+
+void TLumCamera::WriteValues(TLumExchange* Exchange) {
+  TLumTransformed::WriteValues(Exchange);
+  Exchange->addtag("ViewNear", static_cast<double>(FViewNear), 0.1);
+  Exchange->addtag("ViewFar", static_cast<double>(FViewFar), 10.0);
+}
+
+void TLumCamera::ReadValues(TLumExchange* Exchange) {
+  TLumTransformed::ReadValues(Exchange);
+  float N = FViewNear, F = FViewFar;
+  Exchange->getvalue("ViewNear", N);
+  Exchange->getvalue("ViewFar", F);
+  SetViewNear(N);
+  SetViewFar(F);
+}
+
+// A zero height would make the aspect ratio infinite; a height of one pixel is used.
+static double Aspect(int Width, int Height) {
+  return static_cast<double>(Width) / static_cast<double>(Height < 1 ? 1 : Height);
+}
+
+void TLumPerspectiveCamera::SetViewAngle(float Value) {
+  if (Value == FViewAngle || Value < 0.0f || Value > 180.0f) return;
+  FViewAngle = Value;
+  Changed();
+}
+
+void TLumPerspectiveCamera::Adjust(int Width, int Height) {
+  gluPerspective(FViewAngle, Aspect(Width, Height), ViewNear(), ViewFar());
+}
+
+void TLumPerspectiveCamera::Assign(TPersistent* Source) {
+  if (auto* C = dynamic_cast<TLumPerspectiveCamera*>(Source)) FViewAngle = C->FViewAngle;
+  TLumCamera::Assign(Source);
+}
+
+void TLumPerspectiveCamera::WriteValues(TLumExchange* Exchange) {
+  TLumCamera::WriteValues(Exchange);
+  Exchange->addtag("ViewAngle", static_cast<double>(FViewAngle), 45.0);
+}
+
+void TLumPerspectiveCamera::ReadValues(TLumExchange* Exchange) {
+  TLumCamera::ReadValues(Exchange);
+  float A = FViewAngle;
+  Exchange->getvalue("ViewAngle", A);
+  SetViewAngle(A);
+}
+
+void TLumOrthographicCamera::SetViewWidth(float Value) {
+  if (Value == FViewWidth || Value < 0.0f) return;
+  FViewWidth = Value;
+  Changed();
+}
+
+void TLumOrthographicCamera::SetViewHeight(float Value) {
+  if (Value == FViewHeight || Value < 0.0f) return;
+  FViewHeight = Value;
+  Changed();
+}
+
+void TLumOrthographicCamera::Adjust(int Width, int Height) {
+  // The width is scaled by the window's aspect on purpose: ViewHeight fixes the
+  // visible height and the visible width follows the window's shape.
+  const double A = Aspect(Width, Height);
+  glOrtho(-A * FViewWidth / 2, A * FViewWidth / 2, -FViewHeight / 2.0, FViewHeight / 2.0,
+          ViewNear(), ViewFar());
+}
+
+void TLumOrthographicCamera::Assign(TPersistent* Source) {
+  if (auto* C = dynamic_cast<TLumOrthographicCamera*>(Source)) {
+    FViewWidth = C->FViewWidth;
+    FViewHeight = C->FViewHeight;
+  }
+  TLumCamera::Assign(Source);
+}
+
+void TLumOrthographicCamera::WriteValues(TLumExchange* Exchange) {
+  TLumCamera::WriteValues(Exchange);
+  Exchange->addtag("ViewWidth", static_cast<double>(FViewWidth), 2.0);
+  Exchange->addtag("ViewHeight", static_cast<double>(FViewHeight), 2.0);
+}
+
+void TLumOrthographicCamera::ReadValues(TLumExchange* Exchange) {
+  TLumCamera::ReadValues(Exchange);
+  float W = FViewWidth, H = FViewHeight;
+  Exchange->getvalue("ViewWidth", W);
+  Exchange->getvalue("ViewHeight", H);
+  SetViewWidth(W);
+  SetViewHeight(H);
+}
+
+}  // namespace lumox

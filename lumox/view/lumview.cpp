@@ -1,0 +1,391 @@
+// The view's context, its frame, off-screen images and input forwarding.
+#include "lumox/view/lumview.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "lumox/control/lumcntrl.h"
+#include "lumox/exchange/lumexchange.h"
+#include "lumox/math/lumgl.h"
+#include "lumox/view/lumcam.h"
+
+namespace lumox {
+
+const char* const TLumBufferTypeStr[2] = {"btColor", "btDepth"};
+const char* const TLumDrawValuesStr[5] = {"dvRed", "dvBlue", "dvGreen", "dvAlpha", "dvDepth"};
+
+static std::vector<TLumView*>& Views() {
+  static std::vector<TLumView*> List;
+  return List;
+}
+
+const std::vector<TLumView*>& TLumView::ViewList() { return Views(); }
+
+static void AddViewtoList(TLumView* View) {
+  auto& L = Views();
+  if (std::find(L.begin(), L.end(), View) == L.end()) L.push_back(View);
+}
+
+static void RemoveViewfromList(TLumView* View) {
+  auto& L = Views();
+  L.erase(std::remove(L.begin(), L.end(), View), L.end());
+}
+
+// --- TLumCoordinates ------------------------------------------------------------------
+
+void TLumCoordinates::SetVisible(bool Value) {
+  if (Value == FVisible) return;
+  FVisible = Value;
+  Changed();
+}
+
+void TLumCoordinates::SetLength(float Value) {
+  if (Value == FLength) return;
+  FLength = Value;
+  Changed();
+}
+
+void TLumCoordinates::SetColor(int Index, uint32_t Value) {
+  if (Index < 0 || Index > 2 || FColors[Index] == Value) return;
+  FColors[Index] = Value;
+  Changed();
+}
+
+void TLumCoordinates::Render() {
+  if (!FVisible) return;
+  // The colour bytes 0..255 go to the float call as they are, so every non-zero
+  // component shows at full intensity; kept that way on purpose.
+  auto Color = [this](int Axis) {
+    const uint32_t C = FColors[Axis];
+    glColor3f(static_cast<float>(C & 0xFF), static_cast<float>((C >> 8) & 0xFF),
+              static_cast<float>((C >> 16) & 0xFF));
+  };
+  auto Axes = [&](float L) {
+    glBegin(GL_LINES);
+    for (int Axis = 0; Axis < 3; ++Axis) {
+      Color(Axis);
+      glVertex3f(0, 0, 0);
+      glVertex3f(Axis == 0 ? L : 0, Axis == 1 ? L : 0, Axis == 2 ? L : 0);
+    }
+    glEnd();
+  };
+  glPushAttrib(GL_ALL_ATTRIB_BITS);
+  glLineWidth(1.0f);
+  glDisable(GL_LINE_STIPPLE);
+  Axes(FLength);
+  glEnable(GL_LINE_STIPPLE);
+  glLineStipple(10, 0x5555);
+  Axes(-1.0f * FLength);
+  glPopAttrib();
+}
+
+void TLumCoordinates::Assign(TPersistent* Source) {
+  if (auto* C = dynamic_cast<TLumCoordinates*>(Source)) {
+    OnChange = C->OnChange;
+    FVisible = C->FVisible;
+    FLength = C->FLength;
+    std::copy(std::begin(C->FColors), std::end(C->FColors), FColors);
+    Changed();
+  }
+}
+
+void TLumCoordinates::WriteValues(TLumExchange* Exchange) {
+  Exchange->addtag("Visible", FVisible, false);
+  Exchange->addtag("Length", static_cast<double>(FLength), 1.0);
+  Exchange->addtag("ColorX", TLumExchange::int2hex(FColors[0]), TLumExchange::int2hex(0x0000FF));
+  Exchange->addtag("ColorY", TLumExchange::int2hex(FColors[1]), TLumExchange::int2hex(0x008000));
+  Exchange->addtag("ColorZ", TLumExchange::int2hex(FColors[2]), TLumExchange::int2hex(0xFF0000));
+}
+
+void TLumCoordinates::ReadValues(TLumExchange* Exchange) {
+  bool V = FVisible;
+  Exchange->getvalue("Visible", V);
+  SetVisible(V);
+  float L = FLength;
+  Exchange->getvalue("Length", L);
+  SetLength(L);
+  static const char* const Names[3] = {"ColorX", "ColorY", "ColorZ"};
+  for (int I = 0; I < 3; ++I) {
+    std::string Text;
+    if (Exchange->GetParamText(Names[I], Text) && !Text.empty())
+      SetColor(I, TLumExchange::hex2int(Text));
+  }
+}
+
+// --- TLumView -------------------------------------------------------------------------
+
+TLumView::TLumView(TComponent* AOwner) : TLumCustomView(AOwner), FCoordinates(new TLumCoordinates) {
+  FCoordinates->OnChange = [this](TObject* Sender) { SubChange(Sender); };
+}
+
+TLumView::~TLumView() {
+  // Components that cache in this view clear their lists while the context lives.
+  Destroying();
+  if (FCamera) FCamera->OnChange = nullptr;
+  OpenGLDisconnect();
+  RemoveViewfromList(this);
+  delete FCoordinates;
+}
+
+void TLumView::SetBounds(int AWidth, int AHeight) {
+  AWidth = std::max(AWidth, 0);
+  AHeight = std::max(AHeight, 0);
+  if (AWidth == FWidth && AHeight == FHeight) return;
+  FWidth = AWidth;
+  FHeight = AHeight;
+  if (FContext) FContext->Resize(FWidth, FHeight);
+  InvalidateGL();
+}
+
+void TLumView::HandleNeeded() {
+  if (FHandleCreated) return;
+  FHandleCreated = true;
+  OpenGLConnect();
+}
+
+bool TLumView::OpenGLConnect(std::unique_ptr<TLumGLContext> AContext) {
+  if (ComponentState().Contains(csDesigning)) return false;
+  FHandleCreated = true;
+  // Throws "Call to OpenGL function wglCreateContext() failed." when no context
+  // can be made; the view then stays inactive.
+  std::unique_ptr<TLumGLContext> Ctx = AContext ? std::move(AContext) : CreateEGLContext(FWidth, FHeight);
+  FContext = std::move(Ctx);
+  // Every context shares lists with the process's first one (the context layer's
+  // share root), so a cached component renders in every view.
+  AddViewtoList(this);
+  SetCurrent(true);
+  if (GetCurrent()) {
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    ApplyDrawValues();
+  }
+  SetCurrent(false);
+  return true;
+}
+
+void TLumView::OpenGLDisconnect() {
+  if (!FContext) return;
+  if (FContext->IsCurrent()) FContext->Release();
+  FContext.reset();
+}
+
+bool TLumView::GetCurrent() {
+  return Active() && (FDrawMode == dmBitmap || FContext->IsCurrent());
+}
+
+void TLumView::SetCurrent(bool Value) {
+  if (!Active()) return;  // "Call to OpenGL function wglMakeCurrent() failed." is never raised
+  if (Value)
+    FContext->MakeCurrent();
+  else
+    FContext->Release();
+}
+
+void TLumView::Paint() {
+  HandleNeeded();
+  if (Active()) RenderScene();
+}
+
+void TLumView::RenderScene() {
+  if (!Active()) return;
+  SetCurrent(true);
+  if (GetCurrent()) {
+    if (FCamera) InitCamera(ClientWidth(), ClientHeight());
+    FNextIDCounter = 0;
+    RunFrameResetHooks(false);
+    RenderSceneGL();
+    if (FDrawMode != dmSelection) FContext->SwapBuffers();
+  }
+  SetCurrent(false);
+}
+
+void TLumView::InitCamera(int AWidth, int AHeight) {
+  if (!FCamera) return;
+  glViewport(0, 0, AWidth, AHeight);
+  glMatrixMode(GL_PROJECTION);
+  glLoadIdentity();
+  if (FDrawMode == dmSelection || FDrawMode == dmPick) {
+    GLint Viewport[4];
+    glGetIntegerv(GL_VIEWPORT, Viewport);
+    gluPickMatrix(FPickX, Viewport[3] - FPickY, FSelectWidth, FSelectHeight, Viewport);
+  }
+  FCamera->Adjust(AWidth, AHeight);
+  glMatrixMode(GL_MODELVIEW);
+  glLoadIdentity();
+  FCamera->Transformation()->Execute();
+  FCamera->Matrix()->PickGLModelviewMatrix();
+}
+
+void TLumView::ApplyDrawValues() {
+  glColorMask(FDrawValues.Contains(dvRed), FDrawValues.Contains(dvGreen),
+              FDrawValues.Contains(dvBlue), FDrawValues.Contains(dvAlpha));
+  glDepthMask(FDrawValues.Contains(dvDepth));
+}
+
+void TLumView::RenderSceneGL() {
+  const uint32_t C = FBackgroundColor;
+  glClearColor(static_cast<float>(C & 0xFF) / 255.0f, static_cast<float>((C >> 8) & 0xFF) / 255.0f,
+               static_cast<float>((C >> 16) & 0xFF) / 255.0f, 1.0f);
+  glDepthFunc(FDepthTestEnabled ? GL_LESS : GL_ALWAYS);
+  ApplyDrawValues();
+  GLbitfield Mask = 0;
+  if (FAutoClearBuffers.Contains(btColor)) Mask |= GL_COLOR_BUFFER_BIT;
+  if (FAutoClearBuffers.Contains(btDepth)) Mask |= GL_DEPTH_BUFFER_BIT;
+  if (Mask) glClear(Mask);
+  glMatrixMode(GL_MODELVIEW);
+  glEnable(GL_DEPTH_TEST);
+  glPushAttrib(GL_ALL_ATTRIB_BITS);
+  FCoordinates->Render();
+  if (OnRender) OnRender(this);
+  glFlush();
+  glPopAttrib();
+}
+
+void TLumView::ClearBuffers(TLumBufferTypes Buffers) {
+  HandleNeeded();
+  if (!GetCurrent()) SetCurrent(true);  // and it stays current
+  if (!GetCurrent()) return;
+  GLbitfield Mask = 0;
+  if (Buffers.Contains(btColor)) Mask |= GL_COLOR_BUFFER_BIT;
+  if (Buffers.Contains(btDepth)) Mask |= GL_DEPTH_BUFFER_BIT;
+  glClear(Mask);
+}
+
+void TLumView::InvalidateGL() {
+  if (Active()) FContext->RequestRepaint();
+}
+
+void TLumView::SubChange(TObject*) { InvalidateGL(); }
+
+bool TLumView::GetImage(TBitmap* Bitmap) {
+  if (!Bitmap || Bitmap->Width() <= 0 || Bitmap->Height() <= 0) return false;
+  const int W = Bitmap->Width(), H = Bitmap->Height();
+  const TLumDrawMode OldMode = FDrawMode;
+  FDrawMode = dmBitmap;
+  RunFrameResetHooks(true);
+  bool Result = false;
+  try {
+    std::unique_ptr<TLumGLContext> Ctx =
+        FContext ? FContext->CreateOffscreen(W, H) : CreateEGLContext(W, H);
+    if (Ctx->MakeCurrent()) {
+      if (FCamera) InitCamera(W, H);
+      RenderSceneGL();
+      glFinish();
+      // GL rows run bottom to top, the bitmap's top to bottom.
+      std::vector<uint8_t> Rows(static_cast<size_t>(W) * H * 4);
+      glPixelStorei(GL_PACK_ALIGNMENT, 1);
+      glReadPixels(0, 0, W, H, GL_RGBA, GL_UNSIGNED_BYTE, Rows.data());
+      const size_t Stride = static_cast<size_t>(W) * 4;
+      for (int Y = 0; Y < H; ++Y)
+        std::memcpy(Bitmap->ScanLine(Y), Rows.data() + static_cast<size_t>(H - 1 - Y) * Stride,
+                    Stride);
+      Bitmap->Changed();
+      Result = true;
+      Ctx->Release();
+    }
+  } catch (const Exception&) {
+    Result = false;
+  }
+  FDrawMode = OldMode;
+  return Result;
+}
+
+void TLumView::SetBackgroundColor(uint32_t Value) {
+  if (Value == FBackgroundColor) return;
+  FBackgroundColor = Value;
+  InvalidateGL();
+}
+
+void TLumView::SetCoordinates(TLumCoordinates* Value) {
+  if (Value) FCoordinates->Assign(Value);
+}
+
+void TLumView::SetCamera(TLumCamera* Value) {
+  if (FCamera) {
+    FCamera->OnChange = nullptr;
+    if (FCamera != Value) RemoveFreeNotification(FCamera);
+  }
+  FCamera = Value;
+  if (FCamera) {
+    FCamera->OnChange = [this](TObject* Sender) { SubChange(Sender); };
+    FCamera->FreeNotification(this);
+  }
+  SubChange(this);
+}
+
+void TLumView::SetDoubleBuffer(bool Value) {
+  if (Value == FDoubleBuffer) return;
+  FDoubleBuffer = Value;
+  if (Active()) {
+    // A drawable's format is chosen once: build the context anew.
+    OpenGLDisconnect();
+    OpenGLConnect();
+  }
+}
+
+void TLumView::SetController(TLumCustomController* Value) {
+  if (Value == FController) return;
+  if (FController) RemoveFreeNotification(FController);
+  FController = Value;
+  if (Value) Value->FreeNotification(this);
+}
+
+void TLumView::SetDrawValues(TLumDrawValuesSet Value) {
+  HandleNeeded();
+  if (!GetCurrent()) SetCurrent(true);  // and it stays current
+  FDrawValues = Value;
+  if (GetCurrent()) ApplyDrawValues();
+}
+
+void TLumView::SetDepthTestEnabled(bool Value) {
+  glDepthFunc(Value ? GL_LESS : GL_ALWAYS);
+  FDepthTestEnabled = Value;
+}
+
+int32_t TLumView::GetNextID(TObject* Obj, int32_t num) {
+  ++FNextIDCounter;
+  if (OnNotifyNextID) OnNotifyNextID(Obj, num);
+  return FNextIDCounter;
+}
+
+TLumMatrix* TLumView::CameraMatrix() const { return FCamera ? FCamera->Matrix() : nullptr; }
+
+void TLumView::ProjectVector(TLumRender* Render, const TLumMathVector& V, TLumMathVector& Result) {
+  if (!Render || !Render->ProjectionMatrix() || !FCamera || !FCamera->Matrix()) return;
+  TLumMatrix Inv;
+  Inv.Assign(FCamera->Matrix());
+  Inv.Invert();
+  TLumMatrix M;
+  M.Assign(Render->ProjectionMatrix());
+  M.MultMatrix(&Inv);
+  const TLumMathVector4d R = M.MultVector({V.X, V.Y, V.Z, 1.0});
+  Result = {R.X, R.Y, R.Z};
+}
+
+void TLumView::KeyDown(uint16_t& Key, TShiftState Shift) {
+  if (OnKeyDown) OnKeyDown(this, Key, Shift);
+  if (FController && FController->HandleKey(Key, Shift)) InvalidateGL();
+}
+
+void TLumView::MouseDown(TMouseButton Button, TShiftState Shift, int X, int Y) {
+  if (OnMouseDown) OnMouseDown(this, Button, Shift, X, Y);
+  if (FController && FController->HandleMouseDown(Button, Shift, X, Y)) InvalidateGL();
+}
+
+void TLumView::MouseUp(TMouseButton Button, TShiftState Shift, int X, int Y) {
+  if (OnMouseUp) OnMouseUp(this, Button, Shift, X, Y);
+  if (FController && FController->HandleMouseUp(Button, Shift, X, Y)) InvalidateGL();
+}
+
+void TLumView::MouseMove(TShiftState Shift, int X, int Y) {
+  if (OnMouseMove) OnMouseMove(this, Shift, X, Y);
+  if (FController && FController->HandleMouseMove(Shift, X, Y)) InvalidateGL();
+}
+
+void TLumView::Notification(TComponent* AComponent, TOperation Operation) {
+  TLumCustomView::Notification(AComponent, Operation);
+  if (Operation != opRemove || !AComponent) return;
+  if (AComponent == FCamera) FCamera = nullptr;
+  if (AComponent == FController) FController = nullptr;
+}
+
+}  // namespace lumox

@@ -1,0 +1,121 @@
+// Ownership, names and removal notification of components.
+#include "lumox/host/classes.h"
+
+#include <gtest/gtest.h>
+
+using namespace lumox;
+
+namespace {
+
+// Holds a reference to another component and clears it when that one dies.
+class TRef : public TComponent {
+ public:
+  explicit TRef(TComponent* AOwner, int* Deaths = nullptr) : TComponent(AOwner), FDeaths(Deaths) {}
+  ~TRef() override {
+    if (FDeaths) ++*FDeaths;
+  }
+  void SetTarget(TComponent* T) {
+    Target = T;
+    if (T) T->FreeNotification(this);
+  }
+  TComponent* Target = nullptr;
+  int Removals = 0;
+
+ protected:
+  void Notification(TComponent* AComponent, TOperation Operation) override {
+    TComponent::Notification(AComponent, Operation);
+    if (Operation == opRemove && AComponent == Target) {
+      Target = nullptr;
+      ++Removals;
+    }
+  }
+
+ private:
+  int* FDeaths;
+};
+
+}  // namespace
+
+TEST(ComponentTest, OwnerFreesItsComponents) {
+  int Deaths = 0;
+  {
+    TComponent Owner(nullptr);
+    auto* A = new TRef(&Owner, &Deaths);
+    new TRef(A, &Deaths);  // owned by A, freed with it
+    new TRef(&Owner, &Deaths);
+    EXPECT_EQ(Owner.ComponentCount(), 2);
+    EXPECT_EQ(A->ComponentCount(), 1);
+  }
+  EXPECT_EQ(Deaths, 3);
+}
+
+TEST(ComponentTest, ReferencesAreClearedWhenTheTargetDies) {
+  TComponent FormA(nullptr), FormB(nullptr);
+  auto* Holder = new TRef(&FormA);
+  auto* Sibling = new TRef(&FormB);
+  auto* Target = new TComponent(&FormB);
+  Holder->SetTarget(Target);    // another owner: needs FreeNotification
+  Sibling->Target = Target;     // same owner: told through the owner
+  delete Target;
+  EXPECT_EQ(Holder->Target, nullptr);
+  EXPECT_EQ(Sibling->Target, nullptr);
+  EXPECT_EQ(Holder->Removals, 1);
+  EXPECT_EQ(FormB.ComponentCount(), 1);
+  // The dead component is gone from the holder's list: freeing the holder later is safe.
+  delete Holder;
+  EXPECT_EQ(FormA.ComponentCount(), 0);
+}
+
+TEST(ComponentTest, OwnerDestructionNotifiesComponentsOfOtherOwners) {
+  TComponent Keeper(nullptr);
+  auto* Holder = new TRef(&Keeper);
+  {
+    TComponent Form(nullptr);
+    Holder->SetTarget(new TComponent(&Form));
+  }
+  EXPECT_EQ(Holder->Target, nullptr);
+}
+
+TEST(ComponentTest, NamesAreIdentifiersUniqueWithinTheOwner) {
+  TComponent Owner(nullptr);
+  auto* A = new TComponent(&Owner);
+  auto* B = new TComponent(&Owner);
+  A->SetName("Sphere1");
+  EXPECT_EQ(Owner.FindComponent("SPHERE1"), A);
+  EXPECT_THROW(B->SetName("sphere1"), Exception);
+  EXPECT_THROW(B->SetName("1abc"), Exception);
+  EXPECT_THROW(B->SetName("a b"), Exception);
+  B->SetName("Sphere2");
+  EXPECT_EQ(B->Name(), "Sphere2");
+  B->SetName("");
+  EXPECT_EQ(B->Name(), "");
+}
+
+TEST(ComponentTest, StateFlagsReachOwnedComponents) {
+  TComponent Owner(nullptr);
+  auto* A = new TComponent(&Owner);
+  Owner.SetDesigning(true);
+  EXPECT_TRUE(A->ComponentState().Contains(csDesigning));
+  Owner.SetLoading(true);
+  EXPECT_TRUE(A->ComponentState().Contains(csLoading));
+  Owner.SetLoading(false);
+  EXPECT_FALSE(A->ComponentState().Contains(csLoading));
+}
+
+TEST(PersistentTest, AssignBetweenUnrelatedClassesRaisesConvertError) {
+  TPersistent A, B;
+  EXPECT_THROW(A.Assign(&B), EConvertError);
+  EXPECT_THROW(A.Assign(nullptr), EConvertError);
+}
+
+TEST(SetTest, MembersAndOperators) {
+  enum E : uint8_t { a, b, c };
+  TLumSet<E> S{a, c};
+  EXPECT_TRUE(S.Contains(a));
+  EXPECT_FALSE(S.Contains(b));
+  EXPECT_EQ(S.Bits(), 5u);
+  S.Include(b);
+  S.Exclude(a);
+  EXPECT_EQ(S, (TLumSet<E>{b, c}));
+  EXPECT_EQ((S - TLumSet<E>{c}).Bits(), 2u);
+}

@@ -1,0 +1,350 @@
+// Value objects, the matrix and the transformations, checked against real GL.
+#include "lumox/math/lumclass.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "support/glfixture.h"
+
+using namespace lumox;
+using lumox::test::GLTest;
+
+namespace {
+struct Counter {
+  int N = 0;
+  TObject* Last = nullptr;
+  TNotifyEvent Hook() {
+    return [this](TObject* S) {
+      ++N;
+      Last = S;
+    };
+  }
+};
+}  // namespace
+
+TEST(LumVectorTest, NotifiesOnlyRealChanges) {
+  TLumVector V;
+  Counter C;
+  V.OnChange = C.Hook();
+  V.SetX(0);
+  EXPECT_EQ(C.N, 0);
+  V.SetValues(1, 2, 3);
+  EXPECT_EQ(C.N, 3);
+  V.incY(0.5f);
+  EXPECT_FLOAT_EQ(V.Y(), 2.5f);
+  EXPECT_EQ(C.N, 4);
+  V.SetAsMathVector({1, 2.5, 3});
+  EXPECT_EQ(C.N, 4);
+}
+
+TEST(LumVectorTest, DirectionIgnoresValuesOutsideUnitRange) {
+  TLumDirection D;
+  EXPECT_EQ(D.Z(), 1.0f);
+  D.SetZ(1.5f);
+  EXPECT_EQ(D.Z(), 1.0f);
+  D.SetZ(-1.0f);
+  EXPECT_EQ(D.Z(), -1.0f);
+  TLumNormal N;
+  N.SetValues(3, 0, 4);
+  N.Normalize();
+  EXPECT_FLOAT_EQ(N.X(), 0.6f);
+  EXPECT_FLOAT_EQ(N.Z(), 0.8f);
+}
+
+TEST(LumVectorTest, AssignKeepsHookButColorAssignTakesTheSourcesHook) {
+  Counter A, B;
+  TLumVector VA, VB;
+  VA.OnChange = A.Hook();
+  VB.OnChange = B.Hook();
+  VB.SetValues(1, 2, 3);
+  VA.Assign(&VB);
+  EXPECT_EQ(A.N, 1);  // one notification for the whole copy
+  EXPECT_EQ(VA.Z(), 3);
+  VA.SetX(9);
+  EXPECT_EQ(A.N, 2);  // still reports to its own owner
+
+  TLumColor CA, CB;
+  CA.OnChange = A.Hook();
+  CB.OnChange = B.Hook();
+  const int BBefore = B.N;
+  CA.Assign(&CB);
+  CA.SetColor(0x123456);
+  EXPECT_EQ(B.N, BBefore + 1);  // later changes of A go to B's owner
+}
+
+TEST(LumColorTest, ParamsAlphaAndRawStore) {
+  TLumColor C;
+  EXPECT_EQ(C.Color(), 0u);
+  EXPECT_EQ(C.Alpha(), 1.0f);
+  C.SetColor(0x0000FF);
+  auto P = C.GetParams();
+  EXPECT_FLOAT_EQ(P[0], 1.0f);
+  EXPECT_FLOAT_EQ(P[1], 0.0f);
+  EXPECT_FLOAT_EQ(P[2], 0.0f);
+  C.SetAlpha(1.2f);
+  C.SetAlpha(-0.1f);
+  EXPECT_EQ(C.Alpha(), 1.0f);
+  Counter N;
+  C.OnChange = N.Hook();
+  const float Q[4] = {0.0f, 0.5f, 1.0f, 0.25f};
+  C.SetParams(Q);
+  EXPECT_EQ(N.N, 0);  // stored directly
+  EXPECT_EQ(C.Color(), 0xFF8000u);  // 0.5 * 255 = 127.5 rounds to even 128
+  EXPECT_EQ(C.Alpha(), 0.25f);
+}
+
+TEST(LumMatrixTest, ConstructionAccessAndIdentity) {
+  TLumMatrix M;
+  EXPECT_FALSE(M.IsIdentityMatrix());
+  M.SetIdentityMatrix();
+  EXPECT_TRUE(M.IsIdentityMatrix());
+  EXPECT_EQ(M.GetValue(4, 0), 0.0);
+  EXPECT_EQ(M.GetValue(-1, 2), 0.0);
+  M.SetValue(0, 4, 5.0);
+  EXPECT_TRUE(M.IsIdentityMatrix());
+  M.SetValue(1, 3, 7.0);  // row 1, column 3 is value 13 in GL order
+  EXPECT_EQ(M.Values()[13], 7.0);
+  M.Transpose();
+  EXPECT_EQ(M.GetValue(3, 1), 7.0);
+}
+
+TEST(LumMatrixTest, InvertWithoutPivotSearch) {
+  TLumMatrix M;
+  M.SetValue(0, 0, 2);
+  M.SetValue(1, 1, 4);
+  M.SetValue(2, 2, 5);
+  M.SetValue(3, 3, 1);
+  ASSERT_TRUE(M.Invert());
+  EXPECT_DOUBLE_EQ(M.GetValue(0, 0), 0.5);
+  EXPECT_DOUBLE_EQ(M.GetValue(1, 1), 0.25);
+  EXPECT_DOUBLE_EQ(M.GetValue(2, 2), 0.2);
+
+  TLumMatrix Swap;  // regular, but its first pivot is zero
+  Swap.SetValue(0, 1, 1);
+  Swap.SetValue(1, 0, 1);
+  Swap.SetValue(2, 2, 1);
+  Swap.SetValue(3, 3, 1);
+  TLumMatrix Before;
+  Before.Assign(&Swap);
+  EXPECT_FALSE(Swap.Invert());
+  for (int K = 0; K < 16; ++K) EXPECT_EQ(Swap.Values()[K], Before.Values()[K]);
+  TLumMatrix Zero;
+  EXPECT_FALSE(Zero.Invert());
+}
+
+TEST(LumMatrixTest, MultMatrixAppliesTheArgumentAfterSelf) {
+  TLumMatrix A, B;
+  A.SetIdentityMatrix();
+  A.SetValue(0, 3, 1);  // translate by (1, 0, 0)
+  B.SetIdentityMatrix();
+  B.Mult(2);
+  B.SetValue(3, 3, 1);  // scale by 2
+  A.MultMatrix(&B);
+  const TLumMathVector4d O = A.MultVector({0, 0, 0, 1});
+  EXPECT_DOUBLE_EQ(O.X, 2);
+  A.MultMatrix(&A);  // the argument may be the matrix itself
+  EXPECT_DOUBLE_EQ(A.MultVector({0, 0, 0, 1}).X, 6);
+}
+
+TEST(LumMatrixTest, ProjectAndUnProjectOnIdentity) {
+  TLumMatrix M;
+  M.SetIdentityMatrix();
+  TLumMathVector4d P = M.Project({0, 0, 0, 1});
+  EXPECT_DOUBLE_EQ(P.X, 0.5);
+  EXPECT_DOUBLE_EQ(P.Y, 0.5);
+  EXPECT_DOUBLE_EQ(P.Z, 0.5);
+  EXPECT_DOUBLE_EQ(P.W, 1.0);
+  P = M.Project({1, 1, 0, 1}, {0, 0, 200, 100});
+  EXPECT_DOUBLE_EQ(P.X, 200);
+  EXPECT_DOUBLE_EQ(P.Y, 0);
+  const TLumMathVector4d U = M.UnProject({0.5, 0.5, 0.5, 0.5});
+  EXPECT_DOUBLE_EQ(U.X, 0);
+  EXPECT_DOUBLE_EQ(U.W, 0);
+}
+
+TEST(LumRotationTest, ModAngleWrapsWithItsOwnRounding) {
+  TLumRotation R;
+  EXPECT_FLOAT_EQ(R.ModAngle(370), 10);
+  EXPECT_FLOAT_EQ(R.ModAngle(360), 0);
+  EXPECT_FLOAT_EQ(R.ModAngle(720), 0);
+  EXPECT_FLOAT_EQ(R.ModAngle(359.9f), 359.9f);
+  EXPECT_FLOAT_EQ(R.ModAngle(-10), 350);
+  EXPECT_FLOAT_EQ(R.ModAngle(-370), 350);
+  EXPECT_FLOAT_EQ(R.ModAngle(-360), 0);
+  // Q * 360 is formed in 32 bits: Q = 6000000 wraps (6000000 * 360 > 2^31).
+  const float Big = 2160000000.0f + 10.0f;
+  const double Q360 = static_cast<double>(static_cast<int32_t>(6000000u * 360u));
+  EXPECT_FLOAT_EQ(R.ModAngle(Big), static_cast<float>(static_cast<double>(Big) - Q360));
+}
+
+TEST(LumRotationTest, SetterComparesRawValueAndStoresWrapped) {
+  TLumRotation R;
+  Counter C;
+  R.OnChange = C.Hook();
+  R.SetX(450);
+  EXPECT_FLOAT_EQ(R.X(), 90);
+  EXPECT_EQ(C.N, 1);
+  R.SetX(90);
+  EXPECT_EQ(C.N, 1);
+  R.SetX(450);
+  EXPECT_EQ(C.N, 2);
+}
+
+TEST(LumTransformationTest, EmptinessAndAssignLeavesOrder) {
+  TLumTransformation T;
+  EXPECT_TRUE(T.GetEmpty());
+  EXPECT_EQ(T.Order(), toRotTraSca);
+  TLumTransformation S;
+  S.SetOrder(toScaTraRot);
+  S.Scale()->SetZ(2);
+  S.Translation()->SetX(1);
+  S.Rotation()->SetOrder(roZYX);
+  Counter C;
+  T.OnChange = C.Hook();
+  T.Assign(&S);
+  EXPECT_EQ(T.Order(), toRotTraSca);
+  EXPECT_EQ(T.Scale()->Z(), 2);
+  EXPECT_EQ(T.Translation()->X(), 1);
+  EXPECT_EQ(T.Rotation()->Order(), roZYX);
+  EXPECT_GT(C.N, 0);  // parts report through the transformation
+  EXPECT_FALSE(T.GetEmpty());
+}
+
+// --- against GL ---------------------------------------------------------------------
+
+class LumTransformGLTest : public GLTest {};
+
+static void ExpectModelView(const double (&Expected)[16]) {
+  double M[16];
+  glGetDoublev(GL_MODELVIEW_MATRIX, M);
+  for (int K = 0; K < 16; ++K) EXPECT_NEAR(M[K], Expected[K], 1e-5) << "value " << K;
+}
+
+TEST_F(LumTransformGLTest, EmptyPartsEmitNothing) {
+  TLumTransformation T;
+  glTranslatef(5, 0, 0);
+  double Before[16];
+  ModelView(Before);
+  T.Execute();
+  ExpectModelView(Before);
+  T.Scale()->SetValues(1, 1, 2);
+  T.Execute();
+  double After[16];
+  ModelView(After);
+  EXPECT_NEAR(After[10], 2.0, 1e-6);
+}
+
+struct RotationCase {
+  TLumRotationOrder Order;
+  char Axes[4];
+};
+
+class RotationOrderTest : public GLTest, public ::testing::WithParamInterface<RotationCase> {};
+
+TEST_P(RotationOrderTest, CallsRotationsInTheNamedOrder) {
+  const RotationCase P = GetParam();
+  TLumRotation R;
+  R.SetValues(10, 20, 30);
+  R.SetOrder(P.Order);
+  R.Execute();
+  double Got[16];
+  ModelView(Got);
+  glLoadIdentity();
+  for (int I = 0; I < 3; ++I) {
+    const char A = P.Axes[I];
+    glRotatef(A == 'X' ? 10.f : A == 'Y' ? 20.f : 30.f, A == 'X', A == 'Y', A == 'Z');
+  }
+  ExpectModelView(Got);
+}
+
+INSTANTIATE_TEST_SUITE_P(AllOrders, RotationOrderTest,
+                         ::testing::Values(RotationCase{roXYZ, "XYZ"}, RotationCase{roXZY, "XZY"},
+                                           RotationCase{roYXZ, "YXZ"}, RotationCase{roYZX, "YZX"},
+                                           RotationCase{roZXY, "ZXY"}, RotationCase{roZYX, "ZYX"}));
+
+struct TransformationCase {
+  TLumTransformationOrder Order;
+  char Parts[4];  // R, T, S
+};
+
+class TransformationOrderTest : public GLTest,
+                                public ::testing::WithParamInterface<TransformationCase> {};
+
+TEST_P(TransformationOrderTest, CallsPartsInTheNamedOrder) {
+  const TransformationCase P = GetParam();
+  TLumTransformation T;
+  T.SetOrder(P.Order);
+  T.Rotation()->SetValues(0, 90, 0);
+  T.Translation()->SetValues(1, 2, 3);
+  T.Scale()->SetValues(2, 3, 4);
+  T.Execute();
+  double Got[16];
+  ModelView(Got);
+  glLoadIdentity();
+  for (int I = 0; I < 3; ++I) switch (P.Parts[I]) {
+      case 'R':
+        glRotatef(0, 1, 0, 0);
+        glRotatef(90, 0, 1, 0);
+        glRotatef(0, 0, 0, 1);
+        break;
+      case 'T': glTranslatef(1, 2, 3); break;
+      case 'S': glScalef(2, 3, 4); break;
+    }
+  ExpectModelView(Got);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    AllOrders, TransformationOrderTest,
+    ::testing::Values(TransformationCase{toRotTraSca, "RTS"}, TransformationCase{toRotScaTra, "RST"},
+                      TransformationCase{toTraRotSca, "TRS"}, TransformationCase{toTraScaRot, "TSR"},
+                      TransformationCase{toScaRotTra, "SRT"}, TransformationCase{toScaTraRot, "STR"}));
+
+TEST_F(LumTransformGLTest, ProjectAndUnProjectAgainstGlu) {
+  glMatrixMode(GL_PROJECTION);
+  glLoadIdentity();
+  gluPerspective(45, 1.6, 0.1, 10);
+  glMatrixMode(GL_MODELVIEW);
+  glLoadIdentity();
+  glTranslatef(0.2f, -0.1f, -3);
+  glRotatef(30, 0, 1, 0);
+  TLumMatrix MV, PR;
+  MV.PickGLModelviewMatrix();
+  PR.PickGLProjectionMatrix();
+  const GLint VP[4] = {0, 0, 400, 250};
+  const TLumMathVector4d Viewport{0, 0, 400, 250};
+
+  double WX, WY, WZ;
+  ASSERT_TRUE(gluProject(0.3, 0.4, -0.5, MV.Values(), PR.Values(), VP, &WX, &WY, &WZ));
+  const TLumMathVector4d P = MV.Project({0.3, 0.4, -0.5, 1}, Viewport, &PR);
+  EXPECT_NEAR(P.X, WX, 1e-9);
+  EXPECT_NEAR(P.Y, 250 - WY, 1e-9);  // origin at the top left
+  EXPECT_NEAR(P.Z, WZ, 1e-9);
+
+  double OX, OY, OZ;
+  ASSERT_TRUE(gluUnProject(120, 80, 0.7, MV.Values(), PR.Values(), VP, &OX, &OY, &OZ));
+  // No y flip: the same window y goes in both ways; W = 1 means (w * 2 - 1) = 1.
+  const TLumMathVector4d U = MV.UnProject({120, 80, 0.7, 1}, Viewport, &PR);
+  EXPECT_NEAR(U.X, OX, 1e-9);
+  EXPECT_NEAR(U.Y, OY, 1e-9);
+  EXPECT_NEAR(U.Z, OZ, 1e-9);
+}
+
+TEST_F(LumTransformGLTest, GLMultMatrixAndProjectMatrixBetweenFrames) {
+  TLumMatrix A, B;
+  glTranslatef(1, 0, 0);
+  A.PickGLModelviewMatrix();
+  glLoadIdentity();
+  glTranslatef(0, 2, 0);
+  glRotatef(90, 0, 0, 1);
+  B.PickGLModelviewMatrix();
+  // The point (1, 0, 0) of B's frame lies at (0, 3, 0) in the world, (-1, 3, 0) in A's.
+  const TLumMathVector R = A.ProjectMatrix(&B, TLumMathVector{1, 0, 0});
+  EXPECT_NEAR(R.X, -1, 1e-6);  // GL builds the rotation in single precision
+  EXPECT_NEAR(R.Y, 3, 1e-6);
+  glLoadIdentity();
+  B.GLMultMatrix();
+  TLumMatrix C;
+  C.PickGLModelviewMatrix();
+  for (int K = 0; K < 16; ++K) EXPECT_NEAR(C.Values()[K], B.Values()[K], 1e-12);
+}

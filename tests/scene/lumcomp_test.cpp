@@ -1,0 +1,209 @@
+// The render protocol, display-list caching, projection capture and node membership.
+#include "lumox/scene/lumcomp.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "lumox/scene/lumobj.h"
+#include "support/glfixture.h"
+
+using namespace lumox;
+using lumox::test::ViewTest;
+
+namespace {
+
+GLint StackDepth() {
+  GLint D = 0;
+  glGetIntegerv(GL_MODELVIEW_STACK_DEPTH, &D);
+  return D;
+}
+
+// Records what the protocol calls, with the modelview stack depth at each call.
+class TProbe : public TLumRender {
+ public:
+  using TLumRender::TLumRender;
+  const char* ClassName() const override { return "TProbe"; }
+  void DoRender(TLumCustomView*) override {
+    Log.push_back("draw@" + std::to_string(StackDepth()));
+    ++Draws;
+    glGetDoublev(GL_MODELVIEW_MATRIX, DrawMatrix);
+    glBegin(GL_QUADS);  // a full-screen quad in the modelview frame
+    glVertex3f(-5, -5, 0);
+    glVertex3f(5, -5, 0);
+    glVertex3f(5, 5, 0);
+    glVertex3f(-5, 5, 0);
+    glEnd();
+  }
+  void DoDisable(TLumCustomView*) override { Log.push_back("disable@" + std::to_string(StackDepth())); }
+  std::vector<std::string> Log;
+  int Draws = 0;
+  double DrawMatrix[16] = {};
+};
+
+}  // namespace
+
+class RenderProtocolTest : public ViewTest {
+ protected:
+  void SetUp() override {
+    ViewTest::SetUp();
+    Probe = new TProbe(&Form);
+    View->OnRender = [this](TLumView* V) {
+      Base = StackDepth();
+      Probe->Render(V);
+    };
+  }
+  TProbe* Probe = nullptr;
+  GLint Base = 0;
+};
+
+TEST_F(RenderProtocolTest, DisabledComponentOnlySwitchesItsFeatureOff) {
+  bool Events = false;
+  Probe->OnBeforeRender = [&](TLumCustomView*) { Events = true; };
+  Probe->OnAfterRender = [&](TLumCustomView*) { Events = true; };
+  Probe->SetEnabled(false);
+  Frame();
+  ASSERT_EQ(Probe->Log.size(), 1u);
+  EXPECT_EQ(Probe->Log[0], "disable@" + std::to_string(Base));  // no matrix pushed
+  EXPECT_FALSE(Events);
+}
+
+TEST_F(RenderProtocolTest, EventsSurroundTheDrawingInsideThePushedMatrix) {
+  Probe->OnBeforeRender = [&](TLumCustomView* V) {
+    EXPECT_EQ(V, View);
+    Probe->Log.push_back("before@" + std::to_string(StackDepth()));
+  };
+  Probe->OnAfterRender = [&](TLumCustomView*) {
+    Probe->Log.push_back("after@" + std::to_string(StackDepth()));
+  };
+  Frame();
+  const std::string In = std::to_string(Base + 1);
+  EXPECT_EQ(Probe->Log, (std::vector<std::string>{"before@" + In, "draw@" + In, "after@" + In}));
+}
+
+TEST_F(RenderProtocolTest, OnTransformReplacesTheTransformation) {
+  Probe->Transformation()->Translation()->SetX(5);
+  Probe->OnTransform = [](TObject*) { glTranslatef(0, 3, 0); };
+  Frame();
+  // The camera puts the origin at z = -2; only OnTransform's move is added.
+  EXPECT_NEAR(Probe->DrawMatrix[12], 0, 1e-6);
+  EXPECT_NEAR(Probe->DrawMatrix[13], 3, 1e-6);
+  EXPECT_NEAR(Probe->DrawMatrix[14], -2, 1e-6);
+}
+
+TEST_F(RenderProtocolTest, CachedComponentCompilesOnceAndReplays) {
+  Probe->SetCached(true);
+  Frame();
+  EXPECT_EQ(Probe->Draws, 1);
+  EXPECT_EQ(Probe->View(), View);
+  const uint32_t List = Probe->ListId();
+  ASSERT_NE(List, 0u);
+  Frame();
+  Frame();
+  EXPECT_EQ(Probe->Draws, 1);  // replayed from the list
+  // Placement stays live outside the list: moving needs no recompilation.
+  Probe->Transformation()->Translation()->SetY(0.5f);
+  Frame();
+  EXPECT_EQ(Probe->Draws, 1);
+  EXPECT_EQ(Probe->ListId(), List);
+
+  Probe->SetCached(false);  // clears the list outside any frame
+  EXPECT_EQ(Probe->ListId(), 0u);
+  View->SetCurrent(true);
+  EXPECT_FALSE(glIsList(List));
+  View->SetCurrent(false);
+  Probe->SetCached(true);
+  Frame();
+  EXPECT_EQ(Probe->Draws, 2);
+  EXPECT_NE(Probe->ListId(), 0u);
+}
+
+TEST_F(RenderProtocolTest, TheCachedListReallyDraws) {
+  Probe->SetCached(true);
+  View->SetBackgroundColor(0x000000);
+  Frame();  // compiles
+  const TBitmap B = Snapshot();  // replays the list in another context
+  EXPECT_EQ(Probe->Draws, 1);
+  EXPECT_EQ(RGB(B, 40, 30), 0xFFFFFFu);  // the quad, in the default white
+}
+
+TEST_F(RenderProtocolTest, SecondViewDrawsDirectlyAndFirstKeepsItsList) {
+  Probe->SetCached(true);
+  Frame();
+  auto* Other = new TLumView(&Form);
+  Other->SetBounds(20, 20);
+  Other->SetCamera(Camera);
+  Other->OnRender = [this](TLumView* V) { Probe->Render(V); };
+  Other->Paint();
+  Other->Paint();
+  EXPECT_EQ(Probe->Draws, 3);  // once compiled, twice drawn directly in the other view
+  EXPECT_EQ(Probe->View(), View);
+  Frame();
+  EXPECT_EQ(Probe->Draws, 3);
+
+  // When the owning view dies, the next view to render becomes the owner.
+  const uint32_t List = Probe->ListId();
+  delete View;
+  View = nullptr;
+  EXPECT_EQ(Probe->View(), nullptr);
+  Other->Paint();
+  EXPECT_EQ(Probe->View(), Other);
+  EXPECT_EQ(Probe->Draws, 4);
+  Other->SetCurrent(true);
+  EXPECT_FALSE(glIsList(List) && List != Probe->ListId());
+  Other->SetCurrent(false);
+}
+
+TEST_F(RenderProtocolTest, ProjectionMatrixCapturesWhereTheComponentWasDrawn) {
+  EXPECT_EQ(Probe->ProjectionMatrix(), nullptr);
+  const TLumMathVector V{1, 2, 3};
+  const TLumMathVector Zero = Probe->ProjectVector(View, V);
+  EXPECT_EQ(Zero.X, 0);
+  EXPECT_EQ(Zero.Z, 0);
+
+  Probe->SetProjectionEnabled(true);
+  auto* Other = new TProbe(&Form);
+  Other->SetProjectionEnabled(true);
+  Other->Transformation()->Translation()->SetX(1);
+  Probe->Transformation()->Translation()->SetY(1);
+  View->OnRender = [&](TLumView* Vw) {
+    Probe->Render(Vw);
+    Other->Render(Vw);
+  };
+  Frame();
+  for (int K = 0; K < 16; ++K)
+    EXPECT_NEAR(Probe->ProjectionMatrix()->Values()[K], Probe->DrawMatrix[K], 1e-12);
+  // Other's origin seen from Probe: (1, -1, 0).
+  const TLumMathVector P = Probe->ProjectVector(Other, ZEROVEC);
+  EXPECT_NEAR(P.X, 1, 1e-6);
+  EXPECT_NEAR(P.Y, -1, 1e-6);
+  EXPECT_NEAR(P.Z, 0, 1e-6);
+  // A point of the frame the camera matrix maps from (the scene's root frame) in
+  // Probe's frame: the root origin lies at (0, -1, 0) seen from Probe.
+  const TLumMathVector E = Probe->ProjectVector(View, TLumMathVector{0, 0, 1});
+  EXPECT_NEAR(E.X, 0, 1e-6);
+  EXPECT_NEAR(E.Y, -1, 1e-6);
+  EXPECT_NEAR(E.Z, 1, 1e-6);
+  Probe->SetProjectionEnabled(false);
+  EXPECT_EQ(Probe->ProjectionMatrix(), nullptr);
+}
+
+TEST(RenderNodeTest, SetNodeAndSetNodeDirect) {
+  TComponent Form(nullptr);
+  auto* A = new TLumNode(&Form);
+  auto* B = new TLumNode(&Form);
+  auto* P = new TProbe(&Form);
+  P->SetNode(A);
+  EXPECT_EQ(P->Node(), A);
+  EXPECT_EQ(A->IndexOf(P), 0);
+  P->SetNode(B);  // leaves A
+  EXPECT_EQ(A->GetCount(), 0);
+  EXPECT_EQ(B->IndexOf(P), 0);
+  P->SetNodeDirect(A);  // leaves B without joining A's list
+  EXPECT_EQ(B->GetCount(), 0);
+  EXPECT_EQ(A->GetCount(), 0);
+  EXPECT_EQ(P->Node(), A);
+  delete A;  // the dead node is no longer P's node
+  EXPECT_EQ(P->Node(), nullptr);
+}

@@ -1,0 +1,320 @@
+// Scene objects and nodes: rendering, names, membership rules and the class registry.
+#include "lumox/scene/lumobj.h"
+
+#include <gtest/gtest.h>
+
+#include "lumox/scene/lumattr.h"
+#include "lumox/scene/lummat.h"
+#include "support/glfixture.h"
+
+using namespace lumox;
+using lumox::test::ViewTest;
+
+namespace {
+
+// A unit square in the X-Y plane, as an application would write one.
+class TSquare : public TLumObject {
+ public:
+  using TLumObject::TLumObject;
+  const char* ClassName() const override { return "TSquare"; }
+  void DoRender(TLumCustomView* aView) override {
+    TLumObject::DoRender(aView);
+    ++Draws;
+    ColorMaterialOn = glIsEnabled(GL_COLOR_MATERIAL);
+    glBegin(GL_QUADS);
+    glVertex3f(-0.5f, -0.5f, 0);
+    glVertex3f(0.5f, -0.5f, 0);
+    glVertex3f(0.5f, 0.5f, 0);
+    glVertex3f(-0.5f, 0.5f, 0);
+    glEnd();
+  }
+  int Draws = 0;
+  GLboolean ColorMaterialOn = GL_FALSE;
+};
+
+}  // namespace
+
+class ObjectViewTest : public ViewTest {
+ protected:
+  void SetUp() override {
+    ViewTest::SetUp();
+    Root = new TLumNode(&Form);
+    View->OnRender = [this](TLumView* V) { Root->Render(V); };
+  }
+  TSquare* Square(uint32_t Color, float X = 0, float Y = 0) {
+    auto* S = new TSquare(&Form);
+    S->Color()->SetColor(Color);
+    S->Transformation()->Translation()->SetValues(X, Y, 0);
+    S->SetNode(Root);
+    return S;
+  }
+  TLumNode* Root = nullptr;
+};
+
+TEST_F(ObjectViewTest, ObjectsAppearWhereThePerspectiveCameraPutsThem) {
+  // 45 degrees vertical at distance 2: the view spans y in +-0.83 and x in +-1.1.
+  Square(0x0000FF, -0.6f, 0);  // red on the left
+  Square(0x00FF00, 0.6f, 0);   // green on the right
+  View->SetBackgroundColor(0x808080);
+  const TBitmap B = Snapshot();
+  EXPECT_EQ(RGB(B, 15, 30), 0x0000FFu);
+  EXPECT_EQ(RGB(B, 65, 30), 0x00FF00u);
+  EXPECT_EQ(RGB(B, 40, 2), 0x808080u);  // background between and above
+}
+
+TEST_F(ObjectViewTest, OrthographicCameraShowsTwiceTheWidthInAWideView) {
+  auto* Ortho = new TLumOrthographicCamera(&Form);
+  View->SetCamera(Ortho);
+  View->SetBounds(120, 60);
+  // x runs from -2 to 2 (30 pixels a unit) and y from -1 to 1: a unit square at
+  // x = 1.5 covers x 1..2, pixels 90..119.
+  Square(0x0000FF, 1.5f, 0);
+  const TBitmap B = Snapshot();
+  EXPECT_EQ(RGB(B, 93, 30), 0x0000FFu);
+  EXPECT_EQ(RGB(B, 117, 30), 0x0000FFu);
+  EXPECT_EQ(RGB(B, 86, 30), 0u);
+  EXPECT_EQ(RGB(B, 100, 9), 0u);  // y 0.7 is above the unit square
+  EXPECT_EQ(RGB(B, 100, 20), 0x0000FFu);  // y 0.33 is on it
+}
+
+TEST_F(ObjectViewTest, NamesArePushedOnlyInSelectingModes) {
+  auto* S = Square(0xFFFFFF);
+  auto* T = Square(0xFFFFFF);
+  std::vector<TObject*> Named;
+  View->OnNotifyNextID = [&](TObject* Obj, int32_t Num) {
+    Named.push_back(Obj);
+    EXPECT_EQ(Num, -1);
+  };
+  Frame();
+  EXPECT_TRUE(Named.empty());
+  EXPECT_EQ(View->NextIDCounter(), 0);
+  View->SetDrawMode(dmNothing);
+  Frame();
+  Frame();  // the counter starts again at every frame
+  View->SetDrawMode(dmWindow);
+  EXPECT_EQ(View->NextIDCounter(), 2);
+  EXPECT_EQ(Named, (std::vector<TObject*>{S, T, S, T}));
+}
+
+TEST_F(ObjectViewTest, ColorAsMaterialIsSwitchedOffAfterTheObject) {
+  auto* S = Square(0xFFFFFF);
+  S->SetColorAsMaterial(cmDiffuse);
+  GLboolean After = GL_TRUE;
+  View->OnRender = [&](TLumView* V) {
+    Root->Render(V);
+    After = glIsEnabled(GL_COLOR_MATERIAL);
+  };
+  Frame();
+  EXPECT_TRUE(S->ColorMaterialOn);
+  EXPECT_FALSE(After);
+}
+
+TEST_F(ObjectViewTest, CachedNodeRecompilesAfterAnItemChanges) {
+  auto* S = Square(0x0000FF);
+  Root->SetCached(true);
+  Frame();
+  Frame();
+  EXPECT_EQ(S->Draws, 1);
+  EXPECT_EQ(RGB(Snapshot(), 40, 30), 0x0000FFu);
+  S->Color()->SetColor(0x00FF00);  // climbs to the node, which drops its list
+  EXPECT_EQ(Root->ListId(), 0u);
+  Frame();
+  EXPECT_EQ(S->Draws, 2);
+  EXPECT_EQ(RGB(Snapshot(), 40, 30), 0x00FF00u);
+}
+
+TEST_F(ObjectViewTest, ClearColourDepthAndChannelMasksAreApplied) {
+  View->SetBackgroundColor(0x0000FF);
+  View->SetDrawValues({dvRed, dvBlue, dvAlpha, dvDepth});  // no green
+  auto* Yellow = Square(0x00FFFF);  // only its red survives the mask
+  TBitmap B = Snapshot();
+  EXPECT_EQ(RGB(B, 40, 30), 0x0000FFu);
+  View->SetDrawValues({dvRed, dvBlue, dvGreen, dvAlpha, dvDepth});
+  View->SetCurrent(false);
+  delete Yellow;
+
+  // A far square drawn after a near one is hidden while the depth test is on.
+  auto* Near = Square(0x00FF00);
+  (void)Near;
+  auto* Far = Square(0xFF0000);
+  Far->Transformation()->Translation()->SetZ(-0.5f);
+  B = Snapshot();
+  EXPECT_EQ(RGB(B, 40, 30), 0x00FF00u);
+  View->SetDepthTestEnabled(false);
+  B = Snapshot();
+  EXPECT_EQ(RGB(B, 40, 30), 0xFF0000u);  // drawn last, always passes
+}
+
+TEST_F(ObjectViewTest, AxesCrossUsesFullIntensityColours) {
+  View->Coordinates()->SetVisible(true);
+  View->Coordinates()->SetColorX(0x000001);  // red byte 1, drawn as 1.0
+  View->Coordinates()->SetLength(5);
+  const TBitmap B = Snapshot();
+  // The x axis runs right from the centre along row 30 (or its neighbour).
+  const uint32_t P = RGB(B, 70, 30) | RGB(B, 70, 29);
+  EXPECT_EQ(P & 0xFF, 0xFFu);
+}
+
+TEST_F(ObjectViewTest, GetImageFailsCleanlyAndRestoresTheMode) {
+  TBitmap Empty;
+  EXPECT_FALSE(View->GetImage(&Empty));
+  EXPECT_FALSE(View->GetImage(nullptr));
+  EXPECT_EQ(View->DrawMode(), dmWindow);
+  TLumDrawMode Seen = dmWindow;
+  View->OnRender = [&](TLumView* V) { Seen = V->DrawMode(); };
+  TBitmap B(10, 10);
+  EXPECT_TRUE(View->GetImage(&B));
+  EXPECT_EQ(Seen, dmBitmap);
+  EXPECT_EQ(View->DrawMode(), dmWindow);
+}
+
+TEST(NodeTest, AddMovesItemFromOldNodeAndRemoveClearsIt) {
+  TComponent Form(nullptr);
+  auto* A = new TLumNode(&Form);
+  auto* B = new TLumNode(&Form);
+  auto* S = new TSquare(&Form);
+  A->Add(S);
+  EXPECT_EQ(S->Node(), A);
+  EXPECT_TRUE(static_cast<bool>(S->OnChange));
+  B->Add(S);
+  EXPECT_EQ(A->GetCount(), 0);
+  EXPECT_EQ(S->Node(), B);
+  EXPECT_EQ(B->Remove(S), 0);
+  EXPECT_EQ(S->Node(), nullptr);
+  EXPECT_FALSE(static_cast<bool>(S->OnChange));
+  EXPECT_EQ(B->Remove(S), -1);
+}
+
+TEST(NodeTest, IndirectItemsStayWhereTheyAre) {
+  TComponent Form(nullptr);
+  auto* A = new TLumNode(&Form);
+  auto* B = new TLumNode(&Form);
+  auto* S = new TSquare(&Form);
+  A->Add(S);
+  int AChanges = 0;
+  A->OnChange = [&](TObject*) { ++AChanges; };
+  EXPECT_EQ(B->AddIndirect(S), 0);
+  EXPECT_TRUE(B->IsIndirect(0));
+  EXPECT_EQ(S->Node(), A);
+  S->Color()->SetColor(1);
+  EXPECT_EQ(AChanges, 1);  // A's hook stays
+  B->Remove(S);
+  EXPECT_EQ(S->Node(), A);
+  EXPECT_EQ(A->IndexOf(S), 0);
+  // A dying item leaves no dangling indirect entry.
+  B->AddIndirect(S);
+  delete S;
+  EXPECT_EQ(B->GetCount(), 0);
+  EXPECT_EQ(A->GetCount(), 0);
+}
+
+TEST(NodeTest, ListOperationsKeepIndirectBitsWithTheirItems) {
+  TComponent Form(nullptr);
+  auto* N = new TLumNode(&Form);
+  auto* Other = new TLumNode(&Form);
+  TSquare* S[3];
+  for (auto*& P : S) P = new TSquare(&Form);
+  N->Add(S[0]);
+  Other->Add(S[1]);
+  N->AddIndirect(S[1]);
+  N->Add(S[2]);
+  N->Move(0, 99);  // clamped: the first item goes to the end
+  EXPECT_EQ(N->GetItems(0), S[1]);
+  EXPECT_EQ(N->GetItems(2), S[0]);
+  EXPECT_TRUE(N->IsIndirect(0));
+  EXPECT_FALSE(N->IsIndirect(2));
+  N->Exchange(0, 1);
+  EXPECT_EQ(N->GetItems(1), S[1]);
+  EXPECT_TRUE(N->IsIndirect(1));
+  N->Clear();
+  EXPECT_EQ(N->GetCount(), 0);
+  EXPECT_EQ(S[1]->Node(), Other);
+  EXPECT_EQ(S[0]->Node(), nullptr);
+  EXPECT_THROW(N->Add(N), Exception);
+  try {
+    N->Insert(0, N);
+  } catch (const Exception& E) {
+    EXPECT_STREQ(E.what(), "Can not create a link to myself.");
+  }
+}
+
+TEST(NodeTest, CountAllItemsCountsLeavesAndNotificationsReachTheHook) {
+  TComponent Form(nullptr);
+  auto* Root = new TLumNode(&Form);
+  auto* Sub = new TLumNode(&Form);
+  auto* A = new TSquare(&Form);
+  auto* B = new TSquare(&Form);
+  for (int I = 0; I < 3; ++I) Sub->Add(new TSquare(&Form));
+  int Inserts = 0, Removes = 0;
+  Root->OnItemNotify = [&](TComponent*, TOperation Op) { (Op == opInsert ? Inserts : Removes)++; };
+  Root->Add(A);
+  Root->Add(B);
+  Root->Add(Sub);
+  EXPECT_EQ(Root->CountAllItems(), 5);
+  EXPECT_EQ(Inserts, 3);
+  Root->Delete(0);
+  EXPECT_GE(Removes, 1);
+}
+
+TEST(NodeTest, OnRenderReplacesTheItems) {
+  TComponent Form(nullptr);
+  auto* N = new TLumNode(&Form);
+  auto* S = new TSquare(&Form);
+  N->Add(S);
+  int Calls = 0;
+  N->OnRender = [&](TLumCustomView*) { ++Calls; };
+  auto Ctx = CreateEGLContext(8, 8);
+  ASSERT_TRUE(Ctx->MakeCurrent());
+  N->Render(nullptr);
+  Ctx->Release();
+  EXPECT_EQ(Calls, 1);
+  EXPECT_EQ(S->Draws, 0);
+}
+
+TEST(ObjectTest, NameFollowsComponentNameAndReferencesClear) {
+  TComponent Form(nullptr);
+  auto* O = new TSquare(&Form);
+  EXPECT_EQ(O->ObjectID(), -1);
+  EXPECT_EQ(O->Color()->Color(), 0xFFFFFFu);
+  O->SetName("Ball");
+  EXPECT_EQ(O->ObjectName(), "Ball");
+  O->SetObjectName("Custom");
+  O->SetName("Ball2");
+  EXPECT_EQ(O->ObjectName(), "Custom");
+
+  TComponent Elsewhere(nullptr);
+  auto* M = new TLumMaterial(&Elsewhere);
+  auto* At = new TLumAttributes(&Elsewhere);
+  O->SetMaterial(M);
+  O->SetAttributes(At);
+  delete M;
+  delete At;
+  EXPECT_EQ(O->Material(), nullptr);
+  EXPECT_EQ(O->Attributes(), nullptr);
+
+  auto* Copy = new TSquare(&Form);
+  O->SetObjectID(7);
+  Copy->Assign(O);
+  EXPECT_EQ(Copy->ObjectID(), 7);
+  EXPECT_EQ(Copy->ObjectName(), "Custom");
+}
+
+TEST(RegistryTest, FindsClassesWithoutRegardToCaseAndRefusesDuplicates) {
+  const TLumRenderClass* C = GetRenderClass("tlumnode");
+  ASSERT_NE(C, nullptr);
+  EXPECT_EQ(C->Name, "TLumNode");
+  TComponent Form(nullptr);
+  TComponent* N = C->Create(&Form);
+  EXPECT_NE(dynamic_cast<TLumNode*>(N), nullptr);
+  EXPECT_EQ(GetRenderClass("TNoSuchClass"), nullptr);
+  try {
+    RegisterRenderClass("TLUMNODE", [](TComponent* O) { return new TLumNode(O); });
+    FAIL() << "a second TLumNode was registered";
+  } catch (const Exception& E) {
+    EXPECT_STREQ(E.what(), "This class was already registered.");
+  }
+  std::vector<TLumRenderClass> List;
+  GetRenderClassList(List);
+  ASSERT_FALSE(List.empty());
+  EXPECT_EQ(List[0].Name, "TLumNode");
+}

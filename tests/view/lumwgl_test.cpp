@@ -1,0 +1,69 @@
+// The EGL backend: contexts, pbuffers and shared display lists.
+#include "lumox/view/lumwgl.h"
+
+#include <gtest/gtest.h>
+
+#include "lumox/math/lumgl.h"
+
+using namespace lumox;
+
+TEST(EGLContextTest, ContextHasRequestedFormatAndSize) {
+  auto Ctx = CreateEGLContext(40, 30);
+  ASSERT_TRUE(Ctx->MakeCurrent());
+  EXPECT_TRUE(Ctx->IsCurrent());
+  const TLumPixelFormat F = Ctx->PixelFormat();
+  EXPECT_EQ(F.ColorBits, 24);
+  EXPECT_GE(F.DepthBits, 24);
+  EXPECT_GE(F.StencilBits, 1);
+  GLint VP[4];
+  glGetIntegerv(GL_VIEWPORT, VP);
+  EXPECT_EQ(VP[2], 40);
+  EXPECT_EQ(VP[3], 30);
+  GLint Depth = 0;
+  glGetIntegerv(GL_DEPTH_BITS, &Depth);
+  EXPECT_GE(Depth, 24);
+  Ctx->Release();
+  EXPECT_FALSE(Ctx->IsCurrent());
+  EXPECT_FALSE(EGLPlatformName().empty());
+}
+
+TEST(EGLContextTest, ContextsShareDisplayLists) {
+  auto A = CreateEGLContext(8, 8);
+  auto B = A->CreateOffscreen(16, 16);
+  ASSERT_TRUE(A->MakeCurrent());
+  const GLuint List = glGenLists(1);
+  glNewList(List, GL_COMPILE);
+  glClearColor(1, 0, 0, 1);
+  glEndList();
+  ASSERT_TRUE(glIsList(List));
+  ASSERT_TRUE(B->MakeCurrent());
+  EXPECT_TRUE(glIsList(List));  // made in A, seen in B
+  glCallList(List);
+  GLfloat C[4];
+  glGetFloatv(GL_COLOR_CLEAR_VALUE, C);
+  EXPECT_EQ(C[0], 1.0f);
+  glDeleteLists(List, 1);
+  B->Release();
+  ASSERT_TRUE(A->MakeCurrent());
+  EXPECT_FALSE(glIsList(List));
+  A->Release();
+}
+
+TEST(EGLContextTest, ResizeKeepsListsAndChangesTheDrawable) {
+  auto A = CreateEGLContext(8, 8);
+  ASSERT_TRUE(A->MakeCurrent());
+  const GLuint List = glGenLists(1);
+  glNewList(List, GL_COMPILE);
+  glEndList();
+  ASSERT_TRUE(A->Resize(50, 20));
+  EXPECT_TRUE(A->IsCurrent());
+  EXPECT_EQ(A->Width(), 50);
+  EXPECT_TRUE(glIsList(List));
+  glClearColor(0, 1, 0, 1);
+  glClear(GL_COLOR_BUFFER_BIT);
+  GLubyte Px[4] = {};
+  glReadPixels(49, 19, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, Px);
+  EXPECT_EQ(Px[1], 255);
+  glDeleteLists(List, 1);
+  A->Release();
+}
