@@ -1,0 +1,148 @@
+// Tests of the point, line, triangle and rectangle: vertex and index formulas, texture
+// coordinates, setters, registration and exchange round trips.
+#include "lumox/geometry/lumgeom.h"
+
+#include <gtest/gtest.h>
+
+#include "lumox/math/lumgl.h"
+#include "support/scenefile.h"
+
+namespace lumox {
+namespace {
+
+std::vector<uint32_t> IndicesOf(const TLumPrimitiveArray* A) {
+  return std::vector<uint32_t>(A->IndexData(), A->IndexData() + A->Count());
+}
+
+void ExpectVec(const TLumMathVector& V, double X, double Y, double Z) {
+  EXPECT_DOUBLE_EQ(V.X, X);
+  EXPECT_DOUBLE_EQ(V.Y, Y);
+  EXPECT_DOUBLE_EQ(V.Z, Z);
+}
+
+TEST(SimpleGeometryTest, RectangleTwoByOneGridAndTextureCorners) {
+  TComponent Form(nullptr);
+  auto* R = new TLumRectangle(&Form);
+  R->SetWidth(4);
+  R->SetHeight(2);
+  R->SetDetX(2);
+  R->SetDetX(0);  // ignored
+  R->SetDetX(-3);
+  R->Init();
+  EXPECT_EQ(R->DetailX(), 2);
+  ASSERT_EQ(R->Points()->Count(), 6);
+  ASSERT_EQ(R->GetPrimitiveCount(), 1);
+  EXPECT_EQ(R->GetPrimitive(0)->PrimitiveType(), GL_QUAD_STRIP);
+  EXPECT_EQ(IndicesOf(R->GetPrimitive(0)), (std::vector<uint32_t>{3, 0, 4, 1, 5, 2}));
+  ExpectVec(R->Points()->GetVector(0, 0), -2, 0, 2);  // centred in x, z from Height down
+  ExpectVec(R->Points()->GetVector(5, 0), 2, 0, 0);
+  ExpectVec(R->Points()->GetVector(4, 1), 0, 1, 0);
+  ExpectVec(R->Points()->GetVector(0, 2), 0, 0, 0);
+  ExpectVec(R->Points()->GetVector(5, 2), 1, 1, 0);
+
+  R->SetDetY(3);
+  EXPECT_FALSE(R->Initialized());
+  R->TextureFlags()->SetScaleY(2);
+  R->TextureFlags()->SetShiftX(0.5);
+  R->Init();
+  EXPECT_EQ(R->Points()->Count(), 12);
+  EXPECT_EQ(R->GetPrimitiveCount(), 3);
+  EXPECT_EQ(IndicesOf(R->GetPrimitive(2)), (std::vector<uint32_t>{9, 6, 10, 7, 11, 8}));
+  ExpectVec(R->Points()->GetVector(11, 2), 1.5, 2, 0);
+}
+
+TEST(SimpleGeometryTest, PointLineAndTriangleVertices) {
+  TComponent Form(nullptr);
+  auto* P = new TLumPoint(&Form);
+  P->Init();
+  EXPECT_EQ(P->Points()->Count(), 1);
+  EXPECT_EQ(P->GetPrimitive(0)->PrimitiveType(), GL_POINTS);
+  ExpectVec(P->Points()->GetVector(0, 1), 0, 0, 1);
+
+  auto* L = new TLumLine(&Form);
+  L->SetLength(0);
+  L->Init();
+  ASSERT_EQ(L->Points()->Count(), 2);
+  ExpectVec(L->Points()->GetVector(1, 0), 0, 0, 0);
+  ExpectVec(L->Points()->GetVector(1, 2), 0, 1, 0);
+  EXPECT_EQ(IndicesOf(L->GetPrimitive(0)), (std::vector<uint32_t>{0, 1}));
+
+  auto* T = new TLumTriangle(&Form);
+  T->SetBase(2);
+  T->SetHeight(3);
+  T->TextureFlags()->SetScaleX(2);
+  T->TextureFlags()->SetShiftY(1);
+  T->Init();
+  ExpectVec(T->Points()->GetVector(1, 0), -1, 0, 3);
+  ExpectVec(T->Points()->GetVector(2, 0), 1, 0, 3);
+  ExpectVec(T->Points()->GetVector(0, 2), 1, 2, 0);
+  ExpectVec(T->Points()->GetVector(2, 2), 2, 1, 0);
+  // Counter-clockwise seen from +Y: the computed normal agrees with the stored one.
+  T->CalcNormals();
+  ExpectVec(T->Points()->GetVector(0, 1), 0, 1, 0);
+}
+
+TEST(SimpleGeometryTest, RegisteredClassesAreCreatedByName) {
+  if (!GetRenderClass("TLumPoint")) RegisterLumgeomClasses();
+  std::vector<TLumRenderClass> List;
+  GetRenderClassList(List);
+  std::vector<std::string> Ours;
+  for (const auto& C : List)
+    if (C.Name == "TLumPoint" || C.Name == "TLumLine" || C.Name == "TLumTriangle" ||
+        C.Name == "TLumRectangle")
+      Ours.push_back(C.Name);
+  EXPECT_EQ(Ours,
+            (std::vector<std::string>{"TLumPoint", "TLumLine", "TLumTriangle", "TLumRectangle"}));
+  EXPECT_THROW(RegisterLumgeomClasses(), Exception);
+  TComponent Form(nullptr);
+  const TLumRenderClass* C = GetRenderClass("tlumrectangle");
+  ASSERT_NE(C, nullptr);
+  EXPECT_NE(dynamic_cast<TLumRectangle*>(C->Create(&Form)), nullptr);
+}
+
+TEST(SimpleGeometryTest, ParametersSurviveSaveAndLoad) {
+  if (!GetRenderClass("TLumPoint")) RegisterLumgeomClasses();
+  test::TempDir Dir;
+  TComponent Form(nullptr);
+
+  auto* L = new TLumLine(&Form);
+  L->SetLength(0);
+  L->Color()->SetColor(0x00FF00);
+  test::SaveComponent(L, Dir.File("line.xml"), true);
+  EXPECT_NE(test::ReadText(Dir.File("line.xml")).find("Length=\"0\""), std::string::npos);
+  auto* L2 = test::LoadComponent<TLumLine>(&Form, Dir.File("line.xml"));
+  ASSERT_NE(L2, nullptr);
+  EXPECT_EQ(L2->Length(), 0.0f);
+  EXPECT_EQ(L2->Color()->Color(), 0x00FF00u);
+
+  auto* T = new TLumTriangle(&Form);
+  T->SetBase(2.5f);
+  T->SetHeight(0.25f);
+  test::SaveComponent(T, Dir.File("tri.xml"));
+  auto* T2 = test::LoadComponent<TLumTriangle>(&Form, Dir.File("tri.xml"));
+  ASSERT_NE(T2, nullptr);
+  EXPECT_EQ(T2->Base(), 2.5f);
+  EXPECT_EQ(T2->Height(), 0.25f);
+
+  auto* R = new TLumRectangle(&Form);
+  R->SetWidth(3);
+  R->SetHeight(0);
+  R->SetDetX(4);
+  R->SetDetY(7);
+  R->TextureFlags()->SetMode(txSphereZ);
+  R->TextureFlags()->SetScaleX(0.5);
+  R->TextureFlags()->ParamVector()->SetValues(1, 2, 3);
+  test::SaveComponent(R, Dir.File("rect.xml"));
+  auto* R2 = test::LoadComponent<TLumRectangle>(&Form, Dir.File("rect.xml"));
+  ASSERT_NE(R2, nullptr);
+  EXPECT_EQ(R2->Width(), 3.0f);
+  EXPECT_EQ(R2->Height(), 0.0f);
+  EXPECT_EQ(R2->DetailX(), 4);
+  EXPECT_EQ(R2->DetailY(), 7);
+  EXPECT_EQ(R2->TextureFlags()->Mode(), txSphereZ);
+  EXPECT_EQ(R2->TextureFlags()->ScaleX(), 0.5);
+  EXPECT_EQ(R2->TextureFlags()->ParamVector()->Z(), 3.0f);
+}
+
+}  // namespace
+}  // namespace lumox
