@@ -132,13 +132,15 @@ void TLumCustomFuncObj::CalcNormal(int32_t i, int32_t, TLumMathVector& Normal, i
   };
   const TLumMathVector DI = Sub(GridPoint(Next(i, R, WrapI), j), GridPoint(Prev(i, R, WrapI), j));
   const TLumMathVector DJ = Sub(GridPoint(i, Next(j, C, WrapJ)), GridPoint(i, Prev(j, C, WrapJ)));
-  TLumMathVector N = Cross(DI, DJ);
-  if (Unit(N, Length(DI) * Length(DJ))) {
-    Normal = N;
-    return;
+  // A row whose neighbours coincide (all sweep samples at one point, as at a pole) has
+  // no direction across: sum the normals of the faces between it and its neighbour row.
+  if (!Coincide(GridPoint(i, Next(j, C, WrapJ)), GridPoint(i, Prev(j, C, WrapJ)))) {
+    TLumMathVector N = Cross(DI, DJ);
+    if (Unit(N, Length(DI) * Length(DJ))) {
+      Normal = N;
+      return;
+    }
   }
-  // A collapsed row (all sweep samples at one point, as at a pole): sum the normals of
-  // the faces between this row and its neighbour row.
   const bool Forward = i < R - 1;
   const int32_t Other = Forward ? i + 1 : i - 1;
   TLumMathVector Sum = ZEROVEC;

@@ -1,0 +1,169 @@
+// Tests of the function surface: sampling rules, callbacks built on the previous point,
+// strips, texture coordinates, normals against the winding, and bad sizes.
+#include "lumox/geometry/lumfuncobj.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "support/meshcheck.h"
+
+namespace lumox {
+namespace {
+
+TEST(FuncObjTest, WithoutCallbacksEverySampleIsTheOrigin) {
+  TLumFuncObj F(nullptr);
+  F.SetStacks(4);
+  F.SetSlices(3);
+  F.SetOverDraw(2);
+  F.Init();
+  ASSERT_EQ(F.Points()->Count(), 9 * 4);
+  for (int32_t i = 0; i < F.Points()->Count(); ++i) {
+    const TLumMathVector V = test::Vertex(F, i);
+    EXPECT_TRUE(V.X == 0 && V.Y == 0 && V.Z == 0);
+    EXPECT_TRUE(F.Points()->GetFlag(i, 0) && F.Points()->GetFlag(i, 1));
+  }
+}
+
+TEST(FuncObjTest, CurveIsBuiltOnThePreviousPoint) {
+  TLumFuncObj F(nullptr);
+  std::vector<double> ZValues, XYValues;
+  F.OnCalcZ = [&](const TLumMathVector& P, double V) {
+    ZValues.push_back(V);
+    return TLumMathVector{P.X + 0.1, P.Y, P.Z};
+  };
+  F.OnCalcXY = [&](const TLumMathVector& P, double V) {
+    XYValues.push_back(V);
+    return TLumMathVector{P.X, V, 0};
+  };
+  F.SetOverDraw(2);
+  F.SetStacks(10);
+  F.SetSlices(4);
+  F.Init();
+  // 21 curve samples of 5 points; the first call at 0 already moved the curve once.
+  ASSERT_EQ(F.Points()->Count(), 21 * 5);
+  EXPECT_NEAR(test::Vertex(F, 0).X, 0.2, 1e-12);
+  EXPECT_NEAR(test::Vertex(F, 20 * 5 + 4).X, 2.2, 1e-12);
+  EXPECT_NEAR(test::Vertex(F, 7).Y, 0.5, 1e-12);
+  ASSERT_EQ(ZValues.size(), 22u);
+  EXPECT_EQ(ZValues[0], 0.0);
+  EXPECT_EQ(ZValues[1], 0.0);
+  EXPECT_NEAR(ZValues[21], 2.0, 1e-12);
+  ASSERT_EQ(XYValues.size(), 21u * 5);
+  EXPECT_EQ(XYValues[4], 1.0);
+
+  ASSERT_EQ(F.GetPrimitiveCount(), 20);
+  const TLumPrimitiveArray* A = F.GetPrimitive(1);
+  EXPECT_EQ(A->PrimitiveType(), GL_QUAD_STRIP);
+  ASSERT_EQ(A->Count(), 10);
+  for (int32_t j = 0; j <= 4; ++j) {
+    EXPECT_EQ(A->Indices(2 * j), uint32_t(5 + j));
+    EXPECT_EQ(A->Indices(2 * j + 1), uint32_t(10 + j));
+  }
+}
+
+TEST(FuncObjTest, SetOnCalcByIndexAndUnassignedCallbacksPassThrough) {
+  TLumFuncObj F(nullptr);
+  const TLumMathVector P{1, 2, 3};
+  EXPECT_EQ(F.calcz(P, 0.5).Y, 2.0);
+  F.SetOnCalc(1, [](const TLumMathVector&, double V) { return TLumMathVector{V, 0, 0}; });
+  F.SetOnCalc(0, [](const TLumMathVector&, double) { return TLumMathVector{0, 7, 0}; });
+  F.SetOnCalc(2, [](const TLumMathVector&, double) { return TLumMathVector{9, 9, 9}; });
+  EXPECT_EQ(F.calcz(P, 0.5).X, 0.5);
+  EXPECT_EQ(F.calcxy(P, 0.5).Y, 7.0);
+}
+
+TEST(FuncObjTest, SamplingCountsDoNotMarkTheMeshForRebuilding) {
+  TLumFuncObj F(nullptr);
+  F.Init();
+  F.SetSlices(3);
+  F.SetStacks(2);
+  F.SetOverDraw(3);
+  EXPECT_TRUE(F.Initialized());
+  EXPECT_EQ(F.Points()->Count(), 11 * 11);
+  F.Init();
+  EXPECT_EQ(F.Points()->Count(), 7 * 4);
+  EXPECT_EQ(F.GetPrimitiveCount(), 6);
+}
+
+TEST(FuncObjTest, StandardTextureDividesByTheScales) {
+  TLumFuncObj F(nullptr);
+  F.TextureFlags()->SetScaleX(2);
+  F.TextureFlags()->SetShiftX(0.5);
+  F.TextureFlags()->SetScaleY(4);
+  F.TextureFlags()->SetShiftY(0.25);
+  F.SetStacks(5);
+  F.SetSlices(4);
+  F.Init();
+  // Vertex (i = 1, j = 1): a = 3/4, b = 2/5.
+  const TLumMathVector T = F.Points()->GetVector(5 + 1, 2);
+  EXPECT_NEAR(T.X, 0.75 / 2 - 0.5, 1e-12);
+  EXPECT_NEAR(T.Y, 0.4 / 4 - 0.25, 1e-12);
+}
+
+TEST(FuncObjTest, GeneratedTextureModeReplacesTheCoordinate) {
+  TLumFuncObj F(nullptr);
+  F.OnCalcXY = [](const TLumMathVector&, double V) { return TLumMathVector{V * 4, 0, 0}; };
+  F.TextureFlags()->SetMode(txLinearX);
+  F.TextureFlags()->SetScaleX(2);
+  F.TextureFlags()->SetShiftX(1);
+  F.SetSlices(4);
+  F.Init();
+  const TLumMathVector T = F.Points()->GetVector(3, 2);  // x = 3
+  EXPECT_NEAR(T.X, 7.0, 1e-12);
+  EXPECT_EQ(T.Y, 0.0);
+}
+
+// A height field z = sin(x) cos(y) over [0, 2] x [0, 2], x along the sweep.
+void HeightField(TLumFuncObj& F) {
+  F.OnCalcZ = [](const TLumMathVector&, double V) { return TLumMathVector{0, 2 * V, 0}; };
+  F.OnCalcXY = [](const TLumMathVector& P, double V) {
+    const double X = 2 * V;
+    return TLumMathVector{X, P.Y, std::sin(X) * std::cos(P.Y)};
+  };
+  F.SetStacks(20);
+  F.SetSlices(20);
+}
+
+TEST(FuncObjTest, NormalsFollowTheSurfaceAndTheWinding) {
+  TLumFuncObj F(nullptr);
+  HeightField(F);
+  F.Init();
+  EXPECT_EQ(test::NormalsAgainstWinding(F), 0);
+  EXPECT_EQ(F.ConnectMode(), cmConnectNone);
+  // The strips run along +Y then +X, so they face -Z; the normal is the surface's
+  // (dz/dx, dz/dy, -1), normalised.
+  double Worst = 1;
+  for (int32_t i = 0; i < F.Points()->Count(); ++i) {
+    const TLumMathVector P = test::Vertex(F, i);
+    TLumMathVector E{std::cos(P.X) * std::cos(P.Y), -std::sin(P.X) * std::sin(P.Y), -1};
+    const double L = test::Len(E);
+    E = {E.X / L, E.Y / L, E.Z / L};
+    Worst = std::min(Worst, test::Dot(E, F.Points()->GetVector(i, 1)));
+  }
+  EXPECT_GT(Worst, 0.995);
+}
+
+TEST(FuncObjTest, EmptyAndOversizedSampling) {
+  TLumFuncObj F(nullptr);
+  F.SetStacks(0);
+  F.Init();
+  EXPECT_EQ(F.Points()->Count(), 11);
+  EXPECT_EQ(F.GetPrimitiveCount(), 0);
+  F.SetStacks(-3);
+  F.Init();
+  EXPECT_EQ(F.Points()->Count(), 0);
+  EXPECT_EQ(F.GetPrimitiveCount(), 0);
+
+  F.SetStacks(100000);
+  F.SetOverDraw(100000);
+  EXPECT_THROW(F.Init(), Exception);
+  F.SetStacks(2);
+  F.SetOverDraw(1);
+  F.Init();
+  EXPECT_EQ(F.Points()->Count(), 3 * 11);
+}
+
+}  // namespace
+}  // namespace lumox

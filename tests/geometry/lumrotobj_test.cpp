@@ -1,0 +1,118 @@
+// Tests of the body of rotation: the sweep angles, poles, a closed outward body from a
+// profile, welded seams.
+#include "lumox/geometry/lumrotobj.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "support/meshcheck.h"
+
+namespace lumox {
+namespace {
+
+constexpr double Pi = 3.141592653589793;
+
+void ExpectVec(const TLumMathVector& V, double X, double Y, double Z) {
+  EXPECT_NEAR(V.X, X, 1e-9);
+  EXPECT_NEAR(V.Y, Y, 1e-9);
+  EXPECT_NEAR(V.Z, Z, 1e-9);
+}
+
+TEST(RotObjTest, SweepStartsOnPlusYAndTurnsTowardsPlusX) {
+  TLumRotObj R(nullptr);
+  ExpectVec(R.CalcXY({2, 5, 3}, 0), 0, 2, 3);  // the profile's y plays no part
+  ExpectVec(R.CalcXY({2, 5, 3}, 0.25), 2, 0, 3);
+  ExpectVec(R.CalcXY({2, 5, 3}, 1), 0, 2, 3);
+}
+
+TEST(RotObjTest, HalfTurnFromNinetyDegreesStartsOnPlusX) {
+  TLumRotObj R(nullptr);
+  R.SetRotSweepAngle(180);
+  R.SetRotStartAngle(90);
+  R.OnCalcZ = [](const TLumMathVector&, double V) { return TLumMathVector{1, 0, V}; };
+  R.SetSlices(4);
+  R.SetStacks(1);
+  R.Init();
+  ExpectVec(test::Vertex(R, 0), 1, 0, 0);
+  ExpectVec(test::Vertex(R, 2), 0, -1, 0);
+  ExpectVec(test::Vertex(R, 4), -1, 0, 0);
+  EXPECT_EQ(R.ConnectMode(), cmConnectNone);
+}
+
+TEST(RotObjTest, NegativeAnglesAreIgnoredAndNothingIsRebuilt) {
+  TLumRotObj R(nullptr);
+  R.Init();
+  R.setangle(1, -10);
+  R.setangle(0, -1);
+  EXPECT_EQ(R.RotSweepAngle(), 360.0f);
+  EXPECT_EQ(R.RotStartAngle(), 0.0f);
+  R.setangle(2, 45);
+  R.setangle(3, 90);
+  R.setangle(4, 1);
+  EXPECT_EQ(R.FuncStartAngle(), 45.0f);
+  EXPECT_EQ(R.FuncSweepAngle(), 90.0f);
+  EXPECT_TRUE(R.Initialized());
+}
+
+// A unit sphere: the profile climbs from the -Z pole to the +Z pole.
+void SphereProfile(TLumRotObj& R) {
+  R.OnCalcZ = [](const TLumMathVector&, double V) {
+    return TLumMathVector{std::sin(Pi * V), 0, -std::cos(Pi * V)};
+  };
+  R.SetStacks(12);
+  R.SetSlices(24);
+}
+
+TEST(RotObjTest, ProfileOnTheAxisGivesAPole) {
+  TLumRotObj R(nullptr);
+  SphereProfile(R);
+  R.Init();
+  for (int32_t j = 0; j <= 24; ++j) {
+    ExpectVec(test::Vertex(R, j), 0, 0, -1);
+    // The pole's normal comes from the faces around it, not from a collapsed row.
+    ExpectVec(R.Points()->GetVector(j, 1), 0, 0, -1);
+    ExpectVec(R.Points()->GetVector(12 * 25 + j, 1), 0, 0, 1);
+  }
+}
+
+TEST(RotObjTest, FullTurnOfAClimbingProfileIsClosedAndFacesOutward) {
+  TLumRotObj R(nullptr);
+  SphereProfile(R);
+  R.Init();
+  EXPECT_EQ(R.ConnectMode(), cmConnectX);
+  EXPECT_EQ(test::OpenEdgeCount(R), 0);
+  EXPECT_EQ(test::NormalsAgainstWinding(R), 0);
+  EXPECT_NEAR(test::SignedVolume(R), 4.0 / 3 * Pi, 0.2);
+  // The seam's normals wrap around; every normal is radial.
+  double Worst = 1;
+  for (int32_t i = 0; i < R.Points()->Count(); ++i)
+    Worst = std::min(Worst, test::Dot(test::Vertex(R, i), R.Points()->GetVector(i, 1)));
+  EXPECT_GT(Worst, 0.999);
+  // Smoothing welds the seam and the poles (every vertex carries the flags). The first
+  // pole only touches the collapsed first triangle of each quad, so it is left with a
+  // zero normal.
+  R.CalcNormals();
+  Worst = 1;
+  for (int32_t i = 25; i < R.Points()->Count(); ++i)
+    Worst = std::min(Worst, test::Dot(test::Vertex(R, i), R.Points()->GetVector(i, 1)));
+  EXPECT_GT(Worst, 0.99);
+}
+
+TEST(RotObjTest, ClosedProfileWrapsAlongTheCurve) {
+  TLumRotObj R(nullptr);
+  // A torus: a circle of radius 0.25 around x = 1, traced once.
+  R.OnCalcZ = [](const TLumMathVector&, double V) {
+    return TLumMathVector{1 + 0.25 * std::cos(2 * Pi * V), 0, 0.25 * std::sin(2 * Pi * V)};
+  };
+  R.SetStacks(16);
+  R.SetSlices(24);
+  R.Init();
+  EXPECT_EQ(R.ConnectMode(), cmConnectBoth);
+  EXPECT_EQ(test::OpenEdgeCount(R), 0);
+  EXPECT_GT(test::SignedVolume(R), 0);
+  ExpectVec(R.Points()->GetVector(0, 1), 0, 1, 0);  // outer equator at +Y
+}
+
+}  // namespace
+}  // namespace lumox
