@@ -1,0 +1,638 @@
+// Tests of the LUMGL exchange format: exact bytes of small documents, round trips of
+// scenes under every writer option, value conversions, progress and failing files.
+#include "lumox/exchange/lumexchange.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <clocale>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "lumox/package/lumversion.h"
+#include "lumox/scene/lumobj.h"
+
+namespace lumox {
+namespace {
+
+namespace fs = std::filesystem;
+
+const char* const ThingModeStr[3] = {"tmA", "tmB", "tmC"};
+
+// A render class that writes and reads one value of every kind the exchange offers.
+class TTestThing : public TLumRender {
+ public:
+  explicit TTestThing(TComponent* AOwner) : TLumRender(AOwner) {}
+  const char* ClassName() const override { return "TTestThing"; }
+  int32_t Count = 7;
+  double Size = 1.5;
+  float Weight = 2.0f;
+  std::string Label = "x";
+  int Mode = 0;
+  uint32_t Flags = 0;
+  TLumMathVector Pos{0, 0, 0};
+  TLumMathVector Dir{0, 0, 1};
+  TComponent* Link = nullptr;
+  std::string LinkName;  // what loading found for Link
+  bool FailOnWrite = false;
+
+  void WriteValues(TLumExchange* X) override {
+    if (FailOnWrite) throw Exception("write refused");
+    TLumRender::WriteValues(X);
+    X->addtag("Count", Count, 7);
+    X->addtag("Size", Size, 1.5);
+    X->addtag("Weight", static_cast<double>(Weight), 2.0);
+    X->addtag("Label", Label, std::string("x"));
+    X->addtag("Mode", Mode, ThingModeStr, 2);
+    X->addsettag("Flags", Flags, ThingModeStr, 2);
+    X->addtag("Pos", Pos, ZEROVEC);
+    X->addtag("Dir", Dir, TLumMathVector{0, 0, 1});
+    X->addtag("Link", Link, nullptr);
+  }
+  void ReadValues(TLumExchange* X) override {
+    TLumRender::ReadValues(X);
+    X->getvalue("Count", Count);
+    X->getvalue("Size", Size);
+    X->getvalue("Weight", Weight);
+    X->getvalue("Label", Label);
+    Mode = X->getenums("Mode", ThingModeStr, 2);
+    X->getsetvalue("Flags", Flags, ThingModeStr, 2);
+    X->getvalue("Pos", Pos);
+    X->getvalue("Dir", Dir);
+    X->getvalue("Link", LinkName);
+    if (LinkName == "nil") LinkName.clear();
+  }
+};
+
+void RegisterTestClasses() {
+  static bool Done = false;
+  if (Done) return;
+  Done = true;
+  RegisterRenderClass<TTestThing>();
+  if (!GetRenderClass("TLumObject")) RegisterRenderClass<TLumObject>();
+}
+
+std::string ReadFile(const fs::path& P) {
+  std::ifstream In(P, std::ios::binary);
+  std::stringstream S;
+  S << In.rdbuf();
+  return S.str();
+}
+
+void WriteFile(const fs::path& P, const std::string& Text) {
+  std::ofstream(P, std::ios::binary) << Text;
+}
+
+class ExchangeTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    RegisterTestClasses();
+    const auto* Info = ::testing::UnitTest::GetInstance()->current_test_info();
+    std::string Name =
+        std::string("lumox_exchange_") + Info->test_suite_name() + "_" + Info->name();
+    std::replace(Name.begin(), Name.end(), '/', '_');
+    Dir = fs::temp_directory_path() / Name;
+    fs::remove_all(Dir);
+    fs::create_directories(Dir);
+  }
+  void TearDown() override { fs::remove_all(Dir); }
+  fs::path Dir;
+};
+
+// --- the writer's bytes ----------------------------------------------------------------
+
+TEST(ExchangeWriterTest, AttributesAfterChildrenEmptyElementsAndText) {
+  TLumExchange X(nullptr);
+  X.SetNoDefaultValues(true);
+  X.StartTag("A");
+  X.addtag("n", 1, 1);  // default: left out
+  X.StartTag("B");
+  X.EndTag();  // empty: removed, and no child of A
+  X.StartTag("C");
+  X.addtag("f", 0.1, 0.0);
+  X.addtag("e", 2, ThingModeStr, 2);
+  X.addtag("z", 0, ThingModeStr, 2);  // ordinal 0: left out
+  X.EndTag();
+  X.addtag("k", 2, 0);  // an attribute after a child still goes into A's start tag
+  X.StartTag("T");
+  X.addvalue("abc");
+  X.EndTag();
+  X.EndTag();
+  EXPECT_EQ(X.Parser()->Stream(),
+            "<A k=\"2\">\r\n"
+            "  <C f=\"0.1\" e=\"tmC\"/>\r\n"
+            "  <T>\r\n"
+            "  abc  </T>\r\n"
+            "</A>\r\n");
+  EXPECT_EQ(X.GetDepth(), 0);
+  EXPECT_EQ(X.GetAktTag()->Depth, -1);
+}
+
+TEST(ExchangeWriterTest, ParamNewLineAndAllValuesWithoutDefaultOmission) {
+  TLumExchange X(nullptr);
+  X.SetParamNewLine(true);
+  X.StartTag("P");
+  X.addtag("a", 1, 1);
+  X.addtag("b", true, true);
+  X.addtag("c", std::string(), std::string());
+  X.addtag("r", static_cast<TComponent*>(nullptr), nullptr);
+  X.addsettag("s", 0, ThingModeStr, 2);
+  X.StartTag("E");
+  X.EndTag();
+  X.EndTag();
+  EXPECT_EQ(X.Parser()->Stream(),
+            "<P a=\"1\"\r\n b=\"true\"\r\n c=\"\"\r\n r=\"nil\"\r\n s=\"\">\r\n"
+            "  <E/>\r\n"
+            "</P>\r\n");
+}
+
+TEST(ExchangeWriterTest, FloatTextsAndDefaultsCompareByWrittenText) {
+  TLumExchange X(nullptr);
+  EXPECT_EQ(X.toStr(0.1f), "0.1");  // shortest text that gives the Single back
+  EXPECT_EQ(X.toStr(0.1), "0.1");
+  EXPECT_EQ(X.toStr(static_cast<double>(0.1f)), "0.10000000149011612");
+  EXPECT_EQ(X.toStr(1e20), "1e+20");
+  EXPECT_EQ(X.toStr(TLumMathVector{1, -2.5, 0}), "1,-2.5,0");
+  X.SetDecimals(3);
+  EXPECT_EQ(X.toStr(3.14159), "3.14");
+  EXPECT_EQ(X.toStr(1234.5), "1.23e+03");
+  X.SetNoDefaultValues(true);
+  X.StartTag("F");
+  X.addtag("same", 1.0004, 1.0);  // written as "1", like its default: left out
+  X.addtag("differs", 1.01, 1.0);
+  X.addtag("v", TLumMathVector{0.0001, 0, 0}, ZEROVEC);  // "0.0001,0,0"
+  X.EndTag();
+  EXPECT_EQ(X.Parser()->Stream(), "<F differs=\"1.01\" v=\"0.0001,0,0\"/>\r\n");
+}
+
+// --- reader services --------------------------------------------------------------------
+
+TEST(ExchangeReaderTest, ConversionsOfAttributeTexts) {
+  TLumExchange X(nullptr);
+  bool B = true;
+  X.Strto("True", B);  // only exactly "true" or "false"
+  EXPECT_TRUE(B);
+  X.Strto("false", B);
+  EXPECT_FALSE(B);
+  int32_t I = 5;
+  X.Strto("", I);
+  EXPECT_EQ(I, 5);
+  X.Strto("-42", I);
+  EXPECT_EQ(I, -42);
+  EXPECT_THROW(X.Strto("12x", I), EConvertError);
+  EXPECT_THROW(X.Strto("99999999999", I), EConvertError);
+  std::string S = "keep";
+  X.Strto("", S);  // an empty text cannot replace a string
+  EXPECT_EQ(S, "keep");
+  double D = 0;
+  X.Strto("2.5e-3", D);
+  EXPECT_EQ(D, 2.5e-3);
+  EXPECT_THROW(X.Strto("1,5", D), EConvertError);
+  TLumMathVector V{7, 8, 9};
+  X.Strto("1,,x", V);  // missing and bad parts keep their values
+  EXPECT_EQ(V.X, 1);
+  EXPECT_EQ(V.Y, 8);
+  EXPECT_EQ(V.Z, 9);
+  X.Strto("4,5", V);
+  EXPECT_EQ(V.Y, 5);
+  EXPECT_EQ(V.Z, 9);
+  EXPECT_EQ(X.getenumv("tmB", ThingModeStr, 2), 1);
+  EXPECT_EQ(X.getenumv("TMB", ThingModeStr, 2), 0);  // names match exactly; unknown gives 0
+  EXPECT_EQ(TLumExchange::int2hex(0xFF), "000000FF");
+  EXPECT_EQ(TLumExchange::int2hex(0xDEADBEEF), "DEADBEEF");
+  EXPECT_EQ(TLumExchange::hex2int("1aFz9"), 0x1AFu);
+  EXPECT_EQ(TLumExchange::hex2int(""), 0u);
+}
+
+TEST(ExchangeReaderTest, SideFileNames) {
+  TLumExchange X(nullptr);
+  X.SetFileName("C:\\data\\scene.xml");
+  EXPECT_EQ(X.GetAFilename("bmp"), "scene0.bmp");
+  EXPECT_EQ(X.GetAFilename("bmp"), "scene1.bmp");
+  X.SetFileName("/tmp/my.scene.xml");
+  EXPECT_EQ(X.GetAFilename("png"), "my2.png");
+  X.clear();
+  X.SetFileName("/tmp/noext");
+  EXPECT_EQ(X.GetAFilename("bmp"), "0.bmp");
+}
+
+// --- documents --------------------------------------------------------------------------
+
+TEST_F(ExchangeTest, SmallDocumentBytes) {
+  TComponent Form(nullptr);
+  auto* Root = new TLumNode(&Form);
+  auto* Box = new TLumObject(&Form);
+  Box->SetName("Box");
+  Box->Transformation()->Translation()->SetValues(1, 2.5f, -3);
+  Box->Color()->SetColor(0x0000FF);
+  Box->Color()->SetAlpha(0.5f);
+  Root->Add(Box);
+  TLumExchange X(nullptr);
+  X.SetNoDefaultValues(true);
+  X.SetFileDescription("demo");
+  X.SetFileName((Dir / "small.xml").string());
+  std::vector<double> Progress;
+  X.OnSProgress = [&](double P) { Progress.push_back(P); };
+  X.SavetoFile(Root);
+  EXPECT_EQ(ReadFile(Dir / "small.xml"),
+            "<LUMGL version=\"" LUMOX_VERSION_STRING
+            "\" program=\"Lumox 3D components\" description=\"demo\">\r\n"
+            "  <Objects>\r\n"
+            "    <Transformation>\r\n"
+            "      <Scale P=\"1,1,1\"/>\r\n"
+            "    </Transformation>\r\n"
+            "    <TLUMOBJECT name=\"Box\" ObjectName=\"Box\">\r\n"
+            "      <Transformation>\r\n"
+            "        <Translation P=\"1,2.5,-3\"/>\r\n"
+            "        <Scale P=\"1,1,1\"/>\r\n"
+            "      </Transformation>\r\n"
+            "      <Color Color=\"000000FF\" Alpha=\"0.5\"/>\r\n"
+            "    </TLUMOBJECT>\r\n"
+            "  </Objects>\r\n"
+            "</LUMGL>\r\n");
+  EXPECT_EQ(Progress, std::vector<double>{1.0});
+  EXPECT_EQ(X.State(), stReady);
+  EXPECT_TRUE(X.Parser()->Stream().empty());
+}
+
+TEST_F(ExchangeTest, SaveObjCollectsTopLevelObjectsUnderTheirClassNames) {
+  TComponent Form(nullptr);
+  auto* A = new TTestThing(&Form);
+  A->SetName("A");
+  auto* B = new TTestThing(&Form);
+  B->SetName("B");
+  B->Count = 9;
+  TLumExchange X(nullptr);
+  X.SetNoDefaultValues(true);
+  X.SetFileName((Dir / "objs.xml").string());
+  X.SaveObj(A);
+  X.SaveObj(B);
+  EXPECT_EQ(X.State(), stSaveObj);
+  X.SavetoFile(nullptr);
+  std::string Text = ReadFile(Dir / "objs.xml");
+  EXPECT_NE(Text.find("  <Objects>\r\n    <TTestThing name=\"A\">\r\n"), std::string::npos);
+  EXPECT_NE(Text.find("    <TTestThing name=\"B\" Count=\"9\">\r\n"), std::string::npos);
+
+  TLumNode Target(nullptr);
+  X.LoadfromFile(&Target);
+  ASSERT_EQ(Target.GetCount(), 2);
+  EXPECT_EQ(Target.GetItems(1)->Name(), "B");
+  EXPECT_EQ(dynamic_cast<TTestThing*>(Target.GetItems(1))->Count, 9);
+}
+
+TEST_F(ExchangeTest, EmptyFileNameSavesNothing) {
+  TLumNode Root(nullptr);
+  TLumExchange X(nullptr);
+  X.SavetoFile(&Root);
+  X.SaveObj(&Root);
+  EXPECT_EQ(X.State(), stReady);
+  EXPECT_TRUE(X.Parser()->Stream().empty());
+}
+
+// --- round trips ----------------------------------------------------------------------------
+
+struct TOptions {
+  bool NoDefaults;
+  bool NewLine;
+  int Decimals;
+};
+
+class RoundTripTest : public ExchangeTest, public ::testing::WithParamInterface<TOptions> {};
+
+void SetTransform(TLumRender* R, bool Awkward) {
+  TLumTransformation* T = R->Transformation();
+  T->SetOrder(toScaTraRot);
+  T->Rotation()->SetValues(30, Awkward ? 45.123f : 45.5f, 300);
+  T->Rotation()->SetOrder(roZYX);
+  T->Scale()->SetValues(2, 0, Awkward ? 1.0f / 3 : -0.25f);
+  T->Translation()->SetValues(Awkward ? 0.1f : 0.5f, -7, 1e-3f);
+}
+
+void ExpectSameBase(TLumRender* A, TLumRender* B) {
+  SCOPED_TRACE(A->Name());
+  EXPECT_STREQ(A->ClassName(), B->ClassName());
+  EXPECT_EQ(A->Name(), B->Name());
+  EXPECT_EQ(A->Enabled(), B->Enabled());
+  EXPECT_EQ(A->Cached(), B->Cached());
+  TLumTransformation* S = A->Transformation();
+  TLumTransformation* T = B->Transformation();
+  EXPECT_EQ(S->Order(), T->Order());
+  EXPECT_EQ(S->Rotation()->Order(), T->Rotation()->Order());
+  for (auto [U, V] : {std::pair<TLumVector*, TLumVector*>{S->Rotation(), T->Rotation()},
+                      {S->Scale(), T->Scale()},
+                      {S->Translation(), T->Translation()}}) {
+    EXPECT_EQ(U->X(), V->X());
+    EXPECT_EQ(U->Y(), V->Y());
+    EXPECT_EQ(U->Z(), V->Z());
+  }
+}
+
+void ExpectSameTree(TLumNode* A, TLumNode* B) {
+  ASSERT_EQ(A->GetCount(), B->GetCount());
+  for (int I = 0; I < A->GetCount(); ++I) {
+    TLumRender* S = A->GetItems(I);
+    TLumRender* T = B->GetItems(I);
+    ExpectSameBase(S, T);
+    if (auto* SN = dynamic_cast<TLumNode*>(S)) ExpectSameTree(SN, dynamic_cast<TLumNode*>(T));
+    if (auto* SO = dynamic_cast<TLumObject*>(S)) {
+      auto* TO = dynamic_cast<TLumObject*>(T);
+      EXPECT_EQ(SO->ObjectID(), TO->ObjectID());
+      EXPECT_EQ(SO->ObjectName(), TO->ObjectName());
+      EXPECT_EQ(SO->Color()->Color(), TO->Color()->Color());
+      EXPECT_EQ(SO->Color()->Alpha(), TO->Color()->Alpha());
+    }
+    if (auto* ST = dynamic_cast<TTestThing*>(S)) {
+      auto* TT = dynamic_cast<TTestThing*>(T);
+      EXPECT_EQ(ST->Count, TT->Count);
+      EXPECT_EQ(ST->Size, TT->Size);
+      EXPECT_EQ(ST->Weight, TT->Weight);
+      EXPECT_EQ(ST->Label, TT->Label);
+      EXPECT_EQ(ST->Mode, TT->Mode);
+      EXPECT_EQ(ST->Flags, TT->Flags);
+      EXPECT_EQ(ST->Pos.X, TT->Pos.X);
+      EXPECT_EQ(ST->Pos.Y, TT->Pos.Y);
+      EXPECT_EQ(ST->Pos.Z, TT->Pos.Z);
+      EXPECT_EQ(ST->Dir.Z, TT->Dir.Z);
+      EXPECT_EQ(ST->Link ? ST->Link->Name() : std::string(), TT->LinkName);
+    }
+  }
+}
+
+// Root: a thing with every value changed, a thing with none, an object, and a nested
+// node holding another thing and object.
+void BuildScene(TComponent* Form, TLumNode* Root, bool Awkward) {
+  auto* T1 = new TTestThing(Form);
+  T1->SetName("T1");
+  T1->SetEnabled(false);
+  T1->SetCached(true);
+  SetTransform(T1, Awkward);
+  T1->Count = -123456;
+  T1->Size = Awkward ? 1.0 / 3 : 0.125;
+  T1->Weight = Awkward ? 3.14159274f : 0.75f;
+  T1->Label = "a label, with blanks";
+  T1->Mode = 2;
+  T1->Flags = 0b101;
+  T1->Pos = Awkward ? TLumMathVector{1e-7, -2.0 / 3, 12345.678} : TLumMathVector{1, -2, 0.5};
+  T1->Dir = TLumMathVector{0, 0, -1};
+  auto* T2 = new TTestThing(Form);
+  T2->SetName("T2");
+  auto* O1 = new TLumObject(Form);
+  O1->SetName("O1");
+  O1->SetObjectID(77);
+  O1->SetObjectName("Pretty name");
+  O1->Color()->SetColor(0x123456);
+  O1->Color()->SetAlpha(Awkward ? 0.3f : 0.25f);
+  T1->Link = O1;
+  auto* Sub = new TLumNode(Form);
+  Sub->SetName("Sub");
+  SetTransform(Sub, Awkward);
+  auto* T3 = new TTestThing(Form);
+  T3->SetName("T3");
+  T3->Label = "y";
+  auto* O2 = new TLumObject(Form);
+  O2->SetName("O2");
+  Root->Add(T1);
+  Root->Add(T2);
+  Root->Add(O1);
+  Root->Add(Sub);
+  Sub->Add(T3);
+  Sub->Add(O2);
+}
+
+TEST_P(RoundTripTest, LoadGivesBackEveryValue) {
+  const TOptions O = GetParam();
+  TComponent Form(nullptr);
+  TLumNode Root(nullptr);
+  BuildScene(&Form, &Root, O.Decimals == 0);
+  TLumExchange X(nullptr);
+  X.SetNoDefaultValues(O.NoDefaults);
+  X.SetParamNewLine(O.NewLine);
+  X.SetDecimals(O.Decimals);
+  X.SetFileDescription("round trip");
+  X.SetFileName((Dir / "scene.xml").string());
+  std::vector<double> Saving;
+  X.OnSProgress = [&](double P) { Saving.push_back(P); };
+  X.SavetoFile(&Root);
+  // One step per item written; the nested node's own step goes past the leaf count.
+  EXPECT_EQ(Saving, (std::vector<double>{0.2, 0.4, 0.6, 0.8, 1.0, 1.0}));
+
+  TLumExchange Y(nullptr);
+  Y.SetFileName(X.FileName());
+  TLumNode Loaded(nullptr);
+  Y.LoadfromFile(&Loaded);
+  EXPECT_EQ(Y.FileDescription(), "round trip");
+  EXPECT_EQ(Y.State(), stReady);
+  ExpectSameTree(&Root, &Loaded);
+  EXPECT_TRUE(Loaded.GetItems(3)->Name() == "Sub");
+}
+
+INSTANTIATE_TEST_SUITE_P(Options, RoundTripTest,
+                         ::testing::Values(TOptions{false, false, 0}, TOptions{true, false, 0},
+                                           TOptions{true, true, 0}, TOptions{false, true, 3},
+                                           TOptions{true, false, 3}, TOptions{true, true, 9}),
+                         [](const auto& Info) {
+                           return std::string(Info.param.NoDefaults ? "NoDefaults" : "All") +
+                                  (Info.param.NewLine ? "NewLine" : "") + "Decimals" +
+                                  std::to_string(Info.param.Decimals);
+                         });
+
+TEST_F(ExchangeTest, AbsentEnumerationReadsAsTheFirstValue) {
+  WriteFile(Dir / "e.xml",
+            "<LUMGL><Objects><TTESTTHING name=\"T\" Count=\"3\"/></Objects></LUMGL>");
+  TLumNode Target(nullptr);
+  TLumExchange X(nullptr);
+  X.SetFileName((Dir / "e.xml").string());
+  X.LoadfromFile(&Target);
+  ASSERT_EQ(Target.GetCount(), 1);
+  auto* T = dynamic_cast<TTestThing*>(Target.GetItems(0));
+  EXPECT_EQ(T->Count, 3);
+  EXPECT_EQ(T->Mode, 0);
+  EXPECT_EQ(T->Label, "x");  // a missing attribute keeps the value
+}
+
+TEST_F(ExchangeTest, DecimalSeparatorIsAPointWhateverTheLocale) {
+  const char* Old = std::setlocale(LC_NUMERIC, nullptr);
+  std::string Saved = Old ? Old : "C";
+  if (!std::setlocale(LC_NUMERIC, "de_DE.UTF-8"))
+    FAIL() << "the locale de_DE.UTF-8 is missing: generate it (tools/bootstrap --test does)";
+  char Probe[16];
+  std::snprintf(Probe, sizeof Probe, "%.1f", 1.5);
+  EXPECT_STREQ(Probe, "1,5");  // the locale really is in force
+  TComponent Form(nullptr);
+  TLumNode Root(nullptr);
+  auto* T = new TTestThing(&Form);
+  T->Size = 1.25;
+  T->Pos = TLumMathVector{0.5, -1.5, 2};
+  Root.Add(T);
+  TLumExchange X(nullptr);
+  X.SetDecimals(3);
+  X.SetFileName((Dir / "de.xml").string());
+  X.SavetoFile(&Root);
+  std::string Text = ReadFile(Dir / "de.xml");
+  EXPECT_NE(Text.find("Size=\"1.25\""), std::string::npos);
+  EXPECT_NE(Text.find("Pos=\"0.5,-1.5,2\""), std::string::npos);
+  TLumNode Loaded(nullptr);
+  X.LoadfromFile(&Loaded);
+  std::setlocale(LC_NUMERIC, Saved.c_str());
+  ASSERT_EQ(Loaded.GetCount(), 1);
+  auto* L = dynamic_cast<TTestThing*>(Loaded.GetItems(0));
+  EXPECT_EQ(L->Size, 1.25);
+  EXPECT_EQ(L->Pos.Y, -1.5);
+}
+
+TEST_F(ExchangeTest, LoadingReportsCharacterProgress) {
+  TComponent Form(nullptr);
+  TLumNode Root(nullptr);
+  for (int I = 0; I < 40; ++I) Root.Add(new TTestThing(&Form));
+  TLumExchange X(nullptr);
+  X.SetFileName((Dir / "p.xml").string());
+  X.SavetoFile(&Root);
+  const double N = static_cast<double>(fs::file_size(Dir / "p.xml"));
+  std::vector<double> Loading;
+  X.OnSProgress = [&](double P) { Loading.push_back(P); };
+  TLumNode Loaded(nullptr);
+  X.LoadfromFile(&Loaded);
+  EXPECT_EQ(Loaded.GetCount(), 40);
+  ASSERT_EQ(Loading.size(), static_cast<size_t>(N / 2000) + 1);
+  EXPECT_DOUBLE_EQ(Loading.front(), 2000 / (N + 1));
+  EXPECT_DOUBLE_EQ(Loading.back(), N / (N + 1));
+}
+
+// --- failures ------------------------------------------------------------------------------
+
+TEST_F(ExchangeTest, MalformedIntegerNamesFileElementAndAttributeAndKeepsEarlierObjects) {
+  const fs::path P = Dir / "badint.xml";
+  WriteFile(P,
+            "<LUMGL><Objects>\r\n<TLUMOBJECT name=\"Good\" ObjectID=\"5\"/>\r\n"
+            "<TLUMOBJECT name=\"Bad\" ObjectID=\"12abc\"/>\r\n"
+            "<TLUMOBJECT name=\"Never\"/>\r\n</Objects></LUMGL>\r\n");
+  TLumNode Target(nullptr);
+  TLumExchange X(nullptr);
+  X.SetFileName(P.string());
+  try {
+    X.LoadfromFile(&Target);
+    FAIL() << "no error for a malformed integer";
+  } catch (const EConvertError& E) {
+    std::string M = E.what();
+    EXPECT_NE(M.find(P.string()), std::string::npos) << M;
+    EXPECT_NE(M.find("TLUMOBJECT"), std::string::npos) << M;
+    EXPECT_NE(M.find("ObjectID"), std::string::npos) << M;
+    EXPECT_NE(M.find("12abc"), std::string::npos) << M;
+  }
+  EXPECT_EQ(X.State(), stReady);
+  ASSERT_EQ(Target.GetCount(), 2);  // the bad one was created before its values failed
+  EXPECT_EQ(dynamic_cast<TLumObject*>(Target.GetItems(0))->ObjectID(), 5);
+  // The exchange is usable again: a good file loads after the failure.
+  WriteFile(P, "<LUMGL><Objects><TLUMOBJECT name=\"Next\" ObjectID=\"1\"/></Objects></LUMGL>");
+  X.LoadfromFile(&Target);
+  EXPECT_EQ(Target.GetCount(), 3);
+}
+
+TEST_F(ExchangeTest, MissingFileThrowsWithItsName) {
+  TLumNode Target(nullptr);
+  TLumExchange X(nullptr);
+  X.SetFileName((Dir / "nothere.xml").string());
+  try {
+    X.LoadfromFile(&Target);
+    FAIL() << "no error for a missing file";
+  } catch (const Exception& E) {
+    EXPECT_NE(std::string(E.what()).find("nothere.xml"), std::string::npos) << E.what();
+  }
+  EXPECT_EQ(X.State(), stReady);
+}
+
+TEST_F(ExchangeTest, FailedSaveKeepsTheOldFileAndLeavesNoTemporary) {
+  TComponent Form(nullptr);
+  TLumNode Root(nullptr);
+  auto* T = new TTestThing(&Form);
+  Root.Add(T);
+  const fs::path P = Dir / "keep.xml";
+  WriteFile(P, "old contents");
+  TLumExchange X(nullptr);
+  X.SetFileName(P.string());
+  T->FailOnWrite = true;
+  EXPECT_THROW(X.SavetoFile(&Root), Exception);
+  EXPECT_EQ(ReadFile(P), "old contents");
+  EXPECT_EQ(X.State(), stReady);
+  // A directory that does not exist cannot take the file either.
+  TLumExchange Y(nullptr);
+  Y.SetFileName((Dir / "no" / "such.xml").string());
+  EXPECT_THROW(Y.SavetoFile(&Root), Exception);
+  T->FailOnWrite = false;
+  X.SavetoFile(&Root);
+  EXPECT_NE(ReadFile(P).find("<TTESTTHING"), std::string::npos);
+  EXPECT_EQ(std::distance(fs::directory_iterator(Dir), fs::directory_iterator()), 1);
+}
+
+TEST_F(ExchangeTest, TruncatedAndUnbalancedFilesLoadWhatTheyCan) {
+  TComponent Form(nullptr);
+  TLumNode Root(nullptr);
+  BuildScene(&Form, &Root, true);
+  TLumExchange X(nullptr);
+  X.SetFileName((Dir / "full.xml").string());
+  X.SavetoFile(&Root);
+  const std::string Full = ReadFile(Dir / "full.xml");
+  const fs::path Cut = Dir / "cut.xml";
+  X.SetFileName(Cut.string());
+  int Previous = 0;
+  for (size_t Len = 0; Len <= Full.size(); Len += 7) {
+    WriteFile(Cut, Full.substr(0, Len));
+    TLumNode Target(nullptr);
+    EXPECT_NO_THROW(X.LoadfromFile(&Target)) << Len;
+    EXPECT_GE(Target.GetCount(), Previous);  // a longer prefix never loads less
+    EXPECT_LE(Target.GetCount(), Root.GetCount());
+    Previous = Target.GetCount();
+  }
+  // Stray end tags close whatever is open; the rest goes to the target.
+  WriteFile(Cut,
+            "</x></y><LUMGL><Objects><TLUMNODE name=\"N\"></zz><TTESTTHING name=\"T\"/>"
+            "</Objects></LUMGL></LUMGL>");
+  TLumNode Target(nullptr);
+  X.LoadfromFile(&Target);
+  ASSERT_EQ(Target.GetCount(), 2);
+  EXPECT_EQ(Target.GetItems(0)->Name(), "N");
+  EXPECT_EQ(dynamic_cast<TLumNode*>(Target.GetItems(0))->GetCount(), 0);
+}
+
+// --- sample files ----------------------------------------------------------------------------
+
+std::vector<std::string> SceneFiles(const char* Kind) {
+  std::vector<std::string> Files;
+  fs::path D = fs::path(LUMOX_TEST_DATA) / "scenes" / Kind;
+  if (fs::exists(D))
+    for (const auto& E : fs::directory_iterator(D)) Files.push_back(E.path().string());
+  std::sort(Files.begin(), Files.end());
+  return Files;
+}
+
+TEST(SceneFileTest, GoodScenesLoadAndBadScenesFailCleanly) {
+  RegisterTestClasses();
+  auto Good = SceneFiles("good");
+  auto Bad = SceneFiles("bad");
+  ASSERT_FALSE(Good.empty());
+  ASSERT_FALSE(Bad.empty());
+  for (const auto& F : Good) {
+    TLumNode Target(nullptr);
+    TLumExchange X(nullptr);
+    X.SetFileName(F);
+    EXPECT_NO_THROW(X.LoadfromFile(&Target)) << F;
+    EXPECT_GT(Target.GetCount(), 0) << F;
+  }
+  for (const auto& F : Bad) {
+    TLumNode Target(nullptr);
+    TLumExchange X(nullptr);
+    X.SetFileName(F);
+    try {
+      X.LoadfromFile(&Target);
+      ADD_FAILURE() << "no error for " << F;
+    } catch (const Exception& E) {
+      EXPECT_NE(std::string(E.what()).find(fs::path(F).filename().string()), std::string::npos)
+          << E.what();
+    }
+  }
+}
+
+}  // namespace
+}  // namespace lumox
