@@ -57,10 +57,11 @@ void TLumPrimitiveObj::SetTextureFlags(TLumTextureFlags* Value) {
 
 void TLumPrimitiveObj::Notification(TComponent* AComponent, TOperation Operation) {
   TLumObject::Notification(AComponent, Operation);
-  if (Operation == opRemove && AComponent && AComponent == FTexture) {
-    FTexture = nullptr;
-    for (auto* P : FPrimitives) P->SetTexture(nullptr);
-  }
+  if (Operation != opRemove || !AComponent) return;
+  if (AComponent == FTexture) FTexture = nullptr;
+  // Lists may carry textures of their own (extruded walls, or set directly).
+  for (auto* P : FPrimitives)
+    if (P->Texture() == AComponent) P->SetTexture(nullptr);
 }
 
 // --- building -------------------------------------------------------------------------
@@ -655,6 +656,7 @@ void TLumPrimitiveObj::ExtrudePrimitiveObj(double Depth, int32_t Steps, bool Clo
       for (int32_t v : {Layer[s - 1][E.A], Layer[s - 1][E.B], Layer[s][E.B], Layer[s][E.A]})
         Wall->AddIndex(static_cast<uint32_t>(v));
     if (UseTexture) {
+      if (Texture) Texture->FreeNotification(this);
       Wall->SetTexture(Texture);
       Wall->SetTextured(true);
     }

@@ -11,6 +11,7 @@
 
 #include "lumox/geometry/lumgeom.h"
 #include "lumox/host/graphics.h"
+#include "lumox/scene/lumtex.h"
 #include "support/glfixture.h"
 
 namespace lumox {
@@ -356,6 +357,44 @@ TEST_F(PrimitiveObjGLTest, LitFrontIsBrightAndInvertedMeshIsDark) {
   EXPECT_LT(Centre(), 20);
   EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
   EXPECT_FALSE(glIsEnabled(GL_VERTEX_ARRAY));
+}
+
+TEST_F(PrimitiveObjGLTest, EachListBindsItsOwnTexture) {
+  TComponent Form(nullptr);
+  auto MakeTexture = [&](uint32_t Colour) {
+    auto* T = new TLumTexture(&Form);
+    TBitmap B(2, 2);
+    B.Fill(Colour);
+    T->SetBitmap(&B);
+    return T;
+  };
+  TLumTexture* Red = MakeTexture(0x0000FF);
+  TLumTexture* Blue = MakeTexture(0xFF0000);
+  auto* R = new TLumRectangle(&Form);
+  R->SetWidth(2);
+  R->SetHeight(2);
+  R->SetDetY(2);
+  R->SetTextured(true);
+  R->SetTexture(Red);
+  R->Init();
+  R->GetPrimitive(1)->SetTexture(Blue);  // the upper band on screen
+  R->Transformation()->Rotation()->SetX(90);
+  glTranslated(0, 1, 0);
+  RecordingView V;
+  glClearColor(0, 0, 0, 1);
+  glClear(GL_COLOR_BUFFER_BIT);
+  R->Render(&V);
+  glFinish();
+  uint8_t Low[4], High[4];
+  glReadPixels(32, 16, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, Low);
+  glReadPixels(32, 48, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, High);
+  EXPECT_GT(Low[0], 200);
+  EXPECT_LT(Low[2], 50);
+  EXPECT_LT(High[0], 50);
+  EXPECT_GT(High[2], 200);
+  delete Red;  // the mesh and its lists forget a texture that dies
+  EXPECT_EQ(R->Texture(), nullptr);
+  EXPECT_EQ(R->GetPrimitive(0)->Texture(), nullptr);
 }
 
 }  // namespace
