@@ -2,12 +2,30 @@
 // order does not depend on the order in which the linker runs static initialisers.
 #include "lumox/package/lumregister.h"
 
+#include "lumox/geometry/lumfuncobj.h"
+#include "lumox/geometry/lumgeom.h"
+#include "lumox/geometry/lumrotobj.h"
+#include "lumox/geometry/lumshape.h"
+#include "lumox/scene/lumattr.h"
+#include "lumox/scene/lumclip.h"
+#include "lumox/scene/lumlight.h"
+#include "lumox/scene/lummat.h"
 #include "lumox/scene/lumobj.h"
+#include "lumox/scene/lumtex.h"
 
 namespace lumox::detail {
 
 void RegisterUnitClasses() {
   RegisterLumobjClasses();
+  RegisterLummatClasses();
+  RegisterLumattrClasses();
+  RegisterLumlightClasses();
+  RegisterLumtexClasses();
+  RegisterLumclipClasses();
+  RegisterLumgeomClasses();
+  RegisterLumshapeClasses();
+  RegisterLumfuncobjClasses();
+  RegisterLumrotobjClasses();
 }
 
 }  // namespace lumox::detail
