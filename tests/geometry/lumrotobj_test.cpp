@@ -6,7 +6,9 @@
 
 #include <cmath>
 
+#include "lumox/geometry/lumfuncobj.h"
 #include "support/meshcheck.h"
+#include "support/scenefile.h"
 
 namespace lumox {
 namespace {
@@ -112,6 +114,38 @@ TEST(RotObjTest, ClosedProfileWrapsAlongTheCurve) {
   EXPECT_EQ(test::OpenEdgeCount(R), 0);
   EXPECT_GT(test::SignedVolume(R), 0);
   ExpectVec(R.Points()->GetVector(0, 1), 0, 1, 0);  // outer equator at +Y
+}
+
+TEST(RotObjExchangeTest, AnglesAndOverDrawRoundTripByName) {
+  if (!GetRenderClass("TLumRotObj")) RegisterLumrotobjClasses();
+  if (!GetRenderClass("TLumFuncObj")) RegisterLumfuncobjClasses();
+  EXPECT_THROW(RegisterLumrotobjClasses(), Exception);
+  test::TempDir Dir;
+  TComponent Form(nullptr);
+  for (bool NoDefaults : {false, true}) {
+    auto* R = new TLumRotObj(&Form);
+    R->SetRotStartAngle(90);
+    R->SetRotSweepAngle(0);
+    R->SetFuncStartAngle(12.5f);
+    R->SetFuncSweepAngle(180);
+    R->SetOverDraw(3);
+    test::SaveComponent(R, Dir.File("rot.xml"), NoDefaults);
+    const std::string Text = test::ReadText(Dir.File("rot.xml"));
+    EXPECT_NE(Text.find("overdraw=\"3\""), std::string::npos) << Text;
+    auto* L = test::LoadComponent<TLumRotObj>(&Form, Dir.File("rot.xml"));
+    ASSERT_NE(L, nullptr) << Text;
+    EXPECT_EQ(L->RotStartAngle(), 90.0f);
+    EXPECT_EQ(L->RotSweepAngle(), 0.0f);
+    EXPECT_EQ(L->FuncStartAngle(), 12.5f);
+    EXPECT_EQ(L->FuncSweepAngle(), 180.0f);
+    EXPECT_EQ(L->OverDraw(), 3);
+  }
+  auto* F = new TLumFuncObj(&Form);
+  F->SetOverDraw(2);
+  test::SaveComponent(F, Dir.File("func.xml"));
+  auto* LF = test::LoadComponent<TLumFuncObj>(&Form, Dir.File("func.xml"));
+  ASSERT_NE(LF, nullptr);
+  EXPECT_EQ(LF->OverDraw(), 2);
 }
 
 }  // namespace

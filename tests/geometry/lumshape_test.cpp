@@ -10,7 +10,11 @@
 #include <memory>
 #include <string>
 
+#include "lumox/host/graphics.h"
+#include "lumox/view/lumview.h"
+#include "support/glfixture.h"
 #include "support/meshcheck.h"
+#include "support/scenefile.h"
 
 namespace lumox {
 namespace {
@@ -455,6 +459,199 @@ TEST_F(ShapeTextureTest, TorusDiscAndBoxAddTheShifts) {
   EXPECT_EQ(P.X, 0.5);
   EXPECT_EQ(P.Y, 0.0);
   EXPECT_EQ(P.Z, 1.0);
+}
+
+// --- registration and exchange ----------------------------------------------------
+
+void EnsureRegistered() {
+  if (!GetRenderClass("TLumSphere")) RegisterLumshapeClasses();
+}
+
+TEST(ShapeRegistryTest, FiveClassesInOrderCreatedByName) {
+  EnsureRegistered();
+  std::vector<TLumRenderClass> List;
+  GetRenderClassList(List);
+  size_t First = 0;
+  while (First < List.size() && List[First].Name != "TLumSphere") ++First;
+  ASSERT_LE(First + 5, List.size());
+  const char* Names[5] = {"TLumSphere", "TLumCylinder", "TLumDisc", "TLumTorus", "TLumBox"};
+  TComponent Owner(nullptr);
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(List[First + i].Name, Names[i]);
+    TComponent* C = GetRenderClass(UpperCase(Names[i]))->Create(&Owner);
+    EXPECT_STREQ(C->ClassName(), Names[i]);
+  }
+  EXPECT_THROW(RegisterLumshapeClasses(), Exception);
+}
+
+class ShapeExchangeTest : public ::testing::TestWithParam<bool> {
+ protected:
+  void SetUp() override { EnsureRegistered(); }
+  // Saves Source (with or without default values) and loads it back as a T.
+  template <typename T>
+  T* RoundTrip(T* Source) {
+    const std::string File = Dir.File("shape.xml");
+    test::SaveComponent(Source, File, GetParam());
+    T* Loaded = test::LoadComponent<T>(&Form, File);
+    EXPECT_NE(Loaded, nullptr) << test::ReadText(File);
+    return Loaded;
+  }
+  test::TempDir Dir;
+  TComponent Form{nullptr};
+};
+
+TEST_P(ShapeExchangeTest, SphereKeepsAnOddRegularGrid) {
+  auto* S = new TLumSphere(&Form);
+  S->SetMode(smRegular);
+  S->SetStacks(7);
+  S->SetRadius(2.5);
+  S->TextureFlags()->SetScaleX(3);
+  TLumSphere* L = RoundTrip(S);
+  ASSERT_NE(L, nullptr);
+  EXPECT_EQ(L->Mode(), smRegular);
+  EXPECT_EQ(L->Slices(), 12);
+  EXPECT_EQ(L->Stacks(), 7);
+  EXPECT_EQ(L->Radius(), 2.5);
+  EXPECT_EQ(L->TextureFlags()->ScaleX(), 3.0);
+}
+
+TEST_P(ShapeExchangeTest, CylinderDiscAndTorus) {
+  auto* C = new TLumCylinder(&Form);
+  C->SetBaseRadius(2);
+  C->SetTopRadius(0);
+  C->SetHeight(0);
+  C->SetClosed(true);
+  C->SetSlices(7);
+  C->SetStacks(3);
+  TLumCylinder* LC = RoundTrip(C);
+  ASSERT_NE(LC, nullptr);
+  EXPECT_EQ(LC->BaseRadius(), 2.0);
+  EXPECT_EQ(LC->TopRadius(), 0.0);
+  EXPECT_EQ(LC->Height(), 0.0);
+  EXPECT_TRUE(LC->Closed());
+  EXPECT_EQ(LC->Slices(), 7);
+  EXPECT_EQ(LC->Stacks(), 3);
+
+  auto* D = new TLumDisc(&Form);
+  D->SetOuterRadius(3);
+  D->SetInnerRadius(0.5);
+  D->SetStartAngle(30.25);
+  D->SetSweepAngle(0);
+  D->SetSlices(5);
+  D->SetStacks(4);
+  TLumDisc* LD = RoundTrip(D);
+  ASSERT_NE(LD, nullptr);
+  EXPECT_EQ(LD->OuterRadius(), 3.0);
+  EXPECT_EQ(LD->InnerRadius(), 0.5);
+  EXPECT_EQ(LD->StartAngle(), 30.25);
+  EXPECT_EQ(LD->SweepAngle(), 0.0);
+  EXPECT_EQ(LD->Slices(), 5);
+  EXPECT_EQ(LD->Stacks(), 4);
+
+  auto* T = new TLumTorus(&Form);
+  T->SetRadius(0);
+  T->SetThickness(0.35);
+  T->SetSlices(12);
+  T->SetStacks(6);
+  TLumTorus* LT = RoundTrip(T);
+  ASSERT_NE(LT, nullptr);
+  EXPECT_EQ(LT->Radius(), 0.0);
+  EXPECT_EQ(LT->Thickness(), 0.35);
+  EXPECT_EQ(LT->Slices(), 12);
+  EXPECT_EQ(LT->Stacks(), 6);
+}
+
+TEST_P(ShapeExchangeTest, BoxFacesAndDetails) {
+  auto* B = new TLumBox(&Form);
+  B->SetWidth(2.5f);
+  B->SetHeight(0);
+  B->SetDepth(0.1f);
+  B->SetFaces({bfFront, bfTop});
+  B->SetDetail(0, 2);
+  B->SetDetail(1, 3);
+  B->SetDetail(2, 4);
+  TLumBox* L = RoundTrip(B);
+  ASSERT_NE(L, nullptr);
+  EXPECT_EQ(L->Width(), 2.5f);
+  EXPECT_EQ(L->Height(), 0.0f);
+  EXPECT_EQ(L->Depth(), 0.1f);
+  EXPECT_EQ(L->Faces(), (TBoxFaces{bfFront, bfTop}));
+  EXPECT_EQ(L->DetailX(), 2);
+  EXPECT_EQ(L->DetailY(), 3);
+  EXPECT_EQ(L->DetailZ(), 4);
+}
+
+INSTANTIATE_TEST_SUITE_P(DefaultsWrittenOrLeftOut, ShapeExchangeTest, ::testing::Bool());
+
+TEST(ShapeExchangeFileTest, AttributesCarryThePropertyNames) {
+  EnsureRegistered();
+  test::TempDir Dir;
+  TComponent Form(nullptr);
+  auto* S = new TLumSphere(&Form);
+  S->SetMode(smRegular);
+  test::SaveComponent(S, Dir.File("s.xml"));
+  const std::string Text = test::ReadText(Dir.File("s.xml"));
+  EXPECT_NE(Text.find("Mode=\"smRegular\""), std::string::npos) << Text;
+  EXPECT_NE(Text.find("Slices=\"12\""), std::string::npos) << Text;
+  auto* B = new TLumBox(&Form);
+  B->SetFaces({bfLeft, bfFront});
+  test::SaveComponent(B, Dir.File("b.xml"));
+  EXPECT_NE(test::ReadText(Dir.File("b.xml")).find("Faces=\"bfFront,bfLeft\""), std::string::npos);
+}
+
+// --- lit pixels -----------------------------------------------------------------------
+
+class ShapeViewTest : public test::ViewTest {
+ protected:
+  // The red channel at (X, Y) of a frame in which Obj is lit by the default light at the
+  // viewer with back faces culled: bright only where the faces turned to the viewer wind
+  // counter-clockwise and their normals point at the viewer.
+  int Lit(TLumPrimitiveObj* Obj, int X, int Y) {
+    View->OnRender = [Obj](TLumView* V) {
+      glEnable(GL_LIGHTING);
+      glEnable(GL_LIGHT0);
+      glEnable(GL_CULL_FACE);
+      glCullFace(GL_BACK);
+      Obj->Render(V);
+    };
+    const TBitmap B = Snapshot();
+    return static_cast<int>(B.GetPixel(X, Y) & 0xFF);
+  }
+};
+
+TEST_F(ShapeViewTest, LitShapesFaceTheViewer) {
+  // At distance 2 the 80 x 60 view spans about +-1.1 in x and +-0.83 in y: 36 pixels a unit.
+  auto* S = new TLumSphere(&Form);
+  S->SetRadius(0.5);
+  EXPECT_GT(Lit(S, 40, 30), 180);
+  EXPECT_LT(Lit(S, 40, 5), 10);  // background above it
+  S->SetMode(smRegular);
+  EXPECT_GT(Lit(S, 40, 30), 180);
+
+  auto* T = new TLumTorus(&Form);
+  T->SetRadius(0.5);
+  T->SetThickness(0.15);
+  T->SetSlices(32);
+  T->SetStacks(16);
+  EXPECT_GT(Lit(T, 58, 30), 180);  // the tube's crest at x = 0.5
+  EXPECT_LT(Lit(T, 40, 30), 10);   // the hole
+
+  auto* B = new TLumBox(&Form);  // the front face at z = 0.5 faces the viewer
+  B->Transformation()->Translation()->SetValues(0, -0.5f, -0.5f);
+  EXPECT_GT(Lit(B, 40, 30), 180);
+
+  auto* C = new TLumCylinder(&Form);  // the top cap at z = 0.5
+  C->SetClosed(true);
+  C->SetBaseRadius(0.5);
+  C->SetTopRadius(0.5);
+  C->Transformation()->Translation()->SetValues(0, 0, -0.5f);
+  EXPECT_GT(Lit(C, 40, 30), 180);
+
+  auto* D = new TLumDisc(&Form);
+  D->SetOuterRadius(0.5);
+  D->SetInnerRadius(0.2);
+  EXPECT_GT(Lit(D, 54, 30), 180);
+  EXPECT_LT(Lit(D, 40, 30), 10);
 }
 
 }  // namespace
