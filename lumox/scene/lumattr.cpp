@@ -14,7 +14,7 @@ TLumAttributes* LastRenderedAttributes = nullptr;
 
 void ResetAttributesFrame(bool) { LastRenderedAttributes = nullptr; }
 
-const bool AttributesResetRegistered = [] {
+[[maybe_unused]] const bool AttributesResetRegistered = [] {
   RegisterFrameResetHook(ResetAttributesFrame);
   return true;
 }();

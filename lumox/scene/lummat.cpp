@@ -18,7 +18,7 @@ constexpr GLenum FaceGL[3] = {GL_FRONT, GL_BACK, GL_FRONT_AND_BACK};
 
 void ResetMaterialFrame(bool) { LastRenderedMaterial = nullptr; }
 
-const bool MaterialResetRegistered = [] {
+[[maybe_unused]] const bool MaterialResetRegistered = [] {
   RegisterFrameResetHook(ResetMaterialFrame);
   return true;
 }();

@@ -40,7 +40,7 @@ void ResetTextureFrame(bool BeforeImage) {
     RedrawTextures();
 }
 
-const bool TextureResetRegistered = [] {
+[[maybe_unused]] const bool TextureResetRegistered = [] {
   RegisterFrameResetHook(ResetTextureFrame);
   return true;
 }();
@@ -60,20 +60,12 @@ TLumTexture::TLumTexture(TComponent* AOwner)
 
 TLumTexture::~TLumTexture() {
   Destroying();
-  if (FTextureName != 0) {
-    // The texture object lives in the shared contexts; make the owning view's context
-    // current for the deletion when it is not.
-    TLumCustomView* V = View();
-    bool MadeCurrent = false;
-    if (V && !V->GetCurrent()) {
-      V->SetCurrent(true);
-      MadeCurrent = V->GetCurrent();
-    }
-    DeleteTexture(this);
-    if (MadeCurrent) V->SetCurrent(false);
-  } else {
-    DeleteTexture(this);
-  }
+  // The texture object lives in the shared contexts; make the owning view's context
+  // current for the deletion when no context is.
+  TLumCustomView* V = FTextureName != 0 ? View() : nullptr;
+  const bool MadeCurrent = V && !V->GetCurrent() && (V->SetCurrent(true), V->GetCurrent());
+  DeleteTexture(this);
+  if (MadeCurrent) V->SetCurrent(false);
   FBitmap->OnChange = nullptr;
   delete FBitmap;
   delete FBlendColor;
