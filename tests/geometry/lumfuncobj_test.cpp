@@ -63,17 +63,6 @@ TEST(FuncObjTest, CurveIsBuiltOnThePreviousPoint) {
   }
 }
 
-TEST(FuncObjTest, SetOnCalcByIndexAndUnassignedCallbacksPassThrough) {
-  TLumFuncObj F(nullptr);
-  const TLumMathVector P{1, 2, 3};
-  EXPECT_EQ(F.calcz(P, 0.5).Y, 2.0);
-  F.SetOnCalc(1, [](const TLumMathVector&, double V) { return TLumMathVector{V, 0, 0}; });
-  F.SetOnCalc(0, [](const TLumMathVector&, double) { return TLumMathVector{0, 7, 0}; });
-  F.SetOnCalc(2, [](const TLumMathVector&, double) { return TLumMathVector{9, 9, 9}; });
-  EXPECT_EQ(F.calcz(P, 0.5).X, 0.5);
-  EXPECT_EQ(F.calcxy(P, 0.5).Y, 7.0);
-}
-
 TEST(FuncObjTest, SamplingCountsDoNotMarkTheMeshForRebuilding) {
   TLumFuncObj F(nullptr);
   F.Init();
@@ -100,19 +89,6 @@ TEST(FuncObjTest, StandardTextureDividesByTheScales) {
   const TLumMathVector T = F.Points()->GetVector(5 + 1, 2);
   EXPECT_NEAR(T.X, 0.75 / 2 - 0.5, 1e-12);
   EXPECT_NEAR(T.Y, 0.4 / 4 - 0.25, 1e-12);
-}
-
-TEST(FuncObjTest, GeneratedTextureModeReplacesTheCoordinate) {
-  TLumFuncObj F(nullptr);
-  F.OnCalcXY = [](const TLumMathVector&, double V) { return TLumMathVector{V * 4, 0, 0}; };
-  F.TextureFlags()->SetMode(txLinearX);
-  F.TextureFlags()->SetScaleX(2);
-  F.TextureFlags()->SetShiftX(1);
-  F.SetSlices(4);
-  F.Init();
-  const TLumMathVector T = F.Points()->GetVector(3, 2);  // x = 3
-  EXPECT_NEAR(T.X, 7.0, 1e-12);
-  EXPECT_EQ(T.Y, 0.0);
 }
 
 // A height field z = sin(x) cos(y) over [0, 2] x [0, 2], x along the sweep.
