@@ -137,14 +137,19 @@ void TLumPrimitiveObj::DoRender(TLumCustomView* aView) {
   TLumObject::DoRender(aView);
   FPoints->BeforeRender(aView);
   const bool Naming = aView && FSelectable && IsSelectingMode(aView->DrawMode());
+  // Texturing is switched off once for a run of untextured lists rather than before
+  // each of them: the redundant calls would stop the driver merging the draws.
+  bool TexturingOff = false;
   for (int32_t i = 0; i < GetPrimitiveCount(); ++i) {
     TLumPrimitiveArray* P = FPrimitives[i];
     if (!P->Visible()) continue;
     if (P->Textured()) {
       if (P->Texture()) P->Texture()->DoRender(aView);  // binds it
       glEnable(GL_TEXTURE_2D);
-    } else {
+      TexturingOff = false;
+    } else if (!TexturingOff) {
       glDisable(GL_TEXTURE_2D);
+      TexturingOff = true;
     }
     if (Naming) {
       glPushName(static_cast<GLuint>(aView->GetNextID(this, i)));
