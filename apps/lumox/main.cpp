@@ -1,60 +1,79 @@
-// The lumox command: information about the library and the headless GL context.
+// The lumox command: renders scenes and the built-in demo to PNG files, converts scene
+// files, and reports on the library and the headless GL context.
 #include <cstdio>
-#include <cstring>
-#include <exception>
 #include <string>
 
-#include "lumox/math/lumgl.h"
-#include "lumox/package/lumversion.h"
-#include "lumox/view/lumwgl.h"
+#include "apps/lumox/lumoxcmd.h"
+#include "lumox/package/lumpackage.h"
 
-namespace {
+namespace lumoxcmd {
 
-int Usage(FILE* Out, int Status) {
-  std::fprintf(Out,
-               "usage: lumox <command>\n"
-               "  info        library version and the GL vendor, renderer and version of a\n"
-               "              headless context\n"
-               "  --version   the library version\n");
-  return Status;
+int Usage(bool Error) {
+  std::fprintf(Error ? stderr : stdout,
+               "usage: lumox <command> [options]\n"
+               "\n"
+               "  render [SCENE.lumgl] -o OUT.png [render options]\n"
+               "              render a scene file (without SCENE: the demo) to a PNG image\n"
+               "  demo -o OUT.png [render options]\n"
+               "              render the built-in demo scene\n"
+               "  info [SCENE.lumgl]\n"
+               "              the library version, the headless GL context and, with SCENE,\n"
+               "              its objects by class and its vertex and index totals\n"
+               "  convert IN OUT [--no-defaults] [--decimals N] [--param-newline]\n"
+               "              load a scene file and save it again\n"
+               "  classes     the registered component classes by palette page\n"
+               "  --version   the library version\n"
+               "  --help      this text\n"
+               "\n"
+               "render options:\n"
+               "  --size WxH            image size (default 400x250)\n"
+               "  --background RRGGBB   background colour (default 000000)\n"
+               "  --camera-distance D   distance of the camera from the origin (default 2)\n"
+               "  --fov DEG             vertical field of view (default 45)\n"
+               "  --near N, --far F     clipping distances (default 0.1 and 10)\n"
+               "  --fit                 frame the scene's bounding sphere\n"
+               "  --axes                show the axes cross\n");
+  return Error ? ExitUsage : 0;
 }
 
-const char* GLText(GLenum Name) {
-  const GLubyte* S = glGetString(Name);
-  return S ? reinterpret_cast<const char*>(S) : "(unknown)";
+int BadUsage(const std::string& Message) {
+  std::fprintf(stderr, "lumox: %s\n(lumox --help shows the usage)\n", Message.c_str());
+  return ExitUsage;
 }
 
-int Info() {
-  std::printf("Lumox %s\n", LUMOX_VERSION_STRING);
-  try {
-    auto Ctx = lumox::CreateEGLContext(16, 16);
-    if (!Ctx->MakeCurrent()) {
-      std::fprintf(stderr, "lumox: the headless context cannot be made current\n");
-      return 1;
-    }
-    std::printf("EGL platform: %s\n", lumox::EGLPlatformName().c_str());
-    std::printf("GL vendor:    %s\n", GLText(GL_VENDOR));
-    std::printf("GL renderer:  %s\n", GLText(GL_RENDERER));
-    std::printf("GL version:   %s\n", GLText(GL_VERSION));
-    Ctx->Release();
-  } catch (const std::exception& E) {
-    std::fprintf(stderr, "lumox: %s\n", E.what());
-    return 1;
+int Fail(const std::string& File, const std::string& Message) {
+  if (File.empty() || Message.find(File) != std::string::npos)
+    std::fprintf(stderr, "lumox: %s\n", Message.c_str());
+  else
+    std::fprintf(stderr, "lumox: %s: %s\n", File.c_str(), Message.c_str());
+  return ExitFailure;
+}
+
+int RunClasses(const TArgs& Args) {
+  if (!Args.empty()) return BadUsage("classes takes no arguments");
+  for (const auto& Page : lumox::GetPalettePages()) {
+    std::printf("%s:\n", Page.Name.c_str());
+    for (const auto& C : Page.Classes) std::printf("  %s\n", C.c_str());
   }
   return 0;
 }
 
-}  // namespace
+}  // namespace lumoxcmd
 
 int main(int argc, char** argv) {
-  if (argc < 2) return Usage(stderr, 2);
+  using namespace lumoxcmd;
+  if (argc < 2) return Usage(true);
   const std::string Cmd = argv[1];
+  const TArgs Args(argv + 2, argv + argc);
   if (Cmd == "--version") {
-    std::printf("%s\n", LUMOX_VERSION_STRING);
+    std::printf("%s\n", lumox::LumoxVersion());
     return 0;
   }
-  if (Cmd == "--help" || Cmd == "-h") return Usage(stdout, 0);
-  if (Cmd == "info") return Info();
-  std::fprintf(stderr, "lumox: unknown command '%s'\n", Cmd.c_str());
-  return Usage(stderr, 2);
+  if (Cmd == "--help" || Cmd == "-h" || Cmd == "help") return Usage(false);
+  if (Cmd == "render") return RunRender(Args, false);
+  if (Cmd == "demo") return RunRender(Args, true);
+  if (Cmd == "info") return RunInfo(Args);
+  if (Cmd == "convert") return RunConvert(Args);
+  if (Cmd == "classes") return RunClasses(Args);
+  return BadUsage("unknown command '" + Cmd + "'");
 }

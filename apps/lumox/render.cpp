@@ -1,0 +1,395 @@
+// The render, demo, info and convert subcommands: option parsing, scene loading with
+// progress, framing the scene's bounding sphere, and the one headless frame.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cmath>
+#include <cstdio>
+#include <exception>
+#include <fstream>
+#include <optional>
+#include <string>
+
+#include "apps/lumox/lumoxcmd.h"
+#include "lumox/exchange/lumexchange.h"
+#include "lumox/geometry/lumprimitiveobj.h"
+#include "lumox/host/graphics.h"
+#include "lumox/math/lumgl.h"
+#include "lumox/package/lumpackage.h"
+#include "lumox/scene/lumobj.h"
+#include "lumox/view/lumcam.h"
+#include "lumox/view/lumview.h"
+
+using namespace lumox;
+
+namespace lumoxcmd {
+
+namespace {
+
+constexpr double Pi = 3.14159265358979323846;
+
+struct TRenderOptions {
+  std::string Scene;
+  std::string Out;
+  int Width = 400;
+  int Height = 250;
+  uint32_t Background = 0;  // $00BBGGRR
+  bool HasBackground = false;
+  std::optional<double> Distance, Fov, Near, Far;
+  bool Fit = false;
+  bool Axes = false;
+};
+
+bool ParseNumber(const std::string& Text, double& Value) {
+  if (Text.empty()) return false;
+  size_t Used = 0;
+  try {
+    Value = std::stod(Text, &Used);
+  } catch (const std::exception&) {
+    return false;
+  }
+  return Used == Text.size() && std::isfinite(Value);
+}
+
+bool ParseSize(const std::string& Text, int& W, int& H) {
+  const size_t X = Text.find_first_of("xX");
+  if (X == std::string::npos) return false;
+  auto Int = [](const std::string& S, int& V) {
+    if (S.empty() || S.size() > 5 || !std::all_of(S.begin(), S.end(), ::isdigit)) return false;
+    V = std::stoi(S);
+    return V > 0 && V <= 16384;
+  };
+  return Int(Text.substr(0, X), W) && Int(Text.substr(X + 1), H);
+}
+
+bool ParseColor(std::string Text, uint32_t& Color) {
+  if (!Text.empty() && Text[0] == '#') Text.erase(0, 1);
+  if (Text.size() != 6 || !std::all_of(Text.begin(), Text.end(), ::isxdigit)) return false;
+  const uint32_t RGB = static_cast<uint32_t>(std::stoul(Text, nullptr, 16));
+  Color = ((RGB >> 16) & 0xFF) | (RGB & 0xFF00) | ((RGB & 0xFF) << 16);
+  return true;
+}
+
+// Splits "--name=value" and "--name value"; returns false (with a message) on errors.
+int ParseRenderArgs(const TArgs& Args, bool Demo, TRenderOptions& O) {
+  for (size_t I = 0; I < Args.size(); ++I) {
+    std::string A = Args[I], Value;
+    bool Inline = false;
+    if (A.rfind("--", 0) == 0 && A.find('=') != std::string::npos) {
+      Value = A.substr(A.find('=') + 1);
+      A = A.substr(0, A.find('='));
+      Inline = true;
+    }
+    auto Next = [&](std::string& V) {
+      if (Inline) {
+        V = Value;
+        return true;
+      }
+      if (I + 1 >= Args.size()) return false;
+      V = Args[++I];
+      return true;
+    };
+    auto Number = [&](std::optional<double>& Field, bool Positive) {
+      std::string V;
+      double D = 0;
+      if (!Next(V)) return BadUsage(A + " needs a value");
+      if (!ParseNumber(V, D) || (Positive && !(D > 0)))
+        return BadUsage("bad value '" + V + "' for " + A);
+      Field = D;
+      return 0;
+    };
+    int Status = 0;
+    if (A == "-o" || A == "--output") {
+      if (!Next(O.Out) || O.Out.empty()) return BadUsage(A + " needs a file name");
+    } else if (A == "--size") {
+      std::string V;
+      if (!Next(V) || !ParseSize(V, O.Width, O.Height))
+        return BadUsage("--size needs WIDTHxHEIGHT, e.g. 800x600");
+    } else if (A == "--background") {
+      std::string V;
+      if (!Next(V) || !ParseColor(V, O.Background))
+        return BadUsage("--background needs a colour RRGGBB, e.g. 203040");
+      O.HasBackground = true;
+    } else if (A == "--camera-distance") {
+      Status = Number(O.Distance, true);
+    } else if (A == "--fov") {
+      Status = Number(O.Fov, true);
+      if (!Status && !(*O.Fov < 180)) return BadUsage("--fov must lie between 0 and 180");
+    } else if (A == "--near") {
+      Status = Number(O.Near, true);
+    } else if (A == "--far") {
+      Status = Number(O.Far, true);
+    } else if (A == "--fit" && !Inline) {
+      O.Fit = true;
+    } else if (A == "--axes" && !Inline) {
+      O.Axes = true;
+    } else if (!A.empty() && A[0] == '-') {
+      return BadUsage("unknown option '" + Args[I] + "'");
+    } else if (Demo) {
+      return BadUsage("demo takes no scene file");
+    } else if (!O.Scene.empty()) {
+      return BadUsage("more than one scene file");
+    } else {
+      O.Scene = A;
+    }
+    if (Status) return Status;
+  }
+  if (O.Out.empty()) return BadUsage("missing -o OUT.png");
+  return 0;
+}
+
+// --- framing ----------------------------------------------------------------------------
+
+struct TBounds {
+  double Min[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL};
+  double Max[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
+  std::vector<std::array<double, 3>> Points;
+};
+
+// Collects every mesh vertex in world coordinates, with the nodes' and items'
+// transformations composed by OpenGL's matrix stack as a frame would compose them.
+void CollectPoints(TLumNode* Node, TBounds& B, int Depth) {
+  if (Depth > 256) return;
+  for (int I = 0; I < Node->GetCount(); ++I) {
+    TLumRender* Item = Node->GetItems(I);
+    if (!Item || !Item->Enabled()) continue;
+    glPushMatrix();
+    Item->Transformation()->Execute();
+    if (auto* Mesh = dynamic_cast<TLumPrimitiveObj*>(Item)) {
+      if (!Mesh->Initialized()) Mesh->Init();
+      double M[16];
+      glGetDoublev(GL_MODELVIEW_MATRIX, M);
+      const TLumPrimitivePoints* P = Mesh->Points();
+      const double* V = P->Vertices();
+      for (int32_t K = 0; V && K < P->Count(); ++K) {
+        const double x = V[3 * K], y = V[3 * K + 1], z = V[3 * K + 2];
+        if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z)) continue;
+        std::array<double, 3> W;
+        for (int R = 0; R < 3; ++R) W[R] = M[R] * x + M[4 + R] * y + M[8 + R] * z + M[12 + R];
+        for (int R = 0; R < 3; ++R) {
+          B.Min[R] = std::min(B.Min[R], W[R]);
+          B.Max[R] = std::max(B.Max[R], W[R]);
+        }
+        B.Points.push_back(W);
+      }
+    }
+    if (auto* Child = dynamic_cast<TLumNode*>(Item)) CollectPoints(Child, B, Depth + 1);
+    glPopMatrix();
+  }
+}
+
+// The bounding sphere (centre of the box around the vertices, radius to the farthest
+// vertex); false for a scene without vertices.
+bool SceneSphere(TLumView* View, TLumNode* Root, double Centre[3], double& Radius) {
+  View->HandleNeeded();
+  View->SetCurrent(true);
+  if (!View->GetCurrent()) return false;
+  TBounds B;
+  glMatrixMode(GL_MODELVIEW);
+  glPushMatrix();
+  glLoadIdentity();
+  Root->Transformation()->Execute();
+  CollectPoints(Root, B, 0);
+  glPopMatrix();
+  View->SetCurrent(false);
+  if (B.Points.empty()) return false;
+  Radius = 0;
+  for (int R = 0; R < 3; ++R) Centre[R] = (B.Min[R] + B.Max[R]) / 2;
+  for (const auto& P : B.Points) {
+    const double D = std::hypot(P[0] - Centre[0], P[1] - Centre[1], P[2] - Centre[2]);
+    Radius = std::max(Radius, D);
+  }
+  return true;
+}
+
+void SetupCamera(TLumPerspectiveCamera* Camera, TLumView* View, TLumNode* Root,
+                 const TRenderOptions& O) {
+  if (O.Fov) Camera->SetViewAngle(static_cast<float>(*O.Fov));
+  double Centre[3] = {0, 0, 0}, Radius = 0;
+  if (O.Fit && SceneSphere(View, Root, Centre, Radius)) {
+    Radius = std::max(Radius, 1e-6);
+    const double HalfY = Camera->ViewAngle() * Pi / 360;
+    const double HalfX = std::atan(std::tan(HalfY) * O.Width / O.Height);
+    // A little margin, so that the outline does not touch the border.
+    const double Distance = O.Distance.value_or(1.08 * Radius / std::sin(std::min(HalfX, HalfY)));
+    Camera->Transformation()->Rotation()->SetValues(0, 0, 0);
+    Camera->Transformation()->Translation()->SetValues(static_cast<float>(-Centre[0]),
+                                                       static_cast<float>(-Centre[1]),
+                                                       static_cast<float>(-Centre[2] - Distance));
+    Camera->SetViewFar(static_cast<float>(Distance + 1.5 * Radius));
+    Camera->SetViewNear(static_cast<float>(std::max(Distance - 1.5 * Radius, Distance / 1000)));
+  } else if (O.Distance) {
+    Camera->Transformation()->Translation()->SetZ(static_cast<float>(-*O.Distance));
+  }
+  if (O.Near) Camera->SetViewNear(static_cast<float>(*O.Near));
+  if (O.Far) Camera->SetViewFar(static_cast<float>(*O.Far));
+}
+
+// --- loading ----------------------------------------------------------------------------
+
+std::string ReadHead(const std::string& File, size_t Max) {
+  std::ifstream In(File, std::ios::binary);
+  std::string S(Max, '\0');
+  In.read(S.data(), static_cast<std::streamsize>(Max));
+  S.resize(static_cast<size_t>(In.gcount()));
+  return S;
+}
+
+std::string Lower(std::string S) {
+  for (char& C : S) C = static_cast<char>(std::tolower(static_cast<unsigned char>(C)));
+  return S;
+}
+
+}  // namespace
+
+std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root) {
+  struct stat St {};
+  if (::stat(File.c_str(), &St) != 0 || !S_ISREG(St.st_mode))
+    throw Exception("Cannot open file \"" + File + "\": no such file");
+  // The reader accepts any text; a scene file must at least have its root element.
+  if (Lower(ReadHead(File, 64 * 1024)).find("<lumgl") == std::string::npos)
+    throw Exception("\"" + File + "\" is not a LUMGL scene file (no LUMGL element)");
+  auto* Ex = new TLumExchange(Owner);
+  Ex->SetFileName(File);
+  const bool Bar = ::isatty(2) && St.st_size >= 1024 * 1024;
+  int Shown = -1;
+  if (Bar)
+    Ex->OnSProgress = [&Shown, &File](double Progress) {
+      const int Percent = static_cast<int>(std::clamp(Progress, 0.0, 1.0) * 100);
+      if (Percent == Shown) return;
+      Shown = Percent;
+      const int Filled = Percent * 30 / 100;
+      std::fprintf(stderr, "\rloading %s [%s%s] %3d%%", File.c_str(),
+                   std::string(Filled, '#').c_str(), std::string(30 - Filled, ' ').c_str(),
+                   Percent);
+      std::fflush(stderr);
+    };
+  try {
+    Ex->LoadfromFile(Root);
+  } catch (...) {
+    if (Bar) std::fprintf(stderr, "\n");
+    delete Ex;
+    throw;
+  }
+  if (Bar) std::fprintf(stderr, "\n");
+  const std::string Description = Ex->FileDescription();
+  delete Ex;
+  return Description;
+}
+
+int RunRender(const TArgs& Args, bool Demo) {
+  TRenderOptions O;
+  if (int Status = ParseRenderArgs(Args, Demo, O)) return Status;
+  if (O.Scene.empty()) Demo = true;
+  const std::string Name = Demo ? "the demo scene" : O.Scene;
+  try {
+    TComponent Form(nullptr);
+    auto* Root = new TLumNode(&Form);
+    if (Demo)
+      LoadDemoScene(&Form, Root);
+    else
+      LoadScene(O.Scene, &Form, Root);
+    auto* View = new TLumView(&Form);
+    View->SetBounds(O.Width, O.Height);
+    auto* Camera = new TLumPerspectiveCamera(&Form);
+    if (Demo) {
+      // The demo is framed by its own camera: a little above the floor, looking down.
+      View->SetBackgroundColor(0x281810);
+      View->Coordinates()->SetVisible(true);
+      View->Coordinates()->SetLength(0.6f);
+      Camera->Transformation()->SetOrder(toTraRotSca);
+      Camera->Transformation()->Rotation()->SetX(22);
+      Camera->Transformation()->Translation()->SetValues(0, -0.15f, -6.6f);
+      Camera->SetViewAngle(40);
+      Camera->SetViewNear(1);
+      Camera->SetViewFar(30);
+    }
+    if (O.HasBackground) View->SetBackgroundColor(O.Background);
+    if (O.Axes) View->Coordinates()->SetVisible(true);
+    View->SetCamera(Camera);
+    SetupCamera(Camera, View, Root, O);
+    View->OnRender = [Root](TLumView* V) { Root->Render(V); };
+    TBitmap Image(O.Width, O.Height);
+    if (!View->GetImage(&Image)) return Fail(Name, "no image could be rendered");
+    try {
+      Image.SaveToFile(O.Out);
+    } catch (const std::exception& E) {
+      return Fail(O.Out, E.what());
+    }
+  } catch (const std::exception& E) {
+    return Fail(Demo ? "" : O.Scene, E.what());
+  }
+  return 0;
+}
+
+int RunInfo(const TArgs& Args) {
+  std::string Scene;
+  for (const auto& A : Args) {
+    if (!A.empty() && A[0] == '-') return BadUsage("unknown option '" + A + "'");
+    if (!Scene.empty()) return BadUsage("info takes one scene file at most");
+    Scene = A;
+  }
+  try {
+    TComponent Form(nullptr);
+    TLumNode* Root = nullptr;
+    if (!Scene.empty()) {
+      Root = new TLumNode(&Form);
+      LoadScene(Scene, &Form, Root);
+    }
+    auto* View = new TLumView(&Form);
+    std::fputs(LumDiagnosticsReport(View, Root).c_str(), stdout);
+  } catch (const std::exception& E) {
+    return Fail(Scene, E.what());
+  }
+  return 0;
+}
+
+int RunConvert(const TArgs& Args) {
+  std::vector<std::string> Files;
+  bool NoDefaults = false, ParamNewLine = false;
+  int32_t Decimals = 0;
+  for (size_t I = 0; I < Args.size(); ++I) {
+    const std::string& A = Args[I];
+    if (A == "--no-defaults") {
+      NoDefaults = true;
+    } else if (A == "--param-newline") {
+      ParamNewLine = true;
+    } else if (A == "--decimals") {
+      double D = 0;
+      if (I + 1 >= Args.size() || !ParseNumber(Args[I + 1], D) || D < 0 || D > 17 ||
+          D != std::floor(D))
+        return BadUsage("--decimals needs a whole number from 0 to 17");
+      Decimals = static_cast<int32_t>(D);
+      ++I;
+    } else if (!A.empty() && A[0] == '-') {
+      return BadUsage("unknown option '" + A + "'");
+    } else {
+      Files.push_back(A);
+    }
+  }
+  if (Files.size() != 2) return BadUsage("convert needs IN and OUT");
+  try {
+    TComponent Form(nullptr);
+    auto* Root = new TLumNode(&Form);
+    const std::string Description = LoadScene(Files[0], &Form, Root);
+    auto* Out = new TLumExchange(&Form);
+    Out->SetFileName(Files[1]);
+    Out->SetNoDefaultValues(NoDefaults);
+    Out->SetParamNewLine(ParamNewLine);
+    Out->SetDecimals(Decimals);
+    Out->SetFileDescription(Description);
+    try {
+      Out->SavetoFile(Root);
+    } catch (const std::exception& E) {
+      return Fail(Files[1], E.what());
+    }
+  } catch (const std::exception& E) {
+    return Fail(Files[0], E.what());
+  }
+  return 0;
+}
+
+}  // namespace lumoxcmd
