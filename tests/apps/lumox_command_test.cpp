@@ -1,0 +1,241 @@
+// The lumox command end to end: exit statuses, messages, PNG output, the report and
+// conversion round trips.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "lumox/geometry/lumshape.h"
+#include "lumox/host/graphics.h"
+#include "lumox/package/lumversion.h"
+
+namespace lumox {
+namespace {
+
+namespace fs = std::filesystem;
+
+class CommandTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    Dir = fs::temp_directory_path() / ("lumox_command_test_" + std::to_string(::getpid()));
+    fs::create_directories(Dir);
+  }
+  void TearDown() override { fs::remove_all(Dir); }
+
+  std::string File(const std::string& Name) const { return (Dir / Name).string(); }
+  void Write(const std::string& Name, const std::string& Text) const {
+    std::ofstream(File(Name), std::ios::binary) << Text;
+  }
+  static std::string Read(const std::string& Path) {
+    std::ifstream In(Path, std::ios::binary);
+    std::stringstream S;
+    S << In.rdbuf();
+    return S.str();
+  }
+  // Runs the command with Args; stdout and stderr land in Out and Err.
+  int Run(const std::string& Args) {
+    const std::string Cmd = std::string("'") + LUMOX_COMMAND + "' " + Args + " >'" +
+                            File("out.txt") + "' 2>'" + File("err.txt") + "'";
+    const int Status = std::system(Cmd.c_str());
+    Out = Read(File("out.txt"));
+    Err = Read(File("err.txt"));
+    return WIFEXITED(Status) ? WEXITSTATUS(Status) : -1;
+  }
+  // A scene with one unlit sphere of the given colour ($00BBGGRR) at (X, 0, 0).
+  std::string SphereScene(const std::string& Color, double X = 0) const {
+    return "<LUMGL version=\"0.1.0\" program=\"Lumox\" description=\"test\">\r\n"
+           "  <Objects>\r\n"
+           "    <TLUMSPHERE name=\"Ball\" Radius=\"0.5\" Slices=\"16\" Stacks=\"12\">\r\n"
+           "      <Transformation>\r\n"
+           "        <Translation P=\"" +
+           std::to_string(X) +
+           ",0,0\"/>\r\n"
+           "      </Transformation>\r\n"
+           "      <Color Color=\"" +
+           Color +
+           "\" Alpha=\"1\"/>\r\n"
+           "    </TLUMSPHERE>\r\n"
+           "  </Objects>\r\n"
+           "</LUMGL>\r\n";
+  }
+  static bool RedDominates(uint32_t P) {
+    const int R = P & 0xFF, G = (P >> 8) & 0xFF, B = (P >> 16) & 0xFF;
+    return R > 100 && R > 2 * G && R > 2 * B;
+  }
+
+  fs::path Dir;
+  std::string Out, Err;
+};
+
+TEST_F(CommandTest, RendersARedSphereInFrontOfTheDefaultCamera) {
+  Write("red.lumgl", SphereScene("000000FF"));
+  ASSERT_EQ(Run("render '" + File("red.lumgl") + "' -o '" + File("red.png") + "'"), 0) << Err;
+  TBitmap B;
+  B.LoadFromFile(File("red.png"));
+  ASSERT_EQ(B.Width(), 400);
+  ASSERT_EQ(B.Height(), 250);
+  EXPECT_TRUE(RedDominates(B.GetPixel(200, 125))) << std::hex << B.GetPixel(200, 125);
+  for (auto [X, Y] : {std::pair{0, 0}, {399, 0}, {0, 249}, {399, 249}})
+    EXPECT_EQ(B.GetPixel(X, Y), 0u);
+
+  // Size and background; the output is replaced.
+  ASSERT_EQ(Run("render '" + File("red.lumgl") + "' -o '" + File("red.png") +
+                "' --size 64x48 --background=102030"),
+            0)
+      << Err;
+  B.LoadFromFile(File("red.png"));
+  EXPECT_EQ(B.Width(), 64);
+  EXPECT_EQ(B.Height(), 48);
+  EXPECT_EQ(B.GetPixel(0, 0), 0x302010u);
+  EXPECT_TRUE(RedDominates(B.GetPixel(32, 24)));
+}
+
+TEST_F(CommandTest, FitFramesASceneAwayFromTheOrigin) {
+  Write("far.lumgl", SphereScene("000000FF", 6));
+  ASSERT_EQ(Run("render '" + File("far.lumgl") + "' -o '" + File("a.png") + "' --size 80x60"), 0);
+  TBitmap B;
+  B.LoadFromFile(File("a.png"));
+  EXPECT_EQ(B.GetPixel(40, 30), 0u);  // out of sight of the default camera
+  ASSERT_EQ(Run("render '" + File("far.lumgl") + "' -o '" + File("a.png") + "' --size 80x60 --fit"),
+            0);
+  B.LoadFromFile(File("a.png"));
+  EXPECT_TRUE(RedDominates(B.GetPixel(40, 30)));
+  EXPECT_TRUE(RedDominates(B.GetPixel(40, 5)));  // the sphere fills the height...
+  EXPECT_EQ(B.GetPixel(40, 0), 0u);              // ...with a margin
+  EXPECT_EQ(B.GetPixel(5, 30), 0u);
+}
+
+TEST_F(CommandTest, DemoRendersALitScene) {
+  ASSERT_EQ(Run("demo -o '" + File("demo.png") + "'"), 0) << Err;
+  TBitmap B;
+  B.LoadFromFile(File("demo.png"));
+  ASSERT_EQ(B.Width(), 400);
+  int Coloured = 0;  // pixels with a clearly dominant channel: materials under lights
+  for (int Y = 0; Y < B.Height(); ++Y)
+    for (int X = 0; X < B.Width(); ++X) {
+      const uint32_t P = B.GetPixel(X, Y);
+      const int C[3] = {int(P & 0xFF), int((P >> 8) & 0xFF), int((P >> 16) & 0xFF)};
+      const int Max = std::max({C[0], C[1], C[2]}), Min = std::min({C[0], C[1], C[2]});
+      Coloured += Max > 90 && Max - Min > 60;
+    }
+  EXPECT_GT(Coloured, B.Width() * B.Height() / 20);
+  EXPECT_EQ(Run("render -o '" + File("demo2.png") + "'"), 0);  // no scene: the demo
+  EXPECT_EQ(Read(File("demo.png")), Read(File("demo2.png")));
+}
+
+TEST_F(CommandTest, SceneFailuresExitWithOneAndNameTheFile) {
+  const std::string Missing = File("missing.lumgl");
+  EXPECT_EQ(Run("render '" + Missing + "' -o '" + File("x.png") + "'"), 1);
+  EXPECT_NE(Err.find(Missing), std::string::npos) << Err;
+  EXPECT_EQ(std::count(Err.begin(), Err.end(), '\n'), 1) << Err;
+
+  std::string Bad = SphereScene("000000FF");
+  Bad.replace(Bad.find("Slices=\"16\""), 11, "Slices=\"ten\"");
+  Write("bad.lumgl", Bad);
+  EXPECT_EQ(Run("render '" + File("bad.lumgl") + "' -o '" + File("x.png") + "'"), 1);
+  EXPECT_NE(Err.find(File("bad.lumgl")), std::string::npos) << Err;
+  EXPECT_NE(Err.find("Slices"), std::string::npos) << Err;
+
+  Write("text.lumgl", "just some text\n");
+  EXPECT_EQ(Run("info '" + File("text.lumgl") + "'"), 1);
+  EXPECT_NE(Err.find(File("text.lumgl")), std::string::npos) << Err;
+  EXPECT_FALSE(fs::exists(File("x.png")));
+
+  Write("red.lumgl", SphereScene("000000FF"));  // an output that cannot be written
+  EXPECT_EQ(Run("render '" + File("red.lumgl") + "' -o '" + File("no/dir/x.png") + "'"), 1);
+  EXPECT_NE(Err.find("no/dir/x.png"), std::string::npos) << Err;
+}
+
+TEST_F(CommandTest, BadUsageExitsWithTwo) {
+  Write("red.lumgl", SphereScene("000000FF"));
+  const std::string S = "'" + File("red.lumgl") + "' ";
+  for (const std::string& Args : std::vector<std::string>{
+           "", "frobnicate", "render " + S, "render " + S + "-o",
+           "render " + S + "-o a.png --size 10", "render " + S + "-o a.png --size 0x10",
+           "render " + S + "-o a.png --background red", "render " + S + "-o a.png --fov 200",
+           "render " + S + "-o a.png --near -1", "render " + S + "-o a.png --bogus",
+           "render " + S + S + "-o a.png", "demo x.lumgl -o a.png", "convert " + S,
+           "convert " + S + "b c", "convert " + S + "b --decimals x", "info --x"}) {
+    EXPECT_EQ(Run(Args), 2) << Args;
+    EXPECT_FALSE(Err.empty()) << Args;
+  }
+  EXPECT_EQ(Run("--help"), 0);
+  EXPECT_NE(Out.find("render [SCENE.lumgl] -o OUT.png"), std::string::npos);
+  EXPECT_EQ(Run("--version"), 0);
+  EXPECT_EQ(Out, std::string(LUMOX_VERSION_STRING) + "\n");
+}
+
+TEST_F(CommandTest, InfoReportsContextAndSceneCounts) {
+  std::string Two = SphereScene("000000FF");
+  const size_t At = Two.find("    <TLUMSPHERE");
+  const size_t End = Two.find("  </Objects>");
+  std::string Second = Two.substr(At, End - At);
+  Second.replace(Second.find("Ball"), 4, "Ball2");
+  Two.insert(End, Second + "    <TLUMBOX name=\"Crate\"/>\r\n");
+  Write("two.lumgl", Two);
+  ASSERT_EQ(Run("info '" + File("two.lumgl") + "'"), 0) << Err;
+  for (const char* Field : {"GL vendor:", "GL renderer:", "GL version:", "GL extensions:",
+                            "Colour bits:", "Depth bits:", "Stencil bits:"})
+    EXPECT_NE(Out.find(Field), std::string::npos) << Field << "\n" << Out;
+  EXPECT_NE(Out.find(LUMOX_VERSION_STRING), std::string::npos);
+  EXPECT_NE(Out.find("TLumSphere: 2\n"), std::string::npos) << Out;
+  EXPECT_NE(Out.find("TLumBox: 1\n"), std::string::npos) << Out;
+
+  // The totals are those of the meshes the file describes.
+  TComponent Form(nullptr);
+  auto* S = new TLumSphere(&Form);
+  S->SetSlices(16);
+  S->SetStacks(12);
+  auto* B = new TLumBox(&Form);
+  S->Init();
+  B->Init();
+  int64_t Indices = 0;
+  for (TLumPrimitiveObj* O : {static_cast<TLumPrimitiveObj*>(S), static_cast<TLumPrimitiveObj*>(S),
+                              static_cast<TLumPrimitiveObj*>(B)})
+    for (int32_t I = 0; I < O->GetPrimitiveCount(); ++I) Indices += O->GetPrimitive(I)->Count();
+  const int64_t Vertices = 2 * S->Points()->Count() + B->Points()->Count();
+  EXPECT_NE(Out.find("Vertices:     " + std::to_string(Vertices) + "\n"), std::string::npos) << Out;
+  EXPECT_NE(Out.find("Indices:      " + std::to_string(Indices) + "\n"), std::string::npos) << Out;
+}
+
+TEST_F(CommandTest, ConvertRoundTripsAndHonoursWriterOptions) {
+  Write("red.lumgl", SphereScene("000000FF", 0.25));
+  ASSERT_EQ(Run("convert '" + File("red.lumgl") + "' '" + File("a.lumgl") + "'"), 0) << Err;
+  ASSERT_EQ(Run("convert '" + File("a.lumgl") + "' '" + File("b.lumgl") + "'"), 0) << Err;
+  const std::string A = Read(File("a.lumgl"));
+  EXPECT_EQ(A, Read(File("b.lumgl")));
+  EXPECT_NE(A.find("description=\"test\""), std::string::npos) << A;
+  EXPECT_NE(A.find("Radius=\"0.5\""), std::string::npos) << A;
+
+  ASSERT_EQ(Run("convert '" + File("a.lumgl") + "' '" + File("c.lumgl") +
+                "' --no-defaults --param-newline --decimals 3"),
+            0);
+  const std::string C = Read(File("c.lumgl"));
+  EXPECT_LT(C.size(), A.size());
+  EXPECT_NE(C.find("\r\n Radius=\"0.5\""), std::string::npos) << C;
+  ASSERT_EQ(Run("render '" + File("c.lumgl") + "' -o '" + File("c.png") + "' --size 80x60"), 0);
+  TBitmap B;
+  B.LoadFromFile(File("c.png"));
+  EXPECT_TRUE(RedDominates(B.GetPixel(44, 30)));
+}
+
+TEST_F(CommandTest, ClassesListsThePalettePagesInOrder) {
+  ASSERT_EQ(Run("classes"), 0);
+  const size_t Page = Out.find("Lumox:\n  TLumView\n  TLumPerspectiveCamera\n");
+  const size_t Obj = Out.find("Lumox Obj:\n  TLumPoint\n  TLumLine\n");
+  EXPECT_NE(Page, std::string::npos) << Out;
+  EXPECT_NE(Obj, std::string::npos) << Out;
+  EXPECT_LT(Page, Obj);
+  EXPECT_NE(Out.find("  TLumExchange\nLumox Obj:"), std::string::npos) << Out;
+  EXPECT_NE(Out.find("  TLumRotObj\n"), std::string::npos) << Out;
+}
+
+}  // namespace
+}  // namespace lumox
