@@ -59,7 +59,8 @@ TLumMathVector TLumCustomFuncObj::calcxy(const TLumMathVector& oldpoint, double 
 TLumMathVector TLumCustomFuncObj::TextureIt(const TLumMathVector&, double a, double b) const {
   const TLumTextureFlags* TF = TextureFlags();
   if (TF->Mode() != txStandard) return ZEROVEC;
-  // The scales divide here, unlike in the shapes; files and textures rely on it.
+  // Deliberately unlike the shapes: the scales divide, the shifts are subtracted and the
+  // caller's t starts at 1/Stacks; textured surfaces already made rely on it.
   return {a / TF->ScaleX() - TF->ShiftX(), b / TF->ScaleY() - TF->ShiftY(), 0.0};
 }
 

@@ -523,21 +523,22 @@ void TLumPrimitiveArray::SwitchToTriangles() {
     const int32_t N = FCount;
     const int32_t NewCount = N * 3 / 2;
     SetSize(std::max(NewCount, FSize));
-    for (int32_t q = N / 4 - 1; q >= 0; --q) {
-      const uint32_t a = FIndices[4 * q], b = FIndices[4 * q + 1], c = FIndices[4 * q + 2],
-                     d = FIndices[4 * q + 3];
-      uint32_t* T = &FIndices[6 * q];
-      T[0] = a, T[1] = b, T[2] = d, T[3] = b, T[4] = c, T[5] = d;
-    }
     if (N % 4 == 2) {
-      // A trailing half quad (a, b) fills the one triangle its share of the new count
-      // leaves, as the degenerate (a, b, b): it draws nothing and names no vertex that
-      // the list did not name.
+      // Deliberately not the undefined entries a plain rebuild would read: a trailing
+      // half quad (a, b) fills the one triangle its share of the new count leaves, as the
+      // degenerate (a, b, b), which draws nothing and names no vertex the list did not
+      // name. It goes first, before the whole quads below overwrite its entries.
       const int32_t q = N / 4;
       const uint32_t a = FIndices[4 * q], b = FIndices[4 * q + 1];
       FIndices[6 * q] = a;
       FIndices[6 * q + 1] = b;
       FIndices[6 * q + 2] = b;
+    }
+    for (int32_t q = N / 4 - 1; q >= 0; --q) {
+      const uint32_t a = FIndices[4 * q], b = FIndices[4 * q + 1], c = FIndices[4 * q + 2],
+                     d = FIndices[4 * q + 3];
+      uint32_t* T = &FIndices[6 * q];
+      T[0] = a, T[1] = b, T[2] = d, T[3] = b, T[4] = c, T[5] = d;
     }
     SetSize(NewCount);
     FCount = NewCount;

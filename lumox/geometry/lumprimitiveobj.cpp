@@ -693,7 +693,8 @@ void TLumPrimitiveObj::ExtrudePrimitiveObj(double Depth, int32_t Steps, bool Clo
 // --- exchange ----------------------------------------------------------------------------
 
 void TLumPrimitiveObj::WriteValues(TLumExchange* Exchange) {
-  // The object's own values come first, so that a saved mesh loses nothing.
+  // Deliberately calls the inherited writer before the texture flags: without it a saved
+  // shape would lose its name, colour and transformation on the way through a file.
   TLumObject::WriteValues(Exchange);
   FTextureFlags->WriteComp(Exchange, "TextureFlags");
 }
