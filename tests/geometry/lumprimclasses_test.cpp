@@ -117,69 +117,57 @@ TEST(PrimitivePointsTest, DeleteLiftMoveAndAssign) {
   EXPECT_DOUBLE_EQ(Q.GetVector(2, 0).X, 4.0);
 }
 
-TEST(PrimitiveArrayTest, StripConversionsFollowTheWindingRules) {
-  TLumPrimitiveArray T(GL_TRIANGLE_STRIP);
-  Fill(T, {0, 1, 2, 3, 4});
-  T.SetType(GL_TRIANGLES);
-  EXPECT_EQ(T.PrimitiveType(), GL_TRIANGLES);
-  EXPECT_EQ(IndicesOf(T), (std::vector<uint32_t>{0, 1, 2, 2, 1, 3, 2, 3, 4}));
+struct Conversion {
+  int32_t Type;
+  std::vector<uint32_t> Before;
+  int32_t NewType, ResultType;
+  std::vector<uint32_t> After;
+};
 
-  TLumPrimitiveArray Q(GL_QUAD_STRIP);
-  Fill(Q, {0, 1, 2, 3, 4, 5});
-  Q.SetType(GL_QUADS);
-  EXPECT_EQ(IndicesOf(Q), (std::vector<uint32_t>{0, 1, 3, 2, 2, 3, 5, 4}));
-  Q.SetType(GL_TRIANGLES);
-  EXPECT_EQ(IndicesOf(Q), (std::vector<uint32_t>{0, 1, 2, 1, 3, 2, 2, 3, 4, 3, 5, 4}));
-
-  TLumPrimitiveArray F(GL_TRIANGLE_FAN);
-  Fill(F, {0, 1, 2, 3, 4});
-  F.SetType(GL_TRIANGLES);
-  EXPECT_EQ(IndicesOf(F), (std::vector<uint32_t>{0, 1, 2, 2, 3, 0, 3, 4, 0}));
-
-  TLumPrimitiveArray QS(GL_QUAD_STRIP);  // odd: last index dropped
-  Fill(QS, {0, 1, 2, 3, 4});
-  QS.SetType(GL_TRIANGLES);
-  EXPECT_EQ(IndicesOf(QS), (std::vector<uint32_t>{0, 1, 2, 2, 1, 3}));
-}
-
-TEST(PrimitiveArrayTest, UnconvertiblePairsKeepTheirType) {
-  TLumPrimitiveArray P(GL_POLYGON);
-  Fill(P, {0, 1, 2});
-  P.SetType(GL_LINES);
-  EXPECT_EQ(P.PrimitiveType(), GL_POLYGON);
-  P.SetType(GL_LINE_LOOP);
-  EXPECT_EQ(P.PrimitiveType(), GL_LINE_LOOP);
-  EXPECT_EQ(IndicesOf(P), (std::vector<uint32_t>{0, 1, 2}));
-  TLumPrimitiveArray Empty(GL_POLYGON);
-  Empty.SetType(GL_LINES);
-  EXPECT_EQ(Empty.PrimitiveType(), GL_LINES);
+TEST(PrimitiveArrayTest, SetTypeConvertsByTheWindingRules) {
+  std::vector<uint32_t> Fourteen(14);
+  for (uint32_t i = 0; i < 14; ++i) Fourteen[i] = i;
+  const Conversion Cases[] = {
+      {GL_TRIANGLE_STRIP, {0, 1, 2, 3, 4}, GL_TRIANGLES, GL_TRIANGLES, {0, 1, 2, 2, 1, 3, 2, 3, 4}},
+      {GL_QUAD_STRIP, {0, 1, 2, 3, 4, 5}, GL_QUADS, GL_QUADS, {0, 1, 3, 2, 2, 3, 5, 4}},
+      {GL_QUADS, {0, 1, 3, 2}, GL_TRIANGLES, GL_TRIANGLES, {0, 1, 2, 1, 3, 2}},
+      {GL_TRIANGLE_FAN, {0, 1, 2, 3, 4}, GL_TRIANGLES, GL_TRIANGLES, {0, 1, 2, 2, 3, 0, 3, 4, 0}},
+      // An odd quad strip loses its last index.
+      {GL_QUAD_STRIP, {0, 1, 2, 3, 4}, GL_TRIANGLES, GL_TRIANGLES, {0, 1, 2, 2, 1, 3}},
+      // Three quads and a half quad, which becomes the degenerate (12, 13, 13).
+      {GL_QUADS, Fourteen, GL_TRIANGLES, GL_TRIANGLES, {0, 1, 3, 1,  2, 3,  4,  5,  7,  5, 6,
+                                                        7, 8, 9, 11, 9, 10, 11, 12, 13, 13}},
+      {GL_TRIANGLE_STRIP, {0, 1, 2, 3}, GL_QUAD_STRIP, GL_QUAD_STRIP, {0, 1, 2, 3}},
+      {GL_POLYGON, {0, 1, 2}, GL_LINE_LOOP, GL_LINE_LOOP, {0, 1, 2}},
+      {GL_POLYGON, {0, 1, 2}, GL_LINES, GL_POLYGON, {0, 1, 2}},  // no conversion
+      {GL_POLYGON, {}, GL_LINES, GL_LINES, {}},                  // empty: simply stored
+  };
+  for (const Conversion& C : Cases) {
+    TLumPrimitiveArray A(C.Type);
+    for (uint32_t i : C.Before) A.AddIndex(i);
+    A.SetType(C.NewType);
+    EXPECT_EQ(A.PrimitiveType(), C.ResultType) << C.Type << " to " << C.NewType;
+    EXPECT_EQ(IndicesOf(A), C.After) << C.Type << " to " << C.NewType;
+  }
 }
 
 TEST(PrimitiveArrayTest, InvertReversesEachPrimitiveType) {
-  TLumPrimitiveArray S(GL_TRIANGLE_STRIP);
-  Fill(S, {0, 1, 2, 3});
-  S.Invert();
-  EXPECT_EQ(IndicesOf(S), (std::vector<uint32_t>{3, 3, 2, 1, 0}));
-  TLumPrimitiveArray T(GL_TRIANGLES);
-  Fill(T, {0, 1, 2, 3, 4, 5});
-  T.Invert();
-  EXPECT_EQ(IndicesOf(T), (std::vector<uint32_t>{1, 0, 2, 4, 3, 5}));
-  TLumPrimitiveArray F(GL_TRIANGLE_FAN);
-  Fill(F, {0, 1, 2, 3});
-  F.Invert();
-  EXPECT_EQ(IndicesOf(F), (std::vector<uint32_t>{0, 3, 2, 1}));
-  TLumPrimitiveArray Q(GL_QUADS);
-  Fill(Q, {0, 1, 2, 3});
-  Q.Invert();
-  EXPECT_EQ(IndicesOf(Q), (std::vector<uint32_t>{0, 3, 2, 1}));
-  TLumPrimitiveArray QS(GL_QUAD_STRIP);
-  Fill(QS, {0, 1, 2, 3});
-  QS.Invert();
-  EXPECT_EQ(IndicesOf(QS), (std::vector<uint32_t>{1, 0, 3, 2}));
-  TLumPrimitiveArray P(GL_POLYGON);
-  Fill(P, {0, 1, 2, 3});
-  P.Invert();
-  EXPECT_EQ(IndicesOf(P), (std::vector<uint32_t>{3, 2, 1, 0}));
+  const Conversion Cases[] = {
+      {GL_TRIANGLE_STRIP, {0, 1, 2, 3}, 0, 0, {3, 3, 2, 1, 0}},  // even: last one repeated
+      {GL_TRIANGLE_STRIP, {0, 1, 2}, 0, 0, {2, 1, 0}},
+      {GL_TRIANGLES, {0, 1, 2, 3, 4, 5}, 0, 0, {1, 0, 2, 4, 3, 5}},
+      {GL_TRIANGLE_FAN, {0, 1, 2, 3}, 0, 0, {0, 3, 2, 1}},
+      {GL_QUADS, {0, 1, 2, 3}, 0, 0, {0, 3, 2, 1}},
+      {GL_QUAD_STRIP, {0, 1, 2, 3}, 0, 0, {1, 0, 3, 2}},
+      {GL_POLYGON, {0, 1, 2, 3}, 0, 0, {3, 2, 1, 0}},
+      {GL_LINES, {0, 1}, 0, 0, {0, 1}},
+  };
+  for (const Conversion& C : Cases) {
+    TLumPrimitiveArray A(C.Type);
+    for (uint32_t i : C.Before) A.AddIndex(i);
+    A.Invert();
+    EXPECT_EQ(IndicesOf(A), C.After) << C.Type;
+  }
 }
 
 TEST(PrimitiveArrayTest, InsertOverwritesDeleteAndAddMerge) {

@@ -4,15 +4,13 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cmath>
-#include <map>
-#include <set>
 
 #include "lumox/geometry/lumgeom.h"
 #include "lumox/host/graphics.h"
 #include "lumox/scene/lumtex.h"
 #include "support/glfixture.h"
+#include "support/meshcheck.h"
 
 namespace lumox {
 namespace {
@@ -44,20 +42,6 @@ TLumMathVector NormalOf(const TLumPrimitiveObj& M, int32_t v) {
   return M.Points()->GetVector(v, 1);
 }
 
-TEST(PrimitiveObjTest, NormalsOfATriangleAndOfLines) {
-  TComponent Form(nullptr);
-  auto* M = NewMesh(&Form);
-  M->Points()->Add(0, 0, 0), M->Points()->Add(1, 0, 0), M->Points()->Add(0, 1, 0);
-  M->Points()->Add(5, 5, 5);
-  const int32_t T = M->AddPrimitiveArray(GL_TRIANGLES);
-  for (uint32_t i : {0u, 1u, 2u}) M->AddIndex(i, T);
-  const int32_t L = M->AddPrimitiveArray(GL_LINES);
-  M->AddIndex(3, L);
-  M->CalcNormals();
-  for (int v = 0; v < 4; ++v) EXPECT_DOUBLE_EQ(NormalOf(*M, v).Z, 1.0) << v;
-  EXPECT_DOUBLE_EQ(NormalOf(*M, 0).X, 0.0);
-}
-
 // Two triangles meeting at a right angle along x, with the shared edge duplicated.
 TLumPrimitiveObj* Hinge(TComponent* Owner, bool Weld) {
   auto* M = NewMesh(Owner);
@@ -71,8 +55,17 @@ TLumPrimitiveObj* Hinge(TComponent* Owner, bool Weld) {
   return M;
 }
 
-TEST(PrimitiveObjTest, FlagBitZeroWeldsNormalsOfCoincidentVertices) {
+TEST(PrimitiveObjTest, FaceNormalsWeldOnlyWhereFlagBitZeroIsSet) {
   TComponent Form(nullptr);
+  auto* M = NewMesh(&Form);
+  M->Points()->Add(0, 0, 0), M->Points()->Add(1, 0, 0), M->Points()->Add(0, 1, 0);
+  M->Points()->Add(5, 5, 5);
+  const int32_t T = M->AddPrimitiveArray(GL_TRIANGLES);
+  for (uint32_t i : {0u, 1u, 2u}) M->AddIndex(i, T);
+  M->AddIndex(3, M->AddPrimitiveArray(GL_LINES));  // lines give (0, 0, 1)
+  M->CalcNormals();
+  for (int v = 0; v < 4; ++v) EXPECT_DOUBLE_EQ(NormalOf(*M, v).Z, 1.0) << v;
+
   auto* Apart = Hinge(&Form, false);
   EXPECT_NEAR(NormalOf(*Apart, 0).Z, 1.0, 1e-12);
   EXPECT_NEAR(NormalOf(*Apart, 4).Y, 1.0, 1e-12);
@@ -83,23 +76,6 @@ TEST(PrimitiveObjTest, FlagBitZeroWeldsNormalsOfCoincidentVertices) {
     EXPECT_NEAR(NormalOf(*Welded, v).Z, H, 1e-12) << v;
   }
   EXPECT_NEAR(NormalOf(*Welded, 2).Z, 1.0, 1e-12);  // not shared: keeps its face normal
-}
-
-TEST(PrimitiveObjTest, LargeFlaggedGridSmoothsToItsPlaneNormal) {
-  TComponent Form(nullptr);
-  auto* R = new TLumRectangle(&Form);
-  R->SetDetX(500);
-  R->SetDetY(500);
-  R->Init();
-  auto* P = R->Points();
-  for (int32_t v = 0; v < P->Count(); ++v) P->SetFlag(v, 0, true);
-  const auto Start = std::chrono::steady_clock::now();
-  R->CalcNormals();
-  const double Ms =
-      std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - Start).count();
-  RecordProperty("CalcNormalsMs", std::to_string(Ms));
-  std::printf("CalcNormals on %d flagged vertices: %.1f ms\n", P->Count(), Ms);
-  for (int32_t v = 0; v < P->Count(); v += 997) ASSERT_NEAR(NormalOf(*R, v).Y, 1.0, 1e-9);
 }
 
 TEST(PrimitiveObjTest, TextureModesMapPositions) {
@@ -195,64 +171,13 @@ TEST(PrimitiveObjTest, NearPointSplitAndMerge) {
 
 // --- extrusion --------------------------------------------------------------------------
 
-struct Solid {
-  std::map<std::pair<uint32_t, uint32_t>, int> Directed;
-  double Volume = 0.0;
-};
-
-// Triangulates the visible face lists as drawn and sums the signed volume.
-Solid Measure(const TLumPrimitiveObj& M) {
-  Solid S;
-  auto Tri = [&](uint32_t a, uint32_t b, uint32_t c) {
-    const auto A = M.Points()->GetVector(a, 0), B = M.Points()->GetVector(b, 0),
-               C = M.Points()->GetVector(c, 0);
-    S.Volume += (A.X * (B.Y * C.Z - B.Z * C.Y) - A.Y * (B.X * C.Z - B.Z * C.X) +
-                 A.Z * (B.X * C.Y - B.Y * C.X)) /
-                6.0;
-  };
-  auto Face = [&](std::vector<uint32_t> V) {
-    for (size_t k = 0; k < V.size(); ++k) ++S.Directed[{V[k], V[(k + 1) % V.size()]}];
-    for (size_t k = 1; k + 1 < V.size(); ++k) Tri(V[0], V[k], V[k + 1]);
-  };
-  for (int32_t i = 0; i < M.GetPrimitiveCount(); ++i) {
-    const auto* P = M.GetPrimitive(i);
-    if (!P->Visible()) continue;
-    const uint32_t* s = P->IndexData();
-    const int32_t n = P->Count();
-    if (P->PrimitiveType() == GL_QUADS)
-      for (int32_t q = 0; q + 3 < n; q += 4) Face({s[q], s[q + 1], s[q + 2], s[q + 3]});
-    else if (P->PrimitiveType() == GL_QUAD_STRIP)
-      for (int32_t k = 0; 2 * k + 3 < n; ++k)
-        Face({s[2 * k], s[2 * k + 1], s[2 * k + 3], s[2 * k + 2]});
-    else if (P->PrimitiveType() == GL_TRIANGLES)
-      for (int32_t t = 0; t + 2 < n; t += 3) Face({s[t], s[t + 1], s[t + 2]});
-    else
-      ADD_FAILURE() << "unexpected list type " << P->PrimitiveType();
-  }
-  return S;
-}
-
-// Closed and consistently facing: every directed edge once, and its reverse once.
+// Closed, consistently facing and of the given volume, judged from the mesh alone.
 void ExpectClosedSolid(const TLumPrimitiveObj& M, double Volume) {
-  const Solid S = Measure(M);
-  for (const auto& [E, Count] : S.Directed) {
-    EXPECT_EQ(Count, 1) << E.first << "->" << E.second;
-    auto R = S.Directed.find({E.second, E.first});
-    EXPECT_TRUE(R != S.Directed.end() && R->second == 1) << E.first << "->" << E.second;
-  }
+  EXPECT_EQ(test::OpenEdgeCount(M), 0);
   TLumEdgeArray Open;
   EXPECT_EQ(M.GetOpenEdges(Open), 0);
-  EXPECT_NEAR(S.Volume, Volume, 1e-9);
-}
-
-TEST(PrimitiveObjTest, OpenEdgesOfAGridAreItsRim) {
-  TComponent Form(nullptr);
-  auto* R = new TLumRectangle(&Form);
-  R->SetDetX(3);
-  R->SetDetY(2);
-  R->Init();
-  TLumEdgeArray E;
-  EXPECT_EQ(R->GetOpenEdges(E), 10);
+  EXPECT_NEAR(test::SignedVolume(M), Volume, 1e-9);
+  EXPECT_EQ(test::NormalsAgainstWinding(M), 0);
 }
 
 TEST(PrimitiveObjTest, ExtrudingASheetGivesAClosedOutwardSolid) {
@@ -262,7 +187,10 @@ TEST(PrimitiveObjTest, ExtrudingASheetGivesAClosedOutwardSolid) {
   R->SetHeight(3);
   R->SetDetX(3);
   R->SetDetY(2);
-  R->Extrude(0.5, 3, true);  // builds the rectangle first
+  R->Init();
+  TLumEdgeArray Rim;
+  EXPECT_EQ(R->GetOpenEdges(Rim), 10);
+  R->Extrude(0.5, 3, true);
   ExpectClosedSolid(*R, 2 * 3 * 0.5);
   // Every vertex is used: 12 per layer on the rim, plus the far cap's inner two.
   EXPECT_EQ(R->Points()->Count(), 12 + 10 * 2 + 12);
@@ -271,7 +199,7 @@ TEST(PrimitiveObjTest, ExtrudingASheetGivesAClosedOutwardSolid) {
   EXPECT_NEAR(R->Points()->GetVector(0, 1).Y, -1.0 / std::sqrt(6.0), 1e-9);
 
   auto* Down = new TLumRectangle(&Form);
-  Down->Extrude(-1.0, 1, true);  // against the face normals
+  Down->Extrude(-1.0, 1, true);  // builds the rectangle first  // against the face normals
   ExpectClosedSolid(*Down, 1.0);
 
   auto* Slant = new TLumRectangle(&Form);
@@ -332,33 +260,6 @@ TEST_F(PrimitiveObjGLTest, FirstDrawBuildsOnceAndEachListIsPickable) {
   EXPECT_EQ(Names[2], std::make_pair(4u, 5u));
 }
 
-TEST_F(PrimitiveObjGLTest, LitFrontIsBrightAndInvertedMeshIsDark) {
-  TComponent Form(nullptr);
-  auto* R = new TLumRectangle(&Form);
-  R->SetWidth(2);
-  R->SetHeight(2);
-  R->Transformation()->Rotation()->SetX(90);  // normal +Y turns to +Z; y runs -2..0
-  glTranslated(0, 1, 0);                      // ... and now -1..1
-  RecordingView V;
-  glEnable(GL_LIGHTING);
-  glEnable(GL_LIGHT0);  // white, from +Z
-  auto Centre = [&] {
-    glClearColor(0, 0, 0, 1);
-    glClear(GL_COLOR_BUFFER_BIT);
-    R->Render(&V);
-    glFinish();
-    uint8_t Px[4];
-    glReadPixels(32, 32, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, Px);
-    return static_cast<int>(Px[0]);
-  };
-  EXPECT_NEAR(Centre(), 214, 3);  // default diffuse 0.8 plus ambient 0.2 x 0.2
-  R->Invert();
-  R->CalcNormals();
-  EXPECT_LT(Centre(), 20);
-  EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
-  EXPECT_FALSE(glIsEnabled(GL_VERTEX_ARRAY));
-}
-
 TEST_F(PrimitiveObjGLTest, EachListBindsItsOwnTexture) {
   TComponent Form(nullptr);
   auto MakeTexture = [&](uint32_t Colour) {
@@ -392,7 +293,9 @@ TEST_F(PrimitiveObjGLTest, EachListBindsItsOwnTexture) {
   EXPECT_LT(Low[2], 50);
   EXPECT_LT(High[0], 50);
   EXPECT_GT(High[2], 200);
-  delete Red;  // the mesh and its lists forget a texture that dies
+  EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+  EXPECT_FALSE(glIsEnabled(GL_VERTEX_ARRAY));  // the client arrays are handed back
+  delete Red;                                  // the mesh and its lists forget a texture that dies
   EXPECT_EQ(R->Texture(), nullptr);
   EXPECT_EQ(R->GetPrimitive(0)->Texture(), nullptr);
 }

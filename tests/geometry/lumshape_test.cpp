@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 #include <memory>
 #include <string>
 
@@ -236,18 +235,54 @@ TEST(ShapeMeshTest, BoxFacesOrderAndFlags) {
 
 // --- closed and outward -----------------------------------------------------------
 
+enum ClosedKind { kGlobal, kRegular, kCylinder, kTorus, kBox };
+
 struct ClosedCase {
-  std::string Name;
-  std::function<TLumPrimitiveObj*(TComponent*)> Make;
-  double Volume;     // the exact solid's volume
-  double Tolerance;  // relative, for the faceted mesh
+  const char* Name;
+  ClosedKind Kind;
+  // Sphere: radius; cylinder: base radius, top radius, height; torus: radius, thickness;
+  // box: width, height, depth.
+  double A, B, C;
+  int32_t Slices, Stacks;  // box: DetailX, DetailY, and DetailZ = Stacks + 1
+  double Volume;           // of the exact solid
+  double Tolerance;        // relative, for the faceted mesh
 };
+
+TLumPrimitiveObj* MakeClosed(const ClosedCase& K, TComponent* Owner) {
+  switch (K.Kind) {
+    case kGlobal:
+    case kRegular: {
+      auto* S = new TLumSphere(Owner);
+      S->SetMode(K.Kind == kRegular ? smRegular : smGlobal);
+      S->SetRadius(K.A), S->SetSlices(K.Slices), S->SetStacks(K.Stacks);
+      return S;
+    }
+    case kCylinder: {
+      auto* C = new TLumCylinder(Owner);
+      C->SetClosed(true), C->SetBaseRadius(K.A), C->SetTopRadius(K.B), C->SetHeight(K.C);
+      C->SetSlices(K.Slices), C->SetStacks(K.Stacks);
+      return C;
+    }
+    case kTorus: {
+      auto* T = new TLumTorus(Owner);
+      T->SetRadius(K.A), T->SetThickness(K.B), T->SetSlices(K.Slices), T->SetStacks(K.Stacks);
+      return T;
+    }
+    case kBox: {
+      auto* B = new TLumBox(Owner);
+      B->SetWidth(float(K.A)), B->SetHeight(float(K.B)), B->SetDepth(float(K.C));
+      B->SetDetail(0, K.Slices), B->SetDetail(1, K.Stacks), B->SetDetail(2, K.Stacks + 1);
+      return B;
+    }
+  }
+  return nullptr;
+}
 
 class ClosedShapeTest : public ::testing::TestWithParam<ClosedCase> {};
 
 TEST_P(ClosedShapeTest, IsClosedFacesOutwardAndNormalsAgree) {
   TComponent Owner(nullptr);
-  TLumPrimitiveObj* O = GetParam().Make(&Owner);
+  TLumPrimitiveObj* O = MakeClosed(GetParam(), &Owner);
   O->Init();
   EXPECT_EQ(OpenEdgeCount(*O), 0);
   EXPECT_EQ(NormalsAgainstWinding(*O), 0);
@@ -259,81 +294,23 @@ TEST_P(ClosedShapeTest, IsClosedFacesOutwardAndNormalsAgree) {
   EXPECT_EQ(NormalsAgainstWinding(*O, true), 0);
 }
 
-template <typename T>
-std::function<TLumPrimitiveObj*(TComponent*)> Maker(std::function<void(T*)> Setup) {
-  return [Setup](TComponent* Owner) {
-    T* O = new T(Owner);
-    Setup(O);
-    return O;
-  };
-}
+constexpr double Ball = 4.0 / 3 * Pi;
 
 INSTANTIATE_TEST_SUITE_P(
     Shapes, ClosedShapeTest,
-    ::testing::Values(ClosedCase{"GlobalSphere",
-                                 Maker<TLumSphere>([](TLumSphere* S) { S->SetRadius(2); }),
-                                 4.0 / 3 * Pi * 8, 0.1},
-                      ClosedCase{"GlobalSphereCoarse", Maker<TLumSphere>([](TLumSphere* S) {
-                                   S->SetSlices(3);
-                                   S->SetStacks(2);
-                                 }),
-                                 4.0 / 3 * Pi, 0.9},
-                      ClosedCase{"RegularSphereEven", Maker<TLumSphere>([](TLumSphere* S) {
-                                   S->SetMode(smRegular);
-                                   S->SetSlices(16);
-                                 }),
-                                 4.0 / 3 * Pi, 0.1},
-                      ClosedCase{"RegularSphereOdd", Maker<TLumSphere>([](TLumSphere* S) {
-                                   S->SetMode(smRegular);
-                                   S->SetStacks(9);
-                                 }),
-                                 4.0 / 3 * Pi, 0.1},
-                      ClosedCase{"RegularSphereSmallest", Maker<TLumSphere>([](TLumSphere* S) {
-                                   S->SetMode(smRegular);
-                                   S->SetStacks(3);
-                                 }),
-                                 4.0 / 3 * Pi, 0.7},
-                      ClosedCase{"ClosedCylinder", Maker<TLumCylinder>([](TLumCylinder* C) {
-                                   C->SetClosed(true);
-                                   C->SetHeight(2);
-                                   C->SetStacks(3);
-                                 }),
-                                 Pi * 2, 0.1},
-                      ClosedCase{"Cone", Maker<TLumCylinder>([](TLumCylinder* C) {
-                                   C->SetClosed(true);
-                                   C->SetTopRadius(0);
-                                   C->SetSlices(24);
-                                 }),
-                                 Pi / 3, 0.05},
-                      ClosedCase{"UpsideDownCone", Maker<TLumCylinder>([](TLumCylinder* C) {
-                                   C->SetClosed(true);
-                                   C->SetBaseRadius(0);
-                                   C->SetSlices(24);
-                                 }),
-                                 Pi / 3, 0.05},
-                      ClosedCase{"Frustum", Maker<TLumCylinder>([](TLumCylinder* C) {
-                                   C->SetClosed(true);
-                                   C->SetBaseRadius(2);
-                                   C->SetSlices(32);
-                                 }),
-                                 Pi / 3 * (4 + 2 + 1), 0.05},
-                      ClosedCase{"Torus", Maker<TLumTorus>([](TLumTorus* T) {
-                                   T->SetSlices(24);
-                                   T->SetStacks(12);
-                                 }),
-                                 2 * Pi* Pi * 1.0 * 0.04, 0.1},
-                      ClosedCase{"Box", Maker<TLumBox>([](TLumBox* B) {
-                                   B->SetWidth(2);
-                                   B->SetDepth(3);
-                                 }),
-                                 6.0, 1e-9},
-                      ClosedCase{"DetailedBox", Maker<TLumBox>([](TLumBox* B) {
-                                   B->SetDetail(0, 2);
-                                   B->SetDetail(1, 3);
-                                   B->SetDetail(2, 4);
-                                 }),
-                                 1.0, 1e-9}),
-    [](const ::testing::TestParamInfo<ClosedCase>& I) { return I.param.Name; });
+    ::testing::Values(ClosedCase{"GlobalSphere", kGlobal, 2, 0, 0, 10, 10, Ball * 8, 0.1},
+                      ClosedCase{"GlobalSphereCoarse", kGlobal, 1, 0, 0, 3, 2, Ball, 0.9},
+                      ClosedCase{"RegularSphereEven", kRegular, 1, 0, 0, 16, 8, Ball, 0.1},
+                      ClosedCase{"RegularSphereOdd", kRegular, 1, 0, 0, 16, 9, Ball, 0.1},
+                      ClosedCase{"RegularSphereSmallest", kRegular, 1, 0, 0, 4, 3, Ball, 0.7},
+                      ClosedCase{"Cylinder", kCylinder, 1, 1, 2, 10, 3, Pi * 2, 0.1},
+                      ClosedCase{"Cone", kCylinder, 1, 0, 1, 24, 10, Pi / 3, 0.05},
+                      ClosedCase{"UpsideDownCone", kCylinder, 0, 1, 1, 24, 10, Pi / 3, 0.05},
+                      ClosedCase{"Frustum", kCylinder, 2, 1, 1, 32, 10, Pi / 3 * 7, 0.05},
+                      ClosedCase{"Torus", kTorus, 1, 0.2, 0, 24, 12, 2 * Pi* Pi * 0.04, 0.1},
+                      ClosedCase{"Box", kBox, 2, 1, 3, 1, 1, 6.0, 1e-9},
+                      ClosedCase{"DetailedBox", kBox, 1, 1, 1, 2, 3, 1.0, 1e-9}),
+    [](const ::testing::TestParamInfo<ClosedCase>& I) { return std::string(I.param.Name); });
 
 TEST(ShapeFacingTest, DiscAndOpenCylinderFaceOutward) {
   TLumDisc D(nullptr);

@@ -84,9 +84,10 @@ inline double SignedVolume(const TLumPrimitiveObj& Obj) {
   return V / 6.0;
 }
 
-// Number of directed edges (between vertices welded by position) that no face runs the
-// other way: 0 for a closed surface whose faces all wind the same way. Faces of no area
-// (collapsed at a pole or apex) are left out.
+// Number of directed edges (between vertices welded by position) that are not run exactly
+// once, with their reverse run exactly once: 0 for a closed surface in which every edge
+// joins two faces that wind the same way. Faces of no area (collapsed at a pole or apex)
+// are left out.
 inline int OpenEdgeCount(const TLumPrimitiveObj& Obj) {
   std::map<std::tuple<long, long, long>, int> Ids;
   auto Weld = [&](uint32_t i) {
@@ -104,7 +105,7 @@ inline int OpenEdgeCount(const TLumPrimitiveObj& Obj) {
   int Open = 0;
   for (const auto& [E, N] : Edges) {
     auto It = Edges.find({E.second, E.first});
-    if (It == Edges.end() || It->second != N) ++Open;
+    if (N != 1 || It == Edges.end() || It->second != 1) ++Open;
   }
   return Open;
 }
