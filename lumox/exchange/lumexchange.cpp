@@ -12,14 +12,13 @@
 #include <cstring>
 #include <filesystem>
 
-#include "lumox/package/lumversion.h"
+#include "lumox/package/lumpackage.h"
 #include "lumox/scene/lumcomp.h"
 
 namespace lumox {
 
 namespace {
 
-const char* const ProgramText = "Lumox 3D components";
 const char* const CRLF = "\r\n";
 
 std::string_view Trimmed(std::string_view S) {
@@ -421,8 +420,8 @@ void TLumExchange::clear() {
 
 void TLumExchange::InitSave() {
   StartTag("LUMGL");
-  addtag("version", std::string(LUMOX_VERSION_STRING), std::string());
-  addtag("program", std::string(ProgramText), std::string());
+  addtag("version", std::string(LumoxVersion()), std::string());
+  addtag("program", std::string(LumoxProductName()), std::string());
   addtag("description", FFileDescription, std::string());
   if (FState == stReady) StartTag("Objects");
   FState = stLUMGLSave;
