@@ -117,6 +117,8 @@ void TLumRender::SetView(TLumCustomView* aView) {
     if (FView != aView) RemoveFreeNotification(FView);
   }
   FView = aView;
+  // Told when the view dies even if another component owns it, so the cache leaves
+  // with the view's context.
   if (aView) aView->FreeNotification(this);
 }
 
@@ -127,21 +129,15 @@ void TLumRender::SetCached(bool Value) {
 }
 
 void TLumRender::SetNode(TLumCustomNode* NewNode) {
-  if (FNode != NewNode && FNode) {
-    TLumCustomNode* Old = FNode;
-    Old->Remove(this);
-    if (FNode == Old) FNode = nullptr;
-  }
+  if (FNode != NewNode && FNode) FNode->Remove(this);
   FNode = nullptr;
   if (NewNode) NewNode->Add(this);  // the node sets the field back
 }
 
 void TLumRender::SetNodeDirect(TLumCustomNode* NewNode) {
-  if (FNode) {
-    TLumCustomNode* Old = FNode;
-    FNode = nullptr;
-    Old->Remove(this);
-  }
+  // The node is still set while it removes the component, so its nested SetNode(nullptr)
+  // asks it once more (finding nothing), as it does for every removal of a direct item.
+  if (FNode) FNode->Remove(this);
   FNode = NewNode;
 }
 

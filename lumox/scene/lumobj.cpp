@@ -40,6 +40,7 @@ void TLumObject::SetAttributes(TLumAttributes* Value) {
   if (Value == FAttributes) return;
   if (FAttributes) RemoveFreeNotification(FAttributes);
   FAttributes = Value;
+  // Shared components often live on another owner: ask to be told of their end.
   if (Value) Value->FreeNotification(this);
   Changed();
 }
@@ -69,6 +70,9 @@ void TLumObject::Assign(TPersistent* Source) {
   }
 }
 
+// Names are pushed only when there is a view to count them, and only in the modes
+// that select or pick. The view is asked for its mode through TLumCustomView, so a
+// view of another kind decides for itself whether its passes name the objects.
 static bool PushesName(TLumCustomView* aView) {
   return aView && IsSelectingMode(aView->DrawMode());
 }
@@ -138,6 +142,7 @@ TLumNode::~TLumNode() {
 }
 
 int TLumNode::Add(TLumRender* Item) {
+  if (!Item) return -1;  // nothing to add
   const int Old = GetCount();
   Insert(Old, Item);
   FIndirect.resize(FItems.size());

@@ -40,7 +40,10 @@ class TLumObject : public TLumRender {
   TLumMaterial* Material() const { return FMaterial; }
   void SetMaterial(TLumMaterial* Value);
   TLumColorAsMaterial ColorAsMaterial() const { return FColorAsMaterial; }
-  void SetColorAsMaterial(TLumColorAsMaterial Value) { FColorAsMaterial = Value; }
+  // Values outside cmNone..cmAmbientDiffuse are ignored.
+  void SetColorAsMaterial(TLumColorAsMaterial Value) {
+    if (Value <= cmAmbientDiffuse) FColorAsMaterial = Value;
+  }
 
   void SetName(const std::string& NewName) override;
   void Assign(TPersistent* Source) override;
@@ -77,7 +80,9 @@ class TLumNode : public TLumCustomNode {
   // When assigned, replaces the drawing of the items.
   TLumRenderEvent OnRender;
 
+  // Returns the item's former index, or -1 when it was not in the list.
   int Remove(TLumRender* Item) override;
+  // Returns the former Count; -1 for nullptr, which is not added.
   int Add(TLumRender* Item) override;
   virtual int AddIndirect(TLumRender* Item);
   // Throws Exception("Can not create a link to myself.") for the node itself.

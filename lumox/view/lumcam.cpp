@@ -59,7 +59,7 @@ static double Aspect(int Width, int Height) {
 }
 
 void TLumPerspectiveCamera::SetViewAngle(float Value) {
-  if (Value == FViewAngle || Value < 0.0f || Value > 180.0f) return;
+  if (Value == FViewAngle || !(Value >= 0.0f && Value <= 180.0f)) return;
   FViewAngle = Value;
   Changed();
 }
@@ -86,13 +86,13 @@ void TLumPerspectiveCamera::ReadValues(TLumExchange* Exchange) {
 }
 
 void TLumOrthographicCamera::SetViewWidth(float Value) {
-  if (Value == FViewWidth || Value < 0.0f) return;
+  if (Value == FViewWidth || !(Value >= 0.0f)) return;
   FViewWidth = Value;
   Changed();
 }
 
 void TLumOrthographicCamera::SetViewHeight(float Value) {
-  if (Value == FViewHeight || Value < 0.0f) return;
+  if (Value == FViewHeight || !(Value >= 0.0f)) return;
   FViewHeight = Value;
   Changed();
 }

@@ -148,7 +148,8 @@ bool TLumView::OpenGLConnect(std::unique_ptr<TLumGLContext> AContext) {
   FHandleCreated = true;
   // Throws "Call to OpenGL function wglCreateContext() failed." when no context
   // can be made; the view then stays inactive.
-  std::unique_ptr<TLumGLContext> Ctx = AContext ? std::move(AContext) : CreateEGLContext(FWidth, FHeight);
+  std::unique_ptr<TLumGLContext> Ctx =
+      AContext ? std::move(AContext) : CreateEGLContext(FWidth, FHeight);
   FContext = std::move(Ctx);
   // Every context shares lists with the process's first one (the context layer's
   // share root), so a cached component renders in every view.
@@ -168,9 +169,7 @@ void TLumView::OpenGLDisconnect() {
   FContext.reset();
 }
 
-bool TLumView::GetCurrent() {
-  return Active() && (FDrawMode == dmBitmap || FContext->IsCurrent());
-}
+bool TLumView::GetCurrent() { return Active() && (FDrawMode == dmBitmap || FContext->IsCurrent()); }
 
 void TLumView::SetCurrent(bool Value) {
   if (!Active()) return;  // "Call to OpenGL function wglMakeCurrent() failed." is never raised
@@ -307,7 +306,7 @@ void TLumView::SetCamera(TLumCamera* Value) {
   FCamera = Value;
   if (FCamera) {
     FCamera->OnChange = [this](TObject* Sender) { SubChange(Sender); };
-    FCamera->FreeNotification(this);
+    FCamera->FreeNotification(this);  // the reference clears whoever owns the camera
   }
   SubChange(this);
 }

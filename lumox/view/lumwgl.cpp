@@ -50,8 +50,8 @@ bool TryInitialize(EGLDisplay D) {
 
 EGLDisplay OpenDisplay(std::string& Platform) {
   const char* ClientExt = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
-  auto GetPlatformDisplay =
-      reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(eglGetProcAddress("eglGetPlatformDisplayEXT"));
+  auto GetPlatformDisplay = reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(
+      eglGetProcAddress("eglGetPlatformDisplayEXT"));
   if (GetPlatformDisplay && HasExtension(ClientExt, "EGL_MESA_platform_surfaceless")) {
     EGLDisplay D = GetPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr);
     if (TryInitialize(D)) {
@@ -84,9 +84,23 @@ EGLDisplay OpenDisplay(std::string& Platform) {
 // RGBA8 with a depth buffer of 24 bits or more and a stencil bit, for pbuffers.
 // (The 8-bit palette formats of older window systems do not exist on this platform.)
 EGLConfig ChooseConfig(EGLDisplay D) {
-  const EGLint Attribs[] = {EGL_SURFACE_TYPE, EGL_PBUFFER_BIT, EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT,
-                            EGL_RED_SIZE, 8, EGL_GREEN_SIZE, 8, EGL_BLUE_SIZE, 8, EGL_ALPHA_SIZE, 8,
-                            EGL_DEPTH_SIZE, 24, EGL_STENCIL_SIZE, 1, EGL_NONE};
+  const EGLint Attribs[] = {EGL_SURFACE_TYPE,
+                            EGL_PBUFFER_BIT,
+                            EGL_RENDERABLE_TYPE,
+                            EGL_OPENGL_BIT,
+                            EGL_RED_SIZE,
+                            8,
+                            EGL_GREEN_SIZE,
+                            8,
+                            EGL_BLUE_SIZE,
+                            8,
+                            EGL_ALPHA_SIZE,
+                            8,
+                            EGL_DEPTH_SIZE,
+                            24,
+                            EGL_STENCIL_SIZE,
+                            1,
+                            EGL_NONE};
   EGLConfig Config = nullptr;
   EGLint N = 0;
   if (!eglChooseConfig(D, Attribs, &Config, 1, &N) || N < 1) return nullptr;
@@ -98,7 +112,10 @@ EGLSurface MakePbuffer(EGLDisplay D, EGLConfig C, int W, int H) {
   return eglCreatePbufferSurface(D, C, Attribs);
 }
 
-// Opens the display and makes the share root once per process.
+// Opens the display and makes the share root once per process. The root is a hidden
+// context of its own rather than the first view's: it lives as long as the process,
+// so display lists and textures outlive any view, and a view made after the first
+// one is gone still shares with everything made before it.
 TEGLState& Ready() {
   static std::once_flag Once;
   std::call_once(Once, [] {
@@ -106,8 +123,9 @@ TEGLState& Ready() {
     S.Tried = true;
     S.Display = OpenDisplay(S.Platform);
     if (S.Display == EGL_NO_DISPLAY) {
-      S.Error = " No EGL display is available: install libegl1, libegl-mesa0 and libgl1-mesa-dri "
-                "(Mesa's llvmpipe renders without a GPU).";
+      S.Error =
+          " No EGL display is available: install libegl1, libegl-mesa0 and libgl1-mesa-dri "
+          "(Mesa's llvmpipe renders without a GPU).";
       return;
     }
     S.Config = ChooseConfig(S.Display);

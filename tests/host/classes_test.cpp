@@ -66,16 +66,6 @@ TEST(ComponentTest, ReferencesAreClearedWhenTheTargetDies) {
   EXPECT_EQ(FormA.ComponentCount(), 0);
 }
 
-TEST(ComponentTest, OwnerDestructionNotifiesComponentsOfOtherOwners) {
-  TComponent Keeper(nullptr);
-  auto* Holder = new TRef(&Keeper);
-  {
-    TComponent Form(nullptr);
-    Holder->SetTarget(new TComponent(&Form));
-  }
-  EXPECT_EQ(Holder->Target, nullptr);
-}
-
 TEST(ComponentTest, NamesAreIdentifiersUniqueWithinTheOwner) {
   TComponent Owner(nullptr);
   auto* A = new TComponent(&Owner);

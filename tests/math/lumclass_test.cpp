@@ -71,6 +71,11 @@ TEST(LumVectorTest, AssignKeepsHookButColorAssignTakesTheSourcesHook) {
   CA.Assign(&CB);
   CA.SetColor(0x123456);
   EXPECT_EQ(B.N, BBefore + 1);  // later changes of A go to B's owner
+  TLumMatrix MA, MB;
+  MB.OnChange = B.Hook();
+  MA.Assign(&MB);  // a matrix takes the hook over too
+  MA.Changed();
+  EXPECT_EQ(B.N, BBefore + 2);
 }
 
 TEST(LumColorTest, ParamsAlphaAndRawStore) {

@@ -23,6 +23,7 @@ TEST(CameraTest, DefaultsAndSetterRules) {
   P->SetViewNear(-1);
   P->SetViewFar(0);
   P->SetViewAngle(180.5f);
+  P->SetViewAngle(NAN);
   EXPECT_EQ(Changes, 0);
   P->SetViewAngle(180);
   P->SetViewAngle(0);
@@ -37,6 +38,7 @@ TEST(CameraTest, DefaultsAndSetterRules) {
   O->SetViewWidth(0);
   EXPECT_FLOAT_EQ(O->ViewWidth(), 0);
   O->SetViewHeight(-3);
+  O->SetViewHeight(NAN);
   EXPECT_FLOAT_EQ(O->ViewHeight(), 2);
 }
 

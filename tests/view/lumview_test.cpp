@@ -1,0 +1,106 @@
+// The view: repaint requests from camera, axes and input, input forwarding to the
+// controller, design mode and context recreation.
+#include "lumox/view/lumview.h"
+
+#include <gtest/gtest.h>
+
+#include "lumox/control/lumcntrl.h"
+#include "support/glfixture.h"
+
+using namespace lumox;
+
+namespace {
+
+// An EGL context that counts the repaints a toolkit would be asked for.
+class TCountingContext : public TLumGLContext {
+ public:
+  explicit TCountingContext(int* Count, int* Deaths = nullptr)
+      : Inner(CreateEGLContext(40, 30)), Repaints(Count), Deaths(Deaths) {}
+  ~TCountingContext() override {
+    if (Deaths) ++*Deaths;
+  }
+  bool MakeCurrent() override { return Inner->MakeCurrent(); }
+  void Release() override { Inner->Release(); }
+  bool IsCurrent() const override { return Inner->IsCurrent(); }
+  void SwapBuffers() override { Inner->SwapBuffers(); }
+  int Width() const override { return Inner->Width(); }
+  int Height() const override { return Inner->Height(); }
+  bool Resize(int W, int H) override { return Inner->Resize(W, H); }
+  std::unique_ptr<TLumGLContext> CreateOffscreen(int W, int H) override {
+    return Inner->CreateOffscreen(W, H);
+  }
+  void RequestRepaint() override { ++*Repaints; }
+  TLumPixelFormat PixelFormat() const override { return Inner->PixelFormat(); }
+  std::unique_ptr<TLumGLContext> Inner;
+  int* Repaints;
+  int* Deaths;
+};
+
+// Moves something on VK_LEFT and on the left mouse button only.
+class TStepController : public TLumCustomController {
+ public:
+  using TLumCustomController::TLumCustomController;
+  bool HandleKey(uint16_t& Key, TShiftState) override { return Key == VK_LEFT; }
+  bool HandleMouseDown(TMouseButton B, TShiftState, int, int) override { return B == mbLeft; }
+};
+
+}  // namespace
+
+TEST(LumViewTest, ChangesAndControllerMotionAskForARepaint) {
+  TComponent Form(nullptr);
+  auto* View = new TLumView(&Form);
+  int Repaints = 0;
+  ASSERT_TRUE(View->OpenGLConnect(std::make_unique<TCountingContext>(&Repaints)));
+  auto* Cam = new TLumPerspectiveCamera(&Form);
+  View->SetCamera(Cam);
+  View->SetBackgroundColor(0);  // unchanged
+  View->Coordinates()->SetVisible(true);
+  Cam->Transformation()->Rotation()->SetX(10);
+  EXPECT_EQ(Repaints, 3);
+  View->SetCamera(nullptr);
+  Cam->SetViewAngle(30);  // no longer the view's camera
+  EXPECT_EQ(Repaints, 4);
+
+  // The event runs first and may change the key the controller sees.
+  uint16_t Key = VK_RIGHT;
+  View->KeyDown(Key, {});  // no controller: nothing moves
+  auto* C = new TStepController(&Form);
+  View->SetController(C);
+  View->KeyDown(Key, {});
+  EXPECT_EQ(Repaints, 4);
+  View->OnKeyDown = [](TObject*, uint16_t& K, TShiftState) { K = VK_LEFT; };
+  View->KeyDown(Key, {});
+  EXPECT_EQ(Repaints, 5);
+  View->MouseDown(mbRight, {}, 1, 1);
+  View->MouseUp(mbLeft, {}, 1, 1);
+  View->MouseMove({}, 1, 1);
+  EXPECT_EQ(Repaints, 5);
+  View->MouseDown(mbLeft, {}, 1, 1);
+  EXPECT_EQ(Repaints, 6);
+  delete C;
+  EXPECT_EQ(View->Controller(), nullptr);
+  View->MouseDown(mbLeft, {}, 1, 1);
+  EXPECT_EQ(Repaints, 6);
+}
+
+TEST(LumViewTest, DesignModeHasNoContextAndDoubleBufferRecreatesIt) {
+  TComponent Form(nullptr);
+  auto* Design = new TLumView(&Form);
+  Design->SetDesigning(true);
+  bool Drawn = false;
+  Design->OnRender = [&](TLumView*) { Drawn = true; };
+  Design->Paint();
+  EXPECT_FALSE(Design->Active());
+  EXPECT_FALSE(Drawn);
+
+  auto* View = new TLumView(&Form);
+  View->SetDoubleBuffer(false);  // before the context exists: only stored
+  EXPECT_FALSE(View->DoubleBuffer());
+  EXPECT_FALSE(View->Active());
+  int Repaints = 0, Deaths = 0;
+  ASSERT_TRUE(View->OpenGLConnect(std::make_unique<TCountingContext>(&Repaints, &Deaths)));
+  View->SetDoubleBuffer(true);  // the drawable's format is fixed: a new context
+  EXPECT_EQ(Deaths, 1);
+  EXPECT_TRUE(View->Active());
+  EXPECT_FALSE(View->Context()->IsCurrent());
+}
