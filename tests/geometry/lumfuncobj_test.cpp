@@ -12,18 +12,32 @@
 namespace lumox {
 namespace {
 
-TEST(FuncObjTest, WithoutCallbacksEverySampleIsTheOrigin) {
+TEST(FuncObjTest, SamplingCountsWithoutCallbacksAndOutOfRange) {
   TLumFuncObj F(nullptr);
+  F.Init();
   F.SetStacks(4);
   F.SetSlices(3);
   F.SetOverDraw(2);
+  EXPECT_TRUE(F.Initialized());  // the counts do not mark the mesh for rebuilding
+  EXPECT_EQ(F.Points()->Count(), 11 * 11);
   F.Init();
   ASSERT_EQ(F.Points()->Count(), 9 * 4);
+  EXPECT_EQ(F.GetPrimitiveCount(), 8);
   for (int32_t i = 0; i < F.Points()->Count(); ++i) {
     const TLumMathVector V = test::Vertex(F, i);
     EXPECT_TRUE(V.X == 0 && V.Y == 0 && V.Z == 0);
     EXPECT_TRUE(F.Points()->GetFlag(i, 0) && F.Points()->GetFlag(i, 1));
   }
+  F.SetStacks(0);
+  F.Init();
+  EXPECT_EQ(F.Points()->Count(), 4);
+  EXPECT_EQ(F.GetPrimitiveCount(), 0);
+  F.SetStacks(-3);
+  F.Init();
+  EXPECT_EQ(F.Points()->Count(), 0);
+  F.SetStacks(100000);
+  F.SetOverDraw(100000);
+  EXPECT_THROW(F.Init(), Exception);
 }
 
 TEST(FuncObjTest, CurveIsBuiltOnThePreviousPoint) {
@@ -61,19 +75,6 @@ TEST(FuncObjTest, CurveIsBuiltOnThePreviousPoint) {
     EXPECT_EQ(A->Indices(2 * j), uint32_t(5 + j));
     EXPECT_EQ(A->Indices(2 * j + 1), uint32_t(10 + j));
   }
-}
-
-TEST(FuncObjTest, SamplingCountsDoNotMarkTheMeshForRebuilding) {
-  TLumFuncObj F(nullptr);
-  F.Init();
-  F.SetSlices(3);
-  F.SetStacks(2);
-  F.SetOverDraw(3);
-  EXPECT_TRUE(F.Initialized());
-  EXPECT_EQ(F.Points()->Count(), 11 * 11);
-  F.Init();
-  EXPECT_EQ(F.Points()->Count(), 7 * 4);
-  EXPECT_EQ(F.GetPrimitiveCount(), 6);
 }
 
 TEST(FuncObjTest, StandardTextureDividesByTheScales) {
@@ -119,26 +120,6 @@ TEST(FuncObjTest, NormalsFollowTheSurfaceAndTheWinding) {
     Worst = std::min(Worst, test::Dot(E, F.Points()->GetVector(i, 1)));
   }
   EXPECT_GT(Worst, 0.995);
-}
-
-TEST(FuncObjTest, EmptyAndOversizedSampling) {
-  TLumFuncObj F(nullptr);
-  F.SetStacks(0);
-  F.Init();
-  EXPECT_EQ(F.Points()->Count(), 11);
-  EXPECT_EQ(F.GetPrimitiveCount(), 0);
-  F.SetStacks(-3);
-  F.Init();
-  EXPECT_EQ(F.Points()->Count(), 0);
-  EXPECT_EQ(F.GetPrimitiveCount(), 0);
-
-  F.SetStacks(100000);
-  F.SetOverDraw(100000);
-  EXPECT_THROW(F.Init(), Exception);
-  F.SetStacks(2);
-  F.SetOverDraw(1);
-  F.Init();
-  EXPECT_EQ(F.Points()->Count(), 3 * 11);
 }
 
 }  // namespace

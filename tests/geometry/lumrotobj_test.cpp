@@ -25,12 +25,7 @@ TEST(RotObjTest, SweepStartsOnPlusYAndTurnsTowardsPlusX) {
   TLumRotObj R(nullptr);
   ExpectVec(R.CalcXY({2, 5, 3}, 0), 0, 2, 3);  // the profile's y plays no part
   ExpectVec(R.CalcXY({2, 5, 3}, 0.25), 2, 0, 3);
-  ExpectVec(R.CalcXY({2, 5, 3}, 1), 0, 2, 3);
-}
-
-TEST(RotObjTest, HalfTurnFromNinetyDegreesStartsOnPlusX) {
-  TLumRotObj R(nullptr);
-  R.SetRotSweepAngle(180);
+  R.SetRotSweepAngle(180);  // half a turn from 90 degrees starts on +X
   R.SetRotStartAngle(90);
   R.OnCalcZ = [](const TLumMathVector&, double V) { return TLumMathVector{1, 0, V}; };
   R.SetSlices(4);
@@ -66,22 +61,16 @@ void SphereProfile(TLumRotObj& R) {
   R.SetSlices(24);
 }
 
-TEST(RotObjTest, ProfileOnTheAxisGivesAPole) {
+TEST(RotObjTest, FullTurnOfAClimbingProfileIsClosedAndFacesOutward) {
   TLumRotObj R(nullptr);
   SphereProfile(R);
   R.Init();
-  for (int32_t j = 0; j <= 24; ++j) {
+  for (int32_t j = 0; j <= 24; ++j) {  // a profile point on the axis gives a pole
     ExpectVec(test::Vertex(R, j), 0, 0, -1);
     // The pole's normal comes from the faces around it, not from a collapsed row.
     ExpectVec(R.Points()->GetVector(j, 1), 0, 0, -1);
     ExpectVec(R.Points()->GetVector(12 * 25 + j, 1), 0, 0, 1);
   }
-}
-
-TEST(RotObjTest, FullTurnOfAClimbingProfileIsClosedAndFacesOutward) {
-  TLumRotObj R(nullptr);
-  SphereProfile(R);
-  R.Init();
   EXPECT_EQ(R.ConnectMode(), cmConnectX);
   EXPECT_EQ(test::OpenEdgeCount(R), 0);
   EXPECT_EQ(test::NormalsAgainstWinding(R), 0);
@@ -131,7 +120,9 @@ TEST(RotObjExchangeTest, AnglesAndOverDrawRoundTripByName) {
     R->SetOverDraw(3);
     test::SaveComponent(R, Dir.File("rot.xml"), NoDefaults);
     const std::string Text = test::ReadText(Dir.File("rot.xml"));
-    EXPECT_NE(Text.find("overdraw=\"3\""), std::string::npos) << Text;
+    for (const char* A : {"overdraw=\"3\"", "RotStartAngle=\"90\"", "RotSweepAngle=\"0\"",
+                          "FuncStartAngle=\"12.5\"", "FuncSweepAngle=\"180\""})
+      EXPECT_NE(Text.find(A), std::string::npos) << A << Text;
     auto* L = test::LoadComponent<TLumRotObj>(&Form, Dir.File("rot.xml"));
     ASSERT_NE(L, nullptr) << Text;
     EXPECT_EQ(L->RotStartAngle(), 90.0f);
