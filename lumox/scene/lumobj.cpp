@@ -181,7 +181,7 @@ int TLumNode::Remove(TLumRender* Item) {
     FItems.erase(FItems.begin() + Index);
     if (static_cast<size_t>(Index) < FIndirect.size()) FIndirect.erase(FIndirect.begin() + Index);
     FIndirect.resize(FItems.size());
-    if (!Indirect) {
+    if (!Indirect && Item) {  // SetItems may have left an empty entry
       Item->OnChange = nullptr;
       Item->SetNode(nullptr);
     }

@@ -265,6 +265,9 @@ TEST(NodeTest, CountAllItemsCountsLeavesAndNotificationsReachTheHook) {
   EXPECT_EQ(Root->Add(nullptr), -1);
   EXPECT_EQ(Root->GetCount(), 2);
   EXPECT_TRUE(Root->IsIndirect(1));
+  Root->SetItems(0, nullptr);  // an empty direct entry is cleared without harm
+  Root->Clear();
+  EXPECT_EQ(Root->GetCount(), 0);
 }
 
 TEST(NodeTest, OnRenderReplacesTheItems) {
