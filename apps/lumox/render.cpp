@@ -274,7 +274,10 @@ std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root
     delete Ex;
     throw;
   }
-  if (Bar) std::fprintf(stderr, "\n");
+  if (Bar) {
+    if (Shown < 100) Ex->OnSProgress(1.0);
+    std::fprintf(stderr, "\n");
+  }
   const std::string Description = Ex->FileDescription();
   delete Ex;
   return Description;
