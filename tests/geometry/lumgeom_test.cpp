@@ -23,9 +23,7 @@ void ExpectVec(const TLumMathVector& V, double X, double Y, double Z) {
 TEST(SimpleGeometryTest, RectangleTwoByOneGridAndTextureCorners) {
   TComponent Form(nullptr);
   auto* R = new TLumRectangle(&Form);
-  R->SetWidth(4);
-  R->SetHeight(2);
-  R->SetDetX(2);
+  R->SetWidth(4), R->SetHeight(2), R->SetDetX(2);
   R->SetDetX(0);  // ignored
   R->SetDetX(-3);
   R->Init();
@@ -42,8 +40,7 @@ TEST(SimpleGeometryTest, RectangleTwoByOneGridAndTextureCorners) {
 
   R->SetDetY(3);
   EXPECT_FALSE(R->Initialized());
-  R->TextureFlags()->SetScaleY(2);
-  R->TextureFlags()->SetShiftX(0.5);
+  R->TextureFlags()->SetScaleY(2), R->TextureFlags()->SetShiftX(0.5);
   R->Init();
   EXPECT_EQ(R->Points()->Count(), 12);
   EXPECT_EQ(R->GetPrimitiveCount(), 3);
@@ -68,10 +65,7 @@ TEST(SimpleGeometryTest, PointLineAndTriangleVertices) {
   EXPECT_EQ(IndicesOf(L->GetPrimitive(0)), (std::vector<uint32_t>{0, 1}));
 
   auto* T = new TLumTriangle(&Form);
-  T->SetBase(2);
-  T->SetHeight(3);
-  T->TextureFlags()->SetScaleX(2);
-  T->TextureFlags()->SetShiftY(1);
+  T->SetBase(2), T->SetHeight(3), T->TextureFlags()->SetScaleX(2), T->TextureFlags()->SetShiftY(1);
   T->Init();
   ExpectVec(T->Points()->GetVector(1, 0), -1, 0, 3);
   ExpectVec(T->Points()->GetVector(2, 0), 1, 0, 3);
@@ -110,15 +104,10 @@ TEST(SimpleGeometryTest, ParametersSurviveSaveAndLoad) {
   L->SetLength(0);
   L->Color()->SetColor(0x00FF00);  // the inherited values travel too
   auto* T = new TLumTriangle(&Form);
-  T->SetBase(2.5f);
-  T->SetHeight(0.25f);
+  T->SetBase(2.5f), T->SetHeight(0.25f);
   auto* R = new TLumRectangle(&Form);
-  R->SetWidth(3);
-  R->SetHeight(0);
-  R->SetDetX(4);
-  R->SetDetY(7);
-  R->TextureFlags()->SetMode(txSphereZ);
-  R->TextureFlags()->SetScaleX(0.5);
+  R->SetWidth(3), R->SetHeight(0), R->SetDetX(4), R->SetDetY(7);
+  R->TextureFlags()->SetMode(txSphereZ), R->TextureFlags()->SetScaleX(0.5);
   R->TextureFlags()->ParamVector()->SetValues(1, 2, 3);
   const std::pair<TLumPrimitiveObj*, std::vector<std::string>> Cases[] = {
       {L, {"Length=\"0\""}},

@@ -84,29 +84,29 @@ TEST(PrimitiveObjTest, TextureModesMapPositions) {
   M->Points()->Add({0.5, 3, 4}, ZEROVEC, {7, 7, 7});
   M->CalcTexture();  // txStandard keeps the shape's own coordinates
   EXPECT_DOUBLE_EQ(M->Points()->GetVector(0, 2).X, 7.0);
-  M->TextureFlags()->SetMode(txLinearXY);
-  M->TextureFlags()->SetScaleX(2);
-  M->TextureFlags()->SetShiftX(1);
-  M->TextureFlags()->SetScaleY(0.5);
-  M->CalcTexture();
-  EXPECT_DOUBLE_EQ(M->Points()->GetVector(0, 2).X, 2.0);
-  EXPECT_DOUBLE_EQ(M->Points()->GetVector(0, 2).Y, 1.5);
-  EXPECT_DOUBLE_EQ(M->Points()->GetVector(0, 2).Z, 0.0);
-  M->TextureFlags()->SetMode(txLinearZX);
-  M->CalcTexturePoint(0);
-  EXPECT_DOUBLE_EQ(M->Points()->GetVector(0, 2).X, 9.0);
-  EXPECT_DOUBLE_EQ(M->Points()->GetVector(0, 2).Y, 0.25);
-  M->TextureFlags()->SetMode(txSphereZ);
-  M->TextureFlags()->ParamVector()->SetValues(0.5, 0, 0);
-  M->CalcTexturePoint(0);
-  EXPECT_DOUBLE_EQ(M->Points()->GetVector(0, 2).X, 11.0);  // distance 5
+  TLumTextureFlags* F = M->TextureFlags();
+  F->SetScaleX(2), F->SetShiftX(1), F->SetScaleY(0.5), F->SetShiftY(0.125);
+  F->ParamVector()->SetValues(0.5, 0, 0);
+  const struct {
+    TLumTextureMode Mode;
+    double S, T;
+  } Cases[] = {{txLinearX, 2, 0},      {txLinearY, 7, 0},      {txLinearZ, 9, 0},
+               {txLinearXY, 2, 1.625}, {txLinearYZ, 7, 2.125}, {txLinearZX, 9, 0.375},
+               {txSphereZ, 11, 0}};  // distance 5 from the parameter vector
+  for (const auto& C : Cases) {
+    F->SetMode(C.Mode);
+    M->CalcTexture();
+    const TLumMathVector T = M->Points()->GetVector(0, 2);
+    EXPECT_DOUBLE_EQ(T.X, C.S) << TLumTextureModeStr[C.Mode];
+    EXPECT_DOUBLE_EQ(T.Y, C.T) << TLumTextureModeStr[C.Mode];
+    EXPECT_DOUBLE_EQ(T.Z, 0.0) << TLumTextureModeStr[C.Mode];
+  }
 }
 
 TEST(PrimitiveObjTest, ReliefLiftsAFlatGridByGreyValue) {
   TComponent Form(nullptr);
   auto* R = new TLumRectangle(&Form);
-  R->SetDetX(4);
-  R->SetDetY(1);
+  R->SetDetX(4), R->SetDetY(1);
   R->Init();
   TBitmap B(8, 2);
   B.Fill(0x000000);
@@ -183,10 +183,7 @@ void ExpectClosedSolid(const TLumPrimitiveObj& M, double Volume) {
 TEST(PrimitiveObjTest, ExtrudingASheetGivesAClosedOutwardSolid) {
   TComponent Form(nullptr);
   auto* R = new TLumRectangle(&Form);
-  R->SetWidth(2);
-  R->SetHeight(3);
-  R->SetDetX(3);
-  R->SetDetY(2);
+  R->SetWidth(2), R->SetHeight(3), R->SetDetX(3), R->SetDetY(2);
   R->Init();
   TLumEdgeArray Rim;
   EXPECT_EQ(R->GetOpenEdges(Rim), 10);
@@ -226,9 +223,7 @@ class PrimitiveObjGLTest : public test::GLTest {};
 TEST_F(PrimitiveObjGLTest, FirstDrawBuildsOnceAndEachListIsPickable) {
   TComponent Form(nullptr);
   auto* R = new TLumRectangle(&Form);
-  R->SetWidth(1);
-  R->SetHeight(1);
-  R->SetDetY(2);
+  R->SetWidth(1), R->SetHeight(1), R->SetDetY(2);
   int Builds = 0;
   R->OnAfterInit = [&](TObject* Sender) { Builds += Sender == R; };
   EXPECT_EQ(R->Points()->Count(), 0);
@@ -272,11 +267,7 @@ TEST_F(PrimitiveObjGLTest, EachListBindsItsOwnTexture) {
   TLumTexture* Red = MakeTexture(0x0000FF);
   TLumTexture* Blue = MakeTexture(0xFF0000);
   auto* R = new TLumRectangle(&Form);
-  R->SetWidth(2);
-  R->SetHeight(2);
-  R->SetDetY(2);
-  R->SetTextured(true);
-  R->SetTexture(Red);
+  R->SetWidth(2), R->SetHeight(2), R->SetDetY(2), R->SetTextured(true), R->SetTexture(Red);
   R->Init();
   R->GetPrimitive(1)->SetTexture(Blue);  // the upper band on screen
   R->Transformation()->Rotation()->SetX(90);

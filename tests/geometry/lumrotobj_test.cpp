@@ -28,8 +28,7 @@ TEST(RotObjTest, SweepStartsOnPlusYAndTurnsTowardsPlusX) {
   R.SetRotSweepAngle(180);  // half a turn from 90 degrees starts on +X
   R.SetRotStartAngle(90);
   R.OnCalcZ = [](const TLumMathVector&, double V) { return TLumMathVector{1, 0, V}; };
-  R.SetSlices(4);
-  R.SetStacks(1);
+  R.SetSlices(4), R.SetStacks(1);
   R.Init();
   ExpectVec(test::Vertex(R, 0), 1, 0, 0);
   ExpectVec(test::Vertex(R, 2), 0, -1, 0);
@@ -57,8 +56,7 @@ void SphereProfile(TLumRotObj& R) {
   R.OnCalcZ = [](const TLumMathVector&, double V) {
     return TLumMathVector{std::sin(Pi * V), 0, -std::cos(Pi * V)};
   };
-  R.SetStacks(12);
-  R.SetSlices(24);
+  R.SetStacks(12), R.SetSlices(24);
 }
 
 TEST(RotObjTest, FullTurnOfAClimbingProfileIsClosedAndFacesOutward) {
@@ -96,8 +94,7 @@ TEST(RotObjTest, ClosedProfileWrapsAlongTheCurve) {
   R.OnCalcZ = [](const TLumMathVector&, double V) {
     return TLumMathVector{1 + 0.25 * std::cos(2 * Pi * V), 0, 0.25 * std::sin(2 * Pi * V)};
   };
-  R.SetStacks(16);
-  R.SetSlices(24);
+  R.SetStacks(16), R.SetSlices(24);
   R.Init();
   EXPECT_EQ(R.ConnectMode(), cmConnectBoth);
   EXPECT_EQ(test::OpenEdgeCount(R), 0);
@@ -113,11 +110,8 @@ TEST(RotObjExchangeTest, AnglesAndOverDrawRoundTripByName) {
   TComponent Form(nullptr);
   for (bool NoDefaults : {false, true}) {
     auto* R = new TLumRotObj(&Form);
-    R->SetRotStartAngle(90);
-    R->SetRotSweepAngle(0);
-    R->SetFuncStartAngle(12.5f);
-    R->SetFuncSweepAngle(180);
-    R->SetOverDraw(3);
+    R->SetRotStartAngle(90), R->SetRotSweepAngle(0), R->SetFuncStartAngle(12.5f);
+    R->SetFuncSweepAngle(180), R->SetOverDraw(3);
     test::SaveComponent(R, Dir.File("rot.xml"), NoDefaults);
     const std::string Text = test::ReadText(Dir.File("rot.xml"));
     for (const char* A : {"overdraw=\"3\"", "RotStartAngle=\"90\"", "RotSweepAngle=\"0\"",
