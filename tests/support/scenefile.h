@@ -64,4 +64,11 @@ T* LoadComponent(TComponent* Owner, const std::string& FileName) {
   return Node->GetCount() > 0 ? dynamic_cast<T*>(Node->GetItems(0)) : nullptr;
 }
 
+// The text of FileName after saving Source into it.
+inline std::string SavedText(TLumComponent* Source, const std::string& FileName,
+                             bool NoDefaultValues = false) {
+  SaveComponent(Source, FileName, NoDefaultValues);
+  return ReadText(FileName);
+}
+
 }  // namespace lumox::test
