@@ -47,12 +47,11 @@ TComponent::~TComponent() {
 void TComponent::Destroying() {
   if (FComponentState.Contains(csDestroying)) return;
   FComponentState.Include(csDestroying);
-  // Everyone that asked to be told, then the owner (which tells its components).
+  // Everyone that asked to be told, then the owner (which tells its listeners).
   while (!FFreeNotifies.empty()) {
-    TComponent* C = FFreeNotifies.back();
-    FFreeNotifies.pop_back();
-    auto& Back = C->FFreeNotifies;
-    Back.erase(std::remove(Back.begin(), Back.end(), this), Back.end());
+    TComponent* C = *FFreeNotifies.begin();
+    FFreeNotifies.erase(FFreeNotifies.begin());
+    C->FFreeNotifies.erase(this);
     C->Notification(this, opRemove);
   }
   if (FOwner) FOwner->Notification(this, opRemove);
@@ -65,9 +64,8 @@ TComponent* TComponent::Components(int Index) const {
 
 TComponent* TComponent::FindComponent(std::string_view AName) const {
   if (AName.empty()) return nullptr;
-  for (TComponent* C : FComponents)
-    if (SameText(C->FName, AName)) return C;
-  return nullptr;
+  auto It = FNames.find(UpperCase(AName));
+  return It == FNames.end() ? nullptr : It->second;
 }
 
 static bool IsValidIdent(std::string_view S) {
@@ -88,25 +86,42 @@ void TComponent::SetName(const std::string& NewName) {
     if (Other && Other != this)
       throw Exception("A component named " + NewName + " already exists.");
   }
+  if (FOwner && !FName.empty()) FOwner->FNames.erase(UpperCase(FName));
   FName = NewName;
+  if (FOwner && !FName.empty()) FOwner->FNames[UpperCase(FName)] = this;
 }
 
 void TComponent::InsertComponent(TComponent* AComponent) {
   if (!AComponent || AComponent->FOwner == this) return;
-  if (AComponent->FOwner) AComponent->FOwner->RemoveComponent(AComponent);
   if (!AComponent->FName.empty() && FindComponent(AComponent->FName))
     throw Exception("A component named " + AComponent->FName + " already exists.");
+  if (AComponent->FOwner) AComponent->FOwner->RemoveComponent(AComponent);
   FComponents.push_back(AComponent);
+  if (!AComponent->FName.empty()) FNames[UpperCase(AComponent->FName)] = AComponent;
+  if (AComponent->FSiblingNotifications) FListeners.push_back(AComponent);
   AComponent->FOwner = this;
   if (FComponentState.Contains(csDesigning)) AComponent->SetDesigning(true);
   Notification(AComponent, opInsert);
 }
 
+// Removes one entry, looking from the end first (components die last-first).
+static void EraseFromBack(std::vector<TComponent*>& List, TComponent* C) {
+  for (size_t I = List.size(); I-- > 0;)
+    if (List[I] == C) {
+      List.erase(List.begin() + static_cast<std::ptrdiff_t>(I));
+      return;
+    }
+}
+
 void TComponent::RemoveComponent(TComponent* AComponent) {
   if (!AComponent || AComponent->FOwner != this) return;
   if (!AComponent->FComponentState.Contains(csDestroying)) Notification(AComponent, opRemove);
-  FComponents.erase(std::remove(FComponents.begin(), FComponents.end(), AComponent),
-                    FComponents.end());
+  EraseFromBack(FComponents, AComponent);
+  if (AComponent->FSiblingNotifications) EraseFromBack(FListeners, AComponent);
+  if (!AComponent->FName.empty()) {
+    auto It = FNames.find(UpperCase(AComponent->FName));
+    if (It != FNames.end() && It->second == AComponent) FNames.erase(It);
+  }
   AComponent->FOwner = nullptr;
 }
 
@@ -120,26 +135,33 @@ void TComponent::DestroyComponents() {
 
 void TComponent::FreeNotification(TComponent* AComponent) {
   if (!AComponent || AComponent == this) return;
-  if (std::find(FFreeNotifies.begin(), FFreeNotifies.end(), AComponent) == FFreeNotifies.end()) {
-    FFreeNotifies.push_back(AComponent);
-    AComponent->FreeNotification(this);
-  }
+  FFreeNotifies.insert(AComponent);
+  AComponent->FFreeNotifies.insert(this);
 }
 
 void TComponent::RemoveFreeNotification(TComponent* AComponent) {
-  auto It = std::find(FFreeNotifies.begin(), FFreeNotifies.end(), AComponent);
-  if (It == FFreeNotifies.end()) return;
-  FFreeNotifies.erase(It);
-  AComponent->RemoveFreeNotification(this);
+  if (!AComponent || FFreeNotifies.erase(AComponent) == 0) return;
+  AComponent->FFreeNotifies.erase(this);
+}
+
+void TComponent::SetSiblingNotifications(bool Value) {
+  if (Value == FSiblingNotifications) return;
+  FSiblingNotifications = Value;
+  if (!FOwner) return;
+  if (Value)
+    FOwner->FListeners.push_back(this);
+  else
+    EraseFromBack(FOwner->FListeners, this);
 }
 
 void TComponent::Notification(TComponent* AComponent, TOperation Operation) {
   if (Operation == opRemove && AComponent) RemoveFreeNotification(AComponent);
-  // Copy: a handler may free components of this owner.
-  std::vector<TComponent*> Items = FComponents;
+  if (FListeners.empty()) return;
+  // Copy: a handler may free components of this owner. Last listener first.
+  const std::vector<TComponent*> Items = FListeners;
   for (auto It = Items.rbegin(); It != Items.rend(); ++It) {
     TComponent* C = *It;
-    if (std::find(FComponents.begin(), FComponents.end(), C) != FComponents.end())
+    if (std::find(FListeners.begin(), FListeners.end(), C) != FListeners.end())
       C->Notification(AComponent, Operation);
   }
 }

@@ -9,6 +9,8 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace lumox {
@@ -89,9 +91,12 @@ using TComponentState = TLumSet<TComponentStateItem>;
 using TNotificationEvent = std::function<void(class TComponent* AComponent, TOperation Operation)>;
 
 // A component is owned by another component (or by nobody) and freed by its owner.
-// When a component dies, the owner's components and every component registered
-// through FreeNotification receive Notification(it, opRemove) so that they can clear
-// their references to it.
+// When a component dies, every component registered through FreeNotification
+// receives Notification(it, opRemove) so that it can clear its references; the
+// owner receives it too and passes it (like insertions) on to those of its
+// components that asked for their siblings' notifications (SetSiblingNotifications).
+// Holding a reference means registering FreeNotification: that keeps scenes of
+// many components linear in time, since an insertion does not visit every sibling.
 class TComponent : public TPersistent {
  public:
   explicit TComponent(TComponent* AOwner);
@@ -120,6 +125,11 @@ class TComponent : public TPersistent {
   void FreeNotification(TComponent* AComponent);
   void RemoveFreeNotification(TComponent* AComponent);
 
+  // Whether this component is told of its siblings' insertion and removal through
+  // its owner (off by default; references are cleared through FreeNotification).
+  void SetSiblingNotifications(bool Value);
+  bool SiblingNotifications() const { return FSiblingNotifications; }
+
   // Design mode and loading state, set on this component and its owned components.
   void SetDesigning(bool Value);
   void SetLoading(bool Value);
@@ -127,7 +137,7 @@ class TComponent : public TPersistent {
  protected:
   // Called when a component is inserted into or removed from the owner, and when a
   // component registered through FreeNotification dies. The base passes the call on
-  // to every owned component.
+  // to the owned components that asked for sibling notifications.
   virtual void Notification(TComponent* AComponent, TOperation Operation);
   // Marks the component as being destroyed and sends the removal notifications.
   // Runs once; a class whose removal makes others call back into it calls this
@@ -140,8 +150,13 @@ class TComponent : public TPersistent {
   std::string FName;
   TComponentState FComponentState;
   int64_t FTag = 0;
+  bool FSiblingNotifications = false;
   std::vector<TComponent*> FComponents;
-  std::vector<TComponent*> FFreeNotifies;
+  // Owned components by upper-cased name, for unique names in constant time.
+  std::unordered_map<std::string, TComponent*> FNames;
+  // Owned components that asked for sibling notifications, in insertion order.
+  std::vector<TComponent*> FListeners;
+  std::unordered_set<TComponent*> FFreeNotifies;
 };
 
 }  // namespace lumox

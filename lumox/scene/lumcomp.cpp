@@ -130,7 +130,7 @@ void TLumRender::SetCached(bool Value) {
 
 void TLumRender::SetNode(TLumCustomNode* NewNode) {
   if (FNode != NewNode && FNode) FNode->Remove(this);
-  FNode = nullptr;
+  LinkNode(nullptr);
   if (NewNode) NewNode->Add(this);  // the node sets the field back
 }
 
@@ -138,7 +138,15 @@ void TLumRender::SetNodeDirect(TLumCustomNode* NewNode) {
   // The node is still set while it removes the component, so its nested SetNode(nullptr)
   // asks it once more (finding nothing), as it does for every removal of a direct item.
   if (FNode) FNode->Remove(this);
+  LinkNode(NewNode);
+}
+
+void TLumRender::LinkNode(TLumCustomNode* NewNode) {
+  if (FNode == NewNode) return;
+  // Told when the node dies, whoever owns it, so the field never dangles.
+  if (FNode) RemoveFreeNotification(FNode);
   FNode = NewNode;
+  if (FNode) FNode->FreeNotification(this);
 }
 
 void TLumRender::SetProjectionEnabled(bool Value) {

@@ -129,6 +129,8 @@ class TLumRender : public TLumTransformed {
   void Notification(TComponent* AComponent, TOperation Operation) override;
 
  private:
+  // Sets FNode, keeping the removal notification between component and node.
+  void LinkNode(TLumCustomNode* NewNode);
   bool FEnabled = true;
   TLumCustomView* FView = nullptr;
   uint32_t FListId = 0;

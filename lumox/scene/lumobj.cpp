@@ -132,13 +132,24 @@ void TLumObject::Notification(TComponent* AComponent, TOperation Operation) {
 
 // --- TLumNode -------------------------------------------------------------------------
 
-TLumNode::TLumNode(TComponent* AOwner) : TLumCustomNode(AOwner) {}
+TLumNode::TLumNode(TComponent* AOwner) : TLumCustomNode(AOwner) {
+  // OnItemNotify hears of its siblings' insertions and removals too.
+  SetSiblingNotifications(true);
+}
+
+void TLumNode::Counted(TLumRender* Item, int Delta) {
+  if (!Item) return;
+  auto It = FOccurrences.try_emplace(Item, 0).first;
+  It->second += Delta;
+  if (It->second <= 0) FOccurrences.erase(It);
+}
 
 TLumNode::~TLumNode() {
-  // Items that still name this node leave it while it is a complete node.
-  Destroying();
   if (OnItemNotify) OnItemNotify(this, opRemove);
+  // The items leave first, last to first, each in constant time; whatever still
+  // names this node is told next, while it is a complete node.
   Clear();
+  Destroying();
 }
 
 int TLumNode::Add(TLumRender* Item) {
@@ -153,6 +164,7 @@ int TLumNode::Add(TLumRender* Item) {
 int TLumNode::AddIndirect(TLumRender* Item) {
   const int Old = GetCount();
   FItems.push_back(Item);
+  Counted(Item, 1);
   FIndirect.resize(FItems.size());
   FIndirect.back() = true;
   // A reference only: the item stays in its own node, but this node must not keep
@@ -167,6 +179,7 @@ void TLumNode::Insert(int Index, TLumRender* Item) {
   Item->SetNodeDirect(this);
   Index = std::clamp(Index, 0, GetCount());
   FItems.insert(FItems.begin() + Index, Item);
+  Counted(Item, 1);
   // Keep the indirect bits aligned with their items.
   if (FIndirect.size() + 1 == FItems.size())
     FIndirect.insert(FIndirect.begin() + Index, false);
@@ -175,10 +188,25 @@ void TLumNode::Insert(int Index, TLumRender* Item) {
 }
 
 int TLumNode::Remove(TLumRender* Item) {
-  const int Index = IndexOf(Item);
+  // The first occurrence, as IndexOf finds it; an item that is there once is looked
+  // for from the end, where removals of large lists (Clear, dying items) happen.
+  int Index = -1;
+  auto Found = FOccurrences.find(Item);
+  if (Found == FOccurrences.end()) {
+    if (!Item) Index = IndexOf(Item);
+  } else if (Found->second == 1) {
+    for (int I = GetCount() - 1; I >= 0; --I)
+      if (FItems[static_cast<size_t>(I)] == Item) {
+        Index = I;
+        break;
+      }
+  } else {
+    Index = IndexOf(Item);
+  }
   if (Index >= 0) {
     const bool Indirect = IsIndirect(Index);
     FItems.erase(FItems.begin() + Index);
+    Counted(Item, -1);
     if (static_cast<size_t>(Index) < FIndirect.size()) FIndirect.erase(FIndirect.begin() + Index);
     FIndirect.resize(FItems.size());
     if (!Indirect && Item) {  // SetItems may have left an empty entry
@@ -225,6 +253,7 @@ void TLumNode::Clear() {
   for (int I = GetCount() - 1; I >= 0; --I) Delete(std::min(I, GetCount() - 1));
   FItems.clear();
   FIndirect.clear();
+  FOccurrences.clear();
 }
 
 TLumRender* TLumNode::GetItems(int Index) const {
@@ -233,7 +262,10 @@ TLumRender* TLumNode::GetItems(int Index) const {
 }
 
 void TLumNode::SetItems(int Index, TLumRender* Item) {
-  if (Index >= 0 && Index < GetCount()) FItems[static_cast<size_t>(Index)] = Item;
+  if (Index < 0 || Index >= GetCount()) return;
+  Counted(FItems[static_cast<size_t>(Index)], -1);
+  FItems[static_cast<size_t>(Index)] = Item;
+  Counted(Item, 1);
 }
 
 bool TLumNode::IsIndirect(int Index) const {
@@ -294,11 +326,13 @@ TObject* TLumNode::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 
 void TLumNode::Notification(TComponent* AComponent, TOperation Operation) {
   TLumRender::Notification(AComponent, Operation);
-  if (Operation == opRemove && AComponent) {
+  auto* AsItem = Operation == opRemove ? dynamic_cast<TLumRender*>(AComponent) : nullptr;
+  if (AsItem && FOccurrences.count(AsItem)) {
     // Drop indirect references to a dying component; direct items leave through
     // their own destructor.
     for (int I = GetCount() - 1; I >= 0; --I)
       if (FItems[static_cast<size_t>(I)] == AComponent && IsIndirect(I)) {
+        Counted(FItems[static_cast<size_t>(I)], -1);
         FItems.erase(FItems.begin() + I);
         FIndirect.erase(FIndirect.begin() + I);
       }

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "lumox/scene/lumcomp.h"
@@ -114,6 +115,10 @@ class TLumNode : public TLumCustomNode {
  private:
   std::vector<TLumRender*> FItems;
   std::vector<bool> FIndirect;
+  // How often each component is in the list, so that removals stay constant-time
+  // for items that are there once (the usual case) in large scenes.
+  std::unordered_map<TLumRender*, int> FOccurrences;
+  void Counted(TLumRender* Item, int Delta);
 };
 
 // --- the render-class registry ---------------------------------------------------------

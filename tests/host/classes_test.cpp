@@ -55,12 +55,16 @@ TEST(ComponentTest, ReferencesAreClearedWhenTheTargetDies) {
   auto* Sibling = new TRef(&FormB);
   auto* Target = new TComponent(&FormB);
   Holder->SetTarget(Target);    // another owner: needs FreeNotification
-  Sibling->Target = Target;     // same owner: told through the owner
+  Sibling->Target = Target;     // same owner: told through the owner when it asks
+  Sibling->SetSiblingNotifications(true);
+  auto* Deaf = new TRef(&FormB);  // did not ask: insertions and removals pass it by
+  Deaf->Target = Target;
   delete Target;
   EXPECT_EQ(Holder->Target, nullptr);
   EXPECT_EQ(Sibling->Target, nullptr);
   EXPECT_EQ(Holder->Removals, 1);
-  EXPECT_EQ(FormB.ComponentCount(), 1);
+  EXPECT_EQ(Deaf->Removals, 0);
+  EXPECT_EQ(FormB.ComponentCount(), 2);
   // The dead component is gone from the holder's list: freeing the holder later is safe.
   delete Holder;
   EXPECT_EQ(FormA.ComponentCount(), 0);
