@@ -2,12 +2,12 @@
 // save-then-load round trip of one component through a scene file.
 #pragma once
 
-#include <unistd.h>
+#include <stdlib.h>
 
-#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 
 #include "lumox/exchange/lumexchange.h"
@@ -15,13 +15,13 @@
 
 namespace lumox::test {
 
+// A new folder under /tmp, removed with everything in it at the end of the scope.
 class TempDir {
  public:
   TempDir() {
-    static std::atomic<int> Counter{0};
-    FPath = std::filesystem::temp_directory_path() /
-            ("lumox-test-" + std::to_string(getpid()) + "-" + std::to_string(Counter++));
-    std::filesystem::create_directories(FPath);
+    char Name[] = "/tmp/lumox-test-XXXXXX";
+    if (!mkdtemp(Name)) throw std::runtime_error("cannot create a temporary folder");
+    FPath = Name;
   }
   ~TempDir() {
     std::error_code Ec;
