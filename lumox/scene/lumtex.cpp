@@ -265,7 +265,9 @@ void TLumTexture::WriteValues(TLumExchange* Exchange) {
   FBlendColor->WriteComp(Exchange, "BlendColor");
   if (!FBitmap->Empty()) {
     namespace fs = std::filesystem;
-    // The side file goes beside the scene file; the attribute holds its bare name.
+    // Deliberately beside the scene file, not in the current folder: the attribute holds
+    // the bare name and the reader looks beside the scene file first, so the scene loads
+    // from wherever it is opened.
     const std::string Name = fs::path(Exchange->GetAFilename("bmp")).filename().string();
     const fs::path Dir = fs::path(Exchange->FileName()).parent_path();
     FBitmap->SaveToFile((Dir / Name).string());
