@@ -51,17 +51,6 @@ class ObjectViewTest : public ViewTest {
   TLumNode* Root = nullptr;
 };
 
-TEST_F(ObjectViewTest, ObjectsAppearWhereThePerspectiveCameraPutsThem) {
-  // 45 degrees vertical at distance 2: the view spans y in +-0.83 and x in +-1.1.
-  Square(0x0000FF, -0.6f, 0);  // red on the left
-  Square(0x00FF00, 0.6f, 0);   // green on the right
-  View->SetBackgroundColor(0x808080);
-  const TBitmap B = Snapshot();
-  EXPECT_EQ(RGB(B, 15, 30), 0x0000FFu);
-  EXPECT_EQ(RGB(B, 65, 30), 0x00FF00u);
-  EXPECT_EQ(RGB(B, 40, 2), 0x808080u);  // background between and above
-}
-
 TEST_F(ObjectViewTest, OrthographicCameraShowsTwiceTheWidthInAWideView) {
   auto* Ortho = new TLumOrthographicCamera(&Form);
   View->SetCamera(Ortho);
