@@ -409,6 +409,7 @@ int TLumExchange::getenumv(const std::string& Text, const char* const* Names, in
 
 void TLumExchange::clear() {
   FParser->Stream().clear();
+  FParser->Stream().shrink_to_fit();  // a large scene's buffer is not kept around
   FDepth = 0;
   FFileCounter = 0;
   FBaseTag.Name.clear();
