@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -69,6 +70,11 @@ TLumExchange::~TLumExchange() = default;
 // --- writing --------------------------------------------------------------------------
 
 std::string TLumExchange::FloatText(double Value) const {
+  // Most values are Singles handed over as doubles: those get the shortest text that
+  // gives the Single back ("0.3", not "0.30000001192092896").
+  const float AsSingle = static_cast<float>(Value);
+  if (FDecimals <= 0 && std::isfinite(Value) && static_cast<double>(AsSingle) == Value)
+    return FloatText(AsSingle);
   char Buf[160];
   std::to_chars_result R;
   if (FDecimals <= 0)
