@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -13,10 +12,12 @@
 namespace lumox {
 namespace {
 
-// Runs the parser over Text and logs every event as one line.
+using Lines = std::vector<std::string>;
+
+// Runs the parser over a text and logs every event as one line.
 struct TRecorder {
   TXMLParser Parser{nullptr};
-  std::vector<std::string> Log;
+  Lines Log;
   std::vector<double> Progress;
 
   TRecorder() {
@@ -31,85 +32,73 @@ struct TRecorder {
     Parser.OnSpecial = [this](const std::string& S) { Log.push_back("special " + S); };
     Parser.OnProgress = [this](double P) { Progress.push_back(P); };
   }
-  std::vector<std::string> Run(const std::string& Text) {
+  Lines Run(const std::string& Text) {
     Log.clear();
+    Progress.clear();
+    Parser.CloseOpenTags();
     Parser.Stream() = Text;
     Parser.execute(nullptr);
     return Log;
   }
 };
 
-using Lines = std::vector<std::string>;
+struct TCase {
+  const char* Input;
+  Lines Events;
+  bool Balanced;  // nothing is left open at the end
+};
 
-TEST(XMLParserTest, LastAttributeIsAddedTwiceWhenTheTagEndsAfterItsQuote) {
+TEST(XMLParserTest, EventsOfSmallInputs) {
+  const TCase Cases[] = {
+      // The last attribute, ended directly by '>', is added twice.
+      {"<a x=\"1\" y=\"2\">",
+       {"name a", "param a", "param a", "param a", "tag a d1 [x=1\r\ny=2\r\ny=2\r\n]"},
+       false},
+      // '/' ends the tag even inside quotes.
+      {"<a x=\"1/2\">", {"name a", "param a", "tag a d1 [x=1\r\n]", "end a"}, true},
+      // A blank after the last attribute, or "/>" without attributes: no OnTag.
+      {"<a x=\"1\" >", {"name a", "param a"}, false},
+      {"<a x=\"1\" /><b/><c />", {"name a", "param a", "end a", "end ", "name c", "end c"}, true},
+      // Text outside elements is dropped; text before each '<' is the element's value.
+      {"junk<a>hello <b>in</b>\r\ntail</a>after",
+       {"name a", "tag a d1 []", "value a=hello ", "name b", "tag b d2 []", "value b=in", "end b",
+        "value a=\r\ntail", "end a"},
+       true},
+      // Only a blank ends a name: tabs and line ends belong to it.
+      {"<a\tb\r\n>", {"name a\tb\r\n", "tag a\tb\r\n d1 []"}, false},
+      // Any end tag closes the current element; extra ones at depth 0 are ignored.
+      {"<a></zz></a></q>", {"name a", "tag a d1 []", "value a=", "end a", "end ", "end "}, true},
+      {"<r><!-- x -- y --></r>",
+       {"name r", "tag r d1 []", "value r=", "comment <!-- x -- y -->", "value r=", "end r"},
+       true},
+      // '>' after fewer than two '-' neither ends the comment nor is stored.
+      {"<!-- a->b -->", {"comment <!-- a-b -->"}, true},
+      // "<?...>" makes an element that its own '>' closes again.
+      {"<?xml v=\"1\"?><a/>", {"special <?xml v=\"1\"?>", "end ", "value =", "end "}, true},
+      // "<!...>" makes none, so its '>' closes the enclosing element.
+      {"<a><!DOCTYPE q></a>",
+       {"name a", "tag a d1 []", "value a=", "special <!DOCTYPE q>", "end a", "value =", "end "},
+       true},
+  };
   TRecorder R;
-  EXPECT_EQ(R.Run("<a x=\"1\" y=\"2\">"),
-            (Lines{"name a", "param a", "param a", "param a", "tag a d1 [x=1\r\ny=2\r\ny=2\r\n]"}));
-  // The unterminated element stays open, with its attributes.
-  TXMLTag* A = R.Parser.Current();
-  ASSERT_EQ(A->Name, "a");
+  for (const TCase& C : Cases) {
+    EXPECT_EQ(R.Run(C.Input), C.Events) << C.Input;
+    EXPECT_EQ(R.Parser.Current() == R.Parser.BaseTag(), C.Balanced) << C.Input;
+  }
+  // A zero byte ends the run early.
+  EXPECT_EQ(R.Run(std::string("<a>\0<b>", 7)), (Lines{"name a", "tag a d1 []"}));
+  EXPECT_EQ(R.Progress, std::vector<double>{3.0 / 8});
+  // The open element keeps its attributes; names are looked up without regard to case.
+  R.Run("<a x=\"1\" y=\"2\">");
   std::string V;
-  EXPECT_TRUE(A->GetParam("Y", V));  // names compare without regard to case
+  EXPECT_TRUE(R.Parser.Current()->GetParam("Y", V));
   EXPECT_EQ(V, "2");
-  EXPECT_FALSE(A->GetParam("z", V));
-  R.Parser.CloseOpenTags();
-  EXPECT_EQ(R.Parser.Current(), R.Parser.BaseTag());
-}
-
-TEST(XMLParserTest, SlashEndsTheTagEvenInsideQuotes) {
-  TRecorder R;
-  EXPECT_EQ(R.Run("<a x=\"1/2\">"), (Lines{"name a", "param a", "tag a d1 [x=1\r\n]", "end a"}));
-  EXPECT_EQ(R.Parser.Current(), R.Parser.BaseTag());
-}
-
-TEST(XMLParserTest, TagsWithoutACompletedLastAttributeRaiseNoTag) {
-  TRecorder R;
-  // A blank before '>' or "/>" after the last attribute, and "<a/>" without attributes.
-  EXPECT_EQ(R.Run("<a x=\"1\" >"), (Lines{"name a", "param a"}));
-  R.Parser.CloseOpenTags();
-  EXPECT_EQ(R.Run("<a x=\"1\" /><b/><c />"),
-            (Lines{"name a", "param a", "end a", "end ", "name c", "end c"}));
-  EXPECT_EQ(R.Parser.Current(), R.Parser.BaseTag());
-}
-
-TEST(XMLParserTest, AnyEndTagClosesTheCurrentElement) {
-  TRecorder R;
-  std::vector<std::string> Parents;
-  R.Parser.OnTag = [&](TXMLTag*& T) { Parents.push_back(T->Name + "<" + T->Parent->Name); };
-  R.Run("<a><b></zz><c></c></a></a></q>");
-  EXPECT_EQ(Parents, (Lines{"a<", "b<a", "c<a"}));
-  EXPECT_EQ(R.Parser.Current(), R.Parser.BaseTag());  // extra end tags at depth 0 are ignored
-}
-
-TEST(XMLParserTest, TextBeforeEachLessThanBecomesTheElementValue) {
-  TRecorder R;
-  EXPECT_EQ(R.Run("junk<a>hello <b>in</b>\r\ntail</a>after"),
-            (Lines{"name a", "tag a d1 []", "value a=hello ", "name b", "tag b d2 []", "value b=in",
-                   "end b", "value a=\r\ntail", "end a"}));
-  // Names end only at a blank: tabs and line ends belong to the name.
-  EXPECT_EQ(R.Run("<a\tb\r\n>"), (Lines{"name a\tb\r\n", "tag a\tb\r\n d1 []"}));
-}
-
-TEST(XMLParserTest, CommentsAndSpecials) {
-  TRecorder R;
-  EXPECT_EQ(
-      R.Run("<r><!-- x -- y --></r>"),
-      (Lines{"name r", "tag r d1 []", "value r=", "comment <!-- x -- y -->", "value r=", "end r"}));
-  // '>' after fewer than two '-' neither ends the comment nor is stored.
-  EXPECT_EQ(R.Run("<!-- a->b -->"), (Lines{"comment <!-- a-b -->"}));
-  // "<?...>" makes an element that its own '>' closes again; reading goes on as text.
-  EXPECT_EQ(R.Run("<?xml v=\"1\"?><a/>"),
-            (Lines{"special <?xml v=\"1\"?>", "end ", "value =", "end "}));
-  EXPECT_EQ(R.Parser.Current(), R.Parser.BaseTag());
-  // "<!...>" makes none, so its '>' closes the enclosing element.
-  EXPECT_EQ(R.Run("<a><!DOCTYPE q></a>"),
-            (Lines{"name a", "tag a d1 []", "value a=", "special <!DOCTYPE q>", "end a",
-                   "value =", "end "}));
+  EXPECT_FALSE(R.Parser.Current()->GetParam("z", V));
 }
 
 TEST(XMLParserTest, KindByteClosesAtOnceOrKeepsAnElementOpen) {
   TRecorder R;
-  std::vector<std::string> Parents;
+  Lines Parents;
   R.Parser.OnTag = [&](TXMLTag*& T) {
     Parents.push_back(T->Name + "<" + T->Parent->Name);
     if (T->Name == "once") T->Kind = 1;
@@ -121,16 +110,28 @@ TEST(XMLParserTest, KindByteClosesAtOnceOrKeepsAnElementOpen) {
   EXPECT_EQ(R.Parser.Current()->Name, "a");
 }
 
+// Elements whose attributes and texts straddle the progress points come out intact.
 TEST(XMLParserTest, ProgressEvery2000CharactersAndOnceAtTheEnd) {
+  std::string Text = "<root>";
+  Lines Expected;
+  for (int I = 0; I < 700; ++I) {
+    std::string N = std::to_string(I), Long(static_cast<size_t>(I % 37), 'a');
+    Text += "<E" + N + " t=\"" + Long + " z\">v" + N + "</E" + N + ">";
+    Expected.push_back("E" + N + "|t=" + Long + " z\r\nt=" + Long + " z\r\n|v" + N);
+  }
+  Text += "</root>";
   TRecorder R;
-  std::string Text = "<a>" + std::string(4994, 'x') + "</a>";  // 5001 characters
+  Lines Got;
+  R.Parser.OnEndTag = [&](TXMLTag*& T) {
+    if (T->Depth == 2) Got.push_back(T->Name + "|" + T->Params + "|" + T->Value);
+  };
   R.Run(Text);
-  ASSERT_EQ(R.Progress.size(), 3u);
-  EXPECT_DOUBLE_EQ(R.Progress[0], 2000.0 / 5002);
-  EXPECT_DOUBLE_EQ(R.Progress[1], 4000.0 / 5002);
-  EXPECT_DOUBLE_EQ(R.Progress[2], 5001.0 / 5002);  // n / (n + 1): the terminator counts
-  // The text collected across the progress points is intact.
-  EXPECT_EQ(R.Log[2], "value a=" + std::string(4994, 'x'));
+  EXPECT_EQ(Got, Expected);
+  const double Size = static_cast<double>(Text.size() + 1);  // the terminator counts
+  ASSERT_EQ(R.Progress.size(), Text.size() / 2000 + 1);
+  for (size_t I = 0; I + 1 < R.Progress.size(); ++I)
+    EXPECT_DOUBLE_EQ(R.Progress[I], 2000.0 * static_cast<double>(I + 1) / Size);
+  EXPECT_DOUBLE_EQ(R.Progress.back(), static_cast<double>(Text.size()) / Size);
 }
 
 TEST(XMLParserTest, EmptyFileGivesOneProgressOfZeroAndMissingFileThrows) {
@@ -145,40 +146,11 @@ TEST(XMLParserTest, EmptyFileGivesOneProgressOfZeroAndMissingFileThrows) {
   EXPECT_EQ(R.Progress, std::vector<double>{0.0});
   std::filesystem::remove(Path);
   try {
-    R.Parser.execute(nullptr);
+    R.Parser.execute(nullptr);  // the buffer was emptied, so the file is read again
     FAIL() << "no exception for a missing file";
   } catch (const Exception& E) {
     EXPECT_NE(std::string(E.what()).find(Path.string()), std::string::npos) << E.what();
   }
-}
-
-TEST(XMLParserTest, ZeroByteEndsParsingEarly) {
-  TRecorder R;
-  EXPECT_EQ(R.Run(std::string("<a>\0<b>", 7)), (Lines{"name a", "tag a d1 []"}));
-  EXPECT_DOUBLE_EQ(R.Progress.back(), 3.0 / 8);
-}
-
-// Many elements whose attributes straddle the progress points: every attribute list
-// must come out exactly as written.
-TEST(XMLParserTest, LongInputKeepsEveryAttribute) {
-  std::string Text = "<root>\r\n";
-  std::vector<std::string> Expected;
-  for (int I = 0; I < 3000; ++I) {
-    std::string Long(static_cast<size_t>(I % 37), static_cast<char>('a' + I % 26));
-    std::string N = std::to_string(I);
-    Text += "  <E" + N + " id=\"" + N + "\" text=\"" + Long + " z\">v" + N + "</E" + N + ">\r\n";
-    Expected.push_back("E" + N + "|id=" + N + "\r\ntext=" + Long + " z\r\ntext=" + Long +
-                       " z\r\n|v" + N);
-  }
-  Text += "</root>\r\n";
-  TXMLParser P(nullptr);
-  std::vector<std::string> Got;
-  P.OnEndTag = [&](TXMLTag*& T) {
-    if (T->Depth == 2) Got.push_back(T->Name + "|" + T->Params + "|" + T->Value);
-  };
-  P.Stream() = Text;
-  P.execute(nullptr);
-  EXPECT_EQ(Got, Expected);
 }
 
 }  // namespace
