@@ -285,7 +285,9 @@ void TLumExchange::getvalue(const std::string& Name, bool& Value) {
   if (GetParamText(Name, Text)) Strto(Text, Value);
 }
 
-void TLumExchange::getvalue(const std::string& Name, int32_t& Value) {
+// Converts a number attribute; a conversion error names the attribute too.
+template <typename T>
+void TLumExchange::GetNumber(const std::string& Name, T& Value) {
   std::string Text;
   if (!GetParamText(Name, Text)) return;
   try {
@@ -295,35 +297,10 @@ void TLumExchange::getvalue(const std::string& Name, int32_t& Value) {
   }
 }
 
-void TLumExchange::getvalue(const std::string& Name, uint32_t& Value) {
-  std::string Text;
-  if (!GetParamText(Name, Text)) return;
-  try {
-    Strto(Text, Value);
-  } catch (const EConvertError& E) {
-    RethrowForAttribute(Name, E);
-  }
-}
-
-void TLumExchange::getvalue(const std::string& Name, float& Value) {
-  std::string Text;
-  if (!GetParamText(Name, Text)) return;
-  try {
-    Strto(Text, Value);
-  } catch (const EConvertError& E) {
-    RethrowForAttribute(Name, E);
-  }
-}
-
-void TLumExchange::getvalue(const std::string& Name, double& Value) {
-  std::string Text;
-  if (!GetParamText(Name, Text)) return;
-  try {
-    Strto(Text, Value);
-  } catch (const EConvertError& E) {
-    RethrowForAttribute(Name, E);
-  }
-}
+void TLumExchange::getvalue(const std::string& Name, int32_t& Value) { GetNumber(Name, Value); }
+void TLumExchange::getvalue(const std::string& Name, uint32_t& Value) { GetNumber(Name, Value); }
+void TLumExchange::getvalue(const std::string& Name, float& Value) { GetNumber(Name, Value); }
+void TLumExchange::getvalue(const std::string& Name, double& Value) { GetNumber(Name, Value); }
 
 void TLumExchange::getvalue(const std::string& Name, std::string& Value) {
   std::string Text;

@@ -97,6 +97,13 @@ class TLumExchange : public TComponent {
   void getvalue(const std::string& Name, TLumMathVector& V);
   // Set of enumeration values from comma-separated names.
   void getsetvalue(const std::string& Name, uint32_t& SetBits, const char* const* Names, int High);
+  // The attribute's value, or Current when the element has none: for setters,
+  // SetX(Exchange->getvalueor("X", FX)).
+  template <typename T>
+  T getvalueor(const std::string& Name, T Current) {
+    getvalue(Name, Current);
+    return Current;
+  }
   void Strto(const std::string& Text, bool& Value) const;
   // Strict decimal integer; bad text raises EConvertError.
   void Strto(const std::string& Text, int32_t& Value) const;
@@ -119,6 +126,8 @@ class TLumExchange : public TComponent {
   void clear();
 
  private:
+  template <typename T>
+  void GetNumber(const std::string& Name, T& Value);
   void InitSave();
   void EndSave();
   // Writes the buffer to FileName through a temporary file beside it.

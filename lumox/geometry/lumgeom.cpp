@@ -43,9 +43,7 @@ void TLumLine::WriteValues(TLumExchange* Exchange) {
 }
 
 void TLumLine::ReadValues(TLumExchange* Exchange) {
-  float V = FLength;
-  Exchange->getvalue("Length", V);
-  SetLength(V);
+  SetLength(Exchange->getvalueor("Length", FLength));
   TLumPrimitiveObj::ReadValues(Exchange);
 }
 
@@ -92,12 +90,8 @@ void TLumTriangle::WriteValues(TLumExchange* Exchange) {
 }
 
 void TLumTriangle::ReadValues(TLumExchange* Exchange) {
-  float V = FBase;
-  Exchange->getvalue("Base", V);
-  SetBase(V);
-  V = FHeight;
-  Exchange->getvalue("Height", V);
-  SetHeight(V);
+  SetBase(Exchange->getvalueor("Base", FBase));
+  SetHeight(Exchange->getvalueor("Height", FHeight));
   TLumPrimitiveObj::ReadValues(Exchange);
 }
 
@@ -174,18 +168,10 @@ void TLumRectangle::WriteValues(TLumExchange* Exchange) {
 }
 
 void TLumRectangle::ReadValues(TLumExchange* Exchange) {
-  float V = FWidth;
-  Exchange->getvalue("Width", V);
-  SetWidth(V);
-  V = FHeight;
-  Exchange->getvalue("Height", V);
-  SetHeight(V);
-  int32_t D = FDetailX;
-  Exchange->getvalue("DetailX", D);
-  SetDetX(D);
-  D = FDetailY;
-  Exchange->getvalue("DetailY", D);
-  SetDetY(D);
+  SetWidth(Exchange->getvalueor("Width", FWidth));
+  SetHeight(Exchange->getvalueor("Height", FHeight));
+  SetDetX(Exchange->getvalueor("DetailX", FDetailX));
+  SetDetY(Exchange->getvalueor("DetailY", FDetailY));
   TLumPrimitiveObj::ReadValues(Exchange);
 }
 

@@ -682,18 +682,10 @@ void TLumTextureFlags::WriteValues(TLumExchange* Exchange) {
 
 void TLumTextureFlags::ReadValues(TLumExchange* Exchange) {
   SetMode(static_cast<TLumTextureMode>(Exchange->getenums("Mode", TLumTextureModeStr, 7)));
-  double V = FShiftX;
-  Exchange->getvalue("ShiftX", V);
-  SetShiftX(V);
-  V = FShiftY;
-  Exchange->getvalue("ShiftY", V);
-  SetShiftY(V);
-  V = FScaleX;
-  Exchange->getvalue("ScaleX", V);
-  SetScaleX(V);
-  V = FScaleY;
-  Exchange->getvalue("ScaleY", V);
-  SetScaleY(V);
+  SetShiftX(Exchange->getvalueor("ShiftX", FShiftX));
+  SetShiftY(Exchange->getvalueor("ShiftY", FShiftY));
+  SetScaleX(Exchange->getvalueor("ScaleX", FScaleX));
+  SetScaleY(Exchange->getvalueor("ScaleY", FScaleY));
 }
 
 TObject* TLumTextureFlags::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {

@@ -182,9 +182,7 @@ void TLumColor::ReadValues(TLumExchange* Exchange) {
   std::string Text = TLumExchange::int2hex(FColor);
   Exchange->getvalue("Color", Text);
   SetColor(TLumExchange::hex2int(Text));
-  float A = FAlpha;
-  Exchange->getvalue("Alpha", A);
-  SetAlpha(A);
+  SetAlpha(Exchange->getvalueor("Alpha", FAlpha));
 }
 
 // --- TLumMatrix -----------------------------------------------------------------------

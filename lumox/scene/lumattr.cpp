@@ -210,29 +210,17 @@ void TLumAttributes::WriteValues(TLumExchange* Exchange) {
 
 void TLumAttributes::ReadValues(TLumExchange* Exchange) {
   TLumRender::ReadValues(Exchange);
-  bool B = FAntialiasing;
-  Exchange->getvalue("Antialiasing", B);
-  SetAntialiasing(B);
+  SetAntialiasing(Exchange->getvalueor("Antialiasing", FAntialiasing));
   SetCullFace(static_cast<TLumCullFace>(Exchange->getenums("CullFace", TLumCullFaceStr, 2)));
-  B = FDithering;
-  Exchange->getvalue("Dithering", B);
-  SetDithering(B);
-  B = FLighting;
-  Exchange->getvalue("Lighting", B);
-  SetLighting(B);
-  B = FLightTwoSide;
-  Exchange->getvalue("LightTwoSide", B);
-  SetLightTwoSide(B);
+  SetDithering(Exchange->getvalueor("Dithering", FDithering));
+  SetLighting(Exchange->getvalueor("Lighting", FLighting));
+  SetLightTwoSide(Exchange->getvalueor("LightTwoSide", FLightTwoSide));
   SetLineStipple(
       static_cast<TLumLineStipple>(Exchange->getenums("LineStipple", TLumLineStippleStr, 5)));
-  float F = FLineWidth;
-  Exchange->getvalue("LineWidth", F);
-  SetLineWidth(F);
+  SetLineWidth(Exchange->getvalueor("LineWidth", FLineWidth));
   SetPerspectiveCorrection(
       static_cast<TLumQuality>(Exchange->getenums("PerspectiveCorrection", TLumQualityStr, 2)));
-  F = FPointSize;
-  Exchange->getvalue("PointSize", F);
-  SetPointSize(F);
+  SetPointSize(Exchange->getvalueor("PointSize", FPointSize));
   SetPolygonMode(
       static_cast<TLumPolygonMode>(Exchange->getenums("PolygonMode", TLumPolygonModeStr, 2)));
   SetShadeModel(
@@ -319,17 +307,11 @@ void TLumFog::WriteValues(TLumExchange* Exchange) {
 
 void TLumFog::ReadValues(TLumExchange* Exchange) {
   TLumRender::ReadValues(Exchange);
-  float F = FDensity;
-  Exchange->getvalue("Density", F);
-  SetDensity(F);
-  F = FEndDepth;
-  Exchange->getvalue("EndDepth", F);
-  SetEndDepth(F);
+  SetDensity(Exchange->getvalueor("Density", FDensity));
+  SetEndDepth(Exchange->getvalueor("EndDepth", FEndDepth));
   SetMode(static_cast<TLumFogMode>(Exchange->getenums("Mode", TLumFogModeStr, 2)));
   SetQuality(static_cast<TLumQuality>(Exchange->getenums("Quality", TLumQualityStr, 2)));
-  F = FStartDepth;
-  Exchange->getvalue("StartDepth", F);
-  SetStartDepth(F);
+  SetStartDepth(Exchange->getvalueor("StartDepth", FStartDepth));
 }
 
 TObject* TLumFog::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {

@@ -272,12 +272,8 @@ void TLumRender::WriteValues(TLumExchange* Exchange) {
 }
 
 void TLumRender::ReadValues(TLumExchange* Exchange) {
-  bool E = FEnabled;
-  Exchange->getvalue("Enabled", E);
-  SetEnabled(E);
-  bool C = FCached;
-  Exchange->getvalue("Cached", C);
-  SetCached(C);
+  SetEnabled(Exchange->getvalueor("Enabled", FEnabled));
+  SetCached(Exchange->getvalueor("Cached", FCached));
   TLumTransformed::ReadValues(Exchange);
 }
 

@@ -126,9 +126,7 @@ void TLumLight::ReadValues(TLumExchange* Exchange) {
   TLumRender::ReadValues(Exchange);
   // Deliberate order: the cut-off is applied under the old kind, so a spot read into a
   // light that is not yet a spot ends with the spot default of 90.
-  float C = FCutOff;
-  Exchange->getvalue("CutOff", C);
-  SetCutOff(C);
+  SetCutOff(Exchange->getvalueor("CutOff", FCutOff));
   FID = static_cast<TLightID>(Exchange->getenums("ID", TLightIDStr, 7));
   SetKind(static_cast<TLightKind>(Exchange->getenums("Kind", TLightKindStr, 2)));
 }

@@ -128,9 +128,7 @@ void TLumMaterial::WriteValues(TLumExchange* Exchange) {
 
 void TLumMaterial::ReadValues(TLumExchange* Exchange) {
   SetFace(static_cast<TMaterialFace>(Exchange->getenums("Face", TMaterialFaceStr, 2)));
-  int32_t S = FShininess;
-  Exchange->getvalue("Shininess", S);
-  SetShininess(S);
+  SetShininess(Exchange->getvalueor("Shininess", FShininess));
   TLumRender::ReadValues(Exchange);
 }
 

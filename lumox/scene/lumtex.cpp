@@ -277,9 +277,7 @@ void TLumTexture::WriteValues(TLumExchange* Exchange) {
 
 void TLumTexture::ReadValues(TLumExchange* Exchange) {
   TLumRender::ReadValues(Exchange);
-  float A = FAlpha;
-  Exchange->getvalue("Alpha", A);
-  SetAlpha(A);
+  SetAlpha(Exchange->getvalueor("Alpha", FAlpha));
   SetMode(static_cast<TLumTexMode>(Exchange->getenums("Mode", TLumTexModeStr, 3)));
   std::string Name;
   if (Exchange->GetParamText("Bitmap", Name) && !Name.empty()) {

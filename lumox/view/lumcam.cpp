@@ -46,11 +46,8 @@ void TLumCamera::WriteValues(TLumExchange* Exchange) {
 
 void TLumCamera::ReadValues(TLumExchange* Exchange) {
   TLumTransformed::ReadValues(Exchange);
-  float N = FViewNear, F = FViewFar;
-  Exchange->getvalue("ViewNear", N);
-  Exchange->getvalue("ViewFar", F);
-  SetViewNear(N);
-  SetViewFar(F);
+  SetViewNear(Exchange->getvalueor("ViewNear", FViewNear));
+  SetViewFar(Exchange->getvalueor("ViewFar", FViewFar));
 }
 
 // A zero height would make the aspect ratio infinite; a height of one pixel is used.
@@ -80,9 +77,7 @@ void TLumPerspectiveCamera::WriteValues(TLumExchange* Exchange) {
 
 void TLumPerspectiveCamera::ReadValues(TLumExchange* Exchange) {
   TLumCamera::ReadValues(Exchange);
-  float A = FViewAngle;
-  Exchange->getvalue("ViewAngle", A);
-  SetViewAngle(A);
+  SetViewAngle(Exchange->getvalueor("ViewAngle", FViewAngle));
 }
 
 void TLumOrthographicCamera::SetViewWidth(float Value) {
@@ -121,11 +116,8 @@ void TLumOrthographicCamera::WriteValues(TLumExchange* Exchange) {
 
 void TLumOrthographicCamera::ReadValues(TLumExchange* Exchange) {
   TLumCamera::ReadValues(Exchange);
-  float W = FViewWidth, H = FViewHeight;
-  Exchange->getvalue("ViewWidth", W);
-  Exchange->getvalue("ViewHeight", H);
-  SetViewWidth(W);
-  SetViewHeight(H);
+  SetViewWidth(Exchange->getvalueor("ViewWidth", FViewWidth));
+  SetViewHeight(Exchange->getvalueor("ViewHeight", FViewHeight));
 }
 
 }  // namespace lumox

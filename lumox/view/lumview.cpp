@@ -98,12 +98,8 @@ void TLumCoordinates::WriteValues(TLumExchange* Exchange) {
 }
 
 void TLumCoordinates::ReadValues(TLumExchange* Exchange) {
-  bool V = FVisible;
-  Exchange->getvalue("Visible", V);
-  SetVisible(V);
-  float L = FLength;
-  Exchange->getvalue("Length", L);
-  SetLength(L);
+  SetVisible(Exchange->getvalueor("Visible", FVisible));
+  SetLength(Exchange->getvalueor("Length", FLength));
   static const char* const Names[3] = {"ColorX", "ColorY", "ColorZ"};
   for (int I = 0; I < 3; ++I) {
     std::string Text;
