@@ -216,16 +216,18 @@ void TLumView::ApplyDrawValues() {
   glDepthMask(FDrawValues.Contains(dvDepth));
 }
 
+static GLbitfield ClearMask(TLumBufferTypes Buffers) {
+  return (Buffers.Contains(btColor) ? GL_COLOR_BUFFER_BIT : 0) |
+         (Buffers.Contains(btDepth) ? GL_DEPTH_BUFFER_BIT : 0);
+}
+
 void TLumView::RenderSceneGL() {
   const uint32_t C = FBackgroundColor;
   glClearColor(static_cast<float>(C & 0xFF) / 255.0f, static_cast<float>((C >> 8) & 0xFF) / 255.0f,
                static_cast<float>((C >> 16) & 0xFF) / 255.0f, 1.0f);
   glDepthFunc(FDepthTestEnabled ? GL_LESS : GL_ALWAYS);
   ApplyDrawValues();
-  GLbitfield Mask = 0;
-  if (FAutoClearBuffers.Contains(btColor)) Mask |= GL_COLOR_BUFFER_BIT;
-  if (FAutoClearBuffers.Contains(btDepth)) Mask |= GL_DEPTH_BUFFER_BIT;
-  if (Mask) glClear(Mask);
+  if (const GLbitfield Mask = ClearMask(FAutoClearBuffers)) glClear(Mask);
   glMatrixMode(GL_MODELVIEW);
   glEnable(GL_DEPTH_TEST);
   glPushAttrib(GL_ALL_ATTRIB_BITS);
@@ -239,10 +241,7 @@ void TLumView::ClearBuffers(TLumBufferTypes Buffers) {
   HandleNeeded();
   if (!GetCurrent()) SetCurrent(true);  // and it stays current
   if (!GetCurrent()) return;
-  GLbitfield Mask = 0;
-  if (Buffers.Contains(btColor)) Mask |= GL_COLOR_BUFFER_BIT;
-  if (Buffers.Contains(btDepth)) Mask |= GL_DEPTH_BUFFER_BIT;
-  glClear(Mask);
+  glClear(ClearMask(Buffers));
 }
 
 void TLumView::InvalidateGL() {

@@ -29,7 +29,6 @@ struct TEGLState {
   EGLSurface RootSurface = EGL_NO_SURFACE;
   std::string Platform;
   std::string Error;  // why no display could be used
-  bool Tried = false;
 };
 
 TEGLState& State() {
@@ -120,7 +119,6 @@ TEGLState& Ready() {
   static std::once_flag Once;
   std::call_once(Once, [] {
     TEGLState& S = State();
-    S.Tried = true;
     S.Display = OpenDisplay(S.Platform);
     if (S.Display == EGL_NO_DISPLAY) {
       S.Error =
