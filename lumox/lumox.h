@@ -14,6 +14,7 @@
 #include "lumox/geometry/lumshape.h"
 #include "lumox/host/classes.h"
 #include "lumox/host/controls.h"
+#include "lumox/host/fonts.h"
 #include "lumox/host/graphics.h"
 #include "lumox/math/lumclass.h"
 #include "lumox/math/lumgl.h"
