@@ -129,7 +129,7 @@ void TLumView::SetBounds(int AWidth, int AHeight) {
   if (AWidth == FWidth && AHeight == FHeight) return;
   FWidth = AWidth;
   FHeight = AHeight;
-  if (FContext) FContext->Resize(FWidth, FHeight);
+  if (FContext) FContext->Resize(DrawableWidth(), DrawableHeight());
   InvalidateGL();
 }
 
@@ -145,7 +145,7 @@ bool TLumView::OpenGLConnect(std::unique_ptr<TLumGLContext> AContext) {
   // Throws "Call to OpenGL function wglCreateContext() failed." when no context
   // can be made; the view then stays inactive.
   std::unique_ptr<TLumGLContext> Ctx =
-      AContext ? std::move(AContext) : CreateEGLContext(FWidth, FHeight);
+      AContext ? std::move(AContext) : CreateEGLContext(DrawableWidth(), DrawableHeight());
   FContext = std::move(Ctx);
   // Every context shares lists with the process's first one (the context layer's
   // share root), so a cached component renders in every view.
@@ -184,7 +184,7 @@ void TLumView::RenderScene() {
   if (!Active()) return;
   SetCurrent(true);
   if (GetCurrent()) {
-    if (FCamera) InitCamera(ClientWidth(), ClientHeight());
+    if (FCamera) InitCamera(DrawableWidth(), DrawableHeight());
     FNextIDCounter = 0;
     RunFrameResetHooks(false);
     RenderSceneGL();
@@ -198,11 +198,7 @@ void TLumView::InitCamera(int AWidth, int AHeight) {
   glViewport(0, 0, AWidth, AHeight);
   glMatrixMode(GL_PROJECTION);
   glLoadIdentity();
-  if (FDrawMode == dmSelection || FDrawMode == dmPick) {
-    GLint Viewport[4];
-    glGetIntegerv(GL_VIEWPORT, Viewport);
-    gluPickMatrix(FPickX, Viewport[3] - FPickY, FSelectWidth, FSelectHeight, Viewport);
-  }
+  if (FDrawMode == dmSelection || FDrawMode == dmPick) ApplyPickMatrix();
   FCamera->Adjust(AWidth, AHeight);
   glMatrixMode(GL_MODELVIEW);
   glLoadIdentity();
