@@ -130,6 +130,7 @@ void TLumView::SetBounds(int AWidth, int AHeight) {
   FWidth = AWidth;
   FHeight = AHeight;
   if (FContext) FContext->Resize(DrawableWidth(), DrawableHeight());
+  Resize();
   InvalidateGL();
 }
 
@@ -241,7 +242,7 @@ void TLumView::ClearBuffers(TLumBufferTypes Buffers) {
 }
 
 void TLumView::InvalidateGL() {
-  if (Active()) FContext->RequestRepaint();
+  if (Active() && FVisible) FContext->RequestRepaint();
 }
 
 void TLumView::SubChange(TObject*) { InvalidateGL(); }
@@ -369,6 +370,51 @@ void TLumView::MouseUp(TMouseButton Button, TShiftState Shift, int X, int Y) {
 void TLumView::MouseMove(TShiftState Shift, int X, int Y) {
   if (OnMouseMove) OnMouseMove(this, Shift, X, Y);
   if (FController && FController->HandleMouseMove(Shift, X, Y)) InvalidateGL();
+}
+
+// --- the control's remaining events ---------------------------------------------------
+
+void TLumView::KeyUp(uint16_t& Key, TShiftState Shift) {
+  if (OnKeyUp) OnKeyUp(this, Key, Shift);
+}
+
+void TLumView::KeyPress(char32_t& Key) {
+  if (OnKeyPress) OnKeyPress(this, Key);
+}
+
+void TLumView::Click() {
+  if (OnClick) OnClick(this);
+}
+
+void TLumView::DblClick() {
+  if (OnDblClick) OnDblClick(this);
+}
+
+bool TLumView::MouseWheel(TShiftState Shift, int WheelDelta, int X, int Y) {
+  bool Handled = false;
+  if (OnMouseWheel) OnMouseWheel(this, Shift, WheelDelta, X, Y, Handled);
+  if (Handled) return true;
+  const TMouseWheelUpDownEvent& Each = WheelDelta < 0 ? OnMouseWheelDown : OnMouseWheelUp;
+  if (Each) Each(this, Shift, X, Y, Handled);
+  return Handled;
+}
+
+void TLumView::DoEnter() {
+  if (OnEnter) OnEnter(this);
+}
+
+void TLumView::DoExit() {
+  if (OnExit) OnExit(this);
+}
+
+void TLumView::Resize() {
+  if (OnResize) OnResize(this);
+}
+
+void TLumView::SetVisible(bool Value) {
+  if (Value == FVisible) return;
+  FVisible = Value;
+  InvalidateGL();
 }
 
 void TLumView::Notification(TComponent* AComponent, TOperation Operation) {

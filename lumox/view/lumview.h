@@ -155,6 +155,46 @@ class TLumView : public TLumCustomView {
   // The views that have a context, in the order they got it.
   static const std::vector<TLumView*>& ViewList();
 
+  // --- the control's remaining events and properties ----------------------------------
+  // Entry points a toolkit adapter calls; each raises its event. KeyDown, MouseDown,
+  // MouseUp and MouseMove above also reach the controller; these do not.
+  virtual void KeyUp(uint16_t& Key, TShiftState Shift);
+  virtual void KeyPress(char32_t& Key);
+  virtual void Click();
+  virtual void DblClick();
+  // OnMouseWheel first; unless it handled the turn, OnMouseWheelDown for a negative
+  // delta or OnMouseWheelUp otherwise. Returns whether a handler took it.
+  virtual bool MouseWheel(TShiftState Shift, int WheelDelta, int X, int Y);
+  // The view gained or lost the keyboard focus.
+  virtual void DoEnter();
+  virtual void DoExit();
+  // Raised by SetBounds when the size really changes; an adapter may call it too.
+  virtual void Resize();
+  TNotifyEvent OnClick;
+  TNotifyEvent OnDblClick;
+  TKeyEvent OnKeyUp;
+  TKeyPressEvent OnKeyPress;
+  TMouseWheelEvent OnMouseWheel;
+  TMouseWheelUpDownEvent OnMouseWheelDown;
+  TMouseWheelUpDownEvent OnMouseWheelUp;
+  TNotifyEvent OnEnter;
+  TNotifyEvent OnExit;
+  TNotifyEvent OnResize;
+  // Layout, visibility and keyboard focus order, which a toolkit adapter applies to its
+  // widget (a headless view only stores them). An invisible view asks for no repaints.
+  TAlign Align() const { return FAlign; }
+  void SetAlign(TAlign Value) { FAlign = Value; }
+  bool Visible() const { return FVisible; }
+  void SetVisible(bool Value);
+  bool TabStop() const { return FTabStop; }
+  void SetTabStop(bool Value) { FTabStop = Value; }
+  int32_t TabOrder() const { return FTabOrder; }
+  void SetTabOrder(int32_t Value) { FTabOrder = Value; }
+  // The control colour of the component framework, kept so that settings carry over.
+  // It means nothing here: a GL view clears with BackgroundColor.
+  uint32_t Color() const { return FColor; }
+  void SetColor(uint32_t Value) { FColor = Value; }
+
   // --- device pixel ratio -------------------------------------------------------------
   // Sizes, input and pick coordinates are logical window pixels; the drawable (and so
   // the viewport) has DevicePixelRatio physical pixels per logical one, as a toolkit on
@@ -228,6 +268,11 @@ class TLumView : public TLumCustomView {
   int32_t FPickNum = -2;
   TObject* FPickObj = nullptr;
   double FDevicePixelRatio = 1.0;
+  TAlign FAlign = alNone;
+  bool FVisible = true;
+  bool FTabStop = false;
+  int32_t FTabOrder = -1;
+  uint32_t FColor = 0x80000005;  // the framework's clWindow
 };
 
 }  // namespace lumox
