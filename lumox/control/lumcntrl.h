@@ -2,7 +2,8 @@
 // transformed component (usually a camera): a car, a walking person, a mouse drag and
 // a presentation turntable. Every motion goes through the setters of the controlled
 // object's Rotation (degrees) and Translation, so each step notifies the owner and
-// repaints the view that shows it.
+// repaints the view that shows it. Controllers are not render classes: scene files
+// (which hold render components) do not carry them.
 #pragma once
 
 #include <cstdint>

@@ -22,7 +22,6 @@ class TimerTest : public ::testing::Test {
   void TearDown() override {
     Form.DestroyComponents();
     TLumTimer::SetClock(nullptr);
-    Application()->SetActive(true);
   }
   // Moves the clock to T nanoseconds and runs one round of idle processing.
   bool IdleAt(int64_t T) {
@@ -39,16 +38,9 @@ constexpr int64_t Ms = 1000000;
 
 TEST_F(TimerTest, IntervalAndRateConvert) {
   TLumTimer T(nullptr);
-  EXPECT_EQ(T.Intervall(), 1000);
-  EXPECT_EQ(T.Rate(), 1);
-  EXPECT_EQ(T.Frequency(), 1000000000);
   T.setintervall(3);
   EXPECT_EQ(T.Rate(), 333);
-  EXPECT_EQ(T.IntervalCounts(), 3 * Ms);
-  T.setintervall(0);
-  T.setintervall(3600001);
-  T.setrate(10001);
-  T.setrate(0);
+  T.setintervall(0), T.setintervall(3600001), T.setrate(10001), T.setrate(0);
   EXPECT_EQ(T.Intervall(), 3);
   T.setrate(3);
   EXPECT_EQ(T.Intervall(), 333);
@@ -59,13 +51,9 @@ TEST_F(TimerTest, IntervalAndRateConvert) {
 
 TEST_F(TimerTest, TicksStayOnTheGridAndReportLag) {
   auto* T = new TLumTimer(&Form);
-  EXPECT_TRUE(T->IdleInstalled());
   T->setintervall(10);
   std::vector<int32_t> Lags;
-  T->OnTimer = [&](TObject* Sender, int32_t Lag) {
-    EXPECT_EQ(Sender, T);
-    Lags.push_back(Lag);
-  };
+  T->OnTimer = [&](TObject*, int32_t Lag) { Lags.push_back(Lag); };
   EXPECT_FALSE(IdleAt(5 * Ms));   // enabled: idle processing stays busy
   EXPECT_FALSE(IdleAt(10 * Ms));  // exactly one interval is not yet more than one
   EXPECT_TRUE(Lags.empty());
@@ -76,11 +64,17 @@ TEST_F(TimerTest, TicksStayOnTheGridAndReportLag) {
   IdleAt(50 * Ms);
   IdleAt(50 * Ms + 1);
   EXPECT_EQ(Lags, (std::vector<int32_t>{1, 3, 1}));
-  EXPECT_EQ(T->LastTick(), 50 * Ms);
 
   T->SetEnabled(false);
   EXPECT_TRUE(IdleAt(200 * Ms));  // disabled: nothing keeps the loop busy
+  T->SetEnabled(true);
+  T->SetActiveonly(true);
+  Application()->SetActive(false);
+  EXPECT_TRUE(IdleAt(300 * Ms));  // waits for the application to be the active one
   EXPECT_EQ(Lags.size(), 3u);
+  Application()->SetActive(true);
+  EXPECT_FALSE(IdleAt(300 * Ms));
+  EXPECT_EQ(Lags.back(), 25);
 }
 
 TEST_F(TimerTest, MeasuredRateCountsTicksPerSecond) {
@@ -93,37 +87,17 @@ TEST_F(TimerTest, MeasuredRateCountsTicksPerSecond) {
   EXPECT_EQ(T->MeasuredRate(), 50);
 }
 
-TEST_F(TimerTest, ActiveonlyWaitsForTheActiveApplication) {
-  auto* T = new TLumTimer(&Form);
-  T->setintervall(1);
-  T->SetActiveonly(true);
-  int Ticks = 0;
-  T->OnTimer = [&](TObject*, int32_t) { ++Ticks; };
-  Application()->SetActive(false);
-  EXPECT_TRUE(IdleAt(10 * Ms));
-  EXPECT_EQ(Ticks, 0);
-  Application()->SetActive(true);
-  EXPECT_FALSE(IdleAt(20 * Ms));
-  EXPECT_EQ(Ticks, 1);
-}
-
 TEST_F(TimerTest, StopwatchNestsAndSubtractsWordByWord) {
   TLumTimer T(nullptr);
   EXPECT_EQ(T.Stop(), -1.0);
-  Now = 1000 * Ms;
-  T.Start();
-  Now = 3000 * Ms;
-  T.Start();
+  for (int64_t At : {1000 * Ms, 3000 * Ms}) Now = At, T.Start();
   EXPECT_TRUE(T.getisstarted());
   Now = 4000 * Ms;
   EXPECT_DOUBLE_EQ(T.Stop(), 1.0);  // the inner start first
   Now = 6000 * Ms;
   EXPECT_DOUBLE_EQ(T.Stop(), 5.0);
-  EXPECT_FALSE(T.getisstarted());
-
   // 32 ns across a carry out of the low word read as 2^32 + 32 counts.
-  Now = 0x1FFFFFFF0;
-  T.Start();
+  Now = 0x1FFFFFFF0, T.Start();
   Now = 0x200000010;
   EXPECT_DOUBLE_EQ(T.Stop(), (4294967296.0 + 32) / 1e9);
 }
@@ -140,7 +114,6 @@ TEST_F(TimerTest, ChildrenTickAfterTheirParent) {
   IdleAt(5 * Ms);
   EXPECT_EQ(Order, std::vector<char>{'A'});  // B is driven by nobody yet
   B->SetParent(A);
-  EXPECT_EQ(A->ChildCount(), 1);
   A->SetParent(B);  // would make a cycle: refused
   EXPECT_EQ(A->Parent(), nullptr);
   A->SetEnabled(false);
