@@ -231,7 +231,9 @@ class TLumView : public TLumCustomView {
   // over the background. Outside a frame it draws the scene through the pick matrix
   // of a SelectWidth x SelectHeight region, so the point found lies within that region
   // around (X, Y) (not exactly under it), and unprojects with the window y as given,
-  // not flipped; inside OnRender it reads the buffers as drawn so far.
+  // not flipped. Inside OnRender it reads the buffers as drawn so far, without the pick
+  // matrix: the depth there is right, but the unflipped y then mirrors the point's y
+  // about the middle of the view. Both are kept for code that relies on them.
   bool GetPoint(int32_t X, int32_t Y, TLumMathVector& V);
   // The scene point at window (X, Y) and window depth Z in 0..1, and the other way:
   // window x, y from the top left, and depth. They use the matrices of the current
