@@ -2,6 +2,7 @@
 #pragma once
 
 #include "lumox/control/lumcntrl.h"
+#include "lumox/control/lumtimer.h"
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/exchange/xmlparser.h"
 #include "lumox/geometry/lumcustomfuncobj.h"
@@ -15,6 +16,7 @@
 #include "lumox/host/classes.h"
 #include "lumox/host/controls.h"
 #include "lumox/host/fonts.h"
+#include "lumox/host/forms.h"
 #include "lumox/host/graphics.h"
 #include "lumox/math/lumclass.h"
 #include "lumox/math/lumgl.h"
@@ -29,5 +31,6 @@
 #include "lumox/scene/lumobj.h"
 #include "lumox/scene/lumtex.h"
 #include "lumox/view/lumcam.h"
+#include "lumox/view/lumpick.h"
 #include "lumox/view/lumview.h"
 #include "lumox/view/lumwgl.h"

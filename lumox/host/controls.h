@@ -36,5 +36,15 @@ using TKeyEvent = std::function<void(TObject* Sender, uint16_t& Key, TShiftState
 using TMouseEvent =
     std::function<void(TObject* Sender, TMouseButton Button, TShiftState Shift, int X, int Y)>;
 using TMouseMoveEvent = std::function<void(TObject* Sender, TShiftState Shift, int X, int Y)>;
+// A typed character, after the toolkit's keyboard layout.
+using TKeyPressEvent = std::function<void(TObject* Sender, char32_t& Key)>;
+// WheelDelta is 120 per notch, positive away from the user; a handler sets Handled.
+using TMouseWheelEvent = std::function<void(TObject* Sender, TShiftState Shift, int WheelDelta,
+                                            int X, int Y, bool& Handled)>;
+using TMouseWheelUpDownEvent =
+    std::function<void(TObject* Sender, TShiftState Shift, int X, int Y, bool& Handled)>;
+
+// How a toolkit adapter lays a control out in its parent.
+enum TAlign : uint8_t { alNone, alTop, alBottom, alLeft, alRight, alClient };
 
 }  // namespace lumox

@@ -34,10 +34,11 @@ std::vector<TLumPalettePage>& Pages() {
   // The library's own pages are registered on first use, so they always come first.
   static std::vector<TLumPalettePage> List = [] {
     std::vector<TLumPalettePage> L;
-    L.push_back(
-        {"Lumox",
-         {"TLumView", "TLumPerspectiveCamera", "TLumOrthographicCamera", "TLumNode", "TLumMaterial",
-          "TLumAttributes", "TLumFog", "TLumLight", "TLumTexture", "TLumClip", "TLumExchange"}});
+    L.push_back({"Lumox",
+                 {"TLumView", "TLumPerspectiveCamera", "TLumOrthographicCamera",
+                  "TLumCarController", "TLumPersonController", "TLumPresentationController",
+                  "TLumMouseController", "TLumTimer", "TLumNode", "TLumMaterial", "TLumAttributes",
+                  "TLumFog", "TLumLight", "TLumTexture", "TLumClip", "TLumExchange"}});
     L.push_back(
         {"Lumox Obj",
          {"TLumPoint", "TLumLine", "TLumTriangle", "TLumRectangle", "TLumSphere", "TLumCylinder",

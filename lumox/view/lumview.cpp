@@ -129,7 +129,8 @@ void TLumView::SetBounds(int AWidth, int AHeight) {
   if (AWidth == FWidth && AHeight == FHeight) return;
   FWidth = AWidth;
   FHeight = AHeight;
-  if (FContext) FContext->Resize(FWidth, FHeight);
+  if (FContext) FContext->Resize(DrawableWidth(), DrawableHeight());
+  Resize();
   InvalidateGL();
 }
 
@@ -145,7 +146,7 @@ bool TLumView::OpenGLConnect(std::unique_ptr<TLumGLContext> AContext) {
   // Throws "Call to OpenGL function wglCreateContext() failed." when no context
   // can be made; the view then stays inactive.
   std::unique_ptr<TLumGLContext> Ctx =
-      AContext ? std::move(AContext) : CreateEGLContext(FWidth, FHeight);
+      AContext ? std::move(AContext) : CreateEGLContext(DrawableWidth(), DrawableHeight());
   FContext = std::move(Ctx);
   // Every context shares lists with the process's first one (the context layer's
   // share root), so a cached component renders in every view.
@@ -184,7 +185,7 @@ void TLumView::RenderScene() {
   if (!Active()) return;
   SetCurrent(true);
   if (GetCurrent()) {
-    if (FCamera) InitCamera(ClientWidth(), ClientHeight());
+    if (FCamera) InitCamera(DrawableWidth(), DrawableHeight());
     FNextIDCounter = 0;
     RunFrameResetHooks(false);
     RenderSceneGL();
@@ -198,11 +199,7 @@ void TLumView::InitCamera(int AWidth, int AHeight) {
   glViewport(0, 0, AWidth, AHeight);
   glMatrixMode(GL_PROJECTION);
   glLoadIdentity();
-  if (FDrawMode == dmSelection || FDrawMode == dmPick) {
-    GLint Viewport[4];
-    glGetIntegerv(GL_VIEWPORT, Viewport);
-    gluPickMatrix(FPickX, Viewport[3] - FPickY, FSelectWidth, FSelectHeight, Viewport);
-  }
+  if (FDrawMode == dmSelection || FDrawMode == dmPick) ApplyPickMatrix();
   FCamera->Adjust(AWidth, AHeight);
   glMatrixMode(GL_MODELVIEW);
   glLoadIdentity();
@@ -245,7 +242,7 @@ void TLumView::ClearBuffers(TLumBufferTypes Buffers) {
 }
 
 void TLumView::InvalidateGL() {
-  if (Active()) FContext->RequestRepaint();
+  if (Active() && FVisible) FContext->RequestRepaint();
 }
 
 void TLumView::SubChange(TObject*) { InvalidateGL(); }
@@ -373,6 +370,51 @@ void TLumView::MouseUp(TMouseButton Button, TShiftState Shift, int X, int Y) {
 void TLumView::MouseMove(TShiftState Shift, int X, int Y) {
   if (OnMouseMove) OnMouseMove(this, Shift, X, Y);
   if (FController && FController->HandleMouseMove(Shift, X, Y)) InvalidateGL();
+}
+
+// --- the control's remaining events ---------------------------------------------------
+
+void TLumView::KeyUp(uint16_t& Key, TShiftState Shift) {
+  if (OnKeyUp) OnKeyUp(this, Key, Shift);
+}
+
+void TLumView::KeyPress(char32_t& Key) {
+  if (OnKeyPress) OnKeyPress(this, Key);
+}
+
+void TLumView::Click() {
+  if (OnClick) OnClick(this);
+}
+
+void TLumView::DblClick() {
+  if (OnDblClick) OnDblClick(this);
+}
+
+bool TLumView::MouseWheel(TShiftState Shift, int WheelDelta, int X, int Y) {
+  bool Handled = false;
+  if (OnMouseWheel) OnMouseWheel(this, Shift, WheelDelta, X, Y, Handled);
+  if (Handled) return true;
+  const TMouseWheelUpDownEvent& Each = WheelDelta < 0 ? OnMouseWheelDown : OnMouseWheelUp;
+  if (Each) Each(this, Shift, X, Y, Handled);
+  return Handled;
+}
+
+void TLumView::DoEnter() {
+  if (OnEnter) OnEnter(this);
+}
+
+void TLumView::DoExit() {
+  if (OnExit) OnExit(this);
+}
+
+void TLumView::Resize() {
+  if (OnResize) OnResize(this);
+}
+
+void TLumView::SetVisible(bool Value) {
+  if (Value == FVisible) return;
+  FVisible = Value;
+  InvalidateGL();
 }
 
 void TLumView::Notification(TComponent* AComponent, TOperation Operation) {

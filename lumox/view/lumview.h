@@ -17,6 +17,7 @@ namespace lumox {
 
 class TLumCamera;
 class TLumCustomController;
+class TLumSelectionList;
 class TLumView;
 
 enum TLumBufferType : uint8_t { btColor, btDepth };
@@ -129,8 +130,6 @@ class TLumView : public TLumCustomView {
   bool DepthTestEnabled() const { return FDepthTestEnabled; }
   // Sets the depth function on whatever context is current.
   void SetDepthTestEnabled(bool Value);
-  int32_t PickX() const { return FPickX; }
-  int32_t PickY() const { return FPickY; }
 
   TLumViewRenderEvent OnRender;
   TLumNotifyNextID OnNotifyNextID;
@@ -156,11 +155,101 @@ class TLumView : public TLumCustomView {
   // The views that have a context, in the order they got it.
   static const std::vector<TLumView*>& ViewList();
 
+  // --- the control's remaining events and properties ----------------------------------
+  // Entry points a toolkit adapter calls; each raises its event. KeyDown, MouseDown,
+  // MouseUp and MouseMove above also reach the controller; these do not.
+  virtual void KeyUp(uint16_t& Key, TShiftState Shift);
+  virtual void KeyPress(char32_t& Key);
+  virtual void Click();
+  virtual void DblClick();
+  // OnMouseWheel first; unless it handled the turn, OnMouseWheelDown for a negative
+  // delta or OnMouseWheelUp otherwise. Returns whether a handler took it.
+  virtual bool MouseWheel(TShiftState Shift, int WheelDelta, int X, int Y);
+  // The view gained or lost the keyboard focus.
+  virtual void DoEnter();
+  virtual void DoExit();
+  // Raised by SetBounds when the size really changes; an adapter may call it too.
+  virtual void Resize();
+  TNotifyEvent OnClick;
+  TNotifyEvent OnDblClick;
+  TKeyEvent OnKeyUp;
+  TKeyPressEvent OnKeyPress;
+  TMouseWheelEvent OnMouseWheel;
+  TMouseWheelUpDownEvent OnMouseWheelDown;
+  TMouseWheelUpDownEvent OnMouseWheelUp;
+  TNotifyEvent OnEnter;
+  TNotifyEvent OnExit;
+  TNotifyEvent OnResize;
+  // Layout, visibility and keyboard focus order, which a toolkit adapter applies to its
+  // widget (a headless view only stores them). An invisible view asks for no repaints.
+  TAlign Align() const { return FAlign; }
+  void SetAlign(TAlign Value) { FAlign = Value; }
+  bool Visible() const { return FVisible; }
+  void SetVisible(bool Value);
+  bool TabStop() const { return FTabStop; }
+  void SetTabStop(bool Value) { FTabStop = Value; }
+  int32_t TabOrder() const { return FTabOrder; }
+  void SetTabOrder(int32_t Value) { FTabOrder = Value; }
+  // The control colour of the component framework, kept so that settings carry over.
+  // It means nothing here: a GL view clears with BackgroundColor.
+  uint32_t Color() const { return FColor; }
+  void SetColor(uint32_t Value) { FColor = Value; }
+
+  // --- device pixel ratio -------------------------------------------------------------
+  // Sizes, input and pick coordinates are logical window pixels; the drawable (and so
+  // the viewport) has DevicePixelRatio physical pixels per logical one, as a toolkit on
+  // a high-density screen reports it. Default 1; values that are not positive and
+  // finite are ignored.
+  double DevicePixelRatio() const { return FDevicePixelRatio; }
+  void SetDevicePixelRatio(double Value);
+  int DrawableWidth() const;
+  int DrawableHeight() const;
+
+  // --- picking, selection and window coordinates (lumpick.cpp) -------------------------
+  // The window point of the current pick, logical pixels from the top left.
+  int32_t PickX() const { return FPickX; }
+  void SetPickX(int32_t Value) { FPickX = Value; }
+  int32_t PickY() const { return FPickY; }
+  void SetPickY(int32_t Value) { FPickY = Value; }
+  // State of an object pick: the name looked for, and what asked for it.
+  uint32_t PickTarget() const { return FPickTarget; }
+  int32_t PickNum() const { return FPickNum; }
+  TObject* PickObj() const { return FPickObj; }
+  // Fills List with the hits in the SelectWidth x SelectHeight region around (X, Y):
+  // one frame in GL_SELECT mode through the pick matrix, no swap. A select buffer
+  // that overflows (4096 words) gives an empty list.
+  void GetSelection(int32_t X, int32_t Y, TLumSelectionList* List);
+  // The object under (X, Y) and the num it passed when it asked for its name; -2 and
+  // nullptr when nothing is hit. A hit leads to a second, normal frame (swapped) in
+  // which the names are handed out again and matched. Note: GetObj always leaves
+  // DrawMode at dmWindow, whatever it was before.
+  int32_t GetObj(int32_t X, int32_t Y, TObject*& Obj);
+  // OnNotifyNextID during GetObj's second frame: records Obj and num when the name
+  // just handed out is the one picked.
+  void GetNextIdObj(TObject* Obj, int32_t num);
+  // The scene point on the nearest surface under (X, Y); false (and a zero vector)
+  // over the background. Outside a frame it draws the scene through the pick matrix
+  // of a SelectWidth x SelectHeight region, so the point found lies within that region
+  // around (X, Y) (not exactly under it), and unprojects with the window y as given,
+  // not flipped. Inside OnRender it reads the buffers as drawn so far, without the pick
+  // matrix: the depth there is right, but the unflipped y then mirrors the point's y
+  // about the middle of the view. Both are kept for code that relies on them.
+  bool GetPoint(int32_t X, int32_t Y, TLumMathVector& V);
+  // The scene point at window (X, Y) and window depth Z in 0..1, and the other way:
+  // window x, y from the top left, and depth. They use the matrices of the current
+  // frame when called inside OnRender, else those the camera sets up for a frame.
+  TLumMathVector WinTo3D(int32_t X, int32_t Y, double Z);
+  TLumMathVector WinFrom3D(const TLumMathVector& V);
+
  protected:
   void Notification(TComponent* AComponent, TOperation Operation) override;
 
  private:
   void ApplyDrawValues();
+  // Reads modelview, viewport and projection for WinTo3D and WinFrom3D.
+  bool ReadTransforms(double (&Model)[16], int (&Viewport)[4], double (&Proj)[16]);
+  // The physical pick point (GL window coordinates, y up) and region InitCamera uses.
+  void ApplyPickMatrix();
   std::unique_ptr<TLumGLContext> FContext;
   bool FHandleCreated = false;
   int FWidth = 400;
@@ -177,6 +266,15 @@ class TLumView : public TLumCustomView {
   TLumBufferTypes FAutoClearBuffers{btColor, btDepth};
   TLumDrawValuesSet FDrawValues{dvRed, dvBlue, dvGreen, dvAlpha, dvDepth};
   bool FDepthTestEnabled = true;
+  uint32_t FPickTarget = 0;
+  int32_t FPickNum = -2;
+  TObject* FPickObj = nullptr;
+  double FDevicePixelRatio = 1.0;
+  TAlign FAlign = alNone;
+  bool FVisible = true;
+  bool FTabStop = false;
+  int32_t FTabOrder = -1;
+  uint32_t FColor = 0x80000005;  // the framework's clWindow
 };
 
 }  // namespace lumox

@@ -104,3 +104,36 @@ TEST(LumViewTest, DesignModeHasNoContextAndDoubleBufferRecreatesIt) {
   EXPECT_TRUE(View->Active());
   EXPECT_FALSE(View->Context()->IsCurrent());
 }
+
+TEST(LumViewTest, WheelResizeAndVisibilityEvents) {
+  TComponent Form(nullptr);
+  auto* View = new TLumView(&Form);
+  int Repaints = 0;
+  ASSERT_TRUE(View->OpenGLConnect(std::make_unique<TCountingContext>(&Repaints)));
+  std::string Log;
+  View->OnMouseWheelUp = [&](TObject*, TShiftState, int, int, bool& H) { Log += "u", H = true; };
+  View->OnMouseWheelDown = [&](TObject*, TShiftState, int, int, bool&) { Log += "d"; };
+  EXPECT_TRUE(View->MouseWheel({}, 120, 1, 1));
+  EXPECT_FALSE(View->MouseWheel({}, -120, 1, 1));
+  // A wheel handler that takes the turn keeps it from the up/down events.
+  View->OnMouseWheel = [&](TObject*, TShiftState, int Delta, int, int, bool& H) {
+    Log += "w", H = Delta > 200;
+  };
+  EXPECT_TRUE(View->MouseWheel({}, 240, 1, 1) && View->MouseWheel({}, 120, 1, 1));
+  EXPECT_EQ(Log, "udwwu");
+
+  int Resizes = 0;
+  View->OnResize = [&](TObject*) { ++Resizes; };
+  View->SetBounds(400, 250);  // the size it has
+  View->SetBounds(41, 31);
+  View->SetDevicePixelRatio(2);  // the drawable follows, the logical size stays
+  EXPECT_EQ(Resizes, 1);
+  View->SetDevicePixelRatio(0);
+  EXPECT_EQ(View->Context()->Height(), 62);
+
+  Repaints = 0;
+  View->SetVisible(false);
+  View->SetBackgroundColor(0xFF);  // no repaint is asked for while hidden
+  View->SetVisible(true);
+  EXPECT_EQ(Repaints, 1);
+}

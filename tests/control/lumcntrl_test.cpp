@@ -1,0 +1,211 @@
+// The controllers driven through a view's input entry points: motion of a camera's
+// transformation after scripted key and mouse input (a table per controller), and the
+// setter rules.
+#include "lumox/control/lumcntrl.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "lumox/view/lumcam.h"
+#include "lumox/view/lumview.h"
+
+using namespace lumox;
+
+namespace {
+
+// A camera at translation (0, 0, -2) moved by a controller C through a view.
+template <typename C>
+struct Rig {
+  Rig() {
+    Ctl->SetControlled(Cam);
+    View->SetController(Ctl);
+  }
+  void Keys(const std::vector<uint16_t>& Keys) {
+    for (uint16_t K : Keys) View->KeyDown(K, {});
+  }
+  // Translation x, y, z and rotation x, y of the camera.
+  void Expect(double X, double Y, double Z, double RX, double RY) const {
+    const TLumTransformation* T = Cam->Transformation();
+    EXPECT_NEAR(T->Translation()->X(), X, 1e-5);
+    EXPECT_NEAR(T->Translation()->Y(), Y, 1e-5);
+    EXPECT_NEAR(T->Translation()->Z(), Z, 1e-5);
+    EXPECT_NEAR(T->Rotation()->X(), RX, 1e-4);
+    EXPECT_NEAR(T->Rotation()->Y(), RY, 1e-4);
+  }
+  TComponent Form{nullptr};
+  TLumView* View = new TLumView(&Form);
+  TLumPerspectiveCamera* Cam = new TLumPerspectiveCamera(&Form);
+  C* Ctl = new C(&Form);
+};
+
+bool Handles(TLumCustomController* C, uint16_t Key) { return C->HandleKey(Key, {}); }
+
+}  // namespace
+
+TEST(CarControllerTest, KeysSetSpeedAndHeadingAndMoveFollowsThem) {
+  struct Case {
+    std::vector<uint16_t> Keys;
+    float TurnAngle, ReverseSpeed, Speed, RotY, X, Z;  // after two calls of Move
+  };
+  const Case Cases[] = {
+      {{VK_UP, VK_UP, VK_UP}, 1, 0, 0.15f, 0, 0, -1.7f},  // heading 0 drives along +z
+      {{VK_RIGHT, VK_UP}, 90, 0, 0.05f, 90, -0.1f, -2},   // heading 90 along -x
+      {{VK_LEFT, VK_UP}, 90, 0, 0.05f, 270, 0.1f, -2},    // a left turn wraps to 270
+      {{VK_UP, VK_DOWN, VK_DOWN}, 1, 0, 0, 0, 0, -2},     // no reverse gear by default
+      {std::vector<uint16_t>(7, VK_DOWN), 1, -0.5f, -0.5f, 0, 0, -3},
+      {std::vector<uint16_t>(25, VK_UP), 1, 0, 1, 0, 0, 0},  // MaxSpeed is the limit
+  };
+  for (const Case& C : Cases) {
+    Rig<TLumCarController> S;
+    EXPECT_EQ(S.Cam->Transformation()->Order(), toRotTraSca);
+    S.Ctl->SetTurnAngle(C.TurnAngle);
+    S.Ctl->SetReverseSpeed(C.ReverseSpeed);
+    S.Keys(C.Keys);
+    S.Ctl->Move();
+    S.Ctl->Move();
+    EXPECT_NEAR(S.Ctl->CurrentSpeed(), C.Speed, 1e-5);
+    S.Expect(C.X, 0, C.Z, 0, C.RotY);
+  }
+}
+
+TEST(CarControllerTest, SettersClampAndSignalNothing) {
+  Rig<TLumCarController> S;
+  TLumCarController* Car = S.Ctl;
+  int Changes = 0;
+  Car->OnChange = [&](TObject*) { ++Changes; };
+  Car->SetCurrentSpeed(5);
+  EXPECT_EQ(Car->CurrentSpeed(), 1.0f);
+  Car->SetMaxSpeed(0.4f);  // lowers the speed at once
+  EXPECT_EQ(Car->CurrentSpeed(), 0.4f);
+  Car->SetMaxSpeed(-1), Car->SetReverseSpeed(1), Car->SetAcceleration(-1);
+  Car->SetBraking(-1), Car->SetTurnAngle(-1);
+  const float Kept[] = {Car->MaxSpeed(), Car->ReverseSpeed(), Car->Acceleration(), Car->Braking(),
+                        Car->TurnAngle()};
+  EXPECT_EQ(std::vector<float>(Kept, Kept + 5), (std::vector<float>{0.4f, 0, 0.05f, 0.1f, 1}));
+  Car->SetCurrentSpeed(-3);
+  Car->SetReverseSpeed(-0.2f);
+  Car->SetCurrentSpeed(-3);
+  EXPECT_EQ(Car->CurrentSpeed(), -0.2f);
+  EXPECT_EQ(Changes, 0);
+  EXPECT_FALSE(Handles(Car, VK_HOME));
+
+  Car->SetEyeHeight(1.5f);  // the camera's Translation.Y
+  S.Expect(0, 1.5, -2, 0, 0);
+  delete S.Cam;
+  EXPECT_EQ(Car->Controlled(), nullptr);
+  Car->SetEyeHeight(2);  // nothing controlled: nothing to set
+  EXPECT_EQ(Car->EyeHeight(), 0.0f);
+}
+
+TEST(PersonControllerTest, KeysStepTurnAndNod) {
+  struct Case {
+    std::vector<uint16_t> Keys;
+    float RotX, RotY, Z;
+  };
+  const Case Cases[] = {
+      {{VK_UP, VK_UP, VK_DOWN}, 0, 0, -1.9f},
+      {{VK_PRIOR, VK_PRIOR}, 358, 0, -2},
+      {{VK_NEXT, VK_NEXT, VK_HOME, VK_NEXT}, 1, 0, -2},
+      {{VK_NEXT, VK_UP}, 1, 0, -1.9f},  // the nod does not tilt the step
+      {{VK_LEFT, VK_RIGHT, VK_RIGHT}, 0, 1, -2},
+  };
+  for (const Case& C : Cases) {
+    Rig<TLumPersonController> S;
+    S.Keys(C.Keys);
+    S.Expect(0, 0, C.Z, C.RotX, C.RotY);
+  }
+  Rig<TLumPersonController> S;
+  EXPECT_FALSE(Handles(S.Ctl, VK_END));
+}
+
+TEST(MouseControllerTest, DragsMoveAndTurn) {
+  // Per pixel: kM = (128 + 5) / 50000 units, kT = (128 + 5) / 2000 degrees.
+  const double KM = 133 / 50000.0, KT = 133 / 2000.0;
+  const TLumCntrlFlags All{teMoveX, teMoveY, teMoveZ, teTurnX, teTurnY, teTurnZ};
+  struct Case {
+    TMouseButton Button;
+    bool Switch;
+    TLumCntrlFlags Flags;
+    double X, Y, Z, RotY;
+  };
+  // Press at (10, 10), move to (20, 30): dX = 10, dY = 20.
+  const Case Cases[] = {
+      {mbLeft, false, All, 0, 20 * KM, -2, 10 * KT},
+      {mbLeft, false, {teMoveY}, 0, 20 * KM, -2, 0},
+      {mbRight, true, All, 0, 20 * KM, -2, 10 * KT},
+      // Sideways by dX along CalcVecX(0, 0, 0) = (1, 0, 0), forward by -dY along
+      // CalcVecZ(0, 0, 0) = (1, 0, 1).
+      {mbRight, false, All, 10 * KM, 0, -2 - 20 * KM, 0},
+      {mbRight, false, {teMoveZ}, 20 * KM, 0, -2 - 20 * KM, 0},
+      {mbMiddle, false, All, 0, 0, -2, 0},
+  };
+  for (const Case& C : Cases) {
+    Rig<TLumMouseController> S;
+    S.Ctl->SetSwitchButtons(C.Switch);
+    S.Ctl->SetCntrlFlags(C.Flags);
+    S.View->MouseDown(C.Button, {}, 10, 10);
+    S.View->MouseMove({}, 20, 30);
+    S.Expect(C.X, C.Y, C.Z, 0, C.RotY);
+  }
+}
+
+TEST(MouseControllerTest, DragStateAndReportedMotion) {
+  Rig<TLumMouseController> S;
+  TLumMouseController* M = S.Ctl;
+  EXPECT_FALSE(M->HandleMouseMove({}, 5, 6));  // no drag: only the position is kept
+  EXPECT_EQ(M->LastY(), 6);
+  EXPECT_FALSE(M->HandleMouseDown(mbLeft, {}, 1, 1));
+  M->HandleMouseDown(mbMiddle, {}, 1, 1);  // leaves the drag as it is
+  EXPECT_EQ(M->DragState(), 1);
+  M->SetCntrlFlags({});
+  EXPECT_TRUE(M->HandleMouseMove({}, 3, 3));  // a drag reports motion even when none is allowed
+  S.Expect(0, 0, -2, 0, 0);
+  EXPECT_FALSE(M->HandleMouseUp(mbRight, {}, 3, 3));
+  EXPECT_EQ(M->DragState(), 0);
+}
+
+TEST(MouseControllerTest, ViewingDirection) {
+  TComponent Form(nullptr);
+  TLumMouseController M(&Form);
+  const double Cases[][6] = {
+      // x, y, z in, the vector out
+      {0.3, 1.0, 0.2, 0.729152897030, -0.449337355970, 0.516170507955},
+      // y beyond pi takes the other branch of the arc sine.
+      {0.3, 4.0, 0.2, -0.649878352207, 0.433267610174, -0.624449601895},
+      // Negative y is brought into 0..2 pi first.
+      {0.3, -2.0, 0.2, -0.792658344567, 0.462210547495, -0.397560257788},
+  };
+  for (const auto& C : Cases) {
+    const TLumMathVector V = M.CalcVecZ(C[0], C[1], C[2]);
+    EXPECT_NEAR(V.X, C[3], 1e-9);
+    EXPECT_NEAR(V.Y, C[4], 1e-9);
+    EXPECT_NEAR(V.Z, C[5], 1e-9);
+  }
+  M.CalcVecZ(0.1, -INFINITY, 0.1);  // returns rather than adding 2 pi for ever
+}
+
+TEST(PresentationControllerTest, KeysSetModeAndDistanceAndPresentTurns) {
+  struct Case {
+    std::vector<uint16_t> Keys;
+    TLumPresentationMode Mode;
+    float RotY, Distance;  // after three calls of Present
+  };
+  const Case Cases[] = {
+      {{VK_LEFT}, pmLeft, 357, -2},
+      {{VK_RIGHT}, pmRight, 3, -2},
+      {{VK_RIGHT, VK_END}, pmStop, 0, -2},
+      {{VK_UP, VK_UP, VK_DOWN, VK_UP}, pmStop, 0, -1.8f},
+  };
+  for (const Case& C : Cases) {
+    Rig<TLumPresentationController> S;
+    EXPECT_EQ(S.Cam->Transformation()->Order(), toTraRotSca);
+    S.Keys(C.Keys);
+    for (int I = 0; I < 3; ++I) S.Ctl->Present();
+    EXPECT_EQ(S.Ctl->Mode(), C.Mode);
+    S.Expect(0, 0, C.Distance, 0, C.RotY);
+  }
+  Rig<TLumPresentationController> S;
+  EXPECT_FALSE(Handles(S.Ctl, VK_HOME));
+}

@@ -1,0 +1,135 @@
+// The animation timer through an injected nanosecond clock: interval grid, lag count,
+// measured rate, stopwatch, Activeonly, chaining and the application's idle hook.
+#include "lumox/control/lumtimer.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "lumox/host/forms.h"
+
+using namespace lumox;
+
+namespace {
+
+class TimerTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    TLumTimer::SetClock([this] { return Now; });
+    Application()->SetActive(true);
+    ASSERT_FALSE(Application()->OnIdle);  // no timer of an earlier test holds the hook
+  }
+  void TearDown() override {
+    Form.DestroyComponents();
+    TLumTimer::SetClock(nullptr);
+  }
+  // Moves the clock to T nanoseconds and runs one round of idle processing.
+  bool IdleAt(int64_t T) {
+    Now = T;
+    return Application()->ProcessIdle();
+  }
+  int64_t Now = 0;
+  TComponent Form{nullptr};
+};
+
+constexpr int64_t Ms = 1000000;
+
+}  // namespace
+
+TEST_F(TimerTest, IntervalAndRateConvert) {
+  TLumTimer T(nullptr);
+  T.setintervall(3);
+  EXPECT_EQ(T.Rate(), 333);
+  T.setintervall(0), T.setintervall(3600001), T.setrate(10001), T.setrate(0);
+  EXPECT_EQ(T.Intervall(), 3);
+  T.setrate(3);
+  EXPECT_EQ(T.Intervall(), 333);
+  EXPECT_EQ(T.IntervalCounts(), 333333333);
+  T.setintervall(400);  // 2.5 ticks a second round to the even 2
+  EXPECT_EQ(T.Rate(), 2);
+}
+
+TEST_F(TimerTest, TicksStayOnTheGridAndReportLag) {
+  auto* T = new TLumTimer(&Form);
+  T->setintervall(10);
+  std::vector<int32_t> Lags;
+  T->OnTimer = [&](TObject*, int32_t Lag) { Lags.push_back(Lag); };
+  EXPECT_FALSE(IdleAt(5 * Ms));   // enabled: idle processing stays busy
+  EXPECT_FALSE(IdleAt(10 * Ms));  // exactly one interval is not yet more than one
+  IdleAt(10 * Ms + 1);
+  // A stall of 3.5 intervals: lag 3, and the grid keeps its phase, so the next tick
+  // comes half an interval later.
+  IdleAt(45 * Ms + 1);
+  IdleAt(50 * Ms);
+  IdleAt(50 * Ms + 1);
+  EXPECT_EQ(Lags, (std::vector<int32_t>{1, 3, 1}));
+
+  T->SetEnabled(false);
+  EXPECT_TRUE(IdleAt(200 * Ms));  // disabled: nothing keeps the loop busy
+  T->SetEnabled(true);
+  T->SetActiveonly(true);
+  Application()->SetActive(false);
+  EXPECT_TRUE(IdleAt(300 * Ms));  // waits for the application to be the active one
+  EXPECT_EQ(Lags.size(), 3u);
+  Application()->SetActive(true);
+  EXPECT_FALSE(IdleAt(300 * Ms));
+  EXPECT_EQ(Lags.back(), 25);
+}
+
+TEST_F(TimerTest, MeasuredRateCountsTicksPerSecond) {
+  auto* T = new TLumTimer(&Form);
+  T->setrate(100);
+  for (int64_t I = 1; I <= 100; ++I) IdleAt(I * 10 * Ms + 1);
+  EXPECT_EQ(T->MeasuredRate(), 100);
+  // The next period ticks every other interval only: half the rate.
+  for (int64_t I = 51; I <= 100; ++I) IdleAt(I * 20 * Ms + 2);
+  EXPECT_EQ(T->MeasuredRate(), 50);
+}
+
+TEST_F(TimerTest, StopwatchNestsAndSubtractsWordByWord) {
+  TLumTimer T(nullptr);
+  EXPECT_EQ(T.Stop(), -1.0);
+  for (int64_t At : {1000 * Ms, 3000 * Ms}) Now = At, T.Start();
+  EXPECT_TRUE(T.getisstarted());
+  Now = 4000 * Ms;
+  EXPECT_DOUBLE_EQ(T.Stop(), 1.0);  // the inner start first
+  Now = 6000 * Ms;
+  EXPECT_DOUBLE_EQ(T.Stop(), 5.0);
+  // 32 ns across a carry out of the low word read as 2^32 + 32 counts.
+  Now = 0x1FFFFFFF0, T.Start();
+  Now = 0x200000010;
+  EXPECT_DOUBLE_EQ(T.Stop(), (4294967296.0 + 32) / 1e9);
+}
+
+TEST_F(TimerTest, ChildrenTickAfterTheirParent) {
+  auto* A = new TLumTimer(&Form);
+  auto* B = new TLumTimer(&Form);
+  A->setintervall(1);
+  B->setintervall(1);
+  std::vector<char> Order;
+  A->OnTimer = [&](TObject*, int32_t) { Order.push_back('A'); };
+  B->OnTimer = [&](TObject*, int32_t) { Order.push_back('B'); };
+  IdleAt(5 * Ms);
+  EXPECT_EQ(Order, std::vector<char>{'A'});  // B is driven by nobody yet
+  B->SetParent(A);
+  A->SetParent(B);  // would make a cycle: refused
+  EXPECT_EQ(A->Parent(), nullptr);
+  A->SetEnabled(false);
+  EXPECT_FALSE(IdleAt(10 * Ms));  // the enabled child keeps the loop busy
+  A->SetEnabled(true);
+  Order.clear();
+  IdleAt(15 * Ms);
+  EXPECT_EQ(Order, (std::vector<char>{'A', 'B'}));
+
+  // A child freed leaves its parent's list; a parent freed clears its children's
+  // reference and the hook, which the next timer then takes.
+  auto* C = new TLumTimer(&Form);
+  C->SetParent(A);
+  delete B;
+  EXPECT_EQ(A->ChildCount(), 1);
+  delete A;
+  EXPECT_EQ(C->Parent(), nullptr);
+  EXPECT_FALSE(Application()->OnIdle);
+  auto* D = new TLumTimer(&Form);
+  EXPECT_TRUE(D->IdleInstalled());
+}
