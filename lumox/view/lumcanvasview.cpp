@@ -55,7 +55,8 @@ std::string Utf8ToLatin1(std::string_view Text) {
       I += std::max<size_t>(K, 1);
       continue;
     }
-    Out += Code <= 0xFF ? static_cast<char>(Code) : '?';
+    // Only the two-byte form can name U+0080..U+00FF; longer ones for them are overlong.
+    Out += Length == 2 && Code <= 0xFF ? static_cast<char>(Code) : '?';
     I += Length;
   }
   return Out;

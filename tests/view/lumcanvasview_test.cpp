@@ -144,6 +144,14 @@ TEST_F(CanvasTest, FilledFramedAndOutlinedRectanglesCoverTheirPixels) {
   EXPECT_EQ(B.GetPixel(10, 40), White);
   EXPECT_EQ(B.GetPixel(29, 57), White);
   EXPECT_EQ(B.GetPixel(20, 49), Blue);
+  // A focus rectangle inverts its dots, so a second one takes the first away.
+  auto Focus = [this](int Times) {
+    return LitAll(Draw([Times](TLumCanvas* C) {
+      for (int I = 0; I < Times; ++I) C->DrawFocusRect({10, 10, 50, 40});
+    }));
+  };
+  EXPECT_NEAR(Focus(1), (39 + 29) * 2 / 2, 4);
+  EXPECT_EQ(Focus(2), 0);
 }
 
 TEST_F(CanvasTest, ConcavePolygonLeavesItsNotchEmpty) {
@@ -226,12 +234,13 @@ TEST_F(CanvasTest, TextLightsOnlyItsBoxAndGrowsWithTheSize) {
   });
   EXPECT_GT(LitAll(Large), 2 * LitAll(Small));
   EXPECT_GT(Lit(Large, 0, 8 + Height, 80, 60), 0);
-  // Characters beyond the 256 lists show as '?'; Latin-1 ones through either call.
+  // Characters beyond the 256 lists and overlong forms show as '?'; Latin-1 ones
+  // through either call.
   auto Same = [](const TBitmap& A, const TBitmap& B) {
     return std::equal(A.Pixels(), A.Pixels() + A.Width() * A.Height() * 4, B.Pixels());
   };
-  EXPECT_TRUE(Same(Draw([](TLumCanvas* C) { C->TextOut(5, 5, "a\xE2\x82\xAC"); }),
-                   Draw([](TLumCanvas* C) { C->TextOut(5, 5, "a?"); })));
+  EXPECT_TRUE(Same(Draw([](TLumCanvas* C) { C->TextOut(5, 5, "a\xE2\x82\xAC\xE0\x83\xA9"); }),
+                   Draw([](TLumCanvas* C) { C->TextOut(5, 5, "a??"); })));
   EXPECT_TRUE(Same(Draw([](TLumCanvas* C) { C->TextOut(5, 5, "\xC3\xA9"); }),
                    Draw([](TLumCanvas* C) { C->TextOutA(5, 5, "\xE9"); })));
   const TBitmap Under = Draw([](TLumCanvas* C) {
