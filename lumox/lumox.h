@@ -31,6 +31,7 @@
 #include "lumox/scene/lumobj.h"
 #include "lumox/scene/lumtex.h"
 #include "lumox/view/lumcam.h"
+#include "lumox/view/lumcanvasview.h"
 #include "lumox/view/lumpick.h"
 #include "lumox/view/lumview.h"
 #include "lumox/view/lumwgl.h"

@@ -32,7 +32,8 @@ int Usage(bool Error) {
                "  --fov DEG             vertical field of view (default 45)\n"
                "  --near N, --far F     clipping distances (default 0.1 and 10)\n"
                "  --fit                 frame the scene's bounding sphere\n"
-               "  --axes                show the axes cross\n");
+               "  --axes                show the axes cross\n"
+               "  --title TEXT          draw TEXT (UTF-8) at the top of the image\n");
   return Error ? ExitUsage : 0;
 }
 

@@ -41,6 +41,7 @@ struct TRenderOptions {
   std::optional<double> Distance, Fov, Near, Far;
   bool Fit = false;
   bool Axes = false;
+  std::string Title;  // drawn at the top through the view's canvas
 };
 
 bool ParseNumber(const std::string& Text, double& Value) {
@@ -126,6 +127,8 @@ int ParseRenderArgs(const TArgs& Args, bool Demo, TRenderOptions& O) {
       O.Fit = true;
     } else if (A == "--axes" && !Inline) {
       O.Axes = true;
+    } else if (A == "--title") {
+      if (!Next(O.Title)) return BadUsage("--title needs a text");
     } else if (!A.empty() && A[0] == '-') {
       return BadUsage("unknown option '" + Args[I] + "'");
     } else if (Demo) {
@@ -314,7 +317,13 @@ int RunRender(const TArgs& Args, bool Demo) {
     if (O.Axes) View->Coordinates()->SetVisible(true);
     View->SetCamera(Camera);
     SetupCamera(Camera, View, Root, O);
-    View->OnRender = [Root](TLumView* V) { Root->Render(V); };
+    View->OnRender = [Root, &O](TLumView* V) {
+      Root->Render(V);
+      if (O.Title.empty()) return;
+      TLumCanvas* C = V->Canvas();
+      C->Font()->SetSize(std::max(8, O.Height / 22));
+      C->TextOut((O.Width - C->TextWidth(O.Title)) / 2, O.Height / 40, O.Title);
+    };
     TBitmap Image(O.Width, O.Height);
     if (!View->GetImage(&Image)) return Fail(Name, "no image could be rendered");
     try {

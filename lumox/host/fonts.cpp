@@ -119,4 +119,46 @@ std::unique_ptr<TFontFace> TFontFace::Load(const std::string& Family, bool Bold,
   return Face;
 }
 
+// --- TFont ------------------------------------------------------------------------------
+
+void TFont::SetName(const std::string& Value) {
+  if (Value == FName) return;
+  FName = Value;
+  Changed();
+}
+
+void TFont::SetSize(int32_t Value) {
+  if (Value == FSize || Value < 1) return;
+  FSize = Value;
+  Changed();
+}
+
+void TFont::SetColor(uint32_t Value) {
+  if (Value == FColor) return;
+  FColor = Value;
+  Changed();
+}
+
+void TFont::SetStyle(TFontStyles Value) {
+  if (Value == FStyle) return;
+  FStyle = Value;
+  Changed();
+}
+
+void TFont::Assign(TPersistent* Source) {
+  if (auto* F = dynamic_cast<TFont*>(Source)) {
+    FName = F->FName;
+    FSize = F->FSize;
+    FColor = F->FColor;
+    FStyle = F->FStyle;
+    Changed();
+    return;
+  }
+  TPersistent::Assign(Source);
+}
+
+void TFont::Changed() {
+  if (OnChange) OnChange(this);
+}
+
 }  // namespace lumox

@@ -3,6 +3,7 @@
 // Users of a face include <ft2build.h> and FT_FREETYPE_H in their source file.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -55,6 +56,44 @@ class TFontFace {
   std::shared_ptr<TLibrary> FLibrary;
   FT_FaceRec_* FFace = nullptr;
   TFontMatch FMatch;
+};
+
+// The host's font: a family name, a size in points, a colour and a style. Every change
+// calls Changed, which tells OnChange.
+enum TFontStyle : uint8_t { fsBold, fsItalic, fsUnderline, fsStrikeOut };
+using TFontStyles = TLumSet<TFontStyle>;
+
+class TFont : public TPersistent {
+ public:
+  TFont() = default;
+  const char* ClassName() const override { return "TFont"; }
+
+  TNotifyEvent OnChange;
+
+  // The family; empty means DejaVu Sans. A name holding a '/' is the path of a font file.
+  const std::string& Name() const { return FName; }
+  void SetName(const std::string& Value);
+  // Points at 96 dots per inch; values below 1 are ignored.
+  int32_t Size() const { return FSize; }
+  void SetSize(int32_t Value);
+  // The em height in pixels at 96 dots per inch.
+  int32_t Height() const { return (FSize * 96 + 36) / 72; }
+  uint32_t Color() const { return FColor; }
+  void SetColor(uint32_t Value);
+  TFontStyles Style() const { return FStyle; }
+  void SetStyle(TFontStyles Value);
+
+  // Copies name, size, colour and style from another font, then notifies once.
+  void Assign(TPersistent* Source) override;
+
+ protected:
+  virtual void Changed();
+
+ private:
+  std::string FName;
+  int32_t FSize = 10;
+  uint32_t FColor = 0;
+  TFontStyles FStyle;
 };
 
 }  // namespace lumox

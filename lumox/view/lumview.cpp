@@ -110,7 +110,7 @@ void TLumCoordinates::ReadValues(TLumExchange* Exchange) {
 
 // --- TLumView -------------------------------------------------------------------------
 
-TLumView::TLumView(TComponent* AOwner) : TLumCustomView(AOwner), FCoordinates(new TLumCoordinates) {
+TLumView::TLumView(TComponent* AOwner) : TLumCanvasView(AOwner), FCoordinates(new TLumCoordinates) {
   FCoordinates->OnChange = [this](TObject* Sender) { SubChange(Sender); };
 }
 
@@ -118,6 +118,7 @@ TLumView::~TLumView() {
   // Components that cache in this view clear their lists while the context lives.
   Destroying();
   if (FCamera) FCamera->OnChange = nullptr;
+  ReleaseCanvasGL();
   OpenGLDisconnect();
   RemoveViewfromList(this);
   delete FCoordinates;
@@ -418,7 +419,7 @@ void TLumView::SetVisible(bool Value) {
 }
 
 void TLumView::Notification(TComponent* AComponent, TOperation Operation) {
-  TLumCustomView::Notification(AComponent, Operation);
+  TLumCanvasView::Notification(AComponent, Operation);
   if (Operation != opRemove || !AComponent) return;
   if (AComponent == FCamera) FCamera = nullptr;
   if (AComponent == FController) FController = nullptr;

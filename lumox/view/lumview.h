@@ -11,6 +11,7 @@
 #include "lumox/host/controls.h"
 #include "lumox/host/graphics.h"
 #include "lumox/scene/lumcomp.h"
+#include "lumox/view/lumcanvasview.h"
 #include "lumox/view/lumwgl.h"
 
 namespace lumox {
@@ -59,7 +60,7 @@ class TLumCoordinates : public TLumRenderProperty {
   uint32_t FColors[3] = {0x0000FF, 0x008000, 0xFF0000};
 };
 
-class TLumView : public TLumCustomView {
+class TLumView : public TLumCanvasView {
  public:
   explicit TLumView(TComponent* AOwner);
   ~TLumView() override;
@@ -73,6 +74,8 @@ class TLumView : public TLumCustomView {
   void SetBounds(int AWidth, int AHeight);
   void SetWidth(int AWidth) { SetBounds(AWidth, FHeight); }
   void SetHeight(int AHeight) { SetBounds(FWidth, AHeight); }
+  int CanvasWidth() const override { return FWidth; }
+  int CanvasHeight() const override { return FHeight; }
 
   // --- the context -----------------------------------------------------------------
   // Creates the view's context on first need (a headless EGL context unless a

@@ -237,5 +237,21 @@ TEST_F(CommandTest, ClassesListsThePalettePagesInOrder) {
   EXPECT_NE(Out.find("  TLumRotObj\n"), std::string::npos) << Out;
 }
 
+TEST_F(CommandTest, TitleIsDrawnAtTheTopOfTheImage) {
+  Write("away.lumgl", SphereScene("000000FF", 6));  // out of sight: an empty frame
+  ASSERT_EQ(Run("render '" + File("away.lumgl") + "' -o '" + File("t.png") +
+                "' --size 160x100 --title 'Hello'"),
+            0)
+      << Err;
+  TBitmap B;
+  B.LoadFromFile(File("t.png"));
+  int Top = 0, Rest = 0;
+  for (int Y = 0; Y < B.Height(); ++Y)
+    for (int X = 0; X < B.Width(); ++X) (Y < 20 ? Top : Rest) += B.GetPixel(X, Y) != 0;
+  EXPECT_GT(Top, 20);
+  EXPECT_EQ(Rest, 0);
+  EXPECT_EQ(Run("demo -o '" + File("t.png") + "' --title"), 2);
+}
+
 }  // namespace
 }  // namespace lumox
