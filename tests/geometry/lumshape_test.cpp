@@ -33,7 +33,9 @@ TEST(ShapeSetterTest, CorrectionsFollowEachSettersRule) {
   EXPECT_EQ(S.Radius(), 1.0);
   EXPECT_EQ(S.Slices(), 1);
   EXPECT_EQ(S.Stacks(), 2);
-  S.SetMode(smRegular);
+  S.SetMode(smRegular);  // the counts stay; the mesh takes its grid from Stacks
+  EXPECT_EQ(S.Slices(), 1);
+  EXPECT_EQ(S.Stacks(), 2);
   S.SetSlices(5);  // up to a multiple of 4, Stacks half of it
   EXPECT_EQ(S.Slices(), 8);
   EXPECT_EQ(S.Stacks(), 4);
@@ -360,8 +362,8 @@ TEST(ShapeExchangeTest, EveryShapeRoundTripsItsParameters) {
   test::TempDir Dir;
   TComponent Form(nullptr);
   auto* S = new TLumSphere(&Form);
-  S->SetMode(smRegular);
-  S->SetStacks(7);  // odd: Slices 12 only survives when Mode is read first
+  S->SetStacks(7);
+  S->SetMode(smRegular);  // the counts off its grid survive the round trip
   S->SetRadius(2.5);
   auto* C = new TLumCylinder(&Form);
   C->SetBaseRadius(2), C->SetTopRadius(0), C->SetHeight(0), C->SetClosed(true), C->SetSlices(3);
@@ -372,7 +374,7 @@ TEST(ShapeExchangeTest, EveryShapeRoundTripsItsParameters) {
   auto* B = new TLumBox(&Form);
   B->SetHeight(0), B->SetDepth(0.5f), B->SetFaces({bfLeft, bfFront}), B->SetDetail(2, 4);
   const std::pair<TLumPrimitiveObj*, std::vector<std::string>> Cases[] = {
-      {S, {"Mode=\"smRegular\"", "Slices=\"12\"", "Stacks=\"7\"", "Radius=\"2.5\""}},
+      {S, {"Mode=\"smRegular\"", "Stacks=\"7\"", "Radius=\"2.5\""}},
       {C, {"BaseRadius=\"2\"", "TopRadius=\"0\"", "Height=\"0\"", "Closed=", "Slices=\"3\""}},
       {D, {"InnerRadius=\"0.5\"", "StartAngle=\"30.25\"", "SweepAngle=\"0\"", "Stacks=\"5\""}},
       {T, {"Radius=\"0\"", "Thickness=\"0.35\""}},

@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <string>
+
 #include "lumox/scene/lumattr.h"
 #include "lumox/scene/lummat.h"
 #include "support/glfixture.h"
@@ -219,12 +222,39 @@ TEST(NodeTest, ListOperationsKeepIndirectBitsWithTheirItems) {
   EXPECT_EQ(N->GetCount(), 0);
   EXPECT_EQ(S[1]->Node(), Other);
   EXPECT_EQ(S[0]->Node(), nullptr);
-  EXPECT_THROW(N->Add(N), Exception);
-  try {
-    N->Insert(0, N);
-  } catch (const Exception& E) {
-    EXPECT_STREQ(E.what(), "Can not create a link to myself.");
-  }
+}
+
+TEST(NodeTest, LinksThatCloseACycleAreRefused) {
+  TComponent Form(nullptr);
+  auto* N1 = new TLumNode(&Form);
+  auto* N2 = new TLumNode(&Form);
+  auto* N3 = new TLumNode(&Form);
+  N1->Add(N2);
+  N2->Add(N3);
+  auto Refused = [](const std::function<void()>& Link) {
+    try {
+      Link();
+    } catch (const Exception& E) {
+      return std::string(E.what()) == "Can not create a link to myself.";
+    }
+    return false;
+  };
+  EXPECT_TRUE(Refused([&] { N3->Add(N1); }));
+  EXPECT_TRUE(Refused([&] { N3->AddIndirect(N1); }));
+  EXPECT_TRUE(Refused([&] { N2->Insert(0, N2); }));
+  EXPECT_TRUE(Refused([&] { N2->AddIndirect(N2); }));
+  EXPECT_TRUE(Refused([&] { N2->SetItems(0, N1); }));
+  EXPECT_EQ(N1->Node(), nullptr);  // a refused link changes nothing
+  EXPECT_EQ(N3->GetCount(), 0);
+  EXPECT_EQ(N2->GetItems(0), N3);
+  // A reference closes a cycle as well, and the link is free again once it is gone.
+  auto* M = new TLumNode(&Form);
+  N3->AddIndirect(M);
+  EXPECT_TRUE(Refused([&] { M->Add(N1); }));
+  N3->Remove(M);
+  M->Add(N1);
+  EXPECT_EQ(N1->Node(), M);
+  EXPECT_EQ(M->AddIndirect(N3), 1);  // reaching a node along two paths is no cycle
 }
 
 TEST(NodeTest, CountAllItemsCountsLeavesAndNotificationsReachTheHook) {

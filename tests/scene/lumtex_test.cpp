@@ -184,6 +184,23 @@ TEST_F(TextureTest, FifthTextureEvictsTheLeastRecentlyRenderedUntilItReturns) {
   EXPECT_EQ(T[0]->TextureName(), 0u);
 }
 
+TEST_F(TextureTest, TexturesFreedOutsideAFrameLeaveNoTextureObject) {
+  TLumTexture* T[3];
+  GLuint Name[3];
+  for (int i = 0; i < 3; ++i) {
+    T[i] = NewTexture(TBitmap(1, 1));
+    T[i]->Render(nullptr);
+    Name[i] = T[i]->TextureName();
+  }
+  Context->Release();  // outside a frame no context is current
+  delete T[0];
+  SetMaxTexture(1);  // evicts T[1]
+  ASSERT_TRUE(Context->MakeCurrent());
+  EXPECT_FALSE(glIsTexture(Name[0]));
+  EXPECT_FALSE(glIsTexture(Name[1]));
+  EXPECT_TRUE(glIsTexture(Name[2]));
+}
+
 TEST_F(TextureTest, LastRenderedTextureSkipsItsStateAfterTheFirstTestOfAFrame) {
   TLumTexture* T = NewTexture(TBitmap(1, 1));
   T->Render(nullptr);  // new parameters: full

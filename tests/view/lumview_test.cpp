@@ -30,6 +30,10 @@ class TCountingContext : public TLumGLContext {
     return Inner->CreateOffscreen(W, H);
   }
   void RequestRepaint() override { ++*Repaints; }
+  // The toolkit builds its own context anew.
+  std::unique_ptr<TLumGLContext> Recreate(bool) override {
+    return std::make_unique<TCountingContext>(Repaints, Deaths);
+  }
   TLumPixelFormat PixelFormat() const override { return Inner->PixelFormat(); }
   std::unique_ptr<TLumGLContext> Inner;
   int* Repaints;
@@ -99,8 +103,15 @@ TEST(LumViewTest, DesignModeHasNoContextAndDoubleBufferRecreatesIt) {
   EXPECT_FALSE(View->Active());
   int Repaints = 0, Deaths = 0;
   ASSERT_TRUE(View->OpenGLConnect(std::make_unique<TCountingContext>(&Repaints, &Deaths)));
-  View->SetDoubleBuffer(true);  // the drawable's format is fixed: a new context
+  View->SetDoubleBuffer(true);  // the drawable's format is fixed: a new context...
   EXPECT_EQ(Deaths, 1);
   EXPECT_TRUE(View->Active());
+  // ...made by whoever supplied the old one, not a headless one in its place.
+  EXPECT_NE(dynamic_cast<TCountingContext*>(View->Context()), nullptr);
   EXPECT_FALSE(View->Context()->IsCurrent());
+
+  // Outside a frame no context is current: the depth test waits for the next frame.
+  View->SetDepthTestEnabled(false);
+  EXPECT_FALSE(View->DepthTestEnabled());
+  EXPECT_EQ(Repaints, 1);
 }
