@@ -152,22 +152,6 @@ TEST(LumMatrixTest, MultMatrixAppliesTheArgumentAfterSelf) {
   EXPECT_DOUBLE_EQ(A.MultVector({0, 0, 0, 1}).X, 6);
 }
 
-TEST(LumMatrixTest, ProjectAndUnProjectOnIdentity) {
-  TLumMatrix M;
-  M.SetIdentityMatrix();
-  TLumMathVector4d P = M.Project({0, 0, 0, 1});
-  EXPECT_DOUBLE_EQ(P.X, 0.5);
-  EXPECT_DOUBLE_EQ(P.Y, 0.5);
-  EXPECT_DOUBLE_EQ(P.Z, 0.5);
-  EXPECT_DOUBLE_EQ(P.W, 1.0);
-  P = M.Project({1, 1, 0, 1}, {0, 0, 200, 100});
-  EXPECT_DOUBLE_EQ(P.X, 200);
-  EXPECT_DOUBLE_EQ(P.Y, 0);
-  const TLumMathVector4d U = M.UnProject({0.5, 0.5, 0.5, 0.5});
-  EXPECT_DOUBLE_EQ(U.X, 0);
-  EXPECT_DOUBLE_EQ(U.W, 0);
-}
-
 TEST(LumRotationTest, ModAngleWrapsWithItsOwnRounding) {
   TLumRotation R;
   EXPECT_FLOAT_EQ(R.ModAngle(370), 10);
@@ -177,10 +161,6 @@ TEST(LumRotationTest, ModAngleWrapsWithItsOwnRounding) {
   EXPECT_FLOAT_EQ(R.ModAngle(-10), 350);
   EXPECT_FLOAT_EQ(R.ModAngle(-370), 350);
   EXPECT_FLOAT_EQ(R.ModAngle(-360), 0);
-  // Q * 360 is formed in 32 bits: Q = 6000000 wraps (6000000 * 360 > 2^31).
-  const float Big = 2160000000.0f + 10.0f;
-  const double Q360 = static_cast<double>(static_cast<int32_t>(6000000u * 360u));
-  EXPECT_FLOAT_EQ(R.ModAngle(Big), static_cast<float>(static_cast<double>(Big) - Q360));
 }
 
 TEST(LumRotationTest, SetterComparesRawValueAndStoresWrapped) {

@@ -122,15 +122,6 @@ TEST_F(RenderProtocolTest, CachedComponentCompilesOnceAndReplays) {
   EXPECT_NE(Probe->ListId(), 0u);
 }
 
-TEST_F(RenderProtocolTest, TheCachedListReallyDraws) {
-  Probe->SetCached(true);
-  View->SetBackgroundColor(0x000000);
-  Frame();  // compiles
-  const TBitmap B = Snapshot();  // replays the list in another context
-  EXPECT_EQ(Probe->Draws, 1);
-  EXPECT_EQ(RGB(B, 40, 30), 0xFFFFFFu);  // the quad, in the default white
-}
-
 TEST_F(RenderProtocolTest, SecondViewDrawsDirectlyAndFirstKeepsItsList) {
   Probe->SetCached(true);
   Frame();
