@@ -23,6 +23,8 @@ int RunInfo(const TArgs& Args);
 int RunConvert(const TArgs& Args);
 int RunClasses(const TArgs& Args);
 int Usage(bool Error);
+// The usage of render and demo, on stdout; returns 0.
+int RenderUsage();
 
 // Prints "lumox: <message>" on stderr, naming File when the message does not, and
 // returns ExitFailure.

@@ -8,12 +8,28 @@
 
 namespace lumoxcmd {
 
+namespace {
+
+const char* const RenderOptions =
+    "render options:\n"
+    "  -o OUT                the image: .png, .bmp, .jpg or .jpeg\n"
+    "  --size WxH            image size (default 400x250, at most 16384 a side)\n"
+    "  --background RRGGBB   background colour (default 000000)\n"
+    "  --camera-distance D   distance of the camera from the origin (default 2)\n"
+    "  --fov DEG             vertical field of view (default 45)\n"
+    "  --near N, --far F     clipping distances (default 0.1 and 10)\n"
+    "  --fit                 frame the scene's bounding sphere\n"
+    "  --axes                show the axes cross\n"
+    "  --title TEXT          draw TEXT (UTF-8) at the top of the image\n";
+
+}  // namespace
+
 int Usage(bool Error) {
   std::fprintf(Error ? stderr : stdout,
                "usage: lumox <command> [options]\n"
                "\n"
                "  render [SCENE.lumgl] -o OUT.png [render options]\n"
-               "              render a scene file (without SCENE: the demo) to a PNG image\n"
+               "              render a scene file (without SCENE: the demo) to an image\n"
                "  demo -o OUT.png [render options]\n"
                "              render the built-in demo scene\n"
                "  info [SCENE.lumgl]\n"
@@ -22,19 +38,24 @@ int Usage(bool Error) {
                "  convert IN OUT [--no-defaults] [--decimals N] [--param-newline]\n"
                "              load a scene file and save it again\n"
                "  classes     the registered component classes by palette page\n"
+               "  help [render], --help\n"
+               "              this text, or the usage of render and demo\n"
                "  --version   the library version\n"
-               "  --help      this text\n"
-               "\n"
-               "render options:\n"
-               "  --size WxH            image size (default 400x250)\n"
-               "  --background RRGGBB   background colour (default 000000)\n"
-               "  --camera-distance D   distance of the camera from the origin (default 2)\n"
-               "  --fov DEG             vertical field of view (default 45)\n"
-               "  --near N, --far F     clipping distances (default 0.1 and 10)\n"
-               "  --fit                 frame the scene's bounding sphere\n"
-               "  --axes                show the axes cross\n"
-               "  --title TEXT          draw TEXT (UTF-8) at the top of the image\n");
+               "\n%s",
+               RenderOptions);
   return Error ? ExitUsage : 0;
+}
+
+int RenderUsage() {
+  std::printf(
+      "usage: lumox render [SCENE.lumgl] -o OUT [render options]\n"
+      "       lumox demo -o OUT [render options]\n"
+      "\n"
+      "Renders one frame of a scene file (without SCENE: the built-in demo) headless,\n"
+      "to an image file of the format its extension names.\n"
+      "\n%s",
+      RenderOptions);
+  return 0;
 }
 
 int BadUsage(const std::string& Message) {
@@ -70,6 +91,8 @@ int main(int argc, char** argv) {
     std::printf("%s\n", lumox::LumoxVersion());
     return 0;
   }
+  if (Cmd == "help" && !Args.empty() && (Args[0] == "render" || Args[0] == "demo"))
+    return RenderUsage();
   if (Cmd == "--help" || Cmd == "-h" || Cmd == "help") return Usage(false);
   if (Cmd == "render") return RunRender(Args, false);
   if (Cmd == "demo") return RunRender(Args, true);

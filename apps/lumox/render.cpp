@@ -55,15 +55,28 @@ bool ParseNumber(const std::string& Text, double& Value) {
   return Used == Text.size() && std::isfinite(Value);
 }
 
+// The largest image side --size accepts.
+constexpr int MaxSide = 16384;
+
 bool ParseSize(const std::string& Text, int& W, int& H) {
   const size_t X = Text.find_first_of("xX");
   if (X == std::string::npos) return false;
   auto Int = [](const std::string& S, int& V) {
-    if (S.empty() || S.size() > 5 || !std::all_of(S.begin(), S.end(), ::isdigit)) return false;
+    if (S.empty() || S.size() > 9 || !std::all_of(S.begin(), S.end(), ::isdigit)) return false;
     V = std::stoi(S);
-    return V > 0 && V <= 16384;
+    return V > 0;
   };
   return Int(Text.substr(0, X), W) && Int(Text.substr(X + 1), H);
+}
+
+// Whether the output's extension names a format the image writer knows (PNG, BMP or
+// JPEG), compared without regard to case.
+bool KnownImageExtension(const std::string& File) {
+  const size_t Dot = File.find_last_of("./");
+  if (Dot == std::string::npos || File[Dot] != '.') return false;
+  std::string Ext = File.substr(Dot + 1);
+  for (char& C : Ext) C = static_cast<char>(std::tolower(static_cast<unsigned char>(C)));
+  return Ext == "png" || Ext == "bmp" || Ext == "jpg" || Ext == "jpeg";
 }
 
 bool ParseColor(std::string Text, uint32_t& Color) {
@@ -109,6 +122,9 @@ int ParseRenderArgs(const TArgs& Args, bool Demo, TRenderOptions& O) {
       std::string V;
       if (!Next(V) || !ParseSize(V, O.Width, O.Height))
         return BadUsage("--size needs WIDTHxHEIGHT, e.g. 800x600");
+      if (O.Width > MaxSide || O.Height > MaxSide)
+        return BadUsage("--size " + V + " is too large: at most " + std::to_string(MaxSide) +
+                        " pixels a side");
     } else if (A == "--background") {
       std::string V;
       if (!Next(V) || !ParseColor(V, O.Background))
@@ -141,6 +157,9 @@ int ParseRenderArgs(const TArgs& Args, bool Demo, TRenderOptions& O) {
     if (Status) return Status;
   }
   if (O.Out.empty()) return BadUsage("missing -o OUT.png");
+  if (!KnownImageExtension(O.Out))
+    return BadUsage("-o " + O.Out +
+                    ": name the image format by its extension: .png, .bmp, .jpg or .jpeg");
   return 0;
 }
 
@@ -250,6 +269,8 @@ std::string Lower(std::string S) {
 
 std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root) {
   struct stat St {};
+  if (::stat(File.c_str(), &St) == 0 && S_ISDIR(St.st_mode))
+    throw Exception("\"" + File + "\" is a directory, not a scene file");
   if (::stat(File.c_str(), &St) != 0 || !S_ISREG(St.st_mode))
     throw Exception("Cannot open file \"" + File + "\": no such file");
   // The reader accepts any text; a scene file must at least have its root element.
@@ -287,6 +308,7 @@ std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root
 }
 
 int RunRender(const TArgs& Args, bool Demo) {
+  if (std::find(Args.begin(), Args.end(), "--help") != Args.end()) return RenderUsage();
   TRenderOptions O;
   if (int Status = ParseRenderArgs(Args, Demo, O)) return Status;
   if (O.Scene.empty()) Demo = true;
@@ -300,6 +322,11 @@ int RunRender(const TArgs& Args, bool Demo) {
       LoadScene(O.Scene, &Form, Root);
     auto* View = new TLumView(&Form);
     View->SetBounds(O.Width, O.Height);
+    try {
+      View->HandleNeeded();  // a context that cannot be made says why
+    } catch (const std::exception& E) {
+      return Fail("", E.what());
+    }
     auto* Camera = new TLumPerspectiveCamera(&Form);
     if (Demo) {
       // The demo is framed by its own camera: a little above the floor, looking down.

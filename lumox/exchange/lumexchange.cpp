@@ -421,7 +421,12 @@ void TLumExchange::WriteBuffer() {
   const fs::path Target(FFileName);
   fs::path Dir = Target.parent_path();
   if (Dir.empty()) Dir = ".";
-  std::string Temp = (Dir / ("." + Target.filename().string() + ".XXXXXX")).string();
+  // Appended piece by piece: GCC 12 at -O3 takes the inlined insert of "." + name for
+  // an overlapping copy (a false -Wrestrict).
+  std::string Hidden = ".";
+  Hidden += Target.filename().string();
+  Hidden += ".XXXXXX";
+  std::string Temp = (Dir / Hidden).string();
   int Fd = ::mkstemp(Temp.data());
   if (Fd < 0) throw Exception("Cannot create file \"" + FFileName + "\". " + std::strerror(errno));
   const std::string& Out = FParser->Stream();

@@ -495,7 +495,8 @@ void TLumPrimitiveArray::SwitchToTriangles() {
   if ((FPrimitiveType == GL_TRIANGLE_STRIP || FPrimitiveType == GL_QUAD_STRIP) && FCount >= 3) {
     if (FPrimitiveType == GL_QUAD_STRIP && FCount % 2 == 1) --FCount;
     const int32_t N = FCount;
-    if (N >= 3) {
+    // A three-entry quad strip keeps two entries: no triangle, an empty list.
+    if (N >= 2) {
       const int32_t NewCount = (N - 2) * 3;
       SetSize(std::max(NewCount, FSize));
       // Rebuilt from the end: triangle k reads entries k..k+2 and writes 3k..3k+2, which

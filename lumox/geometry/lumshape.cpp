@@ -82,8 +82,6 @@ void TLumSphere::SetRadius(double Value) {
 void TLumSphere::SetMode(TSphereMode Value) {
   if (Value > smRegular) return;
   FMode = Value;
-  // The regular grid needs Slices = 4 * (Stacks div 2); bring the counts there.
-  if (FMode == smRegular) SetSlices(FSlices);
   Rebuild();
 }
 
@@ -260,17 +258,18 @@ void TLumSphere::WriteValues(TLumExchange* Exchange) {
 
 void TLumSphere::ReadValues(TLumExchange* Exchange) {
   TLumPrimitiveObj::ReadValues(Exchange);
-  // The mode first: in smRegular the counts' setters depend on it, and reading Slices
-  // before Stacks restores an odd Stacks too.
-  SetMode(static_cast<TSphereMode>(Exchange->getenums("Mode", TSphereModeStr, 1)));
   int32_t S = FSlices, T = FStacks;
   double R = FRadius;
   Exchange->getvalue("Slices", S);
   Exchange->getvalue("Stacks", T);
   Exchange->getvalue("Radius", R);
+  // The counts as they were written (the smRegular rules of the setters left out), then
+  // the mode, which keeps them: a saved sphere loads with the counts it had.
+  FMode = smGlobal;
   SetSlices(S);
   SetStacks(T);
   SetRadius(R);
+  SetMode(static_cast<TSphereMode>(Exchange->getenums("Mode", TSphereModeStr, 1)));
 }
 
 // --- TLumCylinder -------------------------------------------------------------------

@@ -32,7 +32,8 @@ class TLumSphere : public TLumPrimitiveObj {
   // A negative radius becomes 1.0.
   void SetRadius(double Value);
   TSphereMode Mode() const { return FMode; }
-  // Entering smRegular brings Slices and Stacks into its grid (as SetSlices does).
+  // Slices and Stacks stay as they are; the regular mesh takes its grid from Stacks
+  // (Slices = 4 * (Stacks div 2)) when it is built.
   void SetMode(TSphereMode Value);
 
   void InitPoints() override;

@@ -135,8 +135,11 @@ void TBitmap::LoadFromFile(const std::string& FileName) {
 void TBitmap::SaveToFile(const std::string& FileName) const {
   if (Empty()) throw Exception("Cannot write image file \"" + FileName + "\": the bitmap is empty.");
   const std::string Temp = FileName + ".tmp";
-  const bool Png = FileName.size() >= 4 &&
-                   SameText(std::string_view(FileName).substr(FileName.size() - 4), ".png");
+  auto Ends = [&FileName](std::string_view Ext) {
+    return FileName.size() >= Ext.size() &&
+           SameText(std::string_view(FileName).substr(FileName.size() - Ext.size()), Ext);
+  };
+  const bool Png = Ends(".png"), Jpeg = Ends(".jpg") || Ends(".jpeg");
   const int Comp = FPixelFormat == pf32bit ? 4 : 3;
   std::vector<uint8_t> Rgb;
   const uint8_t* Data = FPixels.data();
@@ -146,8 +149,9 @@ void TBitmap::SaveToFile(const std::string& FileName) const {
       std::memcpy(&Rgb[I * 3], &FPixels[I * 4], 3);
     Data = Rgb.data();
   }
-  const int Ok = Png ? stbi_write_png(Temp.c_str(), FWidth, FHeight, Comp, Data, FWidth * Comp)
-                     : stbi_write_bmp(Temp.c_str(), FWidth, FHeight, Comp, Data);
+  const int Ok = Png    ? stbi_write_png(Temp.c_str(), FWidth, FHeight, Comp, Data, FWidth * Comp)
+                 : Jpeg ? stbi_write_jpg(Temp.c_str(), FWidth, FHeight, Comp, Data, 90)
+                        : stbi_write_bmp(Temp.c_str(), FWidth, FHeight, Comp, Data);
   if (!Ok || std::rename(Temp.c_str(), FileName.c_str()) != 0) {
     const int Err = errno;
     std::remove(Temp.c_str());

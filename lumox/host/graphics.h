@@ -1,5 +1,5 @@
 // TBitmap: an image of RGBA pixels that reads and writes image files (BMP, PNG,
-// JPEG and what stb_image decodes; writes BMP and PNG).
+// JPEG and what stb_image decodes; writes BMP, PNG and JPEG).
 #pragma once
 
 #include <cstdint>
@@ -61,7 +61,7 @@ class TBitmap : public TPersistent {
 
   // Reads an image file; throws Exception naming the file when it cannot.
   void LoadFromFile(const std::string& FileName);
-  // Writes PNG for a ".png" name, BMP otherwise. The file is written to a temporary
+  // Writes PNG for a ".png" name, JPEG (quality 90) for ".jpg" and ".jpeg", BMP otherwise. The file is written to a temporary
   // beside it and renamed into place; throws Exception naming the file on failure.
   void SaveToFile(const std::string& FileName) const;
 

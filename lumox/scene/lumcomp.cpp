@@ -1,6 +1,8 @@
 // The render protocol, display-list caching and node membership of scene components.
 #include "lumox/scene/lumcomp.h"
 
+#include <algorithm>
+#include <unordered_set>
 #include <vector>
 
 #include "lumox/exchange/lumexchange.h"
@@ -234,6 +236,10 @@ void TLumRender::OpenCache() {
   glNewList(FListId, GL_COMPILE_AND_EXECUTE);
   // Drawing goes on uncompiled when no list was made; the next render tries again.
   if (!glIsList(FListId)) FListId = 0;
+  // Deliberately beyond the plain protocol: the list must hold all the state it draws
+  // with, so the material, attributes and texture before it must not be skipped as
+  // "last rendered". Otherwise it replays with whatever state precedes it later.
+  RunFrameResetHooks(false);
 }
 
 void TLumRender::CloseCache() {
@@ -241,7 +247,10 @@ void TLumRender::CloseCache() {
 }
 
 void TLumRender::CallCache() {
-  if (FView) glCallList(FListId);
+  if (!FView) return;
+  glCallList(FListId);
+  // The list has left its own state behind: no last-rendered pointer tells the truth.
+  RunFrameResetHooks(false);
 }
 
 void TLumRender::ClearCache() {
@@ -282,6 +291,34 @@ void TLumRender::Notification(TComponent* AComponent, TOperation Operation) {
   if (Operation != opRemove) return;
   if (AComponent && AComponent == FView) SetView(nullptr);
   if (AComponent && AComponent == FNode) SetNode(nullptr);
+}
+
+// --- TLumCustomNode --------------------------------------------------------------------
+
+void TLumCustomNode::CheckLink(const TLumRender* Item) const {
+  // Deliberately beyond refusing a node in itself: a link that closes any cycle would
+  // make rendering and saving recurse without end. Only nodes hold others, and the walk
+  // goes up through this node's holders, so it costs the depth, not the scene's size.
+  if (Item == this) throw Exception("Can not create a link to myself.");
+  if (!dynamic_cast<const TLumCustomNode*>(Item)) return;
+  std::vector<const TLumCustomNode*> Pending{this};
+  std::unordered_set<const TLumCustomNode*> Seen{this};
+  while (!Pending.empty()) {
+    const TLumCustomNode* N = Pending.back();
+    Pending.pop_back();
+    for (const TLumCustomNode* H : N->FHolders) {
+      if (H == Item) throw Exception("Can not create a link to myself.");
+      if (Seen.insert(H).second) Pending.push_back(H);
+    }
+  }
+}
+
+void TLumCustomNode::Hold(TLumRender* Item, bool Value) {
+  auto& H = Item->FHolders;
+  if (Value)
+    H.push_back(this);
+  else
+    H.erase(std::remove(H.begin(), H.end(), this), H.end());
 }
 
 }  // namespace lumox

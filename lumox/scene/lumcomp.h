@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "lumox/host/classes.h"
 #include "lumox/math/lumclass.h"
@@ -129,8 +130,11 @@ class TLumRender : public TLumTransformed {
   void Notification(TComponent* AComponent, TOperation Operation) override;
 
  private:
+  friend class TLumCustomNode;
   // Sets FNode, keeping the removal notification between component and node.
   void LinkNode(TLumCustomNode* NewNode);
+  // The nodes whose lists hold this component, as an item or a reference, each once.
+  std::vector<TLumCustomNode*> FHolders;
   bool FEnabled = true;
   TLumCustomView* FView = nullptr;
   uint32_t FListId = 0;
@@ -142,7 +146,8 @@ class TLumRender : public TLumTransformed {
 
 // Caches of "last rendered" render state that a view forgets at the start of every
 // frame (BeforeImage false) and before it renders into another context (BeforeImage
-// true). Render-state units register their reset once, at load time.
+// true); a display list forgets them too when it opens and after it is called.
+// Render-state units register their reset once, at load time.
 using TLumFrameResetHook = void (*)(bool BeforeImage);
 void RegisterFrameResetHook(TLumFrameResetHook Hook);
 void RunFrameResetHooks(bool BeforeImage);
@@ -156,6 +161,13 @@ class TLumCustomNode : public TLumRender {
   virtual int Add(TLumRender* Item) = 0;
   // Leaves below the node; saving a scene reports its progress against this count.
   virtual int CountAllItems() const { return 0; }
+
+ protected:
+  // Throws Exception("Can not create a link to myself.") when Item is this node or
+  // holds it at any depth, so that linking Item below this node would close a cycle.
+  void CheckLink(const TLumRender* Item) const;
+  // Records that this node's list holds Item (Value true) or no longer does.
+  void Hold(TLumRender* Item, bool Value);
 };
 
 }  // namespace lumox

@@ -140,8 +140,12 @@ TLumNode::TLumNode(TComponent* AOwner) : TLumCustomNode(AOwner) {
 void TLumNode::Counted(TLumRender* Item, int Delta) {
   if (!Item) return;
   auto It = FOccurrences.try_emplace(Item, 0).first;
+  if (It->second == 0) Hold(Item, true);
   It->second += Delta;
-  if (It->second <= 0) FOccurrences.erase(It);
+  if (It->second <= 0) {
+    Hold(Item, false);
+    FOccurrences.erase(It);
+  }
 }
 
 TLumNode::~TLumNode() {
@@ -162,6 +166,7 @@ int TLumNode::Add(TLumRender* Item) {
 }
 
 int TLumNode::AddIndirect(TLumRender* Item) {
+  CheckLink(Item);
   const int Old = GetCount();
   FItems.push_back(Item);
   Counted(Item, 1);
@@ -174,7 +179,7 @@ int TLumNode::AddIndirect(TLumRender* Item) {
 }
 
 void TLumNode::Insert(int Index, TLumRender* Item) {
-  if (Item == this) throw Exception("Can not create a link to myself.");
+  CheckLink(Item);
   if (!Item) return;
   Item->SetNodeDirect(this);
   Index = std::clamp(Index, 0, GetCount());
@@ -263,6 +268,7 @@ TLumRender* TLumNode::GetItems(int Index) const {
 
 void TLumNode::SetItems(int Index, TLumRender* Item) {
   if (Index < 0 || Index >= GetCount()) return;
+  CheckLink(Item);
   Counted(FItems[static_cast<size_t>(Index)], -1);
   FItems[static_cast<size_t>(Index)] = Item;
   Counted(Item, 1);

@@ -96,7 +96,7 @@ class TLumNode : public TLumCustomNode {
   virtual void Clear();
 
   TLumRender* GetItems(int Index) const;
-  // Replaces the list entry only, without any bookkeeping.
+  // Replaces the list entry only, without any bookkeeping; a cycle is still refused.
   void SetItems(int Index, TLumRender* Item);
   int GetCount() const { return static_cast<int>(FItems.size()); }
   bool IsIndirect(int Index) const;

@@ -10,6 +10,7 @@
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/math/lumgl.h"
 #include "lumox/scene/lumobj.h"
+#include "lumox/view/lumwgl.h"
 
 namespace lumox {
 
@@ -32,6 +33,17 @@ uint8_t AlphaByte(double Fraction) {
 }
 
 bool IsDesigning(const TComponent* C) { return C->ComponentState().Contains(csDesigning); }
+
+// DeleteTexture with a context current, also outside a frame, when none is: the owning
+// view's, else the process's share root. Without one GL would keep the texture object.
+void DeleteTextureWithContext(TLumTexture* t) {
+  TLumCustomView* V = t->TextureName() != 0 ? t->View() : nullptr;
+  const bool ViewMade = V && !V->GetCurrent() && (V->SetCurrent(true), V->GetCurrent());
+  const bool RootMade = t->TextureName() != 0 && MakeShareRootCurrent();
+  DeleteTexture(t);
+  if (RootMade) ReleaseShareRoot();
+  if (ViewMade) V->SetCurrent(false);
+}
 
 void ResetTextureFrame(bool BeforeImage) {
   if (BeforeImage)
@@ -60,12 +72,7 @@ TLumTexture::TLumTexture(TComponent* AOwner)
 
 TLumTexture::~TLumTexture() {
   Destroying();
-  // The texture object lives in the shared contexts; make the owning view's context
-  // current for the deletion when no context is.
-  TLumCustomView* V = FTextureName != 0 ? View() : nullptr;
-  const bool MadeCurrent = V && !V->GetCurrent() && (V->SetCurrent(true), V->GetCurrent());
-  DeleteTexture(this);
-  if (MadeCurrent) V->SetCurrent(false);
+  DeleteTextureWithContext(this);
   FBitmap->OnChange = nullptr;
   delete FBitmap;
   delete FBlendColor;
@@ -329,7 +336,7 @@ void DeleteTexture(TLumTexture* t) {
 
 void SetMaxTexture(int n) {
   if (n < 1) return;
-  while (static_cast<int>(TexList.size()) > n) DeleteTexture(TexList.front());
+  while (static_cast<int>(TexList.size()) > n) DeleteTextureWithContext(TexList.front());
   MaxTex = n;
 }
 

@@ -307,10 +307,12 @@ void TLumView::SetCamera(TLumCamera* Value) {
 void TLumView::SetDoubleBuffer(bool Value) {
   if (Value == FDoubleBuffer) return;
   FDoubleBuffer = Value;
-  if (Active()) {
-    // A drawable's format is chosen once: build the context anew.
+  if (!Active()) return;
+  // A drawable's format is chosen once: whoever supplied the context builds it anew,
+  // so a toolkit's context is never replaced by a headless one.
+  if (std::unique_ptr<TLumGLContext> New = FContext->Recreate(Value)) {
     OpenGLDisconnect();
-    OpenGLConnect();
+    OpenGLConnect(std::move(New));
   }
 }
 
@@ -329,8 +331,12 @@ void TLumView::SetDrawValues(TLumDrawValuesSet Value) {
 }
 
 void TLumView::SetDepthTestEnabled(bool Value) {
-  glDepthFunc(Value ? GL_LESS : GL_ALWAYS);
+  // Beyond setting the function on whatever context is current: outside a frame none
+  // is, so the value is stored and the next frame, which sets the function, is asked for.
+  if (GetCurrent()) glDepthFunc(Value ? GL_LESS : GL_ALWAYS);
+  if (Value == FDepthTestEnabled) return;
   FDepthTestEnabled = Value;
+  InvalidateGL();
 }
 
 int32_t TLumView::GetNextID(TObject* Obj, int32_t num) {

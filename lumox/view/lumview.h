@@ -115,7 +115,7 @@ class TLumView : public TLumCanvasView {
   TLumCamera* Camera() const { return FCamera; }
   void SetCamera(TLumCamera* Value);
   bool DoubleBuffer() const { return FDoubleBuffer; }
-  // Recreates the context of an active view.
+  // Recreates the context of an active view through whoever supplied it.
   void SetDoubleBuffer(bool Value);
   int32_t SelectWidth() const { return FSelectWidth; }
   void SetSelectWidth(int32_t Value) { FSelectWidth = Value; }
@@ -131,7 +131,8 @@ class TLumView : public TLumCanvasView {
   // Makes the context current if it is not (and leaves it so), applies the masks.
   void SetDrawValues(TLumDrawValuesSet Value);
   bool DepthTestEnabled() const { return FDepthTestEnabled; }
-  // Sets the depth function on whatever context is current.
+  // Sets the depth function at once while the view's context is current; the frame
+  // sets it anyway, so a change asks for a repaint.
   void SetDepthTestEnabled(bool Value);
 
   TLumViewRenderEvent OnRender;

@@ -176,6 +176,10 @@ class TEGLContext : public TLumGLContext {
   std::unique_ptr<TLumGLContext> CreateOffscreen(int W, int H) override {
     return CreateEGLContext(W, H);
   }
+  // Pbuffers have no back buffer either way; the new context gets a fresh drawable.
+  std::unique_ptr<TLumGLContext> Recreate(bool) override {
+    return CreateEGLContext(FWidth, FHeight);
+  }
   TLumPixelFormat PixelFormat() const override {
     TLumPixelFormat F;
     EGLint R = 0, G = 0, B = 0, A = 0, Dp = 0, St = 0;
@@ -215,6 +219,18 @@ std::unique_ptr<TLumGLContext> CreateEGLContext(int Width, int Height) {
   }
   return std::make_unique<TEGLContext>(S.Display, S.Config, Ctx, Surf, Width < 1 ? 1 : Width,
                                        Height < 1 ? 1 : Height);
+}
+
+bool MakeShareRootCurrent() {
+  if (eglGetCurrentContext() != EGL_NO_CONTEXT) return false;
+  // No root yet means no shared object was ever made: nothing needs a context.
+  const TEGLState& S = State();
+  if (S.Root == EGL_NO_CONTEXT) return false;
+  return eglMakeCurrent(S.Display, S.RootSurface, S.RootSurface, S.Root) == EGL_TRUE;
+}
+
+void ReleaseShareRoot() {
+  eglMakeCurrent(State().Display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
 }
 
 std::string EGLPlatformName() {

@@ -41,6 +41,13 @@ class TLumGLContext {
   virtual std::unique_ptr<TLumGLContext> CreateOffscreen(int W, int H) = 0;
   // Asks the toolkit for a repaint; an off-screen context has nothing to repaint.
   virtual void RequestRepaint() {}
+  // Builds the context anew for a framebuffer with or without a back buffer (a
+  // drawable's format is chosen once) and returns the replacement; whoever supplied
+  // the context does it, so a toolkit rebuilds its own. nullptr keeps this context.
+  virtual std::unique_ptr<TLumGLContext> Recreate(bool DoubleBuffer) {
+    (void)DoubleBuffer;
+    return nullptr;
+  }
   virtual TLumPixelFormat PixelFormat() const = 0;
 };
 
@@ -51,6 +58,13 @@ class TLumGLContext {
 // Exception("Call to OpenGL function wglCreateContext() failed.") when no context
 // can be made; when no EGL display exists, the message also says what is missing.
 std::unique_ptr<TLumGLContext> CreateEGLContext(int Width, int Height);
+
+// Makes the share root current when no context is current on the calling thread, so
+// that shared display lists and textures can be deleted outside a frame. False when a
+// context already was current or the root cannot be made current.
+bool MakeShareRootCurrent();
+// Releases the share root after MakeShareRootCurrent returned true.
+void ReleaseShareRoot();
 
 // Which EGL platform the backend uses ("surfaceless", "device" or "default"), the
 // EGL vendor and version; empty before the first context or when EGL is unusable.

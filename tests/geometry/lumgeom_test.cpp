@@ -1,5 +1,5 @@
 // Tests of the point, line, triangle and rectangle: vertex and index formulas, texture
-// coordinates, setters, registration and exchange round trips.
+// coordinates, setters and exchange round trips.
 #include "lumox/geometry/lumgeom.h"
 
 #include <gtest/gtest.h>
@@ -74,24 +74,6 @@ TEST(SimpleGeometryTest, PointLineAndTriangleVertices) {
   // Counter-clockwise seen from +Y: the computed normal agrees with the stored one.
   T->CalcNormals();
   ExpectVec(T->Points()->GetVector(0, 1), 0, 1, 0);
-}
-
-TEST(SimpleGeometryTest, RegisteredClassesAreCreatedByName) {
-  if (!GetRenderClass("TLumPoint")) RegisterLumgeomClasses();
-  std::vector<TLumRenderClass> List;
-  GetRenderClassList(List);
-  std::vector<std::string> Ours;
-  for (const auto& C : List)
-    if (C.Name == "TLumPoint" || C.Name == "TLumLine" || C.Name == "TLumTriangle" ||
-        C.Name == "TLumRectangle")
-      Ours.push_back(C.Name);
-  EXPECT_EQ(Ours,
-            (std::vector<std::string>{"TLumPoint", "TLumLine", "TLumTriangle", "TLumRectangle"}));
-  EXPECT_THROW(RegisterLumgeomClasses(), Exception);
-  TComponent Form(nullptr);
-  const TLumRenderClass* C = GetRenderClass("tlumrectangle");
-  ASSERT_NE(C, nullptr);
-  EXPECT_NE(dynamic_cast<TLumRectangle*>(C->Create(&Form)), nullptr);
 }
 
 // Each shape saved with parameters away from their defaults, loaded and saved again: both

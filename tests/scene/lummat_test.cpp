@@ -104,8 +104,10 @@ TEST_F(MaterialTest, PartColorAssignAndRoundTripKeepAllButTheDiffuseColour) {
     C.SetColor(0x010101u * i);
     S.SetPartColor(i, &C);
   }
-  EXPECT_EQ(S.ColorAmbient()->Color() + S.ColorDiffuse()->Color(), 0x030303u);
-  EXPECT_EQ(S.ColorSpecular()->Color() + S.ColorEmission()->Color(), 0x070707u);
+  EXPECT_EQ(S.ColorAmbient()->Color(), 0x010101u);  // indices 1 to 4; 0 and 5 are ignored
+  EXPECT_EQ(S.ColorDiffuse()->Color(), 0x020202u);
+  EXPECT_EQ(S.ColorSpecular()->Color(), 0x030303u);
+  EXPECT_EQ(S.ColorEmission()->Color(), 0x040404u);
   Distinct(S);
   S.SetFace(mfBack);
   const std::string Text = test::SavedText(&S, File);

@@ -64,32 +64,46 @@ class CameraGLTest : public GLTest {
   static void Projection(double (&M)[16]) { glGetDoublev(GL_PROJECTION_MATRIX, M); }
 };
 
-TEST_F(CameraGLTest, AdjustMultipliesTheProjection) {
+TEST_F(CameraGLTest, PerspectiveProjectionFollowsAngleAspectAndClipping) {
   TComponent Form(nullptr);
   auto* P = new TLumPerspectiveCamera(&Form);
   glMatrixMode(GL_PROJECTION);
   glLoadIdentity();
   P->Adjust(400, 200);
-  double Got[16], Want[16];
-  Projection(Got);
-  glLoadIdentity();
-  gluPerspective(45, 2.0, 0.1, 10);
-  Projection(Want);
-  for (int K = 0; K < 16; ++K) EXPECT_NEAR(Got[K], Want[K], 1e-9);
+  double M[16];
+  Projection(M);
+  const double F = 1 / std::tan(22.5 * 3.141592653589793 / 180);  // half of 45 degrees
+  EXPECT_NEAR(M[0], F / 2, 1e-6);  // aspect 2
+  EXPECT_NEAR(M[5], F, 1e-6);
+  EXPECT_NEAR(M[10], -10.1 / 9.9, 1e-6);  // near 0.1, far 10
+  EXPECT_NEAR(M[14], -2 * 10 * 0.1 / 9.9, 1e-6);
+  EXPECT_EQ(M[11], -1);
 
   auto* O = new TLumOrthographicCamera(&Form);
   glLoadIdentity();
-  O->Adjust(400, 200);
-  Projection(Got);
-  glLoadIdentity();
-  glOrtho(-2, 2, -1, 1, 0.1, 10);  // the width follows the aspect, the height stays
-  Projection(Want);
-  for (int K = 0; K < 16; ++K) EXPECT_NEAR(Got[K], Want[K], 1e-9);
-
-  glLoadIdentity();
   O->Adjust(400, 0);  // a zero height counts as one pixel: no NaN in the matrix
-  Projection(Got);
-  for (double V : Got) EXPECT_FALSE(std::isnan(V));
+  Projection(M);
+  for (double V : M) EXPECT_FALSE(std::isnan(V));
+}
+
+TEST(CameraViewTest, OrthographicCameraShowsTwiceTheWidthInAWideView) {
+  TComponent Form(nullptr);
+  auto* View = new TLumView(&Form);
+  View->SetBounds(120, 60);
+  View->SetCamera(new TLumOrthographicCamera(&Form));
+  // x runs from -2 to 2 (30 pixels a unit) and y from -1 to 1: a square over x 1..2,
+  // y -0.5..0.5 covers pixels 90..119 and rows 15..44.
+  View->OnRender = [](TLumView*) {
+    glColor3f(1, 0, 0);
+    glRectf(1, -0.5f, 2, 0.5f);
+  };
+  TBitmap B(120, 60);
+  ASSERT_TRUE(View->GetImage(&B));
+  EXPECT_EQ(B.GetPixel(93, 30), 0x0000FFu);
+  EXPECT_EQ(B.GetPixel(117, 30), 0x0000FFu);
+  EXPECT_EQ(B.GetPixel(86, 30), 0u);
+  EXPECT_EQ(B.GetPixel(100, 12), 0u);
+  EXPECT_EQ(B.GetPixel(100, 18), 0x0000FFu);
 }
 
 TEST(CameraViewTest, FrameCapturesCameraMatrixAndSetsViewport) {

@@ -1,5 +1,5 @@
 // The view: repaint requests from camera, axes and input, input forwarding to the
-// controller, design mode and context recreation.
+// controller, design mode, context recreation and the frame's buffers.
 #include "lumox/view/lumview.h"
 
 #include <gtest/gtest.h>
@@ -8,6 +8,7 @@
 #include "support/glfixture.h"
 
 using namespace lumox;
+using lumox::test::ViewTest;
 
 namespace {
 
@@ -30,6 +31,10 @@ class TCountingContext : public TLumGLContext {
     return Inner->CreateOffscreen(W, H);
   }
   void RequestRepaint() override { ++*Repaints; }
+  // The toolkit builds its own context anew.
+  std::unique_ptr<TLumGLContext> Recreate(bool) override {
+    return std::make_unique<TCountingContext>(Repaints, Deaths);
+  }
   TLumPixelFormat PixelFormat() const override { return Inner->PixelFormat(); }
   std::unique_ptr<TLumGLContext> Inner;
   int* Repaints;
@@ -72,8 +77,6 @@ TEST(LumViewTest, ChangesAndControllerMotionAskForARepaint) {
   View->KeyDown(Key, {});
   EXPECT_EQ(Repaints, 5);
   View->MouseDown(mbRight, {}, 1, 1);
-  View->MouseUp(mbLeft, {}, 1, 1);
-  View->MouseMove({}, 1, 1);
   EXPECT_EQ(Repaints, 5);
   View->MouseDown(mbLeft, {}, 1, 1);
   EXPECT_EQ(Repaints, 6);
@@ -99,10 +102,67 @@ TEST(LumViewTest, DesignModeHasNoContextAndDoubleBufferRecreatesIt) {
   EXPECT_FALSE(View->Active());
   int Repaints = 0, Deaths = 0;
   ASSERT_TRUE(View->OpenGLConnect(std::make_unique<TCountingContext>(&Repaints, &Deaths)));
-  View->SetDoubleBuffer(true);  // the drawable's format is fixed: a new context
+  View->SetDoubleBuffer(true);  // the drawable's format is fixed: a new context...
   EXPECT_EQ(Deaths, 1);
   EXPECT_TRUE(View->Active());
+  // ...made by whoever supplied the old one, not a headless one in its place.
+  EXPECT_NE(dynamic_cast<TCountingContext*>(View->Context()), nullptr);
   EXPECT_FALSE(View->Context()->IsCurrent());
+
+  // Outside a frame no context is current: the depth test waits for the next frame.
+  View->SetDepthTestEnabled(false);
+  EXPECT_FALSE(View->DepthTestEnabled());
+  EXPECT_EQ(Repaints, 1);
+}
+
+// A square of the given colour and depth over the middle of the view.
+static void Square(uint32_t Color, float Z = 0) {
+  glColor3ub(Color & 0xFF, (Color >> 8) & 0xFF, (Color >> 16) & 0xFF);
+  glBegin(GL_QUADS);
+  glVertex3f(-0.5f, -0.5f, Z);
+  glVertex3f(0.5f, -0.5f, Z);
+  glVertex3f(0.5f, 0.5f, Z);
+  glVertex3f(-0.5f, 0.5f, Z);
+  glEnd();
+}
+
+TEST_F(ViewTest, ClearColourDepthTestAndChannelMasksAreApplied) {
+  View->SetBackgroundColor(0x0000FF);
+  View->SetDrawValues({dvRed, dvBlue, dvAlpha, dvDepth});  // no green
+  View->OnRender = [](TLumView*) { Square(0x00FFFF); };  // only its red survives the mask
+  EXPECT_EQ(RGB(Snapshot(), 40, 30), 0x0000FFu);
+  View->SetDrawValues({dvRed, dvBlue, dvGreen, dvAlpha, dvDepth});
+  View->SetCurrent(false);
+
+  // A far square drawn after a near one is hidden while the depth test is on.
+  View->OnRender = [](TLumView*) {
+    Square(0x00FF00);
+    Square(0xFF0000, -0.5f);
+  };
+  EXPECT_EQ(RGB(Snapshot(), 40, 30), 0x00FF00u);
+  View->SetDepthTestEnabled(false);
+  EXPECT_EQ(RGB(Snapshot(), 40, 30), 0xFF0000u);  // drawn last, always passes
+}
+
+TEST_F(ViewTest, AxesCrossUsesFullIntensityColours) {
+  View->Coordinates()->SetVisible(true);
+  View->Coordinates()->SetColorX(0x000001);  // red byte 1, drawn as 1.0
+  View->Coordinates()->SetLength(5);
+  const TBitmap B = Snapshot();
+  // The x axis runs right from the centre along row 30 (or its neighbour).
+  EXPECT_EQ((RGB(B, 70, 30) | RGB(B, 70, 29)) & 0xFF, 0xFFu);
+}
+
+TEST_F(ViewTest, GetImageFailsCleanlyAndRestoresTheMode) {
+  TBitmap Empty;
+  EXPECT_FALSE(View->GetImage(&Empty));
+  EXPECT_FALSE(View->GetImage(nullptr));
+  TLumDrawMode Seen = dmWindow;
+  View->OnRender = [&](TLumView* V) { Seen = V->DrawMode(); };
+  TBitmap B(10, 10);
+  EXPECT_TRUE(View->GetImage(&B));
+  EXPECT_EQ(Seen, dmBitmap);
+  EXPECT_EQ(View->DrawMode(), dmWindow);
 }
 
 TEST(LumViewTest, WheelResizeAndVisibilityEvents) {
