@@ -4,8 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+#include <vector>
 
+#include "lumox/package/lumpackage.h"
 #include "support/glfixture.h"
 #include "support/meshcheck.h"
 #include "support/scenefile.h"
@@ -135,6 +138,19 @@ TEST(PolygonExchangeTest, EveryPropertyRoundTrips) {
   TLumPolygon Copy(nullptr);
   Copy.Assign(P);
   EXPECT_EQ(test::SavedText(&Copy, Dir.File("c.xml")), test::SavedText(P, Dir.File("d.xml")));
+}
+
+// The registry creates each named object from its upper-case tag, and the palette page
+// "Lumox Obj" offers it.
+TEST(NamedObjectRegistryTest, EachClassIsCreatedByNameAndOnThePalette) {
+  const std::vector<std::string> Page = GetPaletteClasses("Lumox Obj");
+  TComponent Owner(nullptr);
+  for (const char* Name : {"TLumPolygon", "TLumPointSet", "TLumTube", "TLum3dObj", "TLumText"}) {
+    const TLumRenderClass* C = GetRenderClass(UpperCase(Name));
+    ASSERT_NE(C, nullptr) << Name;
+    EXPECT_STREQ(C->Create(&Owner)->ClassName(), Name);
+    EXPECT_NE(std::find(Page.begin(), Page.end(), Name), Page.end()) << Name;
+  }
 }
 
 class PolygonViewTest : public test::ViewTest {};
