@@ -21,17 +21,19 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int32_t TenMillion = 10000000;
 
-// AddPoint for each of 10 million coloured points, then the build before drawing.
+// AddPoint for each of 10 million coloured points (room reserved first), then the build
+// before drawing.
 void BM_PointSetAddTenMillion(benchmark::State& State) {
   for (auto _ : State) {
     TLumPointSet S(nullptr);
+    S.Reserve(TenMillion);
     for (int32_t i = 0; i < TenMillion; ++i)
       S.AddPoint(i % 1000, i / 1000 % 1000, i / 1000000, 1.0f, 0.5f, 0.25f);
     S.Init();
     benchmark::DoNotOptimize(S.Points()->Vertices());
   }
-  State.counters["points/s"] =
-      benchmark::Counter(double(TenMillion) * double(State.iterations()), benchmark::Counter::kIsRate);
+  State.counters["points/s"] = benchmark::Counter(double(TenMillion) * double(State.iterations()),
+                                                  benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_PointSetAddTenMillion)->Unit(benchmark::kMillisecond)->Iterations(2);
 
@@ -46,8 +48,8 @@ void BM_PointSetDataTenMillion(benchmark::State& State) {
     S.Init();
     benchmark::DoNotOptimize(S.Points()->Vertices());
   }
-  State.counters["points/s"] =
-      benchmark::Counter(double(TenMillion) * double(State.iterations()), benchmark::Counter::kIsRate);
+  State.counters["points/s"] = benchmark::Counter(double(TenMillion) * double(State.iterations()),
+                                                  benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_PointSetDataTenMillion)->Unit(benchmark::kMillisecond)->Iterations(3);
 

@@ -71,6 +71,10 @@ void TLumPointSet::SetPointData(int32_t Count, const double* XYZ, const float* R
   Modified();
 }
 
+void TLumPointSet::Reserve(int32_t Count) {
+  if (Count > Points()->Size()) Points()->SetSize(Count);
+}
+
 std::array<float, 4> TLumPointSet::GetPointColor(int32_t Index) const {
   const float* C = Points()->Colors();
   if (!C || Index < 0 || Index >= PointCount()) return {1.0f, 1.0f, 1.0f, 1.0f};

@@ -29,6 +29,9 @@ class TLumPointSet : public TLumPrimitiveObj {
   // Replaces all points by Count positions (3 per point) and, when given, colours (4 per
   // point, 0..1), copied in one go.
   void SetPointData(int32_t Count, const double* XYZ, const float* RGBA = nullptr);
+  // Makes room for Count points at once, so that adding them one by one never moves
+  // the arrays (a cloud of millions grows without copies).
+  void Reserve(int32_t Count);
   TLumMathVector GetPoint(int32_t Index) const { return Points()->GetVector(Index, 0); }
   // The colour of a point as r, g, b, a; white without colours or out of range.
   std::array<float, 4> GetPointColor(int32_t Index) const;
