@@ -237,8 +237,16 @@ int32_t TLumPolygon::AddContour() {
   return ContourCount() - 1;
 }
 
+namespace {
+
+// GLU's tessellator refuses coordinates beyond 1e150: such points are ignored like
+// non-finite ones, so that a polygon never fails to build while it is drawn.
+bool Usable(double X, double Y) { return std::fabs(X) <= 1e150 && std::fabs(Y) <= 1e150; }
+
+}  // namespace
+
 void TLumPolygon::AddPoint(double X, double Y, int32_t Contour) {
-  if (!std::isfinite(X) || !std::isfinite(Y) || Contour < 0) return;
+  if (!Usable(X, Y) || Contour < 0) return;
   if (Contour >= ContourCount()) FContours.resize(static_cast<size_t>(Contour) + 1);
   FContours[static_cast<size_t>(Contour)].push_back({X, Y});
   Rebuild();
@@ -250,7 +258,7 @@ void TLumPolygon::SetContour(int32_t i, const TLumContour& Points) {
   TLumContour& C = FContours[static_cast<size_t>(i)];
   C.clear();
   for (const TLumPoint2& Q : Points)
-    if (std::isfinite(Q.X) && std::isfinite(Q.Y)) C.push_back(Q);
+    if (Usable(Q.X, Q.Y)) C.push_back(Q);
   Rebuild();
 }
 

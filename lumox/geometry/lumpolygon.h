@@ -74,7 +74,8 @@ class TLumPolygon : public TLumPrimitiveObj {
   // Appends an empty contour and returns its number.
   int32_t AddContour();
   // Appends a point to contour Contour (created, with the ones before it, when it does
-  // not exist yet); non-finite coordinates and negative contour numbers are ignored.
+  // not exist yet); non-finite coordinates, coordinates beyond 1e150 and negative
+  // contour numbers are ignored.
   void AddPoint(double X, double Y, int32_t Contour = 0);
   // Replaces contour i (appended when i = ContourCount).
   void SetContour(int32_t i, const TLumContour& Points);

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,7 @@ double FacingArea(const TLumPrimitiveObj& O) {
 TEST(PolygonMeshTest, SquareCountsFlatAndExtruded) {
   TLumPolygon P(nullptr);
   AddRect(P, 0, 0, 2, 1, 0);
+  P.AddPoint(1e200, 0), P.AddPoint(NAN, 0);  // beyond what GLU takes: ignored
   P.Init();
   EXPECT_EQ(P.Points()->Count(), 4);
   EXPECT_EQ(MeshTriangles(P).size(), 2u);
