@@ -9,8 +9,10 @@
 
 #include "apps/lumox/lumoxcmd.h"
 #include "lumox/geometry/lumfuncobj.h"
+#include "lumox/geometry/lumpointset.h"
 #include "lumox/geometry/lumprimitiveobj.h"
 #include "lumox/geometry/lumrotobj.h"
+#include "lumox/geometry/lumtube.h"
 #include "lumox/host/graphics.h"
 #include "lumox/scene/lumobj.h"
 #include "lumox/scene/lumtex.h"
@@ -85,6 +87,21 @@ void LoadDemoScene(TComponent* Owner, TLumNode* Root) {
     };
     Vase->Init();
   }
+  // A trefoil knot, and a spiral cloud of points shading from gold to blue.
+  if (auto* Knot = dynamic_cast<TLumTube*>(FindItem(Root, "Knot")))
+    for (int I = 0; I < 120; ++I) {
+      const double T = TwoPi * I / 120;
+      const double K = 0.16;  // the size here, not by a scale, which would scale normals
+      Knot->AddSection({K * (std::sin(T) + 2 * std::sin(2 * T)),
+                        K * (std::cos(T) - 2 * std::cos(2 * T)), -K * std::sin(3 * T)},
+                       K * 0.35);
+    }
+  if (auto* Cloud = dynamic_cast<TLumPointSet*>(FindItem(Root, "Cloud")))
+    for (int I = 0; I < 3000; ++I) {
+      const double F = I / 3000.0, A = F * TwoPi * 5, R = 0.05 + 0.4 * F;
+      Cloud->AddPoint(R * std::cos(A), 0.6 * F, R * std::sin(A), float(1 - F), float(0.8 - 0.4 * F),
+                      float(F));
+    }
 }
 
 }  // namespace lumoxcmd

@@ -42,7 +42,8 @@ std::vector<TLumPalettePage>& Pages() {
     L.push_back(
         {"Lumox Obj",
          {"TLumPoint", "TLumLine", "TLumTriangle", "TLumRectangle", "TLumSphere", "TLumCylinder",
-          "TLumDisc", "TLumTorus", "TLumBox", "TLumFuncObj", "TLumRotObj"}});
+          "TLumDisc", "TLumTorus", "TLumBox", "TLumFuncObj", "TLumRotObj", "TLumPolygon",
+          "TLumPointSet", "TLumTube", "TLum3dObj", "TLumText"}});
     return L;
   }();
   return List;

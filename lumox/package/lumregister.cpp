@@ -2,10 +2,15 @@
 // order does not depend on the order in which the linker runs static initialisers.
 #include "lumox/package/lumregister.h"
 
+#include "lumox/geometry/lum3dobj.h"
 #include "lumox/geometry/lumfuncobj.h"
 #include "lumox/geometry/lumgeom.h"
+#include "lumox/geometry/lumpolygon.h"
+#include "lumox/geometry/lumpointset.h"
 #include "lumox/geometry/lumrotobj.h"
 #include "lumox/geometry/lumshape.h"
+#include "lumox/geometry/lumtext.h"
+#include "lumox/geometry/lumtube.h"
 #include "lumox/scene/lumattr.h"
 #include "lumox/scene/lumclip.h"
 #include "lumox/scene/lumlight.h"
@@ -26,6 +31,11 @@ void RegisterUnitClasses() {
   RegisterLumshapeClasses();
   RegisterLumfuncobjClasses();
   RegisterLumrotobjClasses();
+  RegisterLumpolygonClasses();
+  RegisterLumpointsetClasses();
+  RegisterLumtubeClasses();
+  RegisterLum3dobjClasses();
+  RegisterLumtextClasses();
 }
 
 }  // namespace lumox::detail

@@ -295,5 +295,6 @@ TEST(RegistryTest, FindsClassesWithoutRegardToCaseAndRefusesDuplicates) {
                        "TLumNode", "TLumMaterial", "TLumAttributes", "TLumFog", "TLumLight",
                        "TLumTexture", "TLumClip", "TLumPoint", "TLumLine", "TLumTriangle",
                        "TLumRectangle", "TLumSphere", "TLumCylinder", "TLumDisc", "TLumTorus",
-                       "TLumBox", "TLumFuncObj", "TLumRotObj"}));
+                       "TLumBox", "TLumFuncObj", "TLumRotObj", "TLumPolygon", "TLumPointSet",
+                       "TLumTube", "TLum3dObj", "TLumText"}));
 }

@@ -1,0 +1,401 @@
+// The container of meshes: parts with their vertex blocks, index lists and materials,
+// drawing with a selection name per part, the vertex bound and the exchange format.
+#include "lumox/geometry/lum3dobj.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstring>
+
+#include "lumox/exchange/lumexchange.h"
+#include "lumox/math/lumgl.h"
+#include "lumox/scene/lummat.h"
+#include "lumox/scene/lumtex.h"
+
+namespace lumox {
+
+const char* const TLumPrimitiveTypeStr[10] = {
+    "GL_POINTS",         "GL_LINES",        "GL_LINE_LOOP", "GL_LINE_STRIP", "GL_TRIANGLES",
+    "GL_TRIANGLE_STRIP", "GL_TRIANGLE_FAN", "GL_QUADS",     "GL_QUAD_STRIP", "GL_POLYGON"};
+
+namespace {
+
+std::string FloatList(TLumExchange* Ex, const double* V, int N) {
+  std::string S;
+  for (int k = 0; k < N; ++k) {
+    if (k) S += ',';
+    S += Ex->toStr(V[k]);
+  }
+  return S;
+}
+
+}  // namespace
+
+// --- TLum3dPart --------------------------------------------------------------------------
+
+TLum3dPart::TLum3dPart(TLum3dObj* Container) : TLumPrimitiveObj(nullptr), FContainer(Container) {
+  Points()->SetDefineArrays(TLumArrays{daVertex, daNormal, daTexture});
+  Points()->SetUsedArrays(TLumArrays{daVertex, daNormal});
+  OnChange = [this](TObject*) {
+    if (FContainer) FContainer->PartChanged();
+  };
+  SetInitialized(true);
+}
+
+TLum3dPart::~TLum3dPart() { SetMaterial(nullptr); }
+
+void TLum3dPart::SetPartName(const std::string& Value) {
+  FPartName = Value;
+  Changed();
+}
+
+void TLum3dPart::SetVisible(bool Value) {
+  FVisible = Value;
+  Changed();
+}
+
+void TLum3dPart::SetArrays(TLumArrays Value) {
+  TLumArrays Keep;
+  for (TLumArray A : {daVertex, daNormal, daTexture, daColor})
+    if (A == daVertex || Value.Contains(A)) Keep.Include(A);
+  Points()->SetDefineArrays(Keep);
+  // Texture coordinates are handed to OpenGL when the part is Textured.
+  TLumArrays Used = Keep;
+  if (!Textured()) Used.Exclude(daTexture);
+  Points()->SetUsedArrays(Used);
+  Changed();
+}
+
+void TLum3dPart::CheckBound(int64_t NewCount) const {
+  if (!FContainer) return;
+  const int64_t Total = FContainer->VertexCount() - VertexCount() + NewCount;
+  if (Total > FContainer->MaxVertices())
+    throw Exception("The 3D object \"" + FContainer->ObjectName() + "\" would hold " +
+                    std::to_string(Total) + " vertices, more than its bound of " +
+                    std::to_string(FContainer->MaxVertices()) + ".");
+}
+
+int32_t TLum3dPart::AddVertex(const TLumMathVector& Position, const TLumMathVector& Normal,
+                              const TLumMathVector& Texture, const std::array<float, 4>& Color) {
+  CheckBound(int64_t{VertexCount()} + 1);
+  TLumPrimitivePoints* P = Points();
+  const int32_t I = P->Add(Position, Normal, Texture);
+  if (float* C = P->Colors()) std::memcpy(C + static_cast<size_t>(I) * 4, Color.data(), 16);
+  Changed();
+  return I;
+}
+
+void TLum3dPart::SetVertexData(int32_t Count, const double* Positions, const double* Normals,
+                               const double* TexCoords, int32_t TexComponents,
+                               const float* Colors) {
+  if (Count < 0 || (Count > 0 && !Positions)) return;
+  if (TexComponents != 2 && TexComponents != 3) TexComponents = 2;
+  CheckBound(Count);
+  TLumArrays A{daVertex};
+  if (Normals) A.Include(daNormal);
+  if (TexCoords) A.Include(daTexture);
+  if (Colors) A.Include(daColor);
+  TLumPrimitivePoints* P = Points();
+  P->SetSize(0);
+  P->SetDefineArrays(A);
+  P->SetCount(Count);
+  const size_t N = static_cast<size_t>(Count);
+  std::memcpy(P->Vertices(), Positions, N * 3 * sizeof(double));
+  if (Normals) std::memcpy(P->Normals(), Normals, N * 3 * sizeof(double));
+  if (TexCoords) {
+    double* T = P->TexCoords();
+    for (size_t i = 0; i < N; ++i)
+      for (int k = 0; k < 3; ++k)
+        T[i * 3 + k] = k < TexComponents ? TexCoords[i * TexComponents + k] : 0.0;
+  }
+  if (Colors) std::memcpy(P->Colors(), Colors, N * 4 * sizeof(float));
+  SetArrays(A);
+}
+
+int32_t TLum3dPart::AddIndices(int32_t PrimitiveType, const uint32_t* Indices, int32_t Count) {
+  if (PrimitiveType < GL_POINTS || PrimitiveType > GL_POLYGON)
+    throw Exception("Unknown primitive type " + std::to_string(PrimitiveType) + ".");
+  if (Count < 0 || (Count > 0 && !Indices)) Count = 0;
+  for (int32_t i = 0; i < Count; ++i)
+    if (Indices[i] >= static_cast<uint32_t>(VertexCount()))
+      throw Exception("Index " + std::to_string(Indices[i]) + " of part \"" + FPartName +
+                      "\" names no vertex (the part has " + std::to_string(VertexCount()) + ").");
+  const int32_t L = AddPrimitiveArray(PrimitiveType);
+  TLumPrimitiveArray* A = GetPrimitive(L);
+  A->SetCount(Count);
+  if (Count > 0) std::memcpy(A->IndexData(), Indices, static_cast<size_t>(Count) * 4);
+  Changed();
+  return L;
+}
+
+TLumMaterial* TLum3dPart::CreateMaterial() {
+  if (!FMaterial) {
+    FMaterial = std::make_unique<TLumMaterial>(nullptr);
+    FMaterial->OnChange = [this](TObject*) { Changed(); };
+    SetMaterial(FMaterial.get());
+  }
+  return FMaterial.get();
+}
+
+void TLum3dPart::RemoveMaterial() {
+  SetMaterial(nullptr);
+  FMaterial.reset();
+  Changed();
+}
+
+void TLum3dPart::Init() {
+  SetInitialized(true);
+  if (OnAfterInit) OnAfterInit(this);
+}
+
+void TLum3dPart::DrawMesh(TLumCustomView* aView) {
+  TLumPrimitivePoints* P = Points();
+  if (P->Count() == 0) return;
+  P->BeforeRender(aView);
+  for (int32_t i = 0; i < GetPrimitiveCount(); ++i) {
+    TLumPrimitiveArray* A = GetPrimitive(i);
+    if (!A->Visible()) continue;
+    if (A->Textured()) {
+      if (A->Texture()) A->Texture()->DoRender(aView);  // binds it
+      glEnable(GL_TEXTURE_2D);
+    } else {
+      glDisable(GL_TEXTURE_2D);
+    }
+    A->ProceedDirectRendering();
+  }
+  P->AfterRender(aView);
+}
+
+void TLum3dPart::Assign(TPersistent* Source) {
+  if (auto* S = dynamic_cast<TLum3dPart*>(Source); S && S != this) {
+    FPartName = S->FPartName;
+    FVisible = S->FVisible;
+    if (S->FMaterial)
+      CreateMaterial()->Assign(S->FMaterial.get());
+    else
+      RemoveMaterial();
+    const TLumPrimitivePoints* SP = S->Points();
+    const double* Tex = SP->TexCoords();
+    SetVertexData(SP->Count(), SP->Vertices(), SP->Normals(), Tex, 3, SP->Colors());
+    ClearPrimitives();
+    for (int32_t i = 0; i < S->GetPrimitiveCount(); ++i) {
+      const TLumPrimitiveArray* A = S->GetPrimitive(i);
+      GetPrimitive(AddIndices(A->PrimitiveType(), A->IndexData(), A->Count()))
+          ->SetVisible(A->Visible());
+    }
+    SetArrays(S->Arrays());
+  }
+}
+
+void TLum3dPart::WriteValues(TLumExchange* Exchange) {
+  Exchange->addtag("Name", FPartName, std::string());
+  Exchange->addtag("Visible", FVisible, true);
+  Exchange->addsettag("Arrays", Arrays().Bits(), TLumArrayStr, 5);
+  if (FMaterial) {
+    // The material's own writer puts its diffuse colour under a name its reader skips
+    // (kept for existing files); a part writes it once more where the reader takes it,
+    // so imported colours survive the file.
+    Exchange->StartTag("Material");
+    FMaterial->WriteValues(Exchange);
+    FMaterial->ColorDiffuse()->WriteComp(Exchange, "Diffuse");
+    Exchange->EndTag();
+  }
+  const TLumPrimitivePoints* P = Points();
+  const double *V = P->Vertices(), *N = P->Normals(), *T = P->TexCoords();
+  const float* C = P->Colors();
+  for (int32_t i = 0; i < P->Count(); ++i) {
+    const size_t k = static_cast<size_t>(i);
+    Exchange->StartTag("Vertex");
+    Exchange->addparam("P", FloatList(Exchange, V + k * 3, 3));
+    if (N) Exchange->addparam("N", FloatList(Exchange, N + k * 3, 3));
+    if (T) Exchange->addparam("T", FloatList(Exchange, T + k * 3, 3));
+    if (C) {
+      const double D[4] = {C[k * 4], C[k * 4 + 1], C[k * 4 + 2], C[k * 4 + 3]};
+      Exchange->addparam("C", FloatList(Exchange, D, 4));
+    }
+    Exchange->EndTag();
+  }
+  for (int32_t i = 0; i < GetPrimitiveCount(); ++i) {
+    const TLumPrimitiveArray* A = GetPrimitive(i);
+    Exchange->StartTag("Indices");
+    Exchange->addparam("Type", TLumPrimitiveTypeStr[A->PrimitiveType()]);
+    if (!A->Visible()) Exchange->addparam("Visible", "false");
+    std::string S;
+    S.reserve(static_cast<size_t>(A->Count()) * 6);
+    for (int32_t j = 0; j < A->Count(); ++j) {
+      if (j) S += ' ';
+      S += std::to_string(A->Indices(j));
+    }
+    Exchange->addparam("Values", S);
+    Exchange->EndTag();
+  }
+}
+
+void TLum3dPart::ReadValues(TLumExchange* Exchange) {
+  SetPartName(Exchange->getvalueor("Name", FPartName));
+  SetVisible(Exchange->getvalueor("Visible", FVisible));
+  uint32_t Bits = Arrays().Bits();
+  Exchange->getsetvalue("Arrays", Bits, TLumArrayStr, 5);
+  SetArrays(TLumArrays::FromBits(Bits));
+}
+
+namespace {
+
+// Up to N comma-separated numbers of an attribute into V; missing ones stay.
+void ReadList(TLumExchange* Ex, const char* Name, double* V, int N) {
+  std::string Text;
+  if (!Ex->GetParamText(Name, Text)) return;
+  std::string_view S(Text);
+  for (int k = 0; k < N && !S.empty(); ++k) {
+    const size_t Comma = S.find(',');
+    Ex->Strto(std::string(S.substr(0, Comma)), V[k]);
+    S = Comma == std::string_view::npos ? std::string_view() : S.substr(Comma + 1);
+  }
+}
+
+}  // namespace
+
+TObject* TLum3dPart::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
+  if (!Tag) return nullptr;
+  if (SameText(Tag->Name, "Material")) {
+    TLumMaterial* M = CreateMaterial();
+    M->ReadValues(Exchange);
+    return M;
+  }
+  if (SameText(Tag->Name, "Vertex")) {
+    double P[3] = {0, 0, 0}, N[3] = {0, 0, 0}, T[3] = {0, 0, 0}, C[4] = {1, 1, 1, 1};
+    ReadList(Exchange, "P", P, 3);
+    ReadList(Exchange, "N", N, 3);
+    ReadList(Exchange, "T", T, 3);
+    ReadList(Exchange, "C", C, 4);
+    AddVertex({P[0], P[1], P[2]}, {N[0], N[1], N[2]}, {T[0], T[1], T[2]},
+              {float(C[0]), float(C[1]), float(C[2]), float(C[3])});
+    return nullptr;
+  }
+  if (SameText(Tag->Name, "Indices")) {
+    std::string Text;
+    Exchange->GetParamText("Values", Text);
+    std::vector<uint32_t> I;
+    const char* P = Text.data();
+    const char* const End = P + Text.size();
+    while (P < End) {
+      while (P < End && *P == ' ') ++P;
+      if (P == End) break;
+      uint32_t V = 0;
+      auto [Next, Ec] = std::from_chars(P, End, V);
+      if (Ec != std::errc() || (Next < End && *Next != ' '))
+        throw EConvertError("attribute \"Values\": '" + std::string(P, std::min(Next + 1, End)) +
+                            "' is not a valid index");
+      I.push_back(V);
+      P = Next;
+    }
+    const int Type = Exchange->getenums("Type", TLumPrimitiveTypeStr, 9);
+    const int32_t L = AddIndices(Type, I.data(), static_cast<int32_t>(I.size()));
+    GetPrimitive(L)->SetVisible(Exchange->getvalueor("Visible", true));
+    return nullptr;
+  }
+  return TLumPrimitiveObj::ReadComp(Exchange, Tag);
+}
+
+// --- TLum3dObj ---------------------------------------------------------------------------
+
+TLum3dObj::TLum3dObj(TComponent* AOwner) : TLumObject(AOwner) {}
+
+TLum3dObj::~TLum3dObj() = default;
+
+void TLum3dObj::PartChanged() {
+  ClearCache();
+  Changed();
+}
+
+TLum3dPart* TLum3dObj::Part(int32_t i) const {
+  return i >= 0 && i < PartCount() ? FParts[static_cast<size_t>(i)].get() : nullptr;
+}
+
+TLum3dPart* TLum3dObj::FindPart(const std::string& Name) const {
+  for (const auto& P : FParts)
+    if (P->PartName() == Name) return P.get();
+  return nullptr;
+}
+
+TLum3dPart* TLum3dObj::AddPart(const std::string& Name) {
+  FParts.push_back(std::unique_ptr<TLum3dPart>(new TLum3dPart(this)));
+  TLum3dPart* P = FParts.back().get();
+  P->FPartName = Name;
+  PartChanged();
+  return P;
+}
+
+void TLum3dObj::DeletePart(int32_t i) {
+  if (i < 0 || i >= PartCount()) return;
+  FParts.erase(FParts.begin() + i);
+  PartChanged();
+}
+
+void TLum3dObj::Clear() {
+  FParts.clear();
+  PartChanged();
+}
+
+int64_t TLum3dObj::VertexCount() const {
+  int64_t N = 0;
+  for (const auto& P : FParts) N += P->VertexCount();
+  return N;
+}
+
+void TLum3dObj::SetMaxVertices(int32_t Value) {
+  if (Value < 1) return;
+  FMaxVertices = Value;
+}
+
+void TLum3dObj::DoRender(TLumCustomView* aView) {
+  TLumObject::DoRender(aView);
+  const bool Naming = aView && IsSelectingMode(aView->DrawMode());
+  for (int32_t i = 0; i < PartCount(); ++i) {
+    TLum3dPart* P = FParts[static_cast<size_t>(i)].get();
+    if (!P->Visible()) continue;
+    if (P->PartMaterial())
+      P->PartMaterial()->Render(aView);
+    else if (Material())
+      Material()->Render(aView);
+    if (Naming) glPushName(static_cast<GLuint>(aView->GetNextID(this, i)));
+    P->DrawMesh(aView);
+    if (Naming) glPopName();
+  }
+}
+
+void TLum3dObj::Assign(TPersistent* Source) {
+  if (auto* S = dynamic_cast<TLum3dObj*>(Source); S && S != this) {
+    FParts.clear();
+    FMaxVertices = S->FMaxVertices;
+    for (const auto& P : S->FParts) AddPart(P->PartName())->Assign(P.get());
+  }
+  TLumObject::Assign(Source);
+}
+
+void TLum3dObj::WriteValues(TLumExchange* Exchange) {
+  Exchange->addtag("MaxVertices", FMaxVertices, 16777216);
+  TLumObject::WriteValues(Exchange);
+  for (const auto& P : FParts) {
+    Exchange->StartTag("Part");
+    P->WriteValues(Exchange);
+    Exchange->EndTag();
+  }
+}
+
+void TLum3dObj::ReadValues(TLumExchange* Exchange) {
+  TLumObject::ReadValues(Exchange);
+  SetMaxVertices(Exchange->getvalueor("MaxVertices", FMaxVertices));
+}
+
+TObject* TLum3dObj::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
+  if (Tag && SameText(Tag->Name, "Part")) {
+    TLum3dPart* P = AddPart(std::string());
+    P->ReadValues(Exchange);
+    return P;
+  }
+  return TLumObject::ReadComp(Exchange, Tag);
+}
+
+void RegisterLum3dobjClasses() { RegisterRenderClass<TLum3dObj>(); }
+
+}  // namespace lumox

@@ -1,0 +1,126 @@
+// TLum3dObj: a container of meshes that a program or a model importer fills, made of
+// named parts (TLum3dPart), each with its own vertex block, index lists of any primitive
+// type and an optional material; saved with all its arrays, so a scene stays one file.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "lumox/geometry/lumprimitiveobj.h"
+
+namespace lumox {
+
+class TLum3dObj;
+class TLumMaterial;
+
+// OpenGL primitive modes by name, GL_POINTS (0) .. GL_POLYGON (9).
+extern const char* const TLumPrimitiveTypeStr[10];
+
+// One mesh of a container. Its vertex block and lists are what the program put there:
+// building never clears them. Normals, texture coordinates and colours are drawn when
+// their arrays are defined (see SetVertexData and SetArrays).
+class TLum3dPart : public TLumPrimitiveObj {
+ public:
+  const char* ClassName() const override { return "TLum3dPart"; }
+  ~TLum3dPart() override;
+
+  TLum3dObj* Container() const { return FContainer; }
+  const std::string& PartName() const { return FPartName; }
+  void SetPartName(const std::string& Value);
+  // A hidden part is neither drawn nor picked.
+  bool Visible() const { return FVisible; }
+  void SetVisible(bool Value);
+
+  // Which per-vertex arrays the part has, of daVertex, daNormal, daTexture and daColor
+  // (daVertex always); the same arrays are drawn.
+  TLumArrays Arrays() const { return Points()->DefineArrays(); }
+  void SetArrays(TLumArrays Value);
+  int32_t VertexCount() const { return Points()->Count(); }
+  // Appends one vertex with the values of the arrays the part has; returns its number.
+  // Throws Exception when the container's vertex bound would be passed.
+  int32_t AddVertex(const TLumMathVector& Position, const TLumMathVector& Normal = ZEROVEC,
+                    const TLumMathVector& Texture = ZEROVEC,
+                    const std::array<float, 4>& Color = {1.0f, 1.0f, 1.0f, 1.0f});
+  // Replaces the vertex block by Count vertices: positions (3 per vertex) and, where
+  // given, normals (3), texture coordinates (TexComponents = 2 or 3 per vertex) and
+  // colours (4 floats, 0..1). The arrays given are the arrays the part then has. Throws
+  // Exception when the container's vertex bound would be passed.
+  void SetVertexData(int32_t Count, const double* Positions, const double* Normals = nullptr,
+                     const double* TexCoords = nullptr, int32_t TexComponents = 2,
+                     const float* Colors = nullptr);
+  // Appends an index list of an OpenGL mode with Count vertex numbers; returns its
+  // position. Throws Exception for a number with no vertex or an unknown mode.
+  int32_t AddIndices(int32_t PrimitiveType, const uint32_t* Indices, int32_t Count);
+
+  // The part's own material (created by CreateMaterial), or nullptr.
+  TLumMaterial* PartMaterial() const { return FMaterial.get(); }
+  // Creates the part's material when it has none, and returns it.
+  TLumMaterial* CreateMaterial();
+  void RemoveMaterial();
+
+  // The vertex block is the part's content: building keeps it.
+  void Init() override;
+  void ClearPoints() override {}
+  // Draws the vertex block through the index lists (client arrays), pushing no names.
+  void DrawMesh(TLumCustomView* aView);
+  void Assign(TPersistent* Source) override;
+  void WriteValues(TLumExchange* Exchange) override;
+  void ReadValues(TLumExchange* Exchange) override;
+  TObject* ReadComp(TLumExchange* Exchange, TXMLTag* Tag) override;
+
+ private:
+  friend class TLum3dObj;
+  explicit TLum3dPart(TLum3dObj* Container);
+  void CheckBound(int64_t NewCount) const;
+  TLum3dObj* FContainer;
+  std::string FPartName;
+  bool FVisible = true;
+  std::unique_ptr<TLumMaterial> FMaterial;
+};
+
+// The container: draws its colour, attributes and material, then each visible part with
+// its own material (or the container's again, when the part has none), each part under
+// a selection name of its own.
+class TLum3dObj : public TLumObject {
+ public:
+  explicit TLum3dObj(TComponent* AOwner);
+  ~TLum3dObj() override;
+  const char* ClassName() const override { return "TLum3dObj"; }
+
+  int32_t PartCount() const { return static_cast<int32_t>(FParts.size()); }
+  // Part i, or nullptr.
+  TLum3dPart* Part(int32_t i) const;
+  // The first part of that name, or nullptr.
+  TLum3dPart* FindPart(const std::string& Name) const;
+  // Appends an empty part (positions, normals and texture coordinates) and returns it.
+  TLum3dPart* AddPart(const std::string& Name);
+  void DeletePart(int32_t i);
+  void Clear();
+  // Vertices of all parts together.
+  int64_t VertexCount() const;
+  // The most vertices the parts may hold together; adding beyond it throws. Values
+  // below 1 are ignored.
+  int32_t MaxVertices() const { return FMaxVertices; }
+  void SetMaxVertices(int32_t Value);
+
+  void DoRender(TLumCustomView* aView) override;
+  void Assign(TPersistent* Source) override;
+  void WriteValues(TLumExchange* Exchange) override;
+  void ReadValues(TLumExchange* Exchange) override;
+  TObject* ReadComp(TLumExchange* Exchange, TXMLTag* Tag) override;
+
+  // A part reports its changes here.
+  void PartChanged();
+
+ private:
+  std::vector<std::unique_ptr<TLum3dPart>> FParts;
+  int32_t FMaxVertices = 16777216;
+};
+
+// Registers TLum3dObj.
+void RegisterLum3dobjClasses();
+
+}  // namespace lumox

@@ -1,0 +1,306 @@
+// Glyph outlines through FreeType, laid out in lines with kerning and alignment, and
+// the text's values in the exchange format.
+#include "lumox/geometry/lumtext.h"
+
+#include <ft2build.h>
+#include FT_FREETYPE_H
+#include FT_OUTLINE_H
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "lumox/exchange/lumexchange.h"
+#include "lumox/host/fonts.h"
+
+namespace lumox {
+
+const char* const TLumHorzAlignStr[3] = {"haLeft", "haCenter", "haRight"};
+
+namespace {
+
+// The next code point of UTF-8 text at I (advanced past it); a malformed byte stands
+// for itself, so no text is ever refused.
+uint32_t NextCodePoint(const std::string& S, size_t& I) {
+  const auto B = [&](size_t k) { return static_cast<uint8_t>(S[k]); };
+  const uint8_t C = B(I);
+  int Extra = C >= 0xF0 && C < 0xF8 ? 3 : C >= 0xE0 ? 2 : C >= 0xC0 ? 1 : 0;
+  if (C >= 0xF8) Extra = 0;
+  if (I + Extra >= S.size()) Extra = 0;
+  uint32_t Cp = Extra == 0 ? C : C & (0x3F >> Extra);
+  for (int k = 1; k <= Extra; ++k) {
+    if ((B(I + k) & 0xC0) != 0x80) {
+      ++I;
+      return C;
+    }
+    Cp = (Cp << 6) | (B(I + k) & 0x3F);
+  }
+  I += 1 + Extra;
+  return Cp;
+}
+
+// Collects the contours of one glyph, moved by (OX, OY) and scaled by Scale, with
+// curves cut into Steps straight pieces.
+struct TOutlineSink {
+  std::vector<TLumContour>* Contours;
+  double OX, OY, Scale;
+  int Steps;
+  TLumPoint2 Last;  // in font units
+  void Add(double X, double Y) { Contours->back().push_back({OX + X * Scale, OY + Y * Scale}); }
+};
+
+int MoveTo(const FT_Vector* To, void* User) {
+  auto* S = static_cast<TOutlineSink*>(User);
+  S->Contours->emplace_back();
+  S->Last = {double(To->x), double(To->y)};
+  S->Add(S->Last.X, S->Last.Y);
+  return 0;
+}
+
+int LineTo(const FT_Vector* To, void* User) {
+  auto* S = static_cast<TOutlineSink*>(User);
+  S->Last = {double(To->x), double(To->y)};
+  S->Add(S->Last.X, S->Last.Y);
+  return 0;
+}
+
+int ConicTo(const FT_Vector* C, const FT_Vector* To, void* User) {
+  auto* S = static_cast<TOutlineSink*>(User);
+  const TLumPoint2 P0 = S->Last;
+  for (int i = 1; i <= S->Steps; ++i) {
+    const double t = double(i) / S->Steps, u = 1 - t;
+    S->Add(u * u * P0.X + 2 * u * t * C->x + t * t * To->x,
+           u * u * P0.Y + 2 * u * t * C->y + t * t * To->y);
+  }
+  S->Last = {double(To->x), double(To->y)};
+  return 0;
+}
+
+int CubicTo(const FT_Vector* C1, const FT_Vector* C2, const FT_Vector* To, void* User) {
+  auto* S = static_cast<TOutlineSink*>(User);
+  const TLumPoint2 P0 = S->Last;
+  for (int i = 1; i <= S->Steps; ++i) {
+    const double t = double(i) / S->Steps, u = 1 - t;
+    const double a = u * u * u, b = 3 * u * u * t, c = 3 * u * t * t, d = t * t * t;
+    S->Add(a * P0.X + b * C1->x + c * C2->x + d * To->x,
+           a * P0.Y + b * C1->y + c * C2->y + d * To->y);
+  }
+  S->Last = {double(To->x), double(To->y)};
+  return 0;
+}
+
+// The format writes attribute values as they are, and its reader cannot take quotes,
+// '<', '>', '/' or line ends inside them: those travel as character references.
+std::string Encode(const std::string& S) {
+  std::string R;
+  for (char C : S) {
+    switch (C) {
+      case '&':
+        R += "&amp;";
+        break;
+      case '"':
+        R += "&quot;";
+        break;
+      case '<':
+        R += "&lt;";
+        break;
+      case '>':
+        R += "&gt;";
+        break;
+      case '/':
+        R += "&#47;";
+        break;
+      case '\n':
+        R += "&#10;";
+        break;
+      case '\r':
+        R += "&#13;";
+        break;
+      default:
+        R += C;
+    }
+  }
+  return R;
+}
+
+std::string Decode(const std::string& S) {
+  static const std::pair<const char*, char> Names[] = {
+      {"&amp;", '&'}, {"&quot;", '"'}, {"&lt;", '<'},  {"&gt;", '>'},
+      {"&#47;", '/'}, {"&#10;", '\n'}, {"&#13;", '\r'}};
+  std::string R;
+  for (size_t I = 0; I < S.size();) {
+    bool Done = false;
+    if (S[I] == '&')
+      for (const auto& [Name, C] : Names)
+        if (S.compare(I, std::strlen(Name), Name) == 0) {
+          R += C;
+          I += std::strlen(Name);
+          Done = true;
+          break;
+        }
+    if (!Done) R += S[I++];
+  }
+  return R;
+}
+
+}  // namespace
+
+TLumText::TLumText(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
+
+TLumText::~TLumText() = default;
+
+void TLumText::Rebuild() {
+  SetInitialized(false);
+  ClearCache();  // a cached object must not replay its old mesh
+  Changed();
+}
+
+void TLumText::SetText(const std::string& Value) {
+  FText = Value;
+  Rebuild();
+}
+
+void TLumText::SetFontName(const std::string& Value) {
+  FFontName = Value;
+  Rebuild();
+}
+
+void TLumText::SetSize(double Value) {
+  if (!(Value > 0) || !std::isfinite(Value)) return;
+  FSize = Value;
+  Rebuild();
+}
+
+void TLumText::SetDepth(double Value) {
+  if (!(Value >= 0) || !std::isfinite(Value)) return;
+  FDepth = Value;
+  Rebuild();
+}
+
+void TLumText::SetAlignment(TLumHorzAlign Value) {
+  if (Value > haRight) return;
+  FAlignment = Value;
+  Rebuild();
+}
+
+void TLumText::SetKerning(bool Value) {
+  FKerning = Value;
+  Rebuild();
+}
+
+void TLumText::SetQuality(int32_t Value) {
+  FQuality = std::clamp(Value, 1, 64);
+  Rebuild();
+}
+
+TFontFace* TLumText::Face() {
+  if (!FFace || FFaceName != FFontName) {
+    FFace = TFontFace::Load(FFontName, false, false);
+    FFaceName = FFontName;
+  }
+  return FFace.get();
+}
+
+std::string TLumText::FaceFamily() { return Face()->Match().Family; }
+
+void TLumText::GetContours(std::vector<TLumContour>& Contours, TLumWindingRule& Rule) {
+  Contours.clear();
+  Rule = wrNonZero;
+  FT_Face F = Face()->Face();
+  const double Scale = FSize / (F->units_per_EM > 0 ? F->units_per_EM : 1000);
+  const double LineHeight = (F->height > 0 ? F->height : F->units_per_EM) * Scale;
+  FT_Outline_Funcs Funcs{};
+  Funcs.move_to = MoveTo;
+  Funcs.line_to = LineTo;
+  Funcs.conic_to = ConicTo;
+  Funcs.cubic_to = CubicTo;
+  const bool Kerning = FKerning && FT_HAS_KERNING(F);
+  size_t I = 0;
+  int Line = 0;
+  while (I <= FText.size()) {
+    // One line: its glyphs placed from x = 0, then moved by the alignment.
+    const size_t First = Contours.size();
+    double Pen = 0.0;  // font units
+    FT_UInt Previous = 0;
+    while (I < FText.size() && FText[I] != '\n') {
+      const uint32_t Cp = NextCodePoint(FText, I);
+      if (Cp == '\r') continue;
+      const FT_UInt G = FT_Get_Char_Index(F, Cp);
+      if (Kerning && Previous && G) {
+        FT_Vector K{};
+        if (FT_Get_Kerning(F, Previous, G, FT_KERNING_UNSCALED, &K) == 0) Pen += K.x;
+      }
+      Previous = G;
+      if (FT_Load_Glyph(F, G, FT_LOAD_NO_SCALE | FT_LOAD_NO_BITMAP | FT_LOAD_NO_HINTING) != 0)
+        continue;
+      FT_GlyphSlot Slot = F->glyph;
+      if (Slot->format == FT_GLYPH_FORMAT_OUTLINE) {
+        if (Slot->outline.flags & FT_OUTLINE_EVEN_ODD_FILL) Rule = wrOdd;
+        TOutlineSink Sink{&Contours, Pen * Scale, -Line * LineHeight, Scale, FQuality, {}};
+        FT_Outline_Decompose(&Slot->outline, &Funcs, &Sink);
+      }
+      Pen += Slot->advance.x;
+    }
+    const double Width = Pen * Scale;
+    const double Shift = FAlignment == haCenter ? -Width / 2 : FAlignment == haRight ? -Width : 0.0;
+    for (size_t c = First; c < Contours.size(); ++c) {
+      TLumContour& C = Contours[c];
+      // A closing point on top of the first adds nothing.
+      if (C.size() > 1 && C.front().X == C.back().X && C.front().Y == C.back().Y) C.pop_back();
+      for (TLumPoint2& P : C) P.X += Shift;
+    }
+    ++Line;
+    ++I;  // past the line break (or the end)
+  }
+}
+
+void TLumText::InitPoints() {
+  std::vector<TLumContour> Contours;
+  TLumWindingRule Rule;
+  GetContours(Contours, Rule);
+  TLumTessellation T;
+  LumTessellate(Contours, Rule, T);
+  LumBuildPlanarMesh(*this, T, FDepth, false);
+}
+
+void TLumText::InitPrimitives() {}  // InitPoints builds the lists with the vertices
+
+void TLumText::Assign(TPersistent* Source) {
+  if (auto* S = dynamic_cast<TLumText*>(Source); S && S != this) {
+    FText = S->FText;
+    FFontName = S->FFontName;
+    FSize = S->FSize;
+    FDepth = S->FDepth;
+    FAlignment = S->FAlignment;
+    FQuality = S->FQuality;
+    FKerning = S->FKerning;
+  }
+  TLumPrimitiveObj::Assign(Source);
+}
+
+void TLumText::WriteValues(TLumExchange* Exchange) {
+  Exchange->addtag("Text", Encode(FText), std::string());
+  Exchange->addtag("FontName", Encode(FFontName), std::string("DejaVu Sans"));
+  Exchange->addtag("Size", FSize, 1.0);
+  Exchange->addtag("Depth", FDepth, 0.0);
+  Exchange->addtag("Alignment", FAlignment, TLumHorzAlignStr, 2);
+  Exchange->addtag("Quality", FQuality, 6);
+  Exchange->addtag("Kerning", FKerning, true);
+  TLumPrimitiveObj::WriteValues(Exchange);
+}
+
+void TLumText::ReadValues(TLumExchange* Exchange) {
+  TLumPrimitiveObj::ReadValues(Exchange);
+  std::string S;
+  if (Exchange->GetParamText("Text", S)) SetText(Decode(S));
+  if (Exchange->GetParamText("FontName", S)) SetFontName(Decode(S));
+  SetSize(Exchange->getvalueor("Size", FSize));
+  SetDepth(Exchange->getvalueor("Depth", FDepth));
+  SetAlignment(static_cast<TLumHorzAlign>(Exchange->getenums("Alignment", TLumHorzAlignStr, 2)));
+  SetQuality(Exchange->getvalueor("Quality", FQuality));
+  SetKerning(Exchange->getvalueor("Kerning", FKerning));
+}
+
+void RegisterLumtextClasses() { RegisterRenderClass<TLumText>(); }
+
+}  // namespace lumox

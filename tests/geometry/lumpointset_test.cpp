@@ -1,0 +1,120 @@
+// Tests of the point cloud: colours as points are added, point files (good and bad),
+// drawn pixels through client arrays and through the cache, and the file round trip.
+#include "lumox/geometry/lumpointset.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <string>
+
+#include "support/glfixture.h"
+#include "support/scenefile.h"
+
+namespace lumox {
+namespace {
+
+void WriteFile(const std::string& Name, const std::string& Text) {
+  std::ofstream(Name, std::ios::binary) << Text;
+}
+
+TEST(PointSetTest, FirstColouredPointWhitensTheEarlierOnes) {
+  TLumPointSet S(nullptr);
+  EXPECT_EQ(S.AddPoint(1, 2, 3), 0);
+  EXPECT_EQ(S.AddPoint(NAN, 0, 0), -1);
+  EXPECT_FALSE(S.Colored());
+  EXPECT_EQ(S.AddPoint(4, 5, 6, 1.0f, 0.0f, 0.5f), 1);
+  EXPECT_TRUE(S.Colored());
+  EXPECT_EQ(S.PointCount(), 2);
+  EXPECT_EQ(S.GetPointColor(0), (std::array<float, 4>{1, 1, 1, 1}));
+  EXPECT_EQ(S.GetPointColor(1), (std::array<float, 4>{1, 0, 0.5f, 1}));
+  EXPECT_EQ(S.GetPoint(1).Z, 6.0);
+  S.SetPointSize(0);  // ignored
+  EXPECT_EQ(S.PointSize(), 1.0f);
+}
+
+TEST(PointSetTest, LoadsPointFilesAndRejectsBadLinesWithoutLosingPoints) {
+  test::TempDir Dir;
+  WriteFile(Dir.File("good.xyz"), "# a comment\n0 0 0\n\n1.5,2,3 255 0 127.5\r\n  -1\t-2\t-3\n");
+  TLumPointSet S(nullptr);
+  S.LoadFromFile(Dir.File("good.xyz"));
+  ASSERT_EQ(S.PointCount(), 3);
+  EXPECT_EQ(S.GetPoint(1).X, 1.5);
+  EXPECT_EQ(S.GetPoint(2).Z, -3.0);
+  EXPECT_TRUE(S.Colored());
+  EXPECT_EQ(S.GetPointColor(0), (std::array<float, 4>{1, 1, 1, 1}));
+  EXPECT_EQ(S.GetPointColor(1), (std::array<float, 4>{1, 0, 0.5f, 1}));
+  EXPECT_EQ(S.GetPointColor(2), (std::array<float, 4>{1, 1, 1, 1}));
+
+  const std::pair<const char*, const char*> Bad[] = {{"0 0 0\n1 2\n", "line 2"},
+                                                     {"0 0 0\n\n1 2 x\n", "line 3"},
+                                                     {"1 2 3 4 5 300\n", "0..255"},
+                                                     {"1 2 3 4\n", "line 1"}};
+  for (const auto& [Text, Expected] : Bad) {
+    WriteFile(Dir.File("bad.xyz"), Text);
+    try {
+      S.LoadFromFile(Dir.File("bad.xyz"));
+      ADD_FAILURE() << Text;
+    } catch (const Exception& E) {
+      EXPECT_NE(std::string(E.what()).find(Expected), std::string::npos) << E.what();
+      EXPECT_NE(std::string(E.what()).find("bad.xyz"), std::string::npos) << E.what();
+    }
+    EXPECT_EQ(S.PointCount(), 3);
+  }
+  EXPECT_THROW(S.LoadFromFile(Dir.File("missing.xyz")), Exception);
+}
+
+TEST(PointSetExchangeTest, PointsColoursAndSettingsRoundTrip) {
+  if (!GetRenderClass("TLumPointSet")) RegisterLumpointsetClasses();
+  ASSERT_NE(GetRenderClass("tlumpointset"), nullptr);
+  test::TempDir Dir;
+  TComponent Form(nullptr);
+  auto* S = new TLumPointSet(&Form);
+  S->AddPoint(0, 0, 0);
+  S->AddPoint(0.1, -2, 1e-7, 0.25f, 0.5f, 1.0f, 0.75f);
+  S->SetPointSize(3.5f);
+  S->SetColored(false);
+  for (bool NoDefaults : {false, true}) {
+    const std::string Saved = test::SavedText(S, Dir.File("a.xml"), NoDefaults);
+    EXPECT_NE(Saved.find("<Point P=\"0,0,0\" C=\"1,1,1,1\"/>"), std::string::npos);
+    EXPECT_NE(Saved.find("PointSize=\"3.5\""), std::string::npos);
+    auto* L = test::LoadComponent<TLumPointSet>(&Form, Dir.File("a.xml"));
+    ASSERT_NE(L, nullptr);
+    EXPECT_EQ(L->PointCount(), 2);
+    EXPECT_FALSE(L->Colored());
+    EXPECT_EQ(L->GetPoint(1).X, 0.1);
+    EXPECT_EQ(Saved, test::SavedText(L, Dir.File("b.xml"), NoDefaults));
+  }
+  TLumPointSet Copy(nullptr);
+  Copy.Assign(S);
+  EXPECT_EQ(test::SavedText(&Copy, Dir.File("c.xml")), test::SavedText(S, Dir.File("d.xml")));
+}
+
+class PointSetViewTest : public test::ViewTest {};
+
+TEST_F(PointSetViewTest, PointsDrawInTheirColoursDirectAndCached) {
+  auto* S = new TLumPointSet(&Form);
+  S->AddPoint(0, 0, 0, 1, 0, 0);
+  S->AddPoint(0.5, 0, 0, 0, 1, 0);
+  S->SetPointSize(5);
+  View->OnRender = [S](TLumView* V) {
+    glEnable(GL_LIGHTING);  // points are drawn unlit whatever the scene says
+    S->Render(V);
+  };
+  Frame();  // the view's own context, in which a change deletes the cached list
+  for (bool Cached : {false, true}) {
+    S->SetCached(Cached);
+    const TBitmap B = Snapshot();
+    EXPECT_EQ(RGB(B, 40, 30), 0x0000FFu) << Cached;  // red, stored as $00BBGGRR
+    EXPECT_EQ(RGB(B, 58, 30), 0x00FF00u) << Cached;
+    EXPECT_EQ(RGB(B, 42, 30), 0x0000FFu) << Cached;  // 5 pixels wide
+    EXPECT_EQ(RGB(B, 49, 30), 0u) << Cached;
+  }
+  EXPECT_NE(S->ListId(), 0u);
+  S->SetColored(false);  // the object's white colour instead
+  EXPECT_EQ(S->ListId(), 0u);
+  EXPECT_EQ(RGB(Snapshot(), 40, 30), 0xFFFFFFu);
+}
+
+}  // namespace
+}  // namespace lumox

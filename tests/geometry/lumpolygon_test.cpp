@@ -1,0 +1,180 @@
+// Tests of the polygon: tessellated counts and areas, closed extruded solids, outlines,
+// filled pixels of a concave polygon and of one with a hole, and the file round trip.
+#include "lumox/geometry/lumpolygon.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "lumox/package/lumpackage.h"
+#include "support/glfixture.h"
+#include "support/meshcheck.h"
+#include "support/scenefile.h"
+
+namespace lumox {
+namespace {
+
+using test::MeshTriangles;
+using test::NormalsAgainstWinding;
+using test::OpenEdgeCount;
+using test::SignedVolume;
+
+void AddRect(TLumPolygon& P, double X0, double Y0, double X1, double Y1, int32_t C) {
+  P.AddPoint(X0, Y0, C), P.AddPoint(X1, Y0, C), P.AddPoint(X1, Y1, C), P.AddPoint(X0, Y1, C);
+}
+
+// A U opening upwards, 1.6 wide and 1.2 high, the notch 0.8 wide reaching down to -0.2.
+void AddU(TLumPolygon& P) {
+  const double U[8][2] = {{-0.8, -0.6}, {0.8, -0.6},  {0.8, 0.6},  {0.4, 0.6},
+                          {0.4, -0.2},  {-0.4, -0.2}, {-0.4, 0.6}, {-0.8, 0.6}};
+  for (const auto& Q : U) P.AddPoint(Q[0], Q[1]);
+}
+
+// Area of the faces facing +Z minus that of the ones facing -Z.
+double FacingArea(const TLumPrimitiveObj& O) {
+  double A = 0;
+  for (const auto& T : MeshTriangles(O)) A += test::FaceNormal(O, T).Z / 2;
+  return A;
+}
+
+TEST(PolygonMeshTest, SquareCountsFlatAndExtruded) {
+  TLumPolygon P(nullptr);
+  AddRect(P, 0, 0, 2, 1, 0);
+  P.AddPoint(1e200, 0), P.AddPoint(NAN, 0);  // beyond what GLU takes: ignored
+  P.Init();
+  EXPECT_EQ(P.Points()->Count(), 4);
+  EXPECT_EQ(MeshTriangles(P).size(), 2u);
+  EXPECT_NEAR(FacingArea(P), 2.0, 1e-12);
+  EXPECT_EQ(NormalsAgainstWinding(P), 0);
+  // Texture coordinates span the bounding box.
+  const TLumMathVector T2 = P.Points()->GetVector(2, 2);
+  EXPECT_DOUBLE_EQ(T2.X, 1.0);
+  EXPECT_DOUBLE_EQ(T2.Y, 1.0);
+
+  P.SetDepth(0.5);
+  P.Init();
+  EXPECT_EQ(P.Points()->Count(), 4 + 4 + 4 * 4);
+  EXPECT_EQ(MeshTriangles(P).size(), 2u + 2u + 8u);
+  EXPECT_EQ(OpenEdgeCount(P), 0);
+  EXPECT_EQ(NormalsAgainstWinding(P), 0);
+  EXPECT_NEAR(SignedVolume(P), 1.0, 1e-12);
+
+  P.SetOutline(true);
+  P.Init();
+  ASSERT_EQ(P.GetPrimitiveCount(), 2);  // one loop at each end
+  EXPECT_EQ(P.GetPrimitive(0)->PrimitiveType(), GL_LINE_LOOP);
+  EXPECT_EQ(P.GetPrimitive(1)->Count(), 4);
+  P.SetDepth(-1);  // ignored
+  EXPECT_EQ(P.Depth(), 0.5);
+}
+
+// Concave, holed and self-touching polygons fill exactly their area and extrude to
+// closed solids of area x depth, facing outward with their normals.
+TEST(PolygonMeshTest, ConcaveHoledAndSelfTouchingSolids) {
+  struct Case {
+    const char* Name;
+    void (*Make)(TLumPolygon&);
+    double Area;
+    // Directed edges not run exactly once: the solid of the touching squares pinches
+    // along one vertical edge that four walls share.
+    int OpenEdges = 0;
+  };
+  const Case Cases[] = {
+      {"U", [](TLumPolygon& P) { AddU(P); }, 1.6 * 1.2 - 0.8 * 0.8},
+      {"Hole",
+       [](TLumPolygon& P) { AddRect(P, -1, -1, 1, 1, 0), AddRect(P, -0.5, -0.5, 0.5, 0.5, 1); },
+       3.0},
+      {"HoleReversed",
+       [](TLumPolygon& P) {
+         AddRect(P, -1, -1, 1, 1, 0);
+         for (const TLumPoint2 Q : {TLumPoint2{-0.5, 0.5}, {0.5, 0.5}, {0.5, -0.5}, {-0.5, -0.5}})
+           P.AddPoint(Q.X, Q.Y, 1);
+       },
+       3.0},
+      // Two unit squares meeting in one corner, as one contour through that corner twice.
+      {"Touching",
+       [](TLumPolygon& P) {
+         const double Q[8][2] = {{0, 0}, {1, 0}, {1, 1}, {2, 1}, {2, 2}, {1, 2}, {1, 1}, {0, 1}};
+         for (const auto& X : Q) P.AddPoint(X[0], X[1]);
+       },
+       2.0, 2}};
+  for (const Case& K : Cases) {
+    TLumPolygon P(nullptr);
+    K.Make(P);
+    P.Init();
+    EXPECT_NEAR(FacingArea(P), K.Area, 1e-9) << K.Name;
+    for (const auto& T : MeshTriangles(P)) EXPECT_GT(test::FaceNormal(P, T).Z, 0) << K.Name;
+    P.SetDepth(0.25);
+    P.Init();
+    EXPECT_EQ(OpenEdgeCount(P), K.OpenEdges) << K.Name;
+    EXPECT_EQ(NormalsAgainstWinding(P), 0) << K.Name;
+    EXPECT_NEAR(SignedVolume(P), K.Area * 0.25, 1e-9) << K.Name;
+  }
+}
+
+TEST(PolygonExchangeTest, EveryPropertyRoundTrips) {
+  if (!GetRenderClass("TLumPolygon")) RegisterLumpolygonClasses();
+  ASSERT_NE(GetRenderClass("TLUMPOLYGON"), nullptr);
+  test::TempDir Dir;
+  TComponent Form(nullptr);
+  auto* P = new TLumPolygon(&Form);
+  AddRect(*P, 0, 0, 1.5, 0.25, 0);
+  P->AddContour();  // empty: kept so that the next contour keeps its number
+  P->AddPoint(0.125, 0.1, 2), P->AddPoint(0.2, 0.1, 2), P->AddPoint(0.2, 0.2, 2);
+  P->SetDepth(0.75), P->SetOutline(true), P->SetWindingRule(wrNonZero);
+  for (bool NoDefaults : {false, true}) {
+    const std::string Saved = test::SavedText(P, Dir.File("a.xml"), NoDefaults);
+    for (const char* A : {"Depth=\"0.75\"", "Outline=\"true\"", "WindingRule=\"wrNonZero\"",
+                          "<Point X=\"0\" Y=\"0\"/>", "<Point X=\"1.5\" Y=\"0.25\"/>"})
+      EXPECT_NE(Saved.find(A), std::string::npos) << A;
+    auto* L = test::LoadComponent<TLumPolygon>(&Form, Dir.File("a.xml"));
+    ASSERT_NE(L, nullptr);
+    ASSERT_EQ(L->ContourCount(), 3);
+    EXPECT_EQ(L->Contour(1).size(), 0u);
+    EXPECT_EQ(L->Contour(2)[0].X, 0.125);
+    EXPECT_EQ(Saved, test::SavedText(L, Dir.File("b.xml"), NoDefaults));
+  }
+  TLumPolygon Copy(nullptr);
+  Copy.Assign(P);
+  EXPECT_EQ(test::SavedText(&Copy, Dir.File("c.xml")), test::SavedText(P, Dir.File("d.xml")));
+}
+
+// The registry creates each named object from its upper-case tag, and the palette page
+// "Lumox Obj" offers it.
+TEST(NamedObjectRegistryTest, EachClassIsCreatedByNameAndOnThePalette) {
+  const std::vector<std::string> Page = GetPaletteClasses("Lumox Obj");
+  TComponent Owner(nullptr);
+  for (const char* Name : {"TLumPolygon", "TLumPointSet", "TLumTube", "TLum3dObj", "TLumText"}) {
+    const TLumRenderClass* C = GetRenderClass(UpperCase(Name));
+    ASSERT_NE(C, nullptr) << Name;
+    EXPECT_STREQ(C->Create(&Owner)->ClassName(), Name);
+    EXPECT_NE(std::find(Page.begin(), Page.end(), Name), Page.end()) << Name;
+  }
+}
+
+class PolygonViewTest : public test::ViewTest {};
+
+// The view shows 36 pixels per unit around (40, 30); y grows downwards on screen.
+TEST_F(PolygonViewTest, ConcaveAndHoledPolygonsFillOnlyTheirArea) {
+  auto* P = new TLumPolygon(&Form);
+  View->OnRender = [P](TLumView* V) { P->Render(V); };
+  AddU(*P);
+  TBitmap B = Snapshot();
+  EXPECT_EQ(RGB(B, 40, 19) & 0xFF, 0u);     // inside the notch
+  EXPECT_EQ(RGB(B, 62, 19) & 0xFF, 0xFFu);  // the right arm
+  EXPECT_EQ(RGB(B, 18, 19) & 0xFF, 0xFFu);  // the left arm
+  EXPECT_EQ(RGB(B, 40, 44) & 0xFF, 0xFFu);  // the bottom bar
+
+  P->ClearContours();
+  AddRect(*P, -0.7, -0.7, 0.7, 0.7, 0), AddRect(*P, -0.3, -0.3, 0.3, 0.3, 1);
+  B = Snapshot();
+  EXPECT_EQ(RGB(B, 40, 30) & 0xFF, 0u);  // the hole
+  EXPECT_EQ(RGB(B, 58, 30) & 0xFF, 0xFFu);
+  EXPECT_EQ(RGB(B, 40, 12) & 0xFF, 0xFFu);
+}
+
+}  // namespace
+}  // namespace lumox

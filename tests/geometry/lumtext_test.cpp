@@ -1,0 +1,154 @@
+// Tests of 3D text: glyphs with holes filled and extruded to closed solids, kerning,
+// alignment and line breaks, pixels inside the text's box, and the file round trip.
+#include "lumox/geometry/lumtext.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+#include "support/glfixture.h"
+#include "support/meshcheck.h"
+#include "support/scenefile.h"
+
+namespace lumox {
+namespace {
+
+struct TBox {
+  double X0 = INFINITY, Y0 = INFINITY, X1 = -INFINITY, Y1 = -INFINITY;
+};
+
+TBox Bounds(TLumText& T) {
+  std::vector<TLumContour> C;
+  TLumWindingRule Rule;
+  T.GetContours(C, Rule);
+  TBox B;
+  for (const auto& Each : C)
+    for (const TLumPoint2& P : Each)
+      B.X0 = std::min(B.X0, P.X), B.X1 = std::max(B.X1, P.X), B.Y0 = std::min(B.Y0, P.Y),
+      B.Y1 = std::max(B.Y1, P.Y);
+  return B;
+}
+
+double FacingArea(const TLumPrimitiveObj& O) {
+  double A = 0;
+  for (const auto& T : test::MeshTriangles(O)) A += test::FaceNormal(O, T).Z / 2;
+  return A;
+}
+
+// Glyphs with one and two holes fill only their ink and extrude to closed solids.
+TEST(TextMeshTest, GlyphsWithHolesFillAndExtrudeClosed) {
+  for (const char* S : {"o", "A", "8", "Lumox 3D"}) {
+    TLumText T(nullptr);
+    T.SetText(S);
+    T.Init();
+    const double Area = FacingArea(T);
+    EXPECT_GT(Area, 0) << S;
+    for (const auto& Tri : test::MeshTriangles(T)) EXPECT_GE(test::FaceNormal(T, Tri).Z, 0) << S;
+    T.SetDepth(0.2);
+    T.Init();
+    EXPECT_EQ(test::OpenEdgeCount(T), 0) << S;
+    EXPECT_EQ(test::NormalsAgainstWinding(T), 0) << S;
+    EXPECT_NEAR(test::SignedVolume(T), Area * 0.2, 1e-9) << S;
+  }
+  // The holes are there: an "o" covers much less than its box.
+  TLumText O(nullptr);
+  O.SetText("o");
+  O.Init();
+  const TBox B = Bounds(O);
+  EXPECT_LT(FacingArea(O), 0.6 * (B.X1 - B.X0) * (B.Y1 - B.Y0));
+  std::vector<TLumContour> C;
+  TLumWindingRule Rule;
+  O.SetText("8");
+  O.GetContours(C, Rule);
+  EXPECT_EQ(C.size(), 3u);
+}
+
+TEST(TextLayoutTest, KerningAlignmentAndLineBreaks) {
+  TLumText T(nullptr);
+  T.SetSize(2);
+  T.SetText("AV");
+  const double Kerned = Bounds(T).X1;
+  T.SetKerning(false);
+  const double Plain = Bounds(T).X1;
+  EXPECT_LT(Kerned, Plain - 0.05);  // DejaVu Sans pulls the pair together
+  T.SetKerning(true);
+
+  T.SetText("Hi");
+  T.SetAlignment(haCenter);
+  const TBox C = Bounds(T);
+  EXPECT_NEAR(C.X0 + C.X1, 0.0, 0.3);
+  T.SetAlignment(haRight);
+  EXPECT_LT(Bounds(T).X1, 0.0);
+  EXPECT_GT(Bounds(T).X0, -2.0);
+
+  T.SetAlignment(haLeft);
+  T.SetText("H\nH");
+  const TBox Two = Bounds(T);
+  T.SetText("H");
+  const TBox One = Bounds(T);
+  EXPECT_EQ(Two.Y1, One.Y1);
+  EXPECT_LT(Two.Y0, One.Y0 - 2.0);  // the second line a line height (more than 1 em) lower
+  EXPECT_EQ(Two.X0, One.X0);
+  T.SetSize(-1);
+  EXPECT_EQ(T.Size(), 2.0);
+}
+
+TEST(TextExchangeTest, EveryPropertyRoundTrips) {
+  if (!GetRenderClass("TLumText")) RegisterLumtextClasses();
+  ASSERT_NE(GetRenderClass("TLUMTEXT"), nullptr);
+  test::TempDir Dir;
+  TComponent Form(nullptr);
+  auto* T = new TLumText(&Form);
+  T->SetText("a/b <c> & \"d\"\nline 2");
+  T->SetFontName("DejaVu Serif");
+  T->SetSize(0.5), T->SetDepth(0.125), T->SetAlignment(haRight), T->SetQuality(3);
+  T->SetKerning(false);
+  for (bool NoDefaults : {false, true}) {
+    const std::string Saved = test::SavedText(T, Dir.File("a.xml"), NoDefaults);
+    for (const char* A : {"Size=\"0.5\"", "Depth=\"0.125\"", "Alignment=\"haRight\"",
+                          "Quality=\"3\"", "Kerning=\"false\"", "FontName=\"DejaVu Serif\""})
+      EXPECT_NE(Saved.find(A), std::string::npos) << A;
+    auto* L = test::LoadComponent<TLumText>(&Form, Dir.File("a.xml"));
+    ASSERT_NE(L, nullptr);
+    EXPECT_EQ(L->Text(), T->Text());
+    EXPECT_EQ(L->FontName(), "DejaVu Serif");
+    EXPECT_EQ(Saved, test::SavedText(L, Dir.File("b.xml"), NoDefaults));
+  }
+  TLumText Copy(nullptr);
+  Copy.Assign(T);
+  EXPECT_EQ(test::SavedText(&Copy, Dir.File("c.xml")), test::SavedText(T, Dir.File("d.xml")));
+}
+
+class TextViewTest : public test::ViewTest {};
+
+// Every lit pixel of a drawn "o" lies inside the projected box of its outline, and the
+// middle of the letter stays dark.
+TEST_F(TextViewTest, PixelsStayInsideTheTextBox) {
+  auto* T = new TLumText(&Form);
+  T->SetText("o"), T->SetSize(1.5), T->SetAlignment(haCenter);
+  T->Transformation()->Translation()->SetValues(0, -0.4f, 0);
+  View->OnRender = [T](TLumView* V) { T->Render(V); };
+  const TBitmap B = Snapshot();
+  TBox Box = Bounds(*T);
+  Box.Y0 -= 0.4, Box.Y1 -= 0.4;
+  const double Px = 80 / 2.2;  // pixels per unit at the text's distance
+  auto X = [&](double x) { return 40 + x * Px; };
+  auto Y = [&](double y) { return 30 - y * Px; };
+  int Inside = 0, Outside = 0;
+  for (int y = 0; y < 60; ++y)
+    for (int x = 0; x < 80; ++x) {
+      if ((RGB(B, x, y) & 0xFF) < 128) continue;
+      const bool In =
+          x >= X(Box.X0) - 2 && x <= X(Box.X1) + 2 && y >= Y(Box.Y1) - 2 && y <= Y(Box.Y0) + 2;
+      ++(In ? Inside : Outside);
+    }
+  EXPECT_GT(Inside, 100);
+  EXPECT_EQ(Outside, 0);
+  const int Cx = static_cast<int>(X((Box.X0 + Box.X1) / 2)),
+            Cy = static_cast<int>(Y((Box.Y0 + Box.Y1) / 2));
+  EXPECT_EQ(RGB(B, Cx, Cy) & 0xFF, 0u);  // the hole
+}
+
+}  // namespace
+}  // namespace lumox
