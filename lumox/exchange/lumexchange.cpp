@@ -22,6 +22,12 @@ namespace {
 
 const char* const CRLF = "\r\n";
 
+// Two blanks per level, but no deeper than this: otherwise a scene nested N deep
+// would be written as a file of N^2 blanks.
+constexpr int MaxIndentLevels = 100;
+
+size_t IndentWidth(int Depth) { return static_cast<size_t>(std::min(Depth, MaxIndentLevels)) * 2; }
+
 std::string_view Trimmed(std::string_view S) {
   while (!S.empty() && S.front() == ' ') S.remove_prefix(1);
   while (!S.empty() && S.back() == ' ') S.remove_suffix(1);
@@ -115,7 +121,7 @@ void TLumExchange::EndTag() {
   if (FDepth == 0) return;
   TXMLTag* Tag = FTags[static_cast<size_t>(FDepth) - 1].get();
   std::string& Out = FParser->Stream();
-  const std::string Indent(static_cast<size_t>(Tag->Depth) * 2, ' ');
+  const std::string Indent(IndentWidth(Tag->Depth), ' ');
   const bool Written =
       Tag->ChildCount > 0 || !Tag->Value.empty() || !Tag->Params.empty() || !FNoDefaultValues;
   if (!Written) {
@@ -128,17 +134,44 @@ void TLumExchange::EndTag() {
     Head.reserve(Indent.size() + Tag->Name.size() + Tag->Params.size() + Tag->Value.size() + 4);
     Head.append(Indent).append(1, '<').append(Tag->Name).append(Tag->Params).append(">\r\n");
     Head.append(Tag->Value);
-    Out.insert(static_cast<size_t>(Tag->StartPos), Head);
+    FHeads.emplace_back(Tag->StartPos, std::move(Head));
     Out.append(Indent).append("</").append(Tag->Name).append(">\r\n");
   }
   --FDepth;
   if (Written && FDepth > 0) ++FTags[static_cast<size_t>(FDepth) - 1]->ChildCount;
+  if (FDepth == 0) MergeHeads();
+}
+
+void TLumExchange::MergeHeads() {
+  if (FHeads.empty()) return;
+  // By position; at one position the outer element (recorded later) comes first.
+  std::vector<size_t> Order(FHeads.size());
+  for (size_t I = 0; I < Order.size(); ++I) Order[I] = I;
+  std::sort(Order.begin(), Order.end(), [this](size_t A, size_t B) {
+    if (FHeads[A].first != FHeads[B].first) return FHeads[A].first < FHeads[B].first;
+    return A > B;
+  });
+  const std::string& Body = FParser->Stream();
+  size_t Total = Body.size();
+  for (const auto& H : FHeads) Total += H.second.size();
+  std::string Out;
+  Out.reserve(Total);
+  size_t Pos = 0;
+  for (size_t I : Order) {
+    const size_t At = static_cast<size_t>(FHeads[I].first);
+    Out.append(Body, Pos, At - Pos);
+    Out.append(FHeads[I].second);
+    Pos = At;
+  }
+  Out.append(Body, Pos, std::string::npos);
+  FParser->Stream() = std::move(Out);
+  FHeads.clear();
 }
 
 void TLumExchange::addvalue(const std::string& Text) {
   if (FDepth == 0 || Text.empty()) return;
   TXMLTag* Tag = FTags[static_cast<size_t>(FDepth) - 1].get();
-  if (Tag->Value.empty()) Tag->Value.assign(static_cast<size_t>(Tag->Depth) * 2, ' ');
+  if (Tag->Value.empty()) Tag->Value.assign(IndentWidth(Tag->Depth), ' ');
   Tag->Value += Text;
 }
 
@@ -394,6 +427,7 @@ void TLumExchange::clear() {
   FParser->Stream().clear();
   FParser->Stream().shrink_to_fit();  // a large scene's buffer is not kept around
   FDepth = 0;
+  FHeads.clear();
   FFileCounter = 0;
   FBaseTag.Name.clear();
   FBaseTag.Params.clear();
@@ -418,7 +452,11 @@ void TLumExchange::EndSave() {
 
 void TLumExchange::WriteBuffer() {
   namespace fs = std::filesystem;
-  const fs::path Target(FFileName);
+  // A symbolic link is written through: the file it names is replaced, the link stays.
+  std::error_code LinkEc;
+  const fs::path Target = fs::is_symlink(FFileName, LinkEc)
+                              ? fs::weakly_canonical(fs::path(FFileName), LinkEc)
+                              : fs::path(FFileName);
   fs::path Dir = Target.parent_path();
   if (Dir.empty()) Dir = ".";
   std::string Temp = (Dir / ("." + Target.filename().string() + ".XXXXXX")).string();
@@ -448,7 +486,7 @@ void TLumExchange::WriteBuffer() {
     fs::permissions(Temp, static_cast<fs::perms>(0666 & ~Mask), Ec);
     if (fs::exists(Target, Ec)) fs::permissions(Temp, fs::status(Target, Ec).permissions(), Ec);
   }
-  if (!Error && std::rename(Temp.c_str(), FFileName.c_str()) != 0) Error = errno;
+  if (!Error && std::rename(Temp.c_str(), Target.c_str()) != 0) Error = errno;
   if (Error) {
     ::unlink(Temp.c_str());
     throw Exception("Cannot write file \"" + FFileName + "\". " + std::strerror(Error));
@@ -551,6 +589,15 @@ void TLumExchange::LoadfromFile(TObject* Target) {
     if (!FLoadElement.empty()) Msg += ", element \"" + FLoadElement + "\"";
     return Msg + ": " + E.what();
   };
+  // Nodes created by the load keep their changes to themselves while it runs (a
+  // scene nested N deep would otherwise pass every value read up N levels); when it
+  // ends, however it ends, they are ordinary again and the target hears of it once.
+  struct TEndReading {
+    TObject* Target;
+    ~TEndReading() {
+      if (auto* C = dynamic_cast<TComponent*>(Target)) C->SetReading(false);
+    }
+  } EndReading{Target};
   try {
     FParser->execute(Target);
   } catch (const EConvertError& E) {
@@ -568,6 +615,7 @@ void TLumExchange::LoadfromFile(TObject* Target) {
   }
   FParser->CloseOpenTags();
   FState = stReady;
+  if (auto* T = dynamic_cast<TLumTransformed*>(Target)) T->SubChange(T);
 }
 
 }  // namespace lumox

@@ -151,6 +151,12 @@ class TLumExchange : public TComponent {
   // after child elements cost no insertion into the buffer.
   std::vector<std::unique_ptr<TXMLTag>> FTags;
   int FDepth = 0;
+  // Start tags of ended elements that have content, with the buffer position they
+  // belong at (outer elements after inner ones at the same position). They are
+  // merged into the buffer in one pass when the outermost element ends, so saving
+  // stays linear however deep the elements nest.
+  std::vector<std::pair<int64_t, std::string>> FHeads;
+  void MergeHeads();
   // Stands below the stack (depth -1) when no element is open.
   TXMLTag FBaseTag;
   int32_t FFileCounter = 0;
