@@ -1,0 +1,35 @@
+// libFuzzer target: a document loaded and rendered for one frame in one headless
+// view that lives as long as the process.
+#include <exception>
+
+#include "fuzzscene.h"
+#include "lumox/lumox.h"
+
+using namespace lumox;
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* Data, size_t Size) {
+  static TComponent Keep(nullptr);
+  static TLumView* View = [] {
+    auto* V = new TLumView(&Keep);
+    V->SetBounds(48, 32);
+    auto* Camera = new TLumPerspectiveCamera(&Keep);
+    V->SetCamera(Camera);
+    SetRenderDiagnostics([](const std::string&) {});
+    return V;
+  }();
+  const std::string In = fuzz::WriteInput(Data, Size, "render.lumgl");
+  TComponent Form(nullptr);
+  auto* Root = new TLumNode(&Form);
+  TLumExchange X(&Form);
+  X.SetFileName(In);
+  try {
+    X.LoadfromFile(Root);
+  } catch (const Exception&) {
+    return 0;
+  }
+  View->OnRender = [Root](TLumView* V) { Root->Render(V); };
+  TBitmap Image(48, 32);
+  View->GetImage(&Image);
+  View->OnRender = nullptr;
+  return 0;
+}
