@@ -13,6 +13,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "lumox/host/graphics.h"
 #include "lumox/package/lumpackage.h"
 #include "lumox/scene/lumcomp.h"
 
@@ -71,7 +72,7 @@ TLumExchange::TLumExchange(TComponent* AOwner) : TComponent(AOwner), FParser(new
   FParser->OnTag = [this](TXMLTag*& Tag) { HandleTag(Tag); };
 }
 
-TLumExchange::~TLumExchange() = default;
+TLumExchange::~TLumExchange() { DropSideFiles(); }
 
 // --- writing --------------------------------------------------------------------------
 
@@ -371,24 +372,26 @@ void TLumExchange::Strto(const std::string& Text, bool& Value) const {
 
 void TLumExchange::Strto(const std::string& Text, int32_t& Value) const {
   if (Text.empty()) return;
-  if (!ParseInt(Text, Value)) throw EConvertError("'" + Text + "' is not a valid integer value");
+  if (!ParseInt(Text, Value))
+    throw EConvertError("'" + QuotedPart(Text) + "' is not a valid integer value");
 }
 
 void TLumExchange::Strto(const std::string& Text, uint32_t& Value) const {
   if (Text.empty()) return;
-  if (!ParseInt(Text, Value)) throw EConvertError("'" + Text + "' is not a valid integer value");
+  if (!ParseInt(Text, Value))
+    throw EConvertError("'" + QuotedPart(Text) + "' is not a valid integer value");
 }
 
 void TLumExchange::Strto(const std::string& Text, float& Value) const {
   if (Text.empty()) return;
   if (!ParseFloat(Text, Value))
-    throw EConvertError("'" + Text + "' is not a valid floating point value");
+    throw EConvertError("'" + QuotedPart(Text) + "' is not a valid floating point value");
 }
 
 void TLumExchange::Strto(const std::string& Text, double& Value) const {
   if (Text.empty()) return;
   if (!ParseFloat(Text, Value))
-    throw EConvertError("'" + Text + "' is not a valid floating point value");
+    throw EConvertError("'" + QuotedPart(Text) + "' is not a valid floating point value");
 }
 
 void TLumExchange::Strto(const std::string& Text, std::string& Value) const {
@@ -428,6 +431,7 @@ void TLumExchange::clear() {
   FParser->Stream().shrink_to_fit();  // a large scene's buffer is not kept around
   FDepth = 0;
   FHeads.clear();
+  DropSideFiles();
   FFileCounter = 0;
   FBaseTag.Name.clear();
   FBaseTag.Params.clear();
@@ -450,47 +454,28 @@ void TLumExchange::EndSave() {
   FState = stEndSave;
 }
 
+void TLumExchange::AddSideFile(const std::string& Temp, const std::string& FileName) {
+  FSideFiles.emplace_back(Temp, FileName);
+}
+
+void TLumExchange::DropSideFiles() {
+  for (const auto& F : FSideFiles) ::unlink(F.first.c_str());
+  FSideFiles.clear();
+}
+
 void TLumExchange::WriteBuffer() {
-  namespace fs = std::filesystem;
-  // A symbolic link is written through: the file it names is replaced, the link stays.
-  std::error_code LinkEc;
-  const fs::path Target = fs::is_symlink(FFileName, LinkEc)
-                              ? fs::weakly_canonical(fs::path(FFileName), LinkEc)
-                              : fs::path(FFileName);
-  fs::path Dir = Target.parent_path();
-  if (Dir.empty()) Dir = ".";
-  std::string Temp = (Dir / ("." + Target.filename().string() + ".XXXXXX")).string();
-  int Fd = ::mkstemp(Temp.data());
-  if (Fd < 0) throw Exception("Cannot create file \"" + FFileName + "\". " + std::strerror(errno));
+  // The scene is written completely first; then the side files take their places,
+  // then the scene file. A failure before that leaves every old file as it was.
   const std::string& Out = FParser->Stream();
-  const char* P = Out.data();
-  size_t Left = Out.size();
-  int Error = 0;
-  while (Left > 0) {
-    ssize_t N = ::write(Fd, P, Left);
-    if (N < 0) {
-      if (errno == EINTR) continue;
-      Error = errno;
-      break;
-    }
-    P += N;
-    Left -= static_cast<size_t>(N);
-  }
-  if (!Error && ::fsync(Fd) != 0) Error = errno;
-  if (::close(Fd) != 0 && !Error) Error = errno;
-  // A new file gets the usual permissions rather than mkstemp's private ones.
-  if (!Error) {
-    mode_t Mask = ::umask(0);
-    ::umask(Mask);
-    std::error_code Ec;
-    fs::permissions(Temp, static_cast<fs::perms>(0666 & ~Mask), Ec);
-    if (fs::exists(Target, Ec)) fs::permissions(Temp, fs::status(Target, Ec).permissions(), Ec);
-  }
-  if (!Error && std::rename(Temp.c_str(), Target.c_str()) != 0) Error = errno;
-  if (Error) {
+  const std::string Temp = WriteTemporaryBeside(FFileName, Out.data(), Out.size());
+  try {
+    for (const auto& F : FSideFiles) ReplaceWithTemporary(F.first, F.second);
+  } catch (...) {
     ::unlink(Temp.c_str());
-    throw Exception("Cannot write file \"" + FFileName + "\". " + std::strerror(Error));
+    throw;
   }
+  FSideFiles.clear();
+  ReplaceWithTemporary(Temp, FFileName);
 }
 
 void TLumExchange::SavetoFile(TComponent* Obj) {

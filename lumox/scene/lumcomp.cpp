@@ -237,11 +237,10 @@ void TLumRender::Render(TLumCustomView* aView) {
       RenderProtocol(aView);
     }
     if (RenderRefused > 0)
-      ReportRenderMessage("The scene is nested deeper than the OpenGL matrix stack allows (" +
-                          std::to_string(RenderRoom) + " levels); " +
-                          std::to_string(RenderRefused) +
-                          (RenderRefused == 1 ? " branch was" : " branches were") +
-                          " left out of the frame.");
+      ReportRenderMessage(
+          "The scene is nested deeper than the OpenGL matrix stack allows (" +
+          std::to_string(RenderRoom) + " levels); " + std::to_string(RenderRefused) +
+          (RenderRefused == 1 ? " branch was" : " branches were") + " left out of the frame.");
     return;
   }
   if (RenderDepth >= RenderRoom) {
@@ -263,7 +262,18 @@ void TLumRender::RenderProtocol(TLumCustomView* aView) {
     DoRender(aView);
   } else if (FListId == 0) {
     if (FCached) OpenCache();
-    DoRender(aView);
+    try {
+      DoRender(aView);
+    } catch (...) {
+      // A drawing that fails (a mesh over its size limit) must not leave a list
+      // open or the matrix pushed: the list is dropped, the stack balanced.
+      if (FCached) {
+        CloseCache();
+        ClearCache();
+      }
+      glPopMatrix();
+      throw;
+    }
     if (FCached) CloseCache();
   } else {
     CallCache();

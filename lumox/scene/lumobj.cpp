@@ -91,8 +91,8 @@ void TLumObject::DoRender(TLumCustomView* aView) {
   if (FAttributes) FAttributes->Render(aView);
   if (FMaterial) FMaterial->Render(aView);
   if (FColorAsMaterial != cmNone) {
-    static const GLenum Modes[6] = {0, GL_AMBIENT, GL_DIFFUSE, GL_SPECULAR, GL_EMISSION,
-                                    GL_AMBIENT_AND_DIFFUSE};
+    static const GLenum Modes[6] = {0,           GL_AMBIENT,  GL_DIFFUSE,
+                                    GL_SPECULAR, GL_EMISSION, GL_AMBIENT_AND_DIFFUSE};
     glEnable(GL_COLOR_MATERIAL);
     glColorMaterial(GL_FRONT_AND_BACK, Modes[FColorAsMaterial]);
   }
@@ -180,8 +180,7 @@ void TLumNode::Insert(int Index, TLumRender* Item) {
   FItems.insert(FItems.begin() + Index, Item);
   Counted(Item, 1);
   // Keep the indirect bits aligned with their items.
-  if (FIndirect.size() + 1 == FItems.size())
-    FIndirect.insert(FIndirect.begin() + Index, false);
+  if (FIndirect.size() + 1 == FItems.size()) FIndirect.insert(FIndirect.begin() + Index, false);
   Item->OnChange = [this](TObject* Sender) { SubChange(Sender); };
   if (OnItemNotify) OnItemNotify(Item, opInsert);
 }

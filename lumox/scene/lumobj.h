@@ -16,7 +16,12 @@ class TLumAttributes;
 class TLumMaterial;
 
 enum TLumColorAsMaterial : uint8_t {
-  cmNone, cmAmbient, cmDiffuse, cmSpecular, cmEmission, cmAmbientDiffuse
+  cmNone,
+  cmAmbient,
+  cmDiffuse,
+  cmSpecular,
+  cmEmission,
+  cmAmbientDiffuse
 };
 extern const char* const TLumColorAsMaterialStr[6];
 
