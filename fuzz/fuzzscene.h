@@ -23,8 +23,8 @@ inline const std::filesystem::path& WorkDir() {
 
 inline std::string WriteInput(const uint8_t* Data, size_t Size, const char* Name) {
   const std::string File = (WorkDir() / Name).string();
-  std::ofstream(File, std::ios::binary).write(reinterpret_cast<const char*>(Data),
-                                              static_cast<std::streamsize>(Size));
+  std::ofstream(File, std::ios::binary)
+      .write(reinterpret_cast<const char*>(Data), static_cast<std::streamsize>(Size));
   return File;
 }
 
