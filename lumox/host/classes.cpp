@@ -52,7 +52,8 @@ void TComponent::Destroying() {
     TComponent* C = *FFreeNotifies.begin();
     FFreeNotifies.erase(FFreeNotifies.begin());
     C->FFreeNotifies.erase(this);
-    C->Notification(this, opRemove);
+    // The owner hears of it below, once (it passes it on to its listeners).
+    if (C != FOwner) C->Notification(this, opRemove);
   }
   if (FOwner) FOwner->Notification(this, opRemove);
 }

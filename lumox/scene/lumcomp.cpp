@@ -258,25 +258,28 @@ void TLumRender::RenderProtocol(TLumCustomView* aView) {
     SetView(aView);
     FListId = 0;
   }
-  if (!IsMyView(aView)) {
-    DoRender(aView);
-  } else if (FListId == 0) {
-    if (FCached) OpenCache();
-    try {
+  // A drawing that fails (a mesh over its size limit) must not leave a list open or
+  // the matrix pushed: the list is dropped and the stack balanced before it goes on.
+  bool Compiling = false;
+  try {
+    if (!IsMyView(aView)) {
       DoRender(aView);
-    } catch (...) {
-      // A drawing that fails (a mesh over its size limit) must not leave a list
-      // open or the matrix pushed: the list is dropped, the stack balanced.
-      if (FCached) {
-        CloseCache();
-        ClearCache();
-      }
-      glPopMatrix();
-      throw;
+    } else if (FListId == 0) {
+      if (FCached) OpenCache();
+      Compiling = FCached;
+      DoRender(aView);
+      Compiling = false;
+      if (FCached) CloseCache();
+    } else {
+      CallCache();
     }
-    if (FCached) CloseCache();
-  } else {
-    CallCache();
+  } catch (...) {
+    if (Compiling) {
+      CloseCache();
+      ClearCache();
+    }
+    glPopMatrix();
+    throw;
   }
   AfterRender(aView);
 }
@@ -304,6 +307,12 @@ TLumMathVector TLumRender::ProjectVector(TLumCustomView* aView, const TLumMathVe
 
 void TLumRender::OpenCache() {
   if (!FView) return;
+  // Lists do not nest: GL refuses glNewList while one is compiled, and the glEndList
+  // that follows would end the enclosing list early. Inside another component's list
+  // this one is drawn into that list.
+  GLint Compiling = 0;
+  glGetIntegerv(GL_LIST_INDEX, &Compiling);
+  if (Compiling != 0) return;
   ClearCache();
   FListId = glGenLists(1);
   // Compiled and executed at once, so the frame that builds the cache shows the
