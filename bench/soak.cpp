@@ -102,8 +102,8 @@ int Soak(int Frames, const std::string& Scene) {
   // TODO(#16): the heap still grows by about 10 KB a frame of the demo scene (2 KB for
   // an empty frame; a bare make-current, clear and attribute push is flat); not located
   // yet. Until then only a gross leak (a mesh or bitmap a frame) fails here.
-  const bool Flat = Error == GL_NO_ERROR && Late.Lists == Early.Lists &&
-                    Late.Textures == Early.Textures && PerFrameKB < 128;
+  const bool Flat = Error == GL_NO_ERROR && Late.Lists <= Early.Lists &&
+                    Late.Textures <= Early.Textures && PerFrameKB < 128;
   return Flat ? 0 : 1;
 }
 
