@@ -8,11 +8,12 @@
 using namespace lumox;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* Data, size_t Size) {
-  static TComponent Keep(nullptr);
+  // Never freed: the view must outlive the library's own statics at exit.
+  static TComponent* Keep = new TComponent(nullptr);
   static TLumView* View = [] {
-    auto* V = new TLumView(&Keep);
+    auto* V = new TLumView(Keep);
     V->SetBounds(48, 32);
-    auto* Camera = new TLumPerspectiveCamera(&Keep);
+    auto* Camera = new TLumPerspectiveCamera(Keep);
     V->SetCamera(Camera);
     SetRenderDiagnostics([](const std::string&) {});
     return V;
