@@ -12,6 +12,7 @@
 #include <fstream>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "apps/lumox/lumoxcmd.h"
 #include "lumox/exchange/lumexchange.h"
@@ -351,6 +352,19 @@ int RunRender(const TArgs& Args, bool Demo) {
       C->Font()->SetSize(std::max(8, O.Height / 22));
       C->TextOut((O.Width - C->TextWidth(O.Title)) / 2, O.Height / 40, O.Title);
     };
+    // Meshes are built before the frame, so that one over the size limit is
+    // reported by name rather than as a frame that could not be rendered.
+    std::vector<TLumNode*> Nodes{Root};
+    while (!Nodes.empty()) {
+      TLumNode* N = Nodes.back();
+      Nodes.pop_back();
+      for (int I = 0; I < N->GetCount(); ++I) {
+        if (auto* Mesh = dynamic_cast<TLumPrimitiveObj*>(N->GetItems(I)))
+          if (!Mesh->Initialized()) Mesh->Init();
+        if (auto* Sub = dynamic_cast<TLumNode*>(N->GetItems(I)); Sub && !N->IsIndirect(I))
+          Nodes.push_back(Sub);
+      }
+    }
     TBitmap Image(O.Width, O.Height);
     if (!View->GetImage(&Image)) return Fail(Name, "no image could be rendered");
     try {
@@ -410,6 +424,7 @@ int RunConvert(const TArgs& Args) {
     }
   }
   if (Files.size() != 2) return BadUsage("convert needs IN and OUT");
+  if (Files[0].empty() || Files[1].empty()) return BadUsage("convert needs non-empty file names");
   try {
     TComponent Form(nullptr);
     auto* Root = new TLumNode(&Form);

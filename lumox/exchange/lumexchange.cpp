@@ -13,6 +13,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "lumox/host/graphics.h"
 #include "lumox/package/lumpackage.h"
 #include "lumox/scene/lumcomp.h"
 
@@ -21,6 +22,12 @@ namespace lumox {
 namespace {
 
 const char* const CRLF = "\r\n";
+
+// Two blanks per level, but no deeper than this: otherwise a scene nested N deep
+// would be written as a file of N^2 blanks.
+constexpr int MaxIndentLevels = 100;
+
+size_t IndentWidth(int Depth) { return static_cast<size_t>(std::min(Depth, MaxIndentLevels)) * 2; }
 
 std::string_view Trimmed(std::string_view S) {
   while (!S.empty() && S.front() == ' ') S.remove_prefix(1);
@@ -65,7 +72,7 @@ TLumExchange::TLumExchange(TComponent* AOwner) : TComponent(AOwner), FParser(new
   FParser->OnTag = [this](TXMLTag*& Tag) { HandleTag(Tag); };
 }
 
-TLumExchange::~TLumExchange() = default;
+TLumExchange::~TLumExchange() { DropSideFiles(); }
 
 // --- writing --------------------------------------------------------------------------
 
@@ -115,7 +122,7 @@ void TLumExchange::EndTag() {
   if (FDepth == 0) return;
   TXMLTag* Tag = FTags[static_cast<size_t>(FDepth) - 1].get();
   std::string& Out = FParser->Stream();
-  const std::string Indent(static_cast<size_t>(Tag->Depth) * 2, ' ');
+  const std::string Indent(IndentWidth(Tag->Depth), ' ');
   const bool Written =
       Tag->ChildCount > 0 || !Tag->Value.empty() || !Tag->Params.empty() || !FNoDefaultValues;
   if (!Written) {
@@ -128,17 +135,44 @@ void TLumExchange::EndTag() {
     Head.reserve(Indent.size() + Tag->Name.size() + Tag->Params.size() + Tag->Value.size() + 4);
     Head.append(Indent).append(1, '<').append(Tag->Name).append(Tag->Params).append(">\r\n");
     Head.append(Tag->Value);
-    Out.insert(static_cast<size_t>(Tag->StartPos), Head);
+    FHeads.emplace_back(Tag->StartPos, std::move(Head));
     Out.append(Indent).append("</").append(Tag->Name).append(">\r\n");
   }
   --FDepth;
   if (Written && FDepth > 0) ++FTags[static_cast<size_t>(FDepth) - 1]->ChildCount;
+  if (FDepth == 0) MergeHeads();
+}
+
+void TLumExchange::MergeHeads() {
+  if (FHeads.empty()) return;
+  // By position; at one position the outer element (recorded later) comes first.
+  std::vector<size_t> Order(FHeads.size());
+  for (size_t I = 0; I < Order.size(); ++I) Order[I] = I;
+  std::sort(Order.begin(), Order.end(), [this](size_t A, size_t B) {
+    if (FHeads[A].first != FHeads[B].first) return FHeads[A].first < FHeads[B].first;
+    return A > B;
+  });
+  const std::string& Body = FParser->Stream();
+  size_t Total = Body.size();
+  for (const auto& H : FHeads) Total += H.second.size();
+  std::string Out;
+  Out.reserve(Total);
+  size_t Pos = 0;
+  for (size_t I : Order) {
+    const size_t At = static_cast<size_t>(FHeads[I].first);
+    Out.append(Body, Pos, At - Pos);
+    Out.append(FHeads[I].second);
+    Pos = At;
+  }
+  Out.append(Body, Pos, std::string::npos);
+  FParser->Stream() = std::move(Out);
+  FHeads.clear();
 }
 
 void TLumExchange::addvalue(const std::string& Text) {
   if (FDepth == 0 || Text.empty()) return;
   TXMLTag* Tag = FTags[static_cast<size_t>(FDepth) - 1].get();
-  if (Tag->Value.empty()) Tag->Value.assign(static_cast<size_t>(Tag->Depth) * 2, ' ');
+  if (Tag->Value.empty()) Tag->Value.assign(IndentWidth(Tag->Depth), ' ');
   Tag->Value += Text;
 }
 
@@ -338,24 +372,26 @@ void TLumExchange::Strto(const std::string& Text, bool& Value) const {
 
 void TLumExchange::Strto(const std::string& Text, int32_t& Value) const {
   if (Text.empty()) return;
-  if (!ParseInt(Text, Value)) throw EConvertError("'" + Text + "' is not a valid integer value");
+  if (!ParseInt(Text, Value))
+    throw EConvertError("'" + QuotedPart(Text) + "' is not a valid integer value");
 }
 
 void TLumExchange::Strto(const std::string& Text, uint32_t& Value) const {
   if (Text.empty()) return;
-  if (!ParseInt(Text, Value)) throw EConvertError("'" + Text + "' is not a valid integer value");
+  if (!ParseInt(Text, Value))
+    throw EConvertError("'" + QuotedPart(Text) + "' is not a valid integer value");
 }
 
 void TLumExchange::Strto(const std::string& Text, float& Value) const {
   if (Text.empty()) return;
   if (!ParseFloat(Text, Value))
-    throw EConvertError("'" + Text + "' is not a valid floating point value");
+    throw EConvertError("'" + QuotedPart(Text) + "' is not a valid floating point value");
 }
 
 void TLumExchange::Strto(const std::string& Text, double& Value) const {
   if (Text.empty()) return;
   if (!ParseFloat(Text, Value))
-    throw EConvertError("'" + Text + "' is not a valid floating point value");
+    throw EConvertError("'" + QuotedPart(Text) + "' is not a valid floating point value");
 }
 
 void TLumExchange::Strto(const std::string& Text, std::string& Value) const {
@@ -394,6 +430,8 @@ void TLumExchange::clear() {
   FParser->Stream().clear();
   FParser->Stream().shrink_to_fit();  // a large scene's buffer is not kept around
   FDepth = 0;
+  FHeads.clear();
+  DropSideFiles();
   FFileCounter = 0;
   FBaseTag.Name.clear();
   FBaseTag.Params.clear();
@@ -416,48 +454,28 @@ void TLumExchange::EndSave() {
   FState = stEndSave;
 }
 
+void TLumExchange::AddSideFile(const std::string& Temp, const std::string& FileName) {
+  FSideFiles.emplace_back(Temp, FileName);
+}
+
+void TLumExchange::DropSideFiles() {
+  for (const auto& F : FSideFiles) ::unlink(F.first.c_str());
+  FSideFiles.clear();
+}
+
 void TLumExchange::WriteBuffer() {
-  namespace fs = std::filesystem;
-  const fs::path Target(FFileName);
-  fs::path Dir = Target.parent_path();
-  if (Dir.empty()) Dir = ".";
-  // Appended piece by piece: GCC 12 at -O3 takes the inlined insert of "." + name for
-  // an overlapping copy (a false -Wrestrict).
-  std::string Hidden = ".";
-  Hidden += Target.filename().string();
-  Hidden += ".XXXXXX";
-  std::string Temp = (Dir / Hidden).string();
-  int Fd = ::mkstemp(Temp.data());
-  if (Fd < 0) throw Exception("Cannot create file \"" + FFileName + "\". " + std::strerror(errno));
+  // The scene is written completely first; then the side files take their places,
+  // then the scene file. A failure before that leaves every old file as it was.
   const std::string& Out = FParser->Stream();
-  const char* P = Out.data();
-  size_t Left = Out.size();
-  int Error = 0;
-  while (Left > 0) {
-    ssize_t N = ::write(Fd, P, Left);
-    if (N < 0) {
-      if (errno == EINTR) continue;
-      Error = errno;
-      break;
-    }
-    P += N;
-    Left -= static_cast<size_t>(N);
-  }
-  if (!Error && ::fsync(Fd) != 0) Error = errno;
-  if (::close(Fd) != 0 && !Error) Error = errno;
-  // A new file gets the usual permissions rather than mkstemp's private ones.
-  if (!Error) {
-    mode_t Mask = ::umask(0);
-    ::umask(Mask);
-    std::error_code Ec;
-    fs::permissions(Temp, static_cast<fs::perms>(0666 & ~Mask), Ec);
-    if (fs::exists(Target, Ec)) fs::permissions(Temp, fs::status(Target, Ec).permissions(), Ec);
-  }
-  if (!Error && std::rename(Temp.c_str(), FFileName.c_str()) != 0) Error = errno;
-  if (Error) {
+  const std::string Temp = WriteTemporaryBeside(FFileName, Out.data(), Out.size());
+  try {
+    for (const auto& F : FSideFiles) ReplaceWithTemporary(F.first, F.second);
+  } catch (...) {
     ::unlink(Temp.c_str());
-    throw Exception("Cannot write file \"" + FFileName + "\". " + std::strerror(Error));
+    throw;
   }
+  FSideFiles.clear();
+  ReplaceWithTemporary(Temp, FFileName);
 }
 
 void TLumExchange::SavetoFile(TComponent* Obj) {
@@ -556,6 +574,15 @@ void TLumExchange::LoadfromFile(TObject* Target) {
     if (!FLoadElement.empty()) Msg += ", element \"" + FLoadElement + "\"";
     return Msg + ": " + E.what();
   };
+  // Nodes created by the load keep their changes to themselves while it runs (a
+  // scene nested N deep would otherwise pass every value read up N levels); when it
+  // ends, however it ends, they are ordinary again and the target hears of it once.
+  struct TEndReading {
+    TObject* Target;
+    ~TEndReading() {
+      if (auto* C = dynamic_cast<TComponent*>(Target)) C->SetReading(false);
+    }
+  } EndReading{Target};
   try {
     FParser->execute(Target);
   } catch (const EConvertError& E) {
@@ -573,6 +600,7 @@ void TLumExchange::LoadfromFile(TObject* Target) {
   }
   FParser->CloseOpenTags();
   FState = stReady;
+  if (auto* T = dynamic_cast<TLumTransformed*>(Target)) T->SubChange(T);
 }
 
 }  // namespace lumox

@@ -79,6 +79,9 @@ class TLumExchange : public TComponent {
   void ObjStep();
   // <FileName up to its first '.'><counter>.<Extension>; the counter then rises by one.
   std::string GetAFilename(const std::string& Extension);
+  // A side file written to the temporary Temp, to be renamed to FileName when the
+  // scene file is complete, and removed when the save fails.
+  void AddSideFile(const std::string& Temp, const std::string& FileName);
   static std::string int2hex(uint32_t Value);
   static uint32_t hex2int(const std::string& Text);
 
@@ -151,6 +154,14 @@ class TLumExchange : public TComponent {
   // after child elements cost no insertion into the buffer.
   std::vector<std::unique_ptr<TXMLTag>> FTags;
   int FDepth = 0;
+  // Start tags of ended elements that have content, with the buffer position they
+  // belong at (outer elements after inner ones at the same position). They are
+  // merged into the buffer in one pass when the outermost element ends, so saving
+  // stays linear however deep the elements nest.
+  std::vector<std::pair<int64_t, std::string>> FHeads;
+  void MergeHeads();
+  std::vector<std::pair<std::string, std::string>> FSideFiles;
+  void DropSideFiles();
   // Stands below the stack (depth -1) when no element is open.
   TXMLTag FBaseTag;
   int32_t FFileCounter = 0;

@@ -148,9 +148,30 @@ TEST_F(CommandTest, SceneFailuresExitWithOneAndNameTheFile) {
   EXPECT_NE(Err.find(File("text.lumgl")), std::string::npos) << Err;
   EXPECT_FALSE(fs::exists(File("x.png")));
 
+  // A mesh over the size limit is refused by name, before anything is allocated.
+  std::string Huge = SphereScene("000000FF");
+  Huge.replace(Huge.find("Slices=\"16\" Stacks=\"12\""), 25,
+               "Slices=\"2147483647\" Stacks=\"2147483647\"");
+  Write("huge.lumgl", Huge);
+  EXPECT_EQ(Run("render '" + File("huge.lumgl") + "' -o '" + File("x.png") + "'"), 1);
+  EXPECT_NE(Err.find("TLumSphere \"Ball\""), std::string::npos) << Err;
+  EXPECT_NE(Err.find("4611686018427387904 vertices"), std::string::npos) << Err;
+
   Write("red.lumgl", SphereScene("000000FF"));  // an output that cannot be written
   EXPECT_EQ(Run("render '" + File("red.lumgl") + "' -o '" + File("no/dir/x.png") + "'"), 1);
   EXPECT_NE(Err.find("no/dir/x.png"), std::string::npos) << Err;
+
+  // A full disk (a file-size limit, its signal ignored) leaves the old image as it was.
+  ASSERT_EQ(Run("render '" + File("red.lumgl") + "' -o '" + File("old.png") + "'"), 0);
+  const std::string Old = Read(File("old.png"));
+  const std::string Limited = std::string("sh -c \"trap '' XFSZ; ulimit -f 1; exec '") +
+                              LUMOX_COMMAND + "' render '" + File("red.lumgl") +
+                              "' --size 300x300 -o '" + File("old.png") + "'\"";
+  const int Status = std::system((Limited + " 2>/dev/null").c_str());
+  EXPECT_EQ(WIFEXITED(Status) ? WEXITSTATUS(Status) : -1, 1);
+  EXPECT_EQ(Read(File("old.png")), Old);
+  for (const auto& E : fs::directory_iterator(Dir))
+    EXPECT_EQ(E.path().filename().string().find(".old.png"), std::string::npos);
 }
 
 TEST_F(CommandTest, BadUsageExitsWithTwo) {
@@ -163,7 +184,7 @@ TEST_F(CommandTest, BadUsageExitsWithTwo) {
            "render " + S + "-o a.png --near -1", "render " + S + "-o a.png --bogus",
            "render " + S + S + "-o a.png", "demo x.lumgl -o a.png", "render " + S + "-o a.gif",
            "render " + S + "-o a", "render " + S + "-o png", "convert " + S, "convert " + S + "b c",
-           "convert " + S + "b --decimals x", "info --x"}) {
+           "convert " + S + "b --decimals x", "info --x", "convert " + S + "''"}) {
     EXPECT_EQ(Run(Args), 2) << Args;
     EXPECT_FALSE(Err.empty()) << Args;
   }

@@ -5,10 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <memory>
 #include <string>
 
+#include "lumox/geometry/lumgeom.h"
 #include "lumox/host/graphics.h"
 #include "lumox/view/lumview.h"
 #include "support/glfixture.h"
@@ -26,6 +28,52 @@ using test::SignedVolume;
 constexpr double Pi = 3.141592653589793;
 
 bool Seam(const TLumPrimitiveObj& O, int32_t i, int Bit) { return O.Points()->GetFlag(i, Bit); }
+
+// Counts far beyond the mesh limit are refused before anything is allocated: the
+// message names the object and the count, and nothing overflows on the way.
+TEST(ShapeMeshTest, CountsOverTheLimitThrowNamingObjectAndCount) {
+  constexpr int32_t Big = INT32_MAX;
+  auto Refused = [](TLumPrimitiveObj& O, const std::string& Count) {
+    try {
+      O.Init();
+      ADD_FAILURE() << O.ClassName() << " was built";
+    } catch (const Exception& E) {
+      EXPECT_NE(std::string(E.what()).find(O.ClassName()), std::string::npos) << E.what();
+      EXPECT_NE(std::string(E.what()).find(Count), std::string::npos) << E.what();
+    }
+  };
+  TLumSphere Sphere(nullptr);
+  Sphere.SetSlices(Big);
+  Sphere.SetStacks(Big);
+  Refused(Sphere, "4611686018427387904 vertices");
+  Sphere.SetMode(smRegular);  // the rounding to a multiple of 4 stays in range
+  Sphere.SetSlices(Big);
+  EXPECT_EQ(Sphere.Slices() % 4, 0);
+  Sphere.SetStacks(Big);
+  Refused(Sphere, "vertices");
+  Sphere.SetSlices(10000);  // small in the file, 10^8 vertices in memory
+  Sphere.SetMode(smGlobal);
+  Sphere.SetStacks(10000);
+  Refused(Sphere, "100020001 vertices");
+  TLumCylinder Cylinder(nullptr);
+  Cylinder.SetSlices(Big);
+  Refused(Cylinder, "vertices");
+  TLumDisc Disc(nullptr);
+  Disc.SetStacks(Big);
+  Refused(Disc, "vertices");
+  TLumTorus Torus(nullptr);
+  Torus.SetSlices(Big);
+  Torus.SetStacks(Big);
+  Refused(Torus, "4611686018427387904 vertices");
+  TLumBox Box(nullptr);
+  Box.SetDetail(0, Big);
+  Box.SetDetail(1, Big);
+  Refused(Box, "vertices");
+  TLumRectangle Rect(nullptr);
+  Rect.SetDetX(Big);
+  Rect.SetDetY(2);
+  Refused(Rect, "6442450944 vertices");
+}
 
 TEST(ShapeSetterTest, CorrectionsFollowEachSettersRule) {
   TLumSphere S(nullptr);
