@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <type_traits>
 
 #include "lumox/package/lumpackage.h"
 #include "lumox/scene/lumcomp.h"
@@ -303,6 +304,11 @@ uint32_t TLumExchange::hex2int(const std::string& Text) {
 // --- reading --------------------------------------------------------------------------
 
 bool TLumExchange::GetParamText(const std::string& Name, std::string& Text) {
+  return Lookup(Name, Text, "text");
+}
+
+bool TLumExchange::Lookup(const std::string& Name, std::string& Text, std::string_view Type) {
+  if (OnAttributeRead) OnAttributeRead(Name, std::string(Type));
   if (!FCurrentTag) return false;
   if (FLinesOf != FCurrentTag) SplitParams();
   // The first line of that name gives the value; its repetitions count as read too.
@@ -317,7 +323,7 @@ bool TLumExchange::GetParamText(const std::string& Name, std::string& Text) {
 
 void TLumExchange::getvalue(const std::string& Name, bool& Value) {
   std::string Text;
-  if (!GetParamText(Name, Text)) return;
+  if (!Lookup(Name, Text, "boolean")) return;
   Strto(Text, Value);
   if (!Text.empty() && Text != "true" && Text != "false")
     Warn(lwBadBoolean, Name + "=\"" + Text + "\" is neither true nor false (case matters): " +
@@ -328,7 +334,7 @@ void TLumExchange::getvalue(const std::string& Name, bool& Value) {
 template <typename T>
 void TLumExchange::GetNumber(const std::string& Name, T& Value) {
   std::string Text;
-  if (!GetParamText(Name, Text)) return;
+  if (!Lookup(Name, Text, std::is_integral_v<T> ? "integer" : "number")) return;
   try {
     Strto(Text, Value);
   } catch (const EConvertError& E) {
@@ -348,7 +354,7 @@ void TLumExchange::getvalue(const std::string& Name, std::string& Value) {
 
 void TLumExchange::getvalue(const std::string& Name, TLumMathVector& V) {
   std::string Text;
-  if (!GetParamText(Name, Text) || Text.empty()) return;
+  if (!Lookup(Name, Text, "vector x,y,z") || Text.empty()) return;
   Strto(Text, V);
   // Complete only as three numbers separated by ','.
   const std::string_view S(Text);
@@ -367,7 +373,7 @@ void TLumExchange::getvalue(const std::string& Name, TLumMathVector& V) {
 
 void TLumExchange::getcolorvalue(const std::string& Name, uint32_t& Value) {
   std::string Text;
-  if (!GetParamText(Name, Text) || Text.empty()) return;
+  if (!Lookup(Name, Text, "colour 00BBGGRR") || Text.empty()) return;
   Value = hex2int(Text);
   const bool Hex = std::all_of(Text.begin(), Text.end(), [](char C) {
     return std::isxdigit(static_cast<unsigned char>(C)) != 0;
@@ -381,7 +387,8 @@ void TLumExchange::getcolorvalue(const std::string& Name, uint32_t& Value) {
 void TLumExchange::getsetvalue(const std::string& Name, uint32_t& SetBits, const char* const* Names,
                                int High) {
   std::string Text;
-  if (!GetParamText(Name, Text)) return;
+  if (!Lookup(Name, Text, OnAttributeRead ? "set of " + NameList(Names, High) : std::string()))
+    return;
   uint32_t Bits = 0;
   std::string_view Rest(Text);
   while (!Rest.empty()) {
@@ -447,7 +454,8 @@ void TLumExchange::Strto(const std::string& Text, TLumMathVector& V) const {
 
 int TLumExchange::getenums(const std::string& Name, const char* const* Names, int High) {
   std::string Text;
-  if (!GetParamText(Name, Text)) return 0;
+  if (!Lookup(Name, Text, OnAttributeRead ? "one of " + NameList(Names, High) : std::string()))
+    return 0;
   const int Ordinal = getenumv(Text, Names, High);
   if (Names && Names[Ordinal] && Text != Names[Ordinal])
     Warn(lwUnknownName, Name + "=\"" + Text + "\" is not one of " + NameList(Names, High) +
@@ -621,8 +629,13 @@ void TLumExchange::SplitParams() {
 
 void TLumExchange::CheckUnread() {
   if (FLinesOf != FCurrentTag) SplitParams();
-  for (const TParamLine& L : FLines) {
+  for (size_t I = 0; I < FLines.size(); ++I) {
+    const TParamLine& L = FLines[I];
     if (L.Read) continue;
+    // The reader repeats an element's last attribute: one warning for both.
+    for (size_t J = I + 1; J < FLines.size(); ++J)
+      if (FLines[J].HasValue == L.HasValue && SameText(FLines[J].Name, L.Name))
+        FLines[J].Read = true;
     if (!L.HasValue)
       Warn(lwUnreadAttribute, "\"" + std::string(L.Name) +
                                   "\" is no attribute (name=\"value\"): a value holding a line "
@@ -678,6 +691,7 @@ void TLumExchange::HandleTag(TXMLTag*& Tag) {
         Obj = Prop->ReadComp(this, Tag);
       else if (auto* Comp = dynamic_cast<TLumComponent*>(Parent))
         Obj = Comp->ReadComp(this, Tag);
+      if (!Obj && Parent && OnReadElement) Obj = OnReadElement(Tag, Parent);
       if (Obj)
         CheckUnread();
       else if (Parent)

@@ -81,6 +81,15 @@ class TLumExchange : public TComponent {
   // Progress of saving (per object) and loading (per character), 0..1.
   TXMLProgressEvent OnSProgress;
 
+  // Asked for an element that its parent's ReadComp did not take, with the parent's
+  // object; may return the object that reads it (after reading its attributes from
+  // this exchange), or nullptr to skip it with a warning. Lets an application read
+  // elements of its own, such as a viewpoint among the file's objects.
+  std::function<TObject*(TXMLTag* Tag, TObject* Parent)> OnReadElement;
+  // Told of every attribute lookup of the reading services, with the kind of value
+  // asked for ("boolean", "integer", "number", "text", "vector x,y,z", "colour
+  // 00BBGGRR", "one of (...)", "set of (...)"): the format reference is made from it.
+  std::function<void(const std::string& Name, const std::string& Type)> OnAttributeRead;
   // Raised for every load warning as it is found; the load goes on unchanged.
   TLumLoadWarningEvent OnWarning;
   // The warnings of the last LoadfromFile, in the order found.
@@ -207,6 +216,8 @@ class TLumExchange : public TComponent {
   void Warn(TLumLoadWarningKind Kind, const TXMLTag* Tag, std::string_view Element,
             const std::string& Text);
   void SplitParams();
+  // GetParamText, telling OnAttributeRead the kind of value asked for.
+  bool Lookup(const std::string& Name, std::string& Text, std::string_view Type);
   // Warns of the current element's attributes that no lookup asked for.
   void CheckUnread();
   void HandleSkippedTag(TXMLTag* Tag, std::string_view Name);

@@ -38,7 +38,7 @@ TEST(LoadWarningTest, EachKindNamesItsLineAndElement) {
        {{lwUnknownClass, 3, "TLUMSPHEER"}}},
       {"<TLUMSPHERE name=\"S\">\r\n<Colour Color=\"000000FF\"/>\r\n</TLUMSPHERE>",
        {{lwUnknownElement, 4, "Colour"}}},
-      {"<TLUMSPHERE name=\"S\" Radus=\"2\" Radius=\"3\"/>", {{lwUnreadAttribute, 3, "TLUMSPHERE"}}},
+      {"<TLUMSPHERE name=\"S\" Radius=\"3\" Radus=\"2\"/>", {{lwUnreadAttribute, 3, "TLUMSPHERE"}}},
       {"\r\n<TLUMMATERIAL name=\"M\" Face=\"mfBoth\"/>", {{lwUnknownName, 4, "TLUMMATERIAL"}}},
       {"<TLUMBOX name=\"B\" Faces=\"bfTop,bfUp\"/>", {{lwUnknownName, 3, "TLUMBOX"}}},
       {"<TLUMSPHERE name=\"S\" Enabled=\"False\"/>", {{lwBadBoolean, 3, "TLUMSPHERE"}}},
