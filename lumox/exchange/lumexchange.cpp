@@ -640,6 +640,10 @@ void TLumExchange::CheckUnread() {
       Warn(lwUnreadAttribute, "\"" + std::string(L.Name) +
                                   "\" is no attribute (name=\"value\"): a value holding a line "
                                   "break or a blank after a quote splits it; ignored");
+    else if (!L.Name.empty() && (L.Name.front() == ' ' || L.Name.front() == '\t'))
+      Warn(lwUnreadAttribute, "attribute \"" + std::string(L.Name) +
+                                  "\" has blanks or tabs in its name: indent a continued line "
+                                  "by one blank (or an odd number), never by tabs; ignored");
     else
       Warn(lwUnreadAttribute,
            "attribute \"" + std::string(L.Name) + "\" is not read by this element: ignored");
