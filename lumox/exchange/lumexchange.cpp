@@ -55,6 +55,19 @@ bool ParseInt(std::string_view Text, T& Value) {
   return true;
 }
 
+// Cuts the text at the first and second ','; a part that is missing or bad keeps its
+// value. True when all three parts were read.
+bool ParseVector(std::string_view S, TLumMathVector& V) {
+  const size_t C1 = S.find(',');
+  bool Complete = ParseFloat(S.substr(0, C1), V.X);
+  if (C1 == std::string_view::npos) return false;
+  const size_t C2 = S.find(',', C1 + 1);
+  Complete &=
+      ParseFloat(S.substr(C1 + 1, C2 == std::string_view::npos ? S.npos : C2 - C1 - 1), V.Y);
+  if (C2 == std::string_view::npos) return false;
+  return ParseFloat(S.substr(C2 + 1), V.Z) && Complete;
+}
+
 // "(a, b, c)" of an enumeration's name table.
 std::string NameList(const char* const* Names, int High) {
   std::string S = "(";
@@ -311,14 +324,14 @@ bool TLumExchange::Lookup(const std::string& Name, std::string& Text, std::strin
   if (OnAttributeRead) OnAttributeRead(Name, std::string(Type));
   if (!FCurrentTag) return false;
   if (FLinesOf != FCurrentTag) SplitParams();
-  // The first line of that name gives the value; its repetitions count as read too.
-  bool Found = false;
+  // The first line of that name gives the value.
   for (TParamLine& L : FLines)
     if (L.HasValue && SameText(L.Name, Name)) {
-      if (!Found) Text.assign(L.Value);
-      Found = L.Read = true;
+      Text.assign(L.Value);
+      L.Read = true;
+      return true;
     }
-  return Found;
+  return false;
 }
 
 void TLumExchange::getvalue(const std::string& Name, bool& Value) {
@@ -355,18 +368,7 @@ void TLumExchange::getvalue(const std::string& Name, std::string& Value) {
 void TLumExchange::getvalue(const std::string& Name, TLumMathVector& V) {
   std::string Text;
   if (!Lookup(Name, Text, "vector x,y,z") || Text.empty()) return;
-  Strto(Text, V);
-  // Complete only as three numbers separated by ','.
-  const std::string_view S(Text);
-  bool Complete = std::count(S.begin(), S.end(), ',') == 2;
-  for (size_t Pos = 0; Complete;) {
-    const size_t Comma = S.find(',', Pos);
-    double D;
-    Complete = ParseFloat(S.substr(Pos, Comma == S.npos ? S.npos : Comma - Pos), D);
-    if (Comma == S.npos) break;
-    Pos = Comma + 1;
-  }
-  if (!Complete)
+  if (!ParseVector(Text, V))
     Warn(lwBadNumberText,
          Name + "=\"" + Text + "\" is not three numbers \"x,y,z\": read as \"" + toStr(V) + "\"");
 }
@@ -440,16 +442,7 @@ void TLumExchange::Strto(const std::string& Text, std::string& Value) const {
 }
 
 void TLumExchange::Strto(const std::string& Text, TLumMathVector& V) const {
-  if (Text.empty()) return;
-  // Cut at the first and second ','; a part that is missing or bad keeps its value.
-  std::string_view S(Text);
-  size_t C1 = S.find(',');
-  ParseFloat(S.substr(0, C1), V.X);
-  if (C1 == std::string_view::npos) return;
-  size_t C2 = S.find(',', C1 + 1);
-  ParseFloat(S.substr(C1 + 1, C2 == std::string_view::npos ? S.npos : C2 - C1 - 1), V.Y);
-  if (C2 == std::string_view::npos) return;
-  ParseFloat(S.substr(C2 + 1), V.Z);
+  if (!Text.empty()) ParseVector(Text, V);
 }
 
 int TLumExchange::getenums(const std::string& Name, const char* const* Names, int High) {
@@ -632,10 +625,12 @@ void TLumExchange::CheckUnread() {
   for (size_t I = 0; I < FLines.size(); ++I) {
     const TParamLine& L = FLines[I];
     if (L.Read) continue;
-    // The reader repeats an element's last attribute: one warning for both.
-    for (size_t J = I + 1; J < FLines.size(); ++J)
-      if (FLines[J].HasValue == L.HasValue && SameText(FLines[J].Name, L.Name))
-        FLines[J].Read = true;
+    // The reader repeats an element's last attribute: a repetition of a line that was
+    // read, or warned of, counts as read.
+    bool Repeated = false;
+    for (size_t J = 0; J < I && !Repeated; ++J)
+      Repeated = FLines[J].HasValue == L.HasValue && SameText(FLines[J].Name, L.Name);
+    if (Repeated) continue;
     if (!L.HasValue)
       Warn(lwUnreadAttribute, "\"" + std::string(L.Name) +
                                   "\" is no attribute (name=\"value\"): a value holding a line "

@@ -317,5 +317,23 @@ TEST_F(CommandTest, FormatReferenceInTheDocsIsTheCommandsOutput) {
   EXPECT_NE(Out.find("<FDiffuse>  written, not read back"), std::string::npos);
 }
 
+TEST_F(CommandTest, OnATerminalRenderWithoutOutputWritesScenePngBesideTheScene) {
+  if (std::system("command -v script >/dev/null 2>&1") != 0)
+    GTEST_SKIP() << "no script(1) for a terminal";
+  Write("ball.lumgl", SphereScene("000000FF"));
+  // script(1) gives the command a terminal; what it prints lands in out.txt.
+  ASSERT_EQ(Run("--version"), 0);  // Run's files exist
+  const std::string Cmd = "script -qec \"'" + std::string(LUMOX_COMMAND) + "' render '" +
+                          File("ball.lumgl") + "' --size 40x30\" /dev/null >'" + File("out.txt") +
+                          "'";
+  const int Status = std::system(Cmd.c_str());
+  ASSERT_TRUE(WIFEXITED(Status) && WEXITSTATUS(Status) == 0) << Read(File("out.txt"));
+  EXPECT_NE(Read(File("out.txt")).find("wrote " + File("ball.png")), std::string::npos)
+      << Read(File("out.txt"));
+  TBitmap B;
+  B.LoadFromFile(File("ball.png"));
+  EXPECT_EQ(B.Width(), 40);
+}
+
 }  // namespace
 }  // namespace lumox
