@@ -55,6 +55,10 @@ bool ParseInt(std::string_view Text, T& Value) {
   return true;
 }
 
+bool Unwritable(char C) {
+  return C == '"' || C == '<' || C == '>' || C == '/' || C == '\r' || C == '\n' || C == '\0';
+}
+
 // Cuts the text at the first and second ','; a part that is missing or bad keeps its
 // value. True when all three parts were read.
 bool ParseVector(std::string_view S, TLumMathVector& V) {
@@ -176,8 +180,9 @@ void TLumExchange::addparam(const std::string& Name, const std::string& Text) {
   // The reader ends a tag at '/' and '>' even inside quotes, a value at '"', splits the
   // attributes at line breaks and stops at a zero byte ('<' goes with them, so that a
   // value never reads as markup): such a value would load as something else.
-  const size_t Bad = Text.find_first_of(std::string_view("\"<>/\r\n\0", 7));
-  if (Bad != std::string::npos) {
+  size_t Bad = 0;
+  while (Bad < Text.size() && !Unwritable(Text[Bad])) ++Bad;
+  if (Bad < Text.size()) {
     const char C = Text[Bad];
     const std::string Shown = C == '\r'   ? "CR"
                               : C == '\n' ? "LF"

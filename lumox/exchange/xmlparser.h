@@ -52,8 +52,8 @@ void TXMLTag::ForEachParamLine(F&& Fn) const {
   const std::string_view Text(Params);
   size_t Pos = 0;
   while (Pos < Text.size()) {
-    size_t End = Text.find_first_of("\r\n", Pos);
-    if (End == std::string_view::npos) End = Text.size();
+    size_t End = Pos;
+    while (End < Text.size() && Text[End] != '\r' && Text[End] != '\n') ++End;
     Fn(Text.substr(Pos, End - Pos));
     Pos = End + (Text.compare(End, 2, "\r\n") == 0 ? 2 : 1);
   }
