@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -52,8 +53,14 @@ void TXMLTag::ForEachParamLine(F&& Fn) const {
   const std::string_view Text(Params);
   size_t Pos = 0;
   while (Pos < Text.size()) {
-    size_t End = Pos;
-    while (End < Text.size() && Text[End] != '\r' && Text[End] != '\n') ++End;
+    // The next LF, or a CR before it (lines mostly end in CR LF: two memchr calls).
+    const char* Begin = Text.data() + Pos;
+    const size_t Left = Text.size() - Pos;
+    const void* Lf = std::memchr(Begin, '\n', Left);
+    const size_t ToLf = Lf ? static_cast<size_t>(static_cast<const char*>(Lf) - Begin) : Left;
+    const void* Cr = std::memchr(Begin, '\r', ToLf);
+    const size_t End =
+        Pos + (Cr ? static_cast<size_t>(static_cast<const char*>(Cr) - Begin) : ToLf);
     Fn(Text.substr(Pos, End - Pos));
     Pos = End + (Text.compare(End, 2, "\r\n") == 0 ? 2 : 1);
   }
