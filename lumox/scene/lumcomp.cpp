@@ -53,7 +53,16 @@ void TLumComponent::ReadValues(TLumExchange* Exchange) {
 
 void TLumComponent::WriteComp(TLumExchange* Exchange, const std::string& Tag) {
   Exchange->StartTag(Tag);
-  WriteValues(Exchange);
+  try {
+    WriteValues(Exchange);
+  } catch (EUnwritableValue& E) {
+    if (E.Named) throw;
+    const std::string Who = Name().empty() ? std::string("a ") + ClassName() + " without a name"
+                                           : "component \"" + Name() + "\" (" + ClassName() + ")";
+    EUnwritableValue Named(Who + ", " + E.what());
+    Named.Named = true;
+    throw Named;
+  }
   Exchange->EndTag();
 }
 

@@ -43,6 +43,10 @@ inline std::string ReadText(const std::string& FileName) {
   return S.str();
 }
 
+inline void WriteText(const std::string& FileName, const std::string& Text) {
+  std::ofstream(FileName, std::ios::binary) << Text;
+}
+
 // Writes Source as the only object of FileName.
 inline void SaveComponent(TLumComponent* Source, const std::string& FileName,
                           bool NoDefaultValues = false) {
