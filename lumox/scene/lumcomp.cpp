@@ -395,7 +395,8 @@ void TLumCustomNode::CheckLink(const TLumRender* Item) const {
   // make rendering and saving recurse without end. Only nodes hold others, and the walk
   // goes up through this node's holders, so it costs the depth, not the scene's size.
   if (Item == this) throw Exception("Can not create a link to myself.");
-  if (!dynamic_cast<const TLumCustomNode*>(Item)) return;
+  const auto* ItemNode = dynamic_cast<const TLumCustomNode*>(Item);
+  if (!ItemNode || ItemNode->FHeldCount == 0) return;
   std::vector<const TLumCustomNode*> Pending{this};
   std::unordered_set<const TLumCustomNode*> Seen{this};
   while (!Pending.empty()) {
@@ -410,10 +411,13 @@ void TLumCustomNode::CheckLink(const TLumRender* Item) const {
 
 void TLumCustomNode::Hold(TLumRender* Item, bool Value) {
   auto& H = Item->FHolders;
-  if (Value)
+  if (Value) {
     H.push_back(this);
-  else
+    ++FHeldCount;
+  } else {
     H.erase(std::remove(H.begin(), H.end(), this), H.end());
+    --FHeldCount;
+  }
 }
 
 }  // namespace lumox

@@ -178,6 +178,11 @@ class TLumCustomNode : public TLumRender {
   void CheckLink(const TLumRender* Item) const;
   // Records that this node's list holds Item (Value true) or no longer does.
   void Hold(TLumRender* Item, bool Value);
+
+ private:
+  // How many components this node's list holds; a node that holds none cannot close a
+  // cycle, which keeps linking fresh nodes (a load, nested to any depth) constant-time.
+  int FHeldCount = 0;
 };
 
 }  // namespace lumox
