@@ -273,6 +273,7 @@ std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root
     throw Exception("\"" + File + "\" is a directory, not a scene file");
   if (::stat(File.c_str(), &St) != 0 || !S_ISREG(St.st_mode))
     throw Exception("Cannot open file \"" + File + "\": no such file");
+  if (IsModelPath(File)) return LoadModelInto(File, Owner, Root), std::string();
   // The reader accepts any text; a scene file must at least have its root element.
   if (Lower(ReadHead(File, 64 * 1024)).find("<lumgl") == std::string::npos)
     throw Exception("\"" + File + "\" is not a LUMGL scene file (no LUMGL element)");
@@ -380,6 +381,7 @@ int RunInfo(const TArgs& Args) {
     }
     auto* View = new TLumView(&Form);
     std::fputs(LumDiagnosticsReport(View, Root).c_str(), stdout);
+    if (Root && IsModelPath(Scene)) std::fputs(ModelReport(Root).c_str(), stdout);
   } catch (const std::exception& E) {
     return Fail(Scene, E.what());
   }
@@ -414,6 +416,14 @@ int RunConvert(const TArgs& Args) {
     TComponent Form(nullptr);
     auto* Root = new TLumNode(&Form);
     const std::string Description = LoadScene(Files[0], &Form, Root);
+    if (IsModelOutput(Files[1])) {
+      try {
+        SaveModelFile(Root, Files[1]);
+      } catch (const std::exception& E) {
+        return Fail(Files[1], E.what());
+      }
+      return 0;
+    }
     auto* Out = new TLumExchange(&Form);
     Out->SetFileName(Files[1]);
     Out->SetNoDefaultValues(NoDefaults);
