@@ -251,7 +251,7 @@ TEST_F(CommandTest, ClassesListsThePalettePagesInOrder) {
   EXPECT_NE(Page, std::string::npos) << Out;
   EXPECT_NE(Obj, std::string::npos) << Out;
   EXPECT_LT(Page, Obj);
-  EXPECT_NE(Out.find("  TLumExchange\nLumox Obj:"), std::string::npos) << Out;
+  EXPECT_NE(Out.find("  TLumExchange\n  TLumDXFImport\nLumox Obj:"), std::string::npos) << Out;
   EXPECT_NE(Out.find("  TLumRotObj\n"), std::string::npos) << Out;
 }
 
