@@ -70,8 +70,8 @@ std::set<TPos> Positions(const TLum3dObj& O) {
 class ModelViewTest : public test::ViewTest {};
 
 TEST_F(ModelViewTest, EachFormatsCubeLoadsWithEightCornersAndTwelveTrianglesAndRenders) {
-  for (const char* Name :
-       {"cube.obj", "cube_ascii.stl", "cube_binary.stl", "cube.ply", "cube.gltf", "cube.glb"}) {
+  for (const char* Name : {"cube.obj", "cube_ascii.stl", "cube_binary.stl", "cube.ply", "cube.gltf",
+                           "cube.glb", "cube.3ds"}) {
     SCOPED_TRACE(Name);
     TLum3dObj O(nullptr);
     O.LoadFromFile(Data + Name);
