@@ -1,8 +1,11 @@
 // Model files in the command: loading OBJ, STL, PLY, glTF, 3DS, DXF and the other formats
 // of the model importer into a scene, writing scenes as OBJ, STL or glTF, and the
 // summary that info prints for them.
+#include <unistd.h>
+
 #include <algorithm>
 #include <cfloat>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 
@@ -60,7 +63,30 @@ void LoadModelInto(const std::string& File, TComponent* Owner, TLumNode* Root) {
     }
     return;
   }
-  Root->Add(LoadModel(File, Owner));
+  TLumImportOptions Options;
+  // A bar on a terminal once a load has taken more than a second.
+  const auto Start = std::chrono::steady_clock::now();
+  int Shown = -1;
+  if (::isatty(2))
+    Options.OnProgress = [&](double Progress) {
+      const int Percent = static_cast<int>(Progress * 100);
+      if (Percent == Shown || std::chrono::steady_clock::now() - Start < std::chrono::seconds(1))
+        return;
+      Shown = Percent;
+      std::fprintf(stderr, "\rloading %s [%s%s] %3d%%", File.c_str(),
+                   std::string(Percent * 30 / 100, '#').c_str(),
+                   std::string(30 - Percent * 30 / 100, ' ').c_str(), Percent);
+      std::fflush(stderr);
+    };
+  TLumNode* Model = nullptr;
+  try {
+    Model = LoadModel(File, Owner, Options);
+  } catch (...) {
+    if (Shown >= 0) std::fprintf(stderr, "\n");
+    throw;
+  }
+  if (Shown >= 0) std::fprintf(stderr, "\n");
+  Root->Add(Model);
 }
 
 void SaveModelFile(TLumNode* Root, const std::string& File) { SaveModel(Root, File, false); }

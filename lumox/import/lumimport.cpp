@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <assimp/Exporter.hpp>
 #include <assimp/Importer.hpp>
+#include <assimp/ProgressHandler.hpp>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -227,6 +228,19 @@ void TImporter::ReadTree() {
   }
 }
 
+// Hands the importer's progress to the caller's function.
+class TProgress : public Assimp::ProgressHandler {
+ public:
+  explicit TProgress(std::function<void(double)> F) : FF(std::move(F)) {}
+  bool Update(float Percentage) override {
+    if (Percentage >= 0.0f) FF(std::clamp(static_cast<double>(Percentage), 0.0, 1.0));
+    return true;
+  }
+
+ private:
+  std::function<void(double)> FF;
+};
+
 unsigned ImportFlags(const TLumImportOptions& Options) {
   unsigned F = aiProcess_Triangulate | aiProcess_JoinIdenticalVertices | aiProcess_SortByPType |
                aiProcess_ValidateDataStructure;
@@ -238,6 +252,8 @@ const aiScene* ReadScene(Assimp::Importer& Imp, const std::string& FileName,
                          const TLumImportOptions& Options) {
   if (!fs::is_regular_file(FileName))
     throw Exception("Cannot read the model file \"" + FileName + "\": no such file.");
+  if (Options.OnProgress)
+    Imp.SetProgressHandler(new TProgress(Options.OnProgress));  // the importer deletes it
   const aiScene* S = Imp.ReadFile(FileName, ImportFlags(Options));
   if (!S || (S->mFlags & AI_SCENE_FLAGS_INCOMPLETE) || !S->mRootNode)
     throw Exception("Cannot read the model file \"" + FileName + "\": " + Imp.GetErrorString() +

@@ -15,6 +15,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,8 @@ struct TLumImportOptions {
   double Scale = 1.0;
   // Normals computed from the faces where the file gives none.
   bool GenerateNormals = true;
+  // Told the share read so far (0..1) while the importer works, when set.
+  std::function<void(double)> OnProgress;
 };
 
 // Reads a model file into a new node owned by AOwner: the file's node hierarchy as

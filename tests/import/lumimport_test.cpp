@@ -121,7 +121,17 @@ TEST_F(ModelViewTest, MaterialsAndASideTextureArriveAndDraw) {
 
 TEST(ModelImportTest, GltfNodesKeepTheirHierarchyAndTransformations) {
   TComponent Owner(nullptr);
-  TLumNode* Root = LoadModel(Data + "cube_nodes.gltf", &Owner, {uaYUpToZUp, 2.0, true});
+  TLumImportOptions Options;
+  Options.UpAxis = uaYUpToZUp;
+  Options.Scale = 2.0;
+  double Last = -1;
+  Options.OnProgress = [&Last](double P) {
+    EXPECT_GE(P, Last);
+    Last = P;
+  };
+  TLumNode* Root = LoadModel(Data + "cube_nodes.gltf", &Owner, Options);
+  EXPECT_GE(Last, 0.0);  // the importer reported its progress
+  EXPECT_LE(Last, 1.0);
   EXPECT_EQ(Root->Transformation()->Rotation()->X(), 90.0f);
   EXPECT_EQ(Root->Transformation()->Scale()->Y(), 2.0f);
   ASSERT_EQ(Root->GetCount(), 1);
