@@ -25,6 +25,8 @@
 #include "lumox/host/graphics.h"
 #include "lumox/math/lumclass.h"
 #include "lumox/math/lumgl.h"
+#include "lumox/import/lumdxfimport.h"
+#include "lumox/import/lumimport.h"
 #include "lumox/math/lummath.h"
 #include "lumox/package/lumpackage.h"
 #include "lumox/package/lumversion.h"

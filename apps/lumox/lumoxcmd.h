@@ -76,4 +76,14 @@ const char* DemoSceneText();
 // the callbacks of the function surface and the body of rotation.
 void LoadDemoScene(lumox::TComponent* Owner, lumox::TLumNode* Root);
 
+// Model files (models.cpp): whether a name is a model file the importer reads (or DXF);
+// loading one into Root (throws lumox::Exception naming the file); whether a name is an
+// export format; writing the meshes under Root, nodes kept; the parts, vertices,
+// triangles and bounds of the meshes under Root.
+bool IsModelPath(const std::string& File);
+void LoadModelInto(const std::string& File, lumox::TComponent* Owner, lumox::TLumNode* Root);
+bool IsModelOutput(const std::string& File);
+void SaveModelFile(lumox::TLumNode* Root, const std::string& File);
+std::string ModelReport(lumox::TLumNode* Root);
+
 }  // namespace lumoxcmd

@@ -319,6 +319,7 @@ std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root
     throw Exception("\"" + File + "\" is a directory, not a scene file");
   if (::stat(File.c_str(), &St) != 0 || !S_ISREG(St.st_mode))
     throw Exception("Cannot open file \"" + File + "\": no such file");
+  if (IsModelPath(File)) return LoadModelInto(File, Owner, Root), std::string();
   // The reader accepts any text; a scene file must at least have its root element.
   if (Lower(ReadHead(File, 64 * 1024)).find("<lumgl") == std::string::npos)
     throw Exception("\"" + File + "\" is not a LUMGL scene file (no LUMGL element)");
@@ -461,6 +462,7 @@ int RunInfo(const TArgs& Args) {
     }
     auto* View = new TLumView(&Form);
     std::fputs(LumDiagnosticsReport(View, Root).c_str(), stdout);
+    if (Root && IsModelPath(Scene)) std::fputs(ModelReport(Root).c_str(), stdout);
     if (ListScene) PrintSceneTree(View, Root);
   } catch (const std::exception& E) {
     return Fail(Scene, E.what());
@@ -519,6 +521,14 @@ int RunConvert(const TArgs& Args) {
     PrintWarnings(Load.Warnings);
     if (Strict && !Load.Warnings.empty()) return StrictStatus(Files[0], Load.Warnings);
     if (int Status = CheckLoss(Files[0], Files[1], Load.Warnings, Force)) return Status;
+    if (IsModelOutput(Files[1])) {
+      try {
+        SaveModelFile(Root, Files[1]);
+      } catch (const std::exception& E) {
+        return Fail(Files[1], E.what());
+      }
+      return 0;
+    }
     auto* Out = new TLumExchange(&Form);
     Out->SetFileName(Files[1]);
     Out->SetNoDefaultValues(NoDefaults);

@@ -99,15 +99,16 @@ void TLum3dPart::SetVertexData(int32_t Count, const double* Positions, const dou
   P->SetDefineArrays(A);
   P->SetCount(Count);
   const size_t N = static_cast<size_t>(Count);
-  std::memcpy(P->Vertices(), Positions, N * 3 * sizeof(double));
-  if (Normals) std::memcpy(P->Normals(), Normals, N * 3 * sizeof(double));
+  // An empty block has no arrays: memcpy must not see their null pointers.
+  if (N > 0) std::memcpy(P->Vertices(), Positions, N * 3 * sizeof(double));
+  if (Normals && N > 0) std::memcpy(P->Normals(), Normals, N * 3 * sizeof(double));
   if (TexCoords) {
     double* T = P->TexCoords();
     for (size_t i = 0; i < N; ++i)
       for (int k = 0; k < 3; ++k)
         T[i * 3 + k] = k < TexComponents ? TexCoords[i * TexComponents + k] : 0.0;
   }
-  if (Colors) std::memcpy(P->Colors(), Colors, N * 4 * sizeof(float));
+  if (Colors && N > 0) std::memcpy(P->Colors(), Colors, N * 4 * sizeof(float));
   SetArrays(A);
 }
 
@@ -169,9 +170,14 @@ void TLum3dPart::Assign(TPersistent* Source) {
   if (auto* S = dynamic_cast<TLum3dPart*>(Source); S && S != this) {
     FPartName = S->FPartName;
     FVisible = S->FVisible;
-    if (S->FMaterial)
-      CreateMaterial()->Assign(S->FMaterial.get());
-    else
+    if (S->FMaterial) {
+      TLumMaterial* M = CreateMaterial();
+      // Assign takes over the source material's change hook, which names the source
+      // part; this part keeps its own, so that the copy outlives the source safely.
+      const TNotifyEvent Hook = M->OnChange;
+      M->Assign(S->FMaterial.get());
+      M->OnChange = Hook;
+    } else
       RemoveMaterial();
     const TLumPrimitivePoints* SP = S->Points();
     const double* Tex = SP->TexCoords();

@@ -99,6 +99,11 @@ class TLum3dObj : public TLumObject {
   TLum3dPart* AddPart(const std::string& Name);
   void DeletePart(int32_t i);
   void Clear();
+  // Replaces the parts by the meshes of a model file (any format the model importer
+  // reads), each placed by the file's node transformations; textures become components
+  // owned by this object. Throws Exception naming the file when it cannot be read, the
+  // parts then as they were. Defined in lumox/import.
+  void LoadFromFile(const std::string& FileName);
   // Vertices of all parts together.
   int64_t VertexCount() const;
   // The most vertices the parts may hold together; adding beyond it throws. Values

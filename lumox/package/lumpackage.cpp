@@ -38,7 +38,8 @@ std::vector<TLumPalettePage>& Pages() {
                  {"TLumView", "TLumPerspectiveCamera", "TLumOrthographicCamera",
                   "TLumCarController", "TLumPersonController", "TLumPresentationController",
                   "TLumMouseController", "TLumTimer", "TLumNode", "TLumMaterial", "TLumAttributes",
-                  "TLumFog", "TLumLight", "TLumTexture", "TLumClip", "TLumExchange"}});
+                  "TLumFog", "TLumLight", "TLumTexture", "TLumClip", "TLumExchange",
+                  "TLumDXFImport"}});
     L.push_back(
         {"Lumox Obj",
          {"TLumPoint", "TLumLine", "TLumTriangle", "TLumRectangle", "TLumSphere", "TLumCylinder",

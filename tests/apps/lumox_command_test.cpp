@@ -272,7 +272,7 @@ TEST_F(CommandTest, ClassesListsThePalettePagesInOrder) {
   EXPECT_NE(Page, std::string::npos) << Out;
   EXPECT_NE(Obj, std::string::npos) << Out;
   EXPECT_LT(Page, Obj);
-  EXPECT_NE(Out.find("  TLumExchange\nLumox Obj:"), std::string::npos) << Out;
+  EXPECT_NE(Out.find("  TLumExchange\n  TLumDXFImport\nLumox Obj:"), std::string::npos) << Out;
   EXPECT_NE(Out.find("  TLumRotObj\n"), std::string::npos) << Out;
 }
 
@@ -388,6 +388,26 @@ TEST_F(CommandTest, OnATerminalRenderWithoutOutputWritesScenePngBesideTheScene) 
   TBitmap B;
   B.LoadFromFile(File("ball.png"));
   EXPECT_EQ(B.Width(), 40);
+}
+
+TEST_F(CommandTest, ModelFilesRenderConvertAndReport) {
+  const std::string Models = std::string(LUMOX_TEST_DATA) + "/models/";
+  ASSERT_EQ(Run("info '" + Models + "cube.obj'"), 0) << Err;
+  EXPECT_NE(Out.find("model: 1 parts, 8 vertices, 12 triangles"), std::string::npos) << Out;
+  EXPECT_NE(Out.find("-0.5 -0.5 -0.5 .. 0.5 0.5 0.5"), std::string::npos) << Out;
+  ASSERT_EQ(Run("render '" + Models + "cube.glb' -o '" + File("c.png") + "' --size 80x60"), 0) << Err;
+  TBitmap B;
+  B.LoadFromFile(File("c.png"));
+  EXPECT_EQ(B.GetPixel(40, 30), 0xFFFFFFu);
+  EXPECT_EQ(B.GetPixel(2, 2), 0u);
+  // A model into a scene file and on into glTF keeps its triangles.
+  ASSERT_EQ(Run("convert '" + Models + "cube.ply' '" + File("c.lumgl") + "'"), 0) << Err;
+  ASSERT_EQ(Run("convert '" + File("c.lumgl") + "' '" + File("c.gltf") + "'"), 0) << Err;
+  ASSERT_EQ(Run("info '" + File("c.gltf") + "'"), 0) << Err;
+  EXPECT_NE(Out.find("12 triangles"), std::string::npos) << Out;
+  // A drawing names the entities it skipped.
+  ASSERT_EQ(Run("render '" + Models + "drawing.dxf' -o '" + File("d.png") + "' --fit"), 0) << Err;
+  EXPECT_NE(Err.find("TEXT (1)"), std::string::npos) << Err;
 }
 
 }  // namespace

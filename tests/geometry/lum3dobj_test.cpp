@@ -98,6 +98,18 @@ TEST(Mesh3dExchangeTest, PartsArraysAndMaterialsRoundTrip) {
   test::ExpectAssignCopies(O, Dir);
 }
 
+TEST(Mesh3dTest, ACopiedMaterialReportsToTheCopyAfterTheSourceIsGone) {
+  auto* A = new TLum3dObj(nullptr);
+  A->AddPart("p")->CreateMaterial();
+  TLum3dObj B(nullptr);
+  B.Assign(A);
+  delete A;
+  int Changes = 0;
+  B.OnChange = [&Changes](TObject*) { ++Changes; };
+  B.Part(0)->PartMaterial()->SetShininess(7);
+  EXPECT_GT(Changes, 0);
+}
+
 class Mesh3dViewTest : public test::ViewTest {};
 
 TEST_F(Mesh3dViewTest, VisiblePartsDrawInTheirVertexColours) {

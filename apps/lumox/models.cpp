@@ -1,0 +1,127 @@
+// Model files in the command: loading OBJ, STL, PLY, glTF, 3DS, DXF and the other formats
+// of the model importer into a scene, writing scenes as OBJ, STL or glTF, and the
+// summary that info prints for them.
+#include <unistd.h>
+
+#include <algorithm>
+#include <cfloat>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+
+#include "apps/lumox/lumoxcmd.h"
+#include "lumox/import/lumdxfimport.h"
+#include "lumox/import/lumimport.h"
+#include "lumox/math/lumgl.h"
+
+namespace lumoxcmd {
+
+using namespace lumox;
+
+namespace {
+
+std::string Ext(const std::string& File) {
+  std::string E = std::filesystem::path(File).extension().string();
+  std::transform(E.begin(), E.end(), E.begin(), [](unsigned char c) { return std::tolower(c); });
+  return E;
+}
+
+void Collect(TLumRender* R, std::vector<TLum3dObj*>& Out) {
+  std::vector<TLumRender*> Stack{R};
+  while (!Stack.empty()) {
+    TLumRender* C = Stack.back();
+    Stack.pop_back();
+    if (auto* N = dynamic_cast<TLumNode*>(C))
+      for (int i = N->GetCount(); i-- > 0;) Stack.push_back(N->GetItems(i));
+    else if (auto* O = dynamic_cast<TLum3dObj*>(C))
+      Out.push_back(O);
+  }
+}
+
+}  // namespace
+
+bool IsModelPath(const std::string& File) {
+  const std::string E = Ext(File);
+  // LUMGL scenes are XML; the model importer would claim some XML dialects.
+  if (E == ".lumgl" || E == ".xml" || E.empty()) return false;
+  return E == ".dxf" || IsModelFile(File);
+}
+
+bool IsModelOutput(const std::string& File) { return IsExportFile(File); }
+
+void LoadModelInto(const std::string& File, TComponent* Owner, TLumNode* Root) {
+  if (Ext(File) == ".dxf") {
+    auto* D = new TLumDXFImport(Owner);
+    D->SetFileName(File);
+    D->SetTarget(Root);
+    D->Execute();
+    if (D->UnknownCount() > 0) {
+      std::string List;
+      for (const auto& [Name, Count] : D->UnknownEntities())
+        List += (List.empty() ? "" : ", ") + Name + " (" + std::to_string(Count) + ")";
+      std::fprintf(stderr, "lumox: %s: skipped entities: %s\n", File.c_str(), List.c_str());
+    }
+    return;
+  }
+  TLumImportOptions Options;
+  // A bar on a terminal once a load has taken more than a second.
+  const auto Start = std::chrono::steady_clock::now();
+  int Shown = -1;
+  if (::isatty(2))
+    Options.OnProgress = [&](double Progress) {
+      const int Percent = static_cast<int>(Progress * 100);
+      if (Percent == Shown || std::chrono::steady_clock::now() - Start < std::chrono::seconds(1))
+        return;
+      Shown = Percent;
+      std::fprintf(stderr, "\rloading %s [%s%s] %3d%%", File.c_str(),
+                   std::string(Percent * 30 / 100, '#').c_str(),
+                   std::string(30 - Percent * 30 / 100, ' ').c_str(), Percent);
+      std::fflush(stderr);
+    };
+  TLumNode* Model = nullptr;
+  try {
+    Model = LoadModel(File, Owner, Options);
+  } catch (...) {
+    if (Shown >= 0) std::fprintf(stderr, "\n");
+    throw;
+  }
+  if (Shown >= 0) std::fprintf(stderr, "\n");
+  Root->Add(Model);
+}
+
+void SaveModelFile(TLumNode* Root, const std::string& File) { SaveModel(Root, File, false); }
+
+std::string ModelReport(TLumNode* Root) {
+  std::vector<TLum3dObj*> Objects;
+  Collect(Root, Objects);
+  int64_t Parts = 0, Vertices = 0, Triangles = 0;
+  double Lo[3] = {DBL_MAX, DBL_MAX, DBL_MAX}, Hi[3] = {-DBL_MAX, -DBL_MAX, -DBL_MAX};
+  for (TLum3dObj* O : Objects)
+    for (int32_t p = 0; p < O->PartCount(); ++p) {
+      const TLum3dPart* P = O->Part(p);
+      ++Parts;
+      Vertices += P->VertexCount();
+      for (int32_t l = 0; l < P->GetPrimitiveCount(); ++l)
+        if (P->GetPrimitive(l)->PrimitiveType() == GL_TRIANGLES)
+          Triangles += P->GetPrimitive(l)->Count() / 3;
+      const double* V = P->Points()->Vertices();
+      for (int32_t i = 0; i < P->VertexCount(); ++i)
+        for (int k = 0; k < 3; ++k) {
+          Lo[k] = std::min(Lo[k], V[i * 3 + k]);
+          Hi[k] = std::max(Hi[k], V[i * 3 + k]);
+        }
+    }
+  char Buf[512];
+  std::snprintf(Buf, sizeof Buf, "model: %lld parts, %lld vertices, %lld triangles\n",
+                static_cast<long long>(Parts), static_cast<long long>(Vertices),
+                static_cast<long long>(Triangles));
+  std::string S = Buf;
+  if (Vertices > 0) {
+    std::snprintf(Buf, sizeof Buf, "bounds (in the parts' own coordinates): %g %g %g .. %g %g %g\n",
+                  Lo[0], Lo[1], Lo[2], Hi[0], Hi[1], Hi[2]);
+    S += Buf;
+  }
+  return S;
+}
+
+}  // namespace lumoxcmd

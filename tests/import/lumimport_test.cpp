@@ -1,0 +1,232 @@
+// Model files in and out: every format's cube, materials and textures, node hierarchies,
+// export round trips and the errors of bad files.
+#include "lumox/import/lumimport.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <set>
+
+#include "lumox/geometry/lumshape.h"
+#include "lumox/host/graphics.h"
+#include "lumox/scene/lummat.h"
+#include "lumox/scene/lumtex.h"
+#include "support/glfixture.h"
+
+namespace lumox {
+namespace {
+
+namespace fs = std::filesystem;
+const std::string Data = std::string(LUMOX_TEST_DATA) + "/models/";
+
+using TPos = std::array<long, 3>;
+using TTri = std::array<TPos, 3>;
+
+TPos Key(const double* V) {
+  return {std::lround(V[0] * 1000), std::lround(V[1] * 1000), std::lround(V[2] * 1000)};
+}
+
+// Every part under a node, depth first.
+void Parts(TLumRender* R, std::vector<TLum3dPart*>& Out) {
+  if (auto* N = dynamic_cast<TLumNode*>(R))
+    for (int i = 0; i < N->GetCount(); ++i) Parts(N->GetItems(i), Out);
+  if (auto* O = dynamic_cast<TLum3dObj*>(R))
+    for (int32_t i = 0; i < O->PartCount(); ++i) Out.push_back(O->Part(i));
+}
+
+// The triangles of an object's parts, each starting at its smallest corner (winding
+// kept), sorted.
+std::vector<TTri> Triangles(const TLum3dObj& O) {
+  std::vector<TTri> T;
+  for (int32_t p = 0; p < O.PartCount(); ++p) {
+    const TLum3dPart* P = O.Part(p);
+    for (int32_t l = 0; l < P->GetPrimitiveCount(); ++l) {
+      const TLumPrimitiveArray* A = P->GetPrimitive(l);
+      if (A->PrimitiveType() != GL_TRIANGLES) continue;
+      for (int32_t i = 0; i + 2 < A->Count(); i += 3) {
+        TTri X;
+        for (int k = 0; k < 3; ++k) X[k] = Key(P->Points()->Vertices() + A->Indices(i + k) * 3);
+        std::rotate(X.begin(), std::min_element(X.begin(), X.end()), X.end());
+        T.push_back(X);
+      }
+    }
+  }
+  std::sort(T.begin(), T.end());
+  return T;
+}
+
+std::set<TPos> Positions(const TLum3dObj& O) {
+  std::set<TPos> S;
+  for (int32_t p = 0; p < O.PartCount(); ++p)
+    for (int32_t i = 0; i < O.Part(p)->VertexCount(); ++i)
+      S.insert(Key(O.Part(p)->Points()->Vertices() + i * 3));
+  return S;
+}
+
+class ModelViewTest : public test::ViewTest {};
+
+TEST_F(ModelViewTest, EachFormatsCubeLoadsWithEightCornersAndTwelveTrianglesAndRenders) {
+  for (const char* Name : {"cube.obj", "cube_ascii.stl", "cube_binary.stl", "cube.ply", "cube.gltf",
+                           "cube.glb", "cube.3ds"}) {
+    SCOPED_TRACE(Name);
+    TLum3dObj O(nullptr);
+    O.LoadFromFile(Data + Name);
+    EXPECT_EQ(Positions(O).size(), 8u);
+    const std::vector<TTri> T = Triangles(O);
+    EXPECT_EQ(T.size(), 12u);
+    EXPECT_EQ(*Positions(O).begin(), (TPos{-500, -500, -500}));
+
+    TLumNode* Root = LoadModel(Data + Name, &Form);
+    std::vector<TLum3dPart*> P;
+    Parts(Root, P);
+    ASSERT_FALSE(P.empty());
+    View->OnRender = [Root](TLumView* V) { Root->Render(V); };
+    TBitmap B = Snapshot();
+    EXPECT_NE(RGB(B, 40, 30), 0u);  // the cube covers the middle
+    EXPECT_EQ(RGB(B, 2, 2), 0u);    // and not the corner
+    View->OnRender = nullptr;
+    delete Root;
+  }
+}
+
+TEST_F(ModelViewTest, MaterialsAndASideTextureArriveAndDraw) {
+  TLumNode* Root = LoadModel(Data + "twoparts.obj", &Form);
+  std::vector<TLum3dPart*> P;
+  Parts(Root, P);
+  ASSERT_EQ(P.size(), 2u);
+  TLum3dPart* Red = P[0]->PartName() == "red" || P[0]->Texture() == nullptr ? P[0] : P[1];
+  TLum3dPart* Tex = Red == P[0] ? P[1] : P[0];
+  ASSERT_NE(Red->PartMaterial(), nullptr);
+  const TLumMaterial* M = Red->PartMaterial();
+  EXPECT_EQ(M->ColorDiffuse()->Color(), 0x0000FFu);
+  EXPECT_EQ(M->ColorAmbient()->Color(), 0x000033u);
+  EXPECT_EQ(M->ColorSpecular()->Color(), 0x808080u);
+  EXPECT_EQ(M->ColorEmission()->Color(), 0x400000u);
+  EXPECT_EQ(M->Shininess(), 40);
+  EXPECT_EQ(Red->Texture(), nullptr);
+  ASSERT_NE(Tex->Texture(), nullptr);
+  EXPECT_TRUE(Tex->Textured());
+  EXPECT_EQ(Tex->Texture()->Bitmap()->Width(), 4);
+  EXPECT_EQ(Tex->Texture()->Bitmap()->GetPixel(1, 1), 0x00FF00u);
+  View->OnRender = [Root](TLumView* V) { Root->Render(V); };
+  TBitmap B = Snapshot();
+  EXPECT_EQ(RGB(B, 54, 30), 0x00FF00u);  // the white square takes the green texture
+  EXPECT_NE(RGB(B, 25, 30), 0u);
+  EXPECT_EQ(RGB(B, 40, 30), 0u);
+}
+
+TEST(ModelImportTest, GltfNodesKeepTheirHierarchyAndTransformations) {
+  TComponent Owner(nullptr);
+  TLumImportOptions Options;
+  Options.UpAxis = uaYUpToZUp;
+  Options.Scale = 2.0;
+  double Last = -1;
+  Options.OnProgress = [&Last](double P) {
+    EXPECT_GE(P, Last);
+    Last = P;
+  };
+  TLumNode* Root = LoadModel(Data + "cube_nodes.gltf", &Owner, Options);
+  EXPECT_GE(Last, 0.0);  // the importer reported its progress
+  EXPECT_LE(Last, 1.0);
+  EXPECT_EQ(Root->Transformation()->Rotation()->X(), 90.0f);
+  EXPECT_EQ(Root->Transformation()->Scale()->Y(), 2.0f);
+  ASSERT_EQ(Root->GetCount(), 1);
+  auto* Parent = dynamic_cast<TLumNode*>(Root->GetItems(0));
+  ASSERT_NE(Parent, nullptr);
+  EXPECT_EQ(Parent->Transformation()->Translation()->X(), 1.0f);
+  EXPECT_TRUE(Parent->Transformation()->Rotation()->GetEmpty());
+  ASSERT_EQ(Parent->GetCount(), 1);
+  auto* Child = dynamic_cast<TLumNode*>(Parent->GetItems(0));
+  ASSERT_NE(Child, nullptr);
+  const TLumTransformation* T = Child->Transformation();
+  EXPECT_NEAR(T->Rotation()->Z(), 90.0f, 1e-3);
+  EXPECT_NEAR(T->Rotation()->X(), 0.0f, 1e-3);
+  EXPECT_NEAR(T->Scale()->X(), 2.0f, 1e-5);
+  EXPECT_TRUE(T->Translation()->GetEmpty());
+  ASSERT_EQ(Child->GetCount(), 1);
+  auto* Obj = dynamic_cast<TLum3dObj*>(Child->GetItems(0));
+  ASSERT_NE(Obj, nullptr);
+  EXPECT_EQ(Obj->ObjectName(), "child");
+
+  // Flattened, the same transformations land in the vertices: scaled by 2, then moved.
+  TLum3dObj Flat(nullptr);
+  Flat.LoadFromFile(Data + "cube_nodes.gltf");
+  EXPECT_EQ(*Positions(Flat).begin(), (TPos{0, -1000, -1000}));
+  EXPECT_EQ(*Positions(Flat).rbegin(), (TPos{2000, 1000, 1000}));
+}
+
+TEST(ModelExportTest, ExportThenImportGivesTheSameTriangles) {
+  const fs::path Dir = fs::temp_directory_path() / ("lumox_export_" + std::to_string(getpid()));
+  fs::create_directories(Dir);
+  TLum3dObj Cube(nullptr);
+  Cube.LoadFromFile(Data + "cube.obj");
+  std::vector<TTri> Expected = Triangles(Cube);
+  for (TTri& T : Expected)
+    for (TPos& P : T) P[0] += 2000;  // the node's translation
+  for (const char* Name : {"out.obj", "out.stl", "out.gltf", "out.glb"})
+    for (bool Apply : {true, false}) {
+      SCOPED_TRACE(std::string(Name) + (Apply ? " applied" : " kept"));
+      TComponent Owner(nullptr);
+      auto* Root = new TLumNode(&Owner);
+      auto* Moved = new TLumNode(&Owner);
+      Moved->Transformation()->Translation()->SetValues(2, 0, 0);
+      auto* O = new TLum3dObj(&Owner);
+      O->Assign(&Cube);
+      Moved->Add(O);
+      Root->Add(Moved);
+      SaveModel(Root, (Dir / Name).string(), Apply);
+      TLum3dObj Back(nullptr);
+      Back.LoadFromFile((Dir / Name).string());
+      EXPECT_EQ(Triangles(Back), Expected);
+    }
+  // A built shape goes out with its mesh.
+  TComponent Owner(nullptr);
+  auto* Root = new TLumNode(&Owner);
+  auto* Box = new TLumBox(&Owner);
+  Box->SetWidth(2);
+  Root->Add(Box);
+  SaveModel(Root, (Dir / "box.stl").string());
+  TLum3dObj Back(nullptr);
+  Back.LoadFromFile((Dir / "box.stl").string());
+  EXPECT_EQ(Positions(Back).size(), 8u);
+  EXPECT_EQ(Triangles(Back).size(), 12u);
+  EXPECT_EQ((*Positions(Back).rbegin())[0], 1000);
+  // Nothing but the files themselves stays in the directory.
+  for (const auto& E : fs::directory_iterator(Dir))
+    EXPECT_NE(E.path().filename().string().rfind(".lumox-export", 0), 0u) << E.path();
+  fs::remove_all(Dir);
+}
+
+TEST(ModelErrorTest, BadFilesGiveAnExceptionNamingTheFileAndLeaveTheObjectAsItWas) {
+  const fs::path Dir = fs::temp_directory_path() / ("lumox_bad_" + std::to_string(getpid()));
+  fs::create_directories(Dir);
+  std::ifstream In(Data + "cube.glb", std::ios::binary);
+  std::string Bytes((std::istreambuf_iterator<char>(In)), std::istreambuf_iterator<char>());
+  std::ofstream(Dir / "cut.glb", std::ios::binary) << Bytes.substr(0, Bytes.size() / 2);
+  std::ofstream(Dir / "notes.xyz8") << "hello\n";
+  TLum3dObj O(nullptr);
+  O.LoadFromFile(Data + "cube.obj");
+  for (const fs::path& F : {Dir / "cut.glb", Dir / "notes.xyz8", Dir / "missing.obj"}) {
+    SCOPED_TRACE(F.string());
+    try {
+      O.LoadFromFile(F.string());
+      ADD_FAILURE() << "no exception";
+    } catch (const Exception& E) {
+      EXPECT_NE(std::string(E.what()).find(F.string()), std::string::npos) << E.what();
+    }
+    EXPECT_EQ(Triangles(O).size(), 12u);
+  }
+  TComponent Owner(nullptr);
+  auto* Root = new TLumNode(&Owner);
+  EXPECT_THROW(SaveModel(Root, (Dir / "empty.obj").string()), Exception);
+  EXPECT_THROW(SaveModel(Root, (Dir / "scene.abc").string()), Exception);
+  EXPECT_FALSE(fs::exists(Dir / "empty.obj"));
+  fs::remove_all(Dir);
+}
+
+}  // namespace
+}  // namespace lumox
