@@ -38,6 +38,11 @@ int Usage(bool Error) {
                "  convert IN OUT [--no-defaults] [--decimals N] [--param-newline]\n"
                "              load a scene file and save it again\n"
                "  classes     the registered component classes by palette page\n"
+#ifdef LUMOX_HAVE_VIEW
+               "  view [SCENE.lumgl] [options]\n"
+               "              show a scene (without SCENE: the demo) in a window;\n"
+               "              lumox view --help lists the keys and options\n"
+#endif
                "  help [render], --help\n"
                "              this text, or the usage of render and demo\n"
                "  --version   the library version\n"
@@ -99,5 +104,8 @@ int main(int argc, char** argv) {
   if (Cmd == "info") return RunInfo(Args);
   if (Cmd == "convert") return RunConvert(Args);
   if (Cmd == "classes") return RunClasses(Args);
+#ifdef LUMOX_HAVE_VIEW
+  if (Cmd == "view") return RunView(Args);
+#endif
   return BadUsage("unknown command '" + Cmd + "'");
 }
