@@ -4,9 +4,13 @@
 #include <string>
 #include <vector>
 
+#include "lumox/exchange/lumexchange.h"
+
 namespace lumox {
 class TComponent;
 class TLumNode;
+class TLumCamera;
+class TLumView;
 }  // namespace lumox
 
 namespace lumoxcmd {
@@ -22,6 +26,7 @@ int RunRender(const TArgs& Args, bool Demo);
 int RunInfo(const TArgs& Args);
 int RunConvert(const TArgs& Args);
 int RunClasses(const TArgs& Args);
+int RunCheck(const TArgs& Args);
 // The window (view.cpp), built with Qt.
 int RunView(const TArgs& Args);
 int Usage(bool Error);
@@ -34,10 +39,38 @@ int Fail(const std::string& File, const std::string& Message);
 // Prints "lumox: <message>" and the usage hint on stderr, and returns ExitUsage.
 int BadUsage(const std::string& Message);
 
+// What loading a scene found besides its objects.
+struct TSceneLoad {
+  std::vector<lumox::TLumLoadWarning> Warnings;
+  // The file's first camera element among its objects, owned by the load's Owner.
+  lumox::TLumCamera* Camera = nullptr;
+};
+
 // Loads a LUMGL file into Root (objects owned by Owner); throws lumox::Exception naming
 // the file when it cannot be read or is not a LUMGL scene. Shows a progress bar on a
-// terminal for large files. Returns the file's description.
-std::string LoadScene(const std::string& File, lumox::TComponent* Owner, lumox::TLumNode* Root);
+// terminal for large files. Returns the file's description; fills Load when given.
+std::string LoadScene(const std::string& File, lumox::TComponent* Owner, lumox::TLumNode* Root,
+                      TSceneLoad* Load = nullptr);
+
+// The format reference: every class's element, attributes, defaults and children.
+void PrintClassAttributes();
+
+// Load warnings on stderr: the first 20, then how many there are.
+void PrintWarnings(const std::vector<lumox::TLumLoadWarning>& Warnings);
+// With warnings: says that --strict fails on them and returns ExitFailure; else 0.
+int StrictStatus(const std::string& File, const std::vector<lumox::TLumLoadWarning>& Warnings);
+// Prints Root's tree: each item's class, names and world bounding box.
+void PrintSceneTree(lumox::TLumView* View, lumox::TLumNode* Root);
+
+// Lets Exchange read a camera element standing among the file's objects (a child of
+// "Objects" loaded into Root): the first one found becomes *Camera, owned by Owner.
+void ReadFileCamera(lumox::TLumExchange* Exchange, lumox::TComponent* Owner, lumox::TLumNode* Root,
+                    lumox::TLumCamera** Camera);
+// Saves Root to Exchange's file, with Camera (if any) written among its objects.
+void SaveWithCamera(lumox::TLumExchange* Exchange, lumox::TLumNode* Root, lumox::TLumCamera* Camera);
+// Turns and moves Camera so that it looks from Eye at Target, Y up.
+void LookAt(lumox::TLumCamera* Camera, const lumox::TLumMathVector& Eye,
+            const lumox::TLumMathVector& Target);
 
 // The demo's LUMGL document, compiled into the command.
 const char* DemoSceneText();

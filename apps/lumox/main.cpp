@@ -19,6 +19,10 @@ const char* const RenderOptions =
     "  --fov DEG             vertical field of view (default 45)\n"
     "  --near N, --far F     clipping distances (default 0.1 and 10)\n"
     "  --fit                 frame the scene's bounding sphere\n"
+    "  --camera-position X,Y,Z, --look-at X,Y,Z\n"
+    "                        look from a point at a point (Y up)\n"
+    "  (without camera options, a camera element of the file is used)\n"
+    "  --strict              fail on load warnings\n"
     "  --axes                show the axes cross\n"
     "  --title TEXT          draw TEXT (UTF-8) at the top of the image\n";
 
@@ -29,15 +33,25 @@ int Usage(bool Error) {
                "usage: lumox <command> [options]\n"
                "\n"
                "  render [SCENE.lumgl] -o OUT.png [render options]\n"
-               "              render a scene file (without SCENE: the demo) to an image\n"
+               "              render a scene file (without SCENE: the demo) to an image;\n"
+               "              on a terminal, without -o, to SCENE.png beside the scene\n"
                "  demo -o OUT.png [render options]\n"
                "              render the built-in demo scene\n"
-               "  info [SCENE.lumgl]\n"
+               "  info [SCENE.lumgl] [--list-scene] [--strict]\n"
                "              the library version, the headless GL context and, with SCENE,\n"
-               "              its objects by class and its vertex and index totals\n"
+               "              its objects by class and its vertex and index totals;\n"
+               "              --list-scene: the node tree with names and bounding boxes\n"
                "  convert IN OUT [--no-defaults] [--decimals N] [--param-newline]\n"
-               "              load a scene file and save it again\n"
-               "  classes     the registered component classes by palette page\n"
+               "                [--strict] [--force]\n"
+               "              load a scene file and save it again (a camera element too);\n"
+               "              --force: write over IN even when the load had warnings\n"
+               "  check SCENE.lumgl\n"
+               "              load a scene file and report its load warnings only\n"
+               "              (exit status 1 when there are any)\n"
+               "  classes [--attributes]\n"
+               "              the registered component classes by palette page; with\n"
+               "              --attributes: every render class's element, attributes and\n"
+               "              child elements (the format reference of docs/format.md)\n"
 #ifdef LUMOX_HAVE_VIEW
                "  view [SCENE.lumgl] [options]\n"
                "              show a scene (without SCENE: the demo) in a window;\n"
@@ -46,6 +60,9 @@ int Usage(bool Error) {
                "  help [render], --help\n"
                "              this text, or the usage of render and demo\n"
                "  --version   the library version\n"
+               "\n"
+               "Load warnings (text of the file that was not taken as written) are printed\n"
+               "on stderr; --strict makes them fail the command with exit status 1.\n"
                "\n%s",
                RenderOptions);
   return Error ? ExitUsage : 0;
@@ -77,7 +94,15 @@ int Fail(const std::string& File, const std::string& Message) {
 }
 
 int RunClasses(const TArgs& Args) {
-  if (!Args.empty()) return BadUsage("classes takes no arguments");
+  if (Args.size() == 1 && Args[0] == "--attributes") {
+    try {
+      PrintClassAttributes();
+    } catch (const std::exception& E) {
+      return Fail("", E.what());
+    }
+    return 0;
+  }
+  if (!Args.empty()) return BadUsage("classes takes no arguments but --attributes");
   for (const auto& Page : lumox::GetPalettePages()) {
     std::printf("%s:\n", Page.Name.c_str());
     for (const auto& C : Page.Classes) std::printf("  %s\n", C.c_str());
@@ -104,6 +129,7 @@ int main(int argc, char** argv) {
   if (Cmd == "info") return RunInfo(Args);
   if (Cmd == "convert") return RunConvert(Args);
   if (Cmd == "classes") return RunClasses(Args);
+  if (Cmd == "check") return RunCheck(Args);
 #ifdef LUMOX_HAVE_VIEW
   if (Cmd == "view") return RunView(Args);
 #endif

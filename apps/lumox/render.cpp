@@ -9,9 +9,11 @@
 #include <cmath>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "apps/lumox/lumoxcmd.h"
 #include "lumox/exchange/lumexchange.h"
@@ -42,6 +44,13 @@ struct TRenderOptions {
   bool Fit = false;
   bool Axes = false;
   std::string Title;  // drawn at the top through the view's canvas
+  bool Strict = false;
+  bool SayWhere = false;  // the output was chosen by the command: tell where it went
+  std::optional<TLumMathVector> Position, Target;
+  // No option of the command's camera: a camera of the file is used.
+  bool CameraOptions() const {
+    return Distance || Fov || Near || Far || Fit || Position || Target;
+  }
 };
 
 bool ParseNumber(const std::string& Text, double& Value) {
@@ -57,6 +66,12 @@ bool ParseNumber(const std::string& Text, double& Value) {
 
 // The largest image side --size accepts.
 constexpr int MaxSide = 16384;
+bool ParseVector(const std::string& Text, TLumMathVector& V) {
+  const size_t C1 = Text.find(','), C2 = C1 == std::string::npos ? C1 : Text.find(',', C1 + 1);
+  if (C2 == std::string::npos) return false;
+  return ParseNumber(Text.substr(0, C1), V.X) && ParseNumber(Text.substr(C1 + 1, C2 - C1 - 1), V.Y) &&
+         ParseNumber(Text.substr(C2 + 1), V.Z);
+}
 
 bool ParseSize(const std::string& Text, int& W, int& H) {
   const size_t X = Text.find_first_of("xX");
@@ -85,6 +100,19 @@ bool ParseColor(std::string Text, uint32_t& Color) {
   const uint32_t RGB = static_cast<uint32_t>(std::stoul(Text, nullptr, 16));
   Color = ((RGB >> 16) & 0xFF) | (RGB & 0xFF00) | ((RGB & 0xFF) << 16);
   return true;
+}
+
+// Without -o, on a terminal, a scene is rendered to SCENE.png beside it.
+int DefaultOutput(TRenderOptions& O) {
+  if (O.Scene.empty() || !::isatty(STDOUT_FILENO)) return BadUsage("missing -o OUT.png");
+  const size_t Slash = O.Scene.find_last_of('/');
+  const size_t Dot = O.Scene.find_last_of('.');
+  O.Out = (Dot != std::string::npos && (Slash == std::string::npos || Dot > Slash + 1)
+               ? O.Scene.substr(0, Dot)
+               : O.Scene) +
+          ".png";
+  O.SayWhere = true;
+  return 0;
 }
 
 // Splits "--name=value" and "--name value"; returns false (with a message) on errors.
@@ -145,6 +173,13 @@ int ParseRenderArgs(const TArgs& Args, bool Demo, TRenderOptions& O) {
       O.Axes = true;
     } else if (A == "--title") {
       if (!Next(O.Title)) return BadUsage("--title needs a text");
+    } else if (A == "--strict" && !Inline) {
+      O.Strict = true;
+    } else if (A == "--camera-position" || A == "--look-at") {
+      std::string V;
+      TLumMathVector P{};
+      if (!Next(V) || !ParseVector(V, P)) return BadUsage(A + " needs X,Y,Z, e.g. 0,1,3");
+      (A == "--look-at" ? O.Target : O.Position) = P;
     } else if (!A.empty() && A[0] == '-') {
       return BadUsage("unknown option '" + Args[I] + "'");
     } else if (Demo) {
@@ -156,7 +191,10 @@ int ParseRenderArgs(const TArgs& Args, bool Demo, TRenderOptions& O) {
     }
     if (Status) return Status;
   }
-  if (O.Out.empty()) return BadUsage("missing -o OUT.png");
+  if ((O.Position || O.Target) && (O.Fit || O.Distance))
+    return BadUsage("--camera-position and --look-at do not go with --fit or --camera-distance");
+  if (O.Out.empty())
+    if (const int Status = DefaultOutput(O)) return Status;
   if (!KnownImageExtension(O.Out))
     return BadUsage("-o " + O.Out +
                     ": name the image format by its extension: .png, .bmp, .jpg or .jpeg");
@@ -230,6 +268,13 @@ bool SceneSphere(TLumView* View, TLumNode* Root, double Centre[3], double& Radiu
 void SetupCamera(TLumPerspectiveCamera* Camera, TLumView* View, TLumNode* Root,
                  const TRenderOptions& O) {
   if (O.Fov) Camera->SetViewAngle(static_cast<float>(*O.Fov));
+  if (O.Position || O.Target) {
+    const TLumMathVector Eye = O.Position.value_or(TLumMathVector{0, 0, 2});
+    const TLumMathVector At = O.Target.value_or(TLumMathVector{0, 0, 0});
+    LookAt(Camera, Eye, At);
+    const double Distance = std::hypot(At.X - Eye.X, At.Y - Eye.Y, At.Z - Eye.Z);
+    Camera->SetViewFar(static_cast<float>(std::max(10.0, 3 * Distance)));
+  }
   double Centre[3] = {0, 0, 0}, Radius = 0;
   if (O.Fit && SceneSphere(View, Root, Centre, Radius)) {
     Radius = std::max(Radius, 1e-6);
@@ -267,7 +312,8 @@ std::string Lower(std::string S) {
 
 }  // namespace
 
-std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root) {
+std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root,
+                      TSceneLoad* Load) {
   struct stat St {};
   if (::stat(File.c_str(), &St) == 0 && S_ISDIR(St.st_mode))
     throw Exception("\"" + File + "\" is a directory, not a scene file");
@@ -278,6 +324,7 @@ std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root
     throw Exception("\"" + File + "\" is not a LUMGL scene file (no LUMGL element)");
   auto* Ex = new TLumExchange(Owner);
   Ex->SetFileName(File);
+  if (Load) ReadFileCamera(Ex, Owner, Root, &Load->Camera);
   const bool Bar = ::isatty(2) && St.st_size >= 1024 * 1024;
   int Shown = -1;
   if (Bar)
@@ -303,6 +350,7 @@ std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root
     std::fprintf(stderr, "\n");
   }
   const std::string Description = Ex->FileDescription();
+  if (Load) Load->Warnings = Ex->Warnings();
   delete Ex;
   return Description;
 }
@@ -316,10 +364,13 @@ int RunRender(const TArgs& Args, bool Demo) {
   try {
     TComponent Form(nullptr);
     auto* Root = new TLumNode(&Form);
+    TSceneLoad Load;
     if (Demo)
       LoadDemoScene(&Form, Root);
     else
-      LoadScene(O.Scene, &Form, Root);
+      LoadScene(O.Scene, &Form, Root, &Load);
+    PrintWarnings(Load.Warnings);
+    if (O.Strict && !Load.Warnings.empty()) return StrictStatus(O.Scene, Load.Warnings);
     auto* View = new TLumView(&Form);
     View->SetBounds(O.Width, O.Height);
     try {
@@ -342,8 +393,12 @@ int RunRender(const TArgs& Args, bool Demo) {
     }
     if (O.HasBackground) View->SetBackgroundColor(O.Background);
     if (O.Axes) View->Coordinates()->SetVisible(true);
-    View->SetCamera(Camera);
-    SetupCamera(Camera, View, Root, O);
+    if (Load.Camera && !O.CameraOptions()) {
+      View->SetCamera(Load.Camera);
+    } else {
+      View->SetCamera(Camera);
+      SetupCamera(Camera, View, Root, O);
+    }
     View->OnRender = [Root, &O](TLumView* V) {
       Root->Render(V);
       if (O.Title.empty()) return;
@@ -351,6 +406,19 @@ int RunRender(const TArgs& Args, bool Demo) {
       C->Font()->SetSize(std::max(8, O.Height / 22));
       C->TextOut((O.Width - C->TextWidth(O.Title)) / 2, O.Height / 40, O.Title);
     };
+    // Meshes are built before the frame, so that one over the size limit is
+    // reported by name rather than as a frame that could not be rendered.
+    std::vector<TLumNode*> Nodes{Root};
+    while (!Nodes.empty()) {
+      TLumNode* N = Nodes.back();
+      Nodes.pop_back();
+      for (int I = 0; I < N->GetCount(); ++I) {
+        if (auto* Mesh = dynamic_cast<TLumPrimitiveObj*>(N->GetItems(I)))
+          if (!Mesh->Initialized()) Mesh->Init();
+        if (auto* Sub = dynamic_cast<TLumNode*>(N->GetItems(I)); Sub && !N->IsIndirect(I))
+          Nodes.push_back(Sub);
+      }
+    }
     TBitmap Image(O.Width, O.Height);
     if (!View->GetImage(&Image)) return Fail(Name, "no image could be rendered");
     try {
@@ -358,6 +426,7 @@ int RunRender(const TArgs& Args, bool Demo) {
     } catch (const std::exception& E) {
       return Fail(O.Out, E.what());
     }
+    if (O.SayWhere) std::printf("wrote %s\n", O.Out.c_str());
   } catch (const std::exception& E) {
     return Fail(Demo ? "" : O.Scene, E.what());
   }
@@ -366,29 +435,56 @@ int RunRender(const TArgs& Args, bool Demo) {
 
 int RunInfo(const TArgs& Args) {
   std::string Scene;
+  bool Strict = false, ListScene = false;
   for (const auto& A : Args) {
+    if (A == "--strict") {
+      Strict = true;
+      continue;
+    }
+    if (A == "--list-scene") {
+      ListScene = true;
+      continue;
+    }
     if (!A.empty() && A[0] == '-') return BadUsage("unknown option '" + A + "'");
     if (!Scene.empty()) return BadUsage("info takes one scene file at most");
     Scene = A;
   }
+  if (ListScene && Scene.empty()) return BadUsage("--list-scene needs a scene file");
+  TSceneLoad Load;
   try {
     TComponent Form(nullptr);
     TLumNode* Root = nullptr;
     if (!Scene.empty()) {
       Root = new TLumNode(&Form);
-      LoadScene(Scene, &Form, Root);
+      LoadScene(Scene, &Form, Root, &Load);
+      PrintWarnings(Load.Warnings);
     }
     auto* View = new TLumView(&Form);
     std::fputs(LumDiagnosticsReport(View, Root).c_str(), stdout);
+    if (ListScene) PrintSceneTree(View, Root);
   } catch (const std::exception& E) {
     return Fail(Scene, E.what());
   }
+  return Strict ? StrictStatus(Scene, Load.Warnings) : 0;
+}
+
+// A conversion whose input loaded with warnings writes less than the input holds: say
+// so, and write over the input itself only with --force.
+int CheckLoss(const std::string& In, const std::string& Out,
+              const std::vector<TLumLoadWarning>& Warnings, bool Force) {
+  if (Warnings.empty()) return 0;
+  std::error_code Ec;
+  const bool Same = std::filesystem::equivalent(In, Out, Ec);
+  std::fprintf(stderr, "lumox: %s will not hold everything %s holds (see the warnings)\n",
+               Out.c_str(), In.c_str());
+  if (Same && !Force)
+    return Fail(In, "not written over its own input, which would lose it (--force to do so)");
   return 0;
 }
 
 int RunConvert(const TArgs& Args) {
   std::vector<std::string> Files;
-  bool NoDefaults = false, ParamNewLine = false;
+  bool NoDefaults = false, ParamNewLine = false, Strict = false, Force = false;
   int32_t Decimals = 0;
   for (size_t I = 0; I < Args.size(); ++I) {
     const std::string& A = Args[I];
@@ -396,6 +492,10 @@ int RunConvert(const TArgs& Args) {
       NoDefaults = true;
     } else if (A == "--param-newline") {
       ParamNewLine = true;
+    } else if (A == "--strict") {
+      Strict = true;
+    } else if (A == "--force") {
+      Force = true;
     } else if (A == "--decimals") {
       double D = 0;
       if (I + 1 >= Args.size() || !ParseNumber(Args[I + 1], D) || D < 0 || D > 17 ||
@@ -410,10 +510,15 @@ int RunConvert(const TArgs& Args) {
     }
   }
   if (Files.size() != 2) return BadUsage("convert needs IN and OUT");
+  if (Files[0].empty() || Files[1].empty()) return BadUsage("convert needs non-empty file names");
   try {
     TComponent Form(nullptr);
     auto* Root = new TLumNode(&Form);
-    const std::string Description = LoadScene(Files[0], &Form, Root);
+    TSceneLoad Load;
+    const std::string Description = LoadScene(Files[0], &Form, Root, &Load);
+    PrintWarnings(Load.Warnings);
+    if (Strict && !Load.Warnings.empty()) return StrictStatus(Files[0], Load.Warnings);
+    if (int Status = CheckLoss(Files[0], Files[1], Load.Warnings, Force)) return Status;
     auto* Out = new TLumExchange(&Form);
     Out->SetFileName(Files[1]);
     Out->SetNoDefaultValues(NoDefaults);
@@ -421,7 +526,7 @@ int RunConvert(const TArgs& Args) {
     Out->SetDecimals(Decimals);
     Out->SetFileDescription(Description);
     try {
-      Out->SavetoFile(Root);
+      SaveWithCamera(Out, Root, Load.Camera);
     } catch (const std::exception& E) {
       return Fail(Files[1], E.what());
     }

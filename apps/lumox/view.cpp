@@ -182,11 +182,13 @@ int RunView(const TArgs& Args) {
   TLumQtView Widget;
   TComponent Form(nullptr);
   auto* Root = new TLumNode(&Form);
+  TSceneLoad Load;
   try {
     if (Demo)
       LoadDemoScene(&Form, Root);
     else
-      LoadScene(O.Scene, &Form, Root);
+      LoadScene(O.Scene, &Form, Root, &Load);
+    PrintWarnings(Load.Warnings);
   } catch (const std::exception& E) {
     return Fail(O.Scene, E.what());
   }
@@ -213,7 +215,10 @@ int RunView(const TArgs& Args) {
   if (O.Distance) Camera->Transformation()->Translation()->SetZ(static_cast<float>(-*O.Distance));
   if (O.Near) Camera->SetViewNear(static_cast<float>(*O.Near));
   if (O.Far) Camera->SetViewFar(static_cast<float>(*O.Far));
-  View->SetCamera(Camera);
+  // The file's camera element is the start view unless camera options are given.
+  const bool CameraOptions = O.Fov || O.Distance || O.Near || O.Far;
+  TLumCamera* Start = Load.Camera && !CameraOptions ? Load.Camera : Camera;
+  View->SetCamera(Start);
   View->OnRender = [Root](TLumView* V) { Root->Render(V); };
 
   // The controllers all steer the camera; the mouse controller keeps its transformation
@@ -229,7 +234,7 @@ int RunView(const TArgs& Args) {
   };
   auto Use = [&](TLumCustomController* C, const char* Label) {
     View->SetController(C);
-    C->SetControlled(Camera);
+    C->SetControlled(Start);
     Timer->SetEnabled(C == Presentation);
     std::printf("controller: %s\n", Label);
     std::fflush(stdout);

@@ -6,13 +6,16 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <type_traits>
 
+#include "lumox/host/graphics.h"
 #include "lumox/package/lumpackage.h"
 #include "lumox/scene/lumcomp.h"
 
@@ -21,6 +24,12 @@ namespace lumox {
 namespace {
 
 const char* const CRLF = "\r\n";
+
+// Two blanks per level, but no deeper than this: otherwise a scene nested N deep
+// would be written as a file of N^2 blanks.
+constexpr int MaxIndentLevels = 100;
+
+size_t IndentWidth(int Depth) { return static_cast<size_t>(std::min(Depth, MaxIndentLevels)) * 2; }
 
 std::string_view Trimmed(std::string_view S) {
   while (!S.empty() && S.front() == ' ') S.remove_prefix(1);
@@ -53,6 +62,33 @@ bool ParseInt(std::string_view Text, T& Value) {
   return true;
 }
 
+bool Unwritable(char C) {
+  return C == '"' || C == '<' || C == '>' || C == '/' || C == '\r' || C == '\n' || C == '\0';
+}
+
+// Cuts the text at the first and second ','; a part that is missing or bad keeps its
+// value. True when all three parts were read.
+bool ParseVector(std::string_view S, TLumMathVector& V) {
+  const size_t C1 = S.find(',');
+  bool Complete = ParseFloat(S.substr(0, C1), V.X);
+  if (C1 == std::string_view::npos) return false;
+  const size_t C2 = S.find(',', C1 + 1);
+  Complete &=
+      ParseFloat(S.substr(C1 + 1, C2 == std::string_view::npos ? S.npos : C2 - C1 - 1), V.Y);
+  if (C2 == std::string_view::npos) return false;
+  return ParseFloat(S.substr(C2 + 1), V.Z) && Complete;
+}
+
+// "(a, b, c)" of an enumeration's name table.
+std::string NameList(const char* const* Names, int High) {
+  std::string S = "(";
+  for (int I = 0; Names && I <= High; ++I) {
+    if (I) S += ", ";
+    S += Names[I] ? Names[I] : "";
+  }
+  return S + ")";
+}
+
 // Conversion errors name the attribute they came from.
 [[noreturn]] void RethrowForAttribute(const std::string& Name, const EConvertError& E) {
   throw EConvertError("attribute \"" + Name + "\": " + E.what());
@@ -65,7 +101,7 @@ TLumExchange::TLumExchange(TComponent* AOwner) : TComponent(AOwner), FParser(new
   FParser->OnTag = [this](TXMLTag*& Tag) { HandleTag(Tag); };
 }
 
-TLumExchange::~TLumExchange() = default;
+TLumExchange::~TLumExchange() { DropSideFiles(); }
 
 // --- writing --------------------------------------------------------------------------
 
@@ -115,7 +151,7 @@ void TLumExchange::EndTag() {
   if (FDepth == 0) return;
   TXMLTag* Tag = FTags[static_cast<size_t>(FDepth) - 1].get();
   std::string& Out = FParser->Stream();
-  const std::string Indent(static_cast<size_t>(Tag->Depth) * 2, ' ');
+  const std::string Indent(IndentWidth(Tag->Depth), ' ');
   const bool Written =
       Tag->ChildCount > 0 || !Tag->Value.empty() || !Tag->Params.empty() || !FNoDefaultValues;
   if (!Written) {
@@ -128,17 +164,44 @@ void TLumExchange::EndTag() {
     Head.reserve(Indent.size() + Tag->Name.size() + Tag->Params.size() + Tag->Value.size() + 4);
     Head.append(Indent).append(1, '<').append(Tag->Name).append(Tag->Params).append(">\r\n");
     Head.append(Tag->Value);
-    Out.insert(static_cast<size_t>(Tag->StartPos), Head);
+    FHeads.emplace_back(Tag->StartPos, std::move(Head));
     Out.append(Indent).append("</").append(Tag->Name).append(">\r\n");
   }
   --FDepth;
   if (Written && FDepth > 0) ++FTags[static_cast<size_t>(FDepth) - 1]->ChildCount;
+  if (FDepth == 0) MergeHeads();
+}
+
+void TLumExchange::MergeHeads() {
+  if (FHeads.empty()) return;
+  // By position; at one position the outer element (recorded later) comes first.
+  std::vector<size_t> Order(FHeads.size());
+  for (size_t I = 0; I < Order.size(); ++I) Order[I] = I;
+  std::sort(Order.begin(), Order.end(), [this](size_t A, size_t B) {
+    if (FHeads[A].first != FHeads[B].first) return FHeads[A].first < FHeads[B].first;
+    return A > B;
+  });
+  const std::string& Body = FParser->Stream();
+  size_t Total = Body.size();
+  for (const auto& H : FHeads) Total += H.second.size();
+  std::string Out;
+  Out.reserve(Total);
+  size_t Pos = 0;
+  for (size_t I : Order) {
+    const size_t At = static_cast<size_t>(FHeads[I].first);
+    Out.append(Body, Pos, At - Pos);
+    Out.append(FHeads[I].second);
+    Pos = At;
+  }
+  Out.append(Body, Pos, std::string::npos);
+  FParser->Stream() = std::move(Out);
+  FHeads.clear();
 }
 
 void TLumExchange::addvalue(const std::string& Text) {
   if (FDepth == 0 || Text.empty()) return;
   TXMLTag* Tag = FTags[static_cast<size_t>(FDepth) - 1].get();
-  if (Tag->Value.empty()) Tag->Value.assign(static_cast<size_t>(Tag->Depth) * 2, ' ');
+  if (Tag->Value.empty()) Tag->Value.assign(IndentWidth(Tag->Depth), ' ');
   Tag->Value += Text;
 }
 
@@ -148,6 +211,22 @@ void TLumExchange::addparam(const std::string& Name, TComponent* Value) {
 
 void TLumExchange::addparam(const std::string& Name, const std::string& Text) {
   if (FDepth == 0) return;
+  // The reader ends a tag at '/' and '>' even inside quotes, a value at '"', splits the
+  // attributes at line breaks and stops at a zero byte ('<' goes with them, so that a
+  // value never reads as markup): such a value would load as something else.
+  size_t Bad = 0;
+  while (Bad < Text.size() && !Unwritable(Text[Bad])) ++Bad;
+  if (Bad < Text.size()) {
+    const char C = Text[Bad];
+    const std::string Shown = C == '\r'   ? "CR"
+                              : C == '\n' ? "LF"
+                              : C == 0    ? "NUL"
+                                          : std::string(1, C);
+    throw EUnwritableValue("property \"" + Name + "\" of element \"" +
+                           FTags[static_cast<size_t>(FDepth) - 1]->Name + "\" holds " + Shown +
+                           " in \"" + Text +
+                           "\": a LUMGL value cannot carry '\"', '<', '>', '/' or line breaks");
+  }
   std::string& Params = FTags[static_cast<size_t>(FDepth) - 1]->Params;
   if (FParamNewLine && !Params.empty()) Params += CRLF;
   Params.append(1, ' ').append(Name).append("=\"").append(Text).append(1, '"');
@@ -276,20 +355,38 @@ uint32_t TLumExchange::hex2int(const std::string& Text) {
 
 // --- reading --------------------------------------------------------------------------
 
-bool TLumExchange::GetParamText(const std::string& Name, std::string& Text) const {
-  return FCurrentTag && FCurrentTag->GetParam(Name, Text);
+bool TLumExchange::GetParamText(const std::string& Name, std::string& Text) {
+  return Lookup(Name, Text, "text");
+}
+
+bool TLumExchange::Lookup(const std::string& Name, std::string& Text, std::string_view Type) {
+  if (OnAttributeRead) OnAttributeRead(Name, std::string(Type));
+  if (!FCurrentTag) return false;
+  if (FLinesOf != FCurrentTag) SplitParams();
+  // The first line of that name gives the value.
+  for (TParamLine& L : FLines)
+    if (L.HasValue && SameText(L.Name, Name)) {
+      Text.assign(L.Value);
+      L.Read = true;
+      return true;
+    }
+  return false;
 }
 
 void TLumExchange::getvalue(const std::string& Name, bool& Value) {
   std::string Text;
-  if (GetParamText(Name, Text)) Strto(Text, Value);
+  if (!Lookup(Name, Text, "boolean")) return;
+  Strto(Text, Value);
+  if (!Text.empty() && Text != "true" && Text != "false")
+    Warn(lwBadBoolean, Name + "=\"" + Text + "\" is neither true nor false (case matters): " +
+                           (Value ? "true" : "false") + " kept");
 }
 
 // Converts a number attribute; a conversion error names the attribute too.
 template <typename T>
 void TLumExchange::GetNumber(const std::string& Name, T& Value) {
   std::string Text;
-  if (!GetParamText(Name, Text)) return;
+  if (!Lookup(Name, Text, std::is_integral_v<T> ? "integer" : "number")) return;
   try {
     Strto(Text, Value);
   } catch (const EConvertError& E) {
@@ -309,20 +406,41 @@ void TLumExchange::getvalue(const std::string& Name, std::string& Value) {
 
 void TLumExchange::getvalue(const std::string& Name, TLumMathVector& V) {
   std::string Text;
-  if (GetParamText(Name, Text)) Strto(Text, V);
+  if (!Lookup(Name, Text, "vector x,y,z") || Text.empty()) return;
+  if (!ParseVector(Text, V))
+    Warn(lwBadNumberText,
+         Name + "=\"" + Text + "\" is not three numbers \"x,y,z\": read as \"" + toStr(V) + "\"");
+}
+
+void TLumExchange::getcolorvalue(const std::string& Name, uint32_t& Value) {
+  std::string Text;
+  if (!Lookup(Name, Text, "colour 00BBGGRR") || Text.empty()) return;
+  Value = hex2int(Text);
+  const bool Hex = std::all_of(Text.begin(), Text.end(), [](char C) {
+    return std::isxdigit(static_cast<unsigned char>(C)) != 0;
+  });
+  if (!Hex || Text.size() > 8)
+    Warn(lwBadNumberText, Name + "=\"" + Text +
+                              "\" is not up to 8 hexadecimal digits 00BBGGRR: read as " +
+                              int2hex(Value));
 }
 
 void TLumExchange::getsetvalue(const std::string& Name, uint32_t& SetBits, const char* const* Names,
                                int High) {
   std::string Text;
-  if (!GetParamText(Name, Text)) return;
+  if (!Lookup(Name, Text, OnAttributeRead ? "set of " + NameList(Names, High) : std::string()))
+    return;
   uint32_t Bits = 0;
   std::string_view Rest(Text);
   while (!Rest.empty()) {
     size_t Comma = Rest.find(',');
     std::string_view Item = Rest.substr(0, Comma);
     int Ordinal = getenumv(std::string(Item), Names, High);
-    if (Ordinal < 32 && Names && Item == Names[Ordinal]) Bits |= uint32_t{1} << Ordinal;
+    if (Ordinal < 32 && Names && Item == Names[Ordinal])
+      Bits |= uint32_t{1} << Ordinal;
+    else
+      Warn(lwUnknownName, Name + ": \"" + std::string(Item) + "\" is not one of " +
+                              NameList(Names, High) + ": left out of the set");
     if (Comma == std::string_view::npos) break;
     Rest.remove_prefix(Comma + 1);
   }
@@ -338,24 +456,26 @@ void TLumExchange::Strto(const std::string& Text, bool& Value) const {
 
 void TLumExchange::Strto(const std::string& Text, int32_t& Value) const {
   if (Text.empty()) return;
-  if (!ParseInt(Text, Value)) throw EConvertError("'" + Text + "' is not a valid integer value");
+  if (!ParseInt(Text, Value))
+    throw EConvertError("'" + QuotedPart(Text) + "' is not a valid integer value");
 }
 
 void TLumExchange::Strto(const std::string& Text, uint32_t& Value) const {
   if (Text.empty()) return;
-  if (!ParseInt(Text, Value)) throw EConvertError("'" + Text + "' is not a valid integer value");
+  if (!ParseInt(Text, Value))
+    throw EConvertError("'" + QuotedPart(Text) + "' is not a valid integer value");
 }
 
 void TLumExchange::Strto(const std::string& Text, float& Value) const {
   if (Text.empty()) return;
   if (!ParseFloat(Text, Value))
-    throw EConvertError("'" + Text + "' is not a valid floating point value");
+    throw EConvertError("'" + QuotedPart(Text) + "' is not a valid floating point value");
 }
 
 void TLumExchange::Strto(const std::string& Text, double& Value) const {
   if (Text.empty()) return;
   if (!ParseFloat(Text, Value))
-    throw EConvertError("'" + Text + "' is not a valid floating point value");
+    throw EConvertError("'" + QuotedPart(Text) + "' is not a valid floating point value");
 }
 
 void TLumExchange::Strto(const std::string& Text, std::string& Value) const {
@@ -363,22 +483,18 @@ void TLumExchange::Strto(const std::string& Text, std::string& Value) const {
 }
 
 void TLumExchange::Strto(const std::string& Text, TLumMathVector& V) const {
-  if (Text.empty()) return;
-  // Cut at the first and second ','; a part that is missing or bad keeps its value.
-  std::string_view S(Text);
-  size_t C1 = S.find(',');
-  ParseFloat(S.substr(0, C1), V.X);
-  if (C1 == std::string_view::npos) return;
-  size_t C2 = S.find(',', C1 + 1);
-  ParseFloat(S.substr(C1 + 1, C2 == std::string_view::npos ? S.npos : C2 - C1 - 1), V.Y);
-  if (C2 == std::string_view::npos) return;
-  ParseFloat(S.substr(C2 + 1), V.Z);
+  if (!Text.empty()) ParseVector(Text, V);
 }
 
-int TLumExchange::getenums(const std::string& Name, const char* const* Names, int High) const {
+int TLumExchange::getenums(const std::string& Name, const char* const* Names, int High) {
   std::string Text;
-  if (!GetParamText(Name, Text)) return 0;
-  return getenumv(Text, Names, High);
+  if (!Lookup(Name, Text, OnAttributeRead ? "one of " + NameList(Names, High) : std::string()))
+    return 0;
+  const int Ordinal = getenumv(Text, Names, High);
+  if (Names && Names[Ordinal] && Text != Names[Ordinal])
+    Warn(lwUnknownName, Name + "=\"" + Text + "\" is not one of " + NameList(Names, High) +
+                            " (names match exactly): " + Names[Ordinal] + " used");
+  return Ordinal;
 }
 
 int TLumExchange::getenumv(const std::string& Text, const char* const* Names, int High) const {
@@ -394,6 +510,8 @@ void TLumExchange::clear() {
   FParser->Stream().clear();
   FParser->Stream().shrink_to_fit();  // a large scene's buffer is not kept around
   FDepth = 0;
+  FHeads.clear();
+  DropSideFiles();
   FFileCounter = 0;
   FBaseTag.Name.clear();
   FBaseTag.Params.clear();
@@ -416,48 +534,28 @@ void TLumExchange::EndSave() {
   FState = stEndSave;
 }
 
+void TLumExchange::AddSideFile(const std::string& Temp, const std::string& FileName) {
+  FSideFiles.emplace_back(Temp, FileName);
+}
+
+void TLumExchange::DropSideFiles() {
+  for (const auto& F : FSideFiles) ::unlink(F.first.c_str());
+  FSideFiles.clear();
+}
+
 void TLumExchange::WriteBuffer() {
-  namespace fs = std::filesystem;
-  const fs::path Target(FFileName);
-  fs::path Dir = Target.parent_path();
-  if (Dir.empty()) Dir = ".";
-  // Appended piece by piece: GCC 12 at -O3 takes the inlined insert of "." + name for
-  // an overlapping copy (a false -Wrestrict).
-  std::string Hidden = ".";
-  Hidden += Target.filename().string();
-  Hidden += ".XXXXXX";
-  std::string Temp = (Dir / Hidden).string();
-  int Fd = ::mkstemp(Temp.data());
-  if (Fd < 0) throw Exception("Cannot create file \"" + FFileName + "\". " + std::strerror(errno));
+  // The scene is written completely first; then the side files take their places,
+  // then the scene file. A failure before that leaves every old file as it was.
   const std::string& Out = FParser->Stream();
-  const char* P = Out.data();
-  size_t Left = Out.size();
-  int Error = 0;
-  while (Left > 0) {
-    ssize_t N = ::write(Fd, P, Left);
-    if (N < 0) {
-      if (errno == EINTR) continue;
-      Error = errno;
-      break;
-    }
-    P += N;
-    Left -= static_cast<size_t>(N);
-  }
-  if (!Error && ::fsync(Fd) != 0) Error = errno;
-  if (::close(Fd) != 0 && !Error) Error = errno;
-  // A new file gets the usual permissions rather than mkstemp's private ones.
-  if (!Error) {
-    mode_t Mask = ::umask(0);
-    ::umask(Mask);
-    std::error_code Ec;
-    fs::permissions(Temp, static_cast<fs::perms>(0666 & ~Mask), Ec);
-    if (fs::exists(Target, Ec)) fs::permissions(Temp, fs::status(Target, Ec).permissions(), Ec);
-  }
-  if (!Error && std::rename(Temp.c_str(), FFileName.c_str()) != 0) Error = errno;
-  if (Error) {
+  const std::string Temp = WriteTemporaryBeside(FFileName, Out.data(), Out.size());
+  try {
+    for (const auto& F : FSideFiles) ReplaceWithTemporary(F.first, F.second);
+  } catch (...) {
     ::unlink(Temp.c_str());
-    throw Exception("Cannot write file \"" + FFileName + "\". " + std::strerror(Error));
+    throw;
   }
+  FSideFiles.clear();
+  ReplaceWithTemporary(Temp, FFileName);
 }
 
 void TLumExchange::SavetoFile(TComponent* Obj) {
@@ -508,6 +606,91 @@ void TLumExchange::SaveObj(TComponent* Obj) {
   }
 }
 
+// --- load diagnostics -----------------------------------------------------------------
+
+const char* const TLumLoadWarningKindStr[10] = {
+    "lwUnknownClass", "lwUnknownElement", "lwUnreadAttribute", "lwUnknownName",
+    "lwBadBoolean",   "lwBadNumberText",  "lwUnclosedElement", "lwDiffuseNotRead",
+    "lwSkippedTag",   "lwOutsideObjects"};
+
+std::string TLumLoadWarning::ToString() const {
+  std::string S = FileName;
+  if (Line > 0) S += ":" + std::to_string(Line);
+  if (!Element.empty()) S += ": element \"" + Element + "\"";
+  return S + ": " + Text;
+}
+
+void TLumExchange::Warn(TLumLoadWarningKind Kind, const TXMLTag* Tag, std::string_view Element,
+                        const std::string& Text) {
+  TLumLoadWarning& W = FWarnings.emplace_back();
+  W.Kind = Kind;
+  W.FileName = FFileName;
+  W.Line = Tag ? Tag->Line : 0;
+  W.Element = Element;
+  W.Text = Text;
+  if (OnWarning) OnWarning(W);
+}
+
+void TLumExchange::Warn(TLumLoadWarningKind Kind, const std::string& Text) {
+  Warn(Kind, FCurrentTag, FCurrentTag ? std::string_view(FCurrentTag->Name) : "", Text);
+}
+
+void TLumExchange::SplitParams() {
+  FLines.clear();
+  FLinesOf = FCurrentTag;
+  if (!FCurrentTag) return;
+  FCurrentTag->ForEachParamLine([this](std::string_view Line) {
+    TParamLine& L = FLines.emplace_back();
+    const size_t Eq = Line.find('=');
+    L.HasValue = Eq != std::string_view::npos;
+    L.Name = Line.substr(0, Eq);
+    if (L.HasValue) L.Value = Line.substr(Eq + 1);
+  });
+}
+
+void TLumExchange::CheckUnread() {
+  if (FLinesOf != FCurrentTag) SplitParams();
+  for (size_t I = 0; I < FLines.size(); ++I) {
+    const TParamLine& L = FLines[I];
+    if (L.Read) continue;
+    // The reader repeats an element's last attribute: a repetition of a line that was
+    // read, or warned of, counts as read.
+    bool Repeated = false;
+    for (size_t J = 0; J < I && !Repeated; ++J)
+      Repeated = FLines[J].HasValue == L.HasValue && SameText(FLines[J].Name, L.Name);
+    if (Repeated) continue;
+    if (!L.HasValue)
+      Warn(lwUnreadAttribute, "\"" + std::string(L.Name) +
+                                  "\" is no attribute (name=\"value\"): a value holding a line "
+                                  "break or a blank after a quote splits it; ignored");
+    else if (!L.Name.empty() && (L.Name.front() == ' ' || L.Name.front() == '\t'))
+      Warn(lwUnreadAttribute, "attribute \"" + std::string(L.Name) +
+                                  "\" has blanks or tabs in its name: indent a continued line "
+                                  "by one blank (or an odd number), never by tabs; ignored");
+    else
+      Warn(lwUnreadAttribute,
+           "attribute \"" + std::string(L.Name) + "\" is not read by this element: ignored");
+  }
+  FLines.clear();
+  FLinesOf = nullptr;
+}
+
+void TLumExchange::HandleSkippedTag(TXMLTag* Tag, std::string_view Name) {
+  // Inside a subtree that is skipped anyway, or outside the file's objects, there is
+  // nothing to lose.
+  const bool InObjects = FState == stOBJLoad && Tag->Parent && Tag->Parent->Obj;
+  if (!InObjects && !SameText(Name, "Objects") && !SameText(Name, "LUMGL")) return;
+  if (Tag->Name.empty())
+    Warn(lwSkippedTag, Tag, Name,
+         "\"<" + std::string(Name) +
+             "/>\" without attributes is passed over by the reader: nothing is created; write <" +
+             std::string(Name) + "></" + std::string(Name) + "> instead");
+  else
+    Warn(lwSkippedTag, Tag, Name,
+         "the start tag ends with a blank before \">\" or \"/>\", which the reader passes over: "
+         "the element and its content are skipped");
+}
+
 void TLumExchange::HandleTag(TXMLTag*& Tag) {
   TObject* Parent = Tag->Parent ? Tag->Parent->Obj : nullptr;
   switch (FState) {
@@ -520,6 +703,9 @@ void TLumExchange::HandleTag(TXMLTag*& Tag) {
         FState = stLUMGLLoad;
       } else if (SameText(Tag->Name, "Objects")) {
         FState = stOBJLoad;
+        FSawObjects = true;
+      } else {
+        Warn(lwOutsideObjects, Tag, Tag->Name, "elements before \"Objects\" are not read: skipped");
       }
       // The load target passes down to "Objects".
       Tag->Obj = Parent;
@@ -532,6 +718,13 @@ void TLumExchange::HandleTag(TXMLTag*& Tag) {
         Obj = Prop->ReadComp(this, Tag);
       else if (auto* Comp = dynamic_cast<TLumComponent*>(Parent))
         Obj = Comp->ReadComp(this, Tag);
+      if (!Obj && Parent && OnReadElement) Obj = OnReadElement(Tag, Parent);
+      if (Obj)
+        CheckUnread();
+      else if (Parent)
+        WarnUnclaimed(Tag, Parent);
+      FLines.clear();
+      FLinesOf = nullptr;
       FLoadElement.clear();
       FCurrentTag = nullptr;
       // Without an object the element's whole subtree is skipped.
@@ -543,6 +736,21 @@ void TLumExchange::HandleTag(TXMLTag*& Tag) {
   }
 }
 
+void TLumExchange::WarnUnclaimed(const TXMLTag* Tag, TObject* Parent) {
+  const std::string& Name = Tag->Name;
+  const std::string In =
+      Tag->Parent && !Tag->Parent->Name.empty() ? " in \"" + Tag->Parent->Name + "\"" : "";
+  if (SameText(Name, "FDiffuse"))
+    Warn(lwDiffuseNotRead, Tag, Name,
+         "the diffuse colour is written under \"FDiffuse\" but read only as \"Diffuse\": "
+         "it keeps its current value (rename the element to \"Diffuse\" to load it)");
+  else if (!dynamic_cast<TLumCustomNode*>(Parent))
+    Warn(lwUnknownElement, Tag, Name, "unknown element" + In + ": skipped with its content");
+  else
+    Warn(lwUnknownClass, Tag, Name,
+         "no registered render class of this name" + In + ": skipped with its content");
+}
+
 void TLumExchange::LoadfromFile(TObject* Target) {
   // Leftovers of an unfinished save or an unbalanced earlier file must not take part.
   clear();
@@ -550,12 +758,28 @@ void TLumExchange::LoadfromFile(TObject* Target) {
   FState = stStartLoad;
   FParser->OnProgress = OnSProgress;
   FParser->FileName = FFileName;
+  FParser->OnSkippedTag = [this](TXMLTag* Tag, std::string_view Name) {
+    HandleSkippedTag(Tag, Name);
+  };
   FLoadElement.clear();
+  FWarnings.clear();
+  FLines.clear();
+  FLinesOf = nullptr;
+  FSawObjects = false;
   auto Fail = [this](const std::exception& E) {
     std::string Msg = "Cannot load \"" + FFileName + "\"";
     if (!FLoadElement.empty()) Msg += ", element \"" + FLoadElement + "\"";
     return Msg + ": " + E.what();
   };
+  // Nodes created by the load keep their changes to themselves while it runs (a
+  // scene nested N deep would otherwise pass every value read up N levels); when it
+  // ends, however it ends, they are ordinary again and the target hears of it once.
+  struct TEndReading {
+    TObject* Target;
+    ~TEndReading() {
+      if (auto* C = dynamic_cast<TComponent*>(Target)) C->SetReading(false);
+    }
+  } EndReading{Target};
   try {
     FParser->execute(Target);
   } catch (const EConvertError& E) {
@@ -571,8 +795,17 @@ void TLumExchange::LoadfromFile(TObject* Target) {
     FState = stReady;
     throw Exception(Msg);
   }
+  // The elements still open at the end, outermost first.
+  std::vector<const TXMLTag*> Open;
+  for (const TXMLTag* T = FParser->Current(); T && T != FParser->BaseTag(); T = T->Parent)
+    Open.push_back(T);
+  for (auto It = Open.rbegin(); It != Open.rend(); ++It)
+    Warn(lwUnclosedElement, *It, (*It)->Name, "the file ends before the element is closed");
+  if (!FSawObjects)
+    Warn(lwOutsideObjects, nullptr, "", "no \"Objects\" element: nothing was loaded");
   FParser->CloseOpenTags();
   FState = stReady;
+  if (auto* T = dynamic_cast<TLumTransformed*>(Target)) T->SubChange(T);
 }
 
 }  // namespace lumox

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,6 +24,40 @@ enum TLumExchangeState : uint8_t {
   stEndSave,
   stOBJLoad
 };
+
+// Raised by the writer for a value the format cannot carry; the component writing it
+// completes the message with its own name (Named).
+class EUnwritableValue : public Exception {
+ public:
+  using Exception::Exception;
+  bool Named = false;
+};
+
+// What a load warning is about: a place where the file's text was not taken as written.
+enum TLumLoadWarningKind : uint8_t {
+  lwUnknownClass,     // an element in a node names no registered render class: skipped
+  lwUnknownElement,   // a child element its parent does not read: skipped
+  lwUnreadAttribute,  // an attribute that nothing read (a misspelled name)
+  lwUnknownName,      // an enumeration or set name not in its table
+  lwBadBoolean,       // neither "true" nor "false": the value is kept
+  lwBadNumberText,    // a colour or vector text that was not read completely
+  lwUnclosedElement,  // the file ends inside the element
+  lwDiffuseNotRead,   // a material's "FDiffuse" child, which loading does not read back
+  lwSkippedTag,       // a start tag the reader passes over, with its content
+  lwOutsideObjects,   // an element before "Objects" that nothing reads, or no "Objects"
+};
+extern const char* const TLumLoadWarningKindStr[10];
+
+struct TLumLoadWarning {
+  TLumLoadWarningKind Kind = lwUnknownClass;
+  std::string FileName;
+  int32_t Line = 0;  // from 1; 0 for the whole file
+  std::string Element;
+  std::string Text;
+  // FILE:LINE: element "NAME": TEXT
+  std::string ToString() const;
+};
+using TLumLoadWarningEvent = std::function<void(const TLumLoadWarning& Warning)>;
 
 class TLumExchange : public TComponent {
  public:
@@ -45,6 +80,22 @@ class TLumExchange : public TComponent {
   void SetFileName(const std::string& Value) { FFileName = Value; }
   // Progress of saving (per object) and loading (per character), 0..1.
   TXMLProgressEvent OnSProgress;
+
+  // Asked for an element that its parent's ReadComp did not take, with the parent's
+  // object; may return the object that reads it (after reading its attributes from
+  // this exchange), or nullptr to skip it with a warning. Lets an application read
+  // elements of its own, such as a viewpoint among the file's objects.
+  std::function<TObject*(TXMLTag* Tag, TObject* Parent)> OnReadElement;
+  // Told of every attribute lookup of the reading services, with the kind of value
+  // asked for ("boolean", "integer", "number", "text", "vector x,y,z", "colour
+  // 00BBGGRR", "one of (...)", "set of (...)"): the format reference is made from it.
+  std::function<void(const std::string& Name, const std::string& Type)> OnAttributeRead;
+  // Raised for every load warning as it is found; the load goes on unchanged.
+  TLumLoadWarningEvent OnWarning;
+  // The warnings of the last LoadfromFile, in the order found.
+  const std::vector<TLumLoadWarning>& Warnings() const { return FWarnings; }
+  // Records a warning about the element being loaded (components may add their own).
+  void Warn(TLumLoadWarningKind Kind, const std::string& Text);
 
   TLumExchangeState State() const { return FState; }
   TXMLParser* Parser() const { return FParser; }
@@ -79,6 +130,9 @@ class TLumExchange : public TComponent {
   void ObjStep();
   // <FileName up to its first '.'><counter>.<Extension>; the counter then rises by one.
   std::string GetAFilename(const std::string& Extension);
+  // A side file written to the temporary Temp, to be renamed to FileName when the
+  // scene file is complete, and removed when the save fails.
+  void AddSideFile(const std::string& Temp, const std::string& FileName);
   static std::string int2hex(uint32_t Value);
   static uint32_t hex2int(const std::string& Text);
 
@@ -86,7 +140,7 @@ class TLumExchange : public TComponent {
   // The element whose attributes are being read.
   TXMLTag* CurrentTag() const { return FCurrentTag; }
   // The attribute's text; false when the element has no such attribute.
-  bool GetParamText(const std::string& Name, std::string& Text) const;
+  bool GetParamText(const std::string& Name, std::string& Text);
   // A missing attribute or empty text leaves the value as it is.
   void getvalue(const std::string& Name, bool& Value);
   void getvalue(const std::string& Name, int32_t& Value);
@@ -112,8 +166,10 @@ class TLumExchange : public TComponent {
   void Strto(const std::string& Text, double& Value) const;
   void Strto(const std::string& Text, std::string& Value) const;
   void Strto(const std::string& Text, TLumMathVector& V) const;
+  // Colour text: hexadecimal digits $00BBGGRR; a missing attribute keeps the value.
+  void getcolorvalue(const std::string& Name, uint32_t& Value);
   // Ordinal whose name equals the attribute's text; missing or unknown gives 0.
-  int getenums(const std::string& Name, const char* const* Names, int High) const;
+  int getenums(const std::string& Name, const char* const* Names, int High);
   int getenumv(const std::string& Text, const char* const* Names, int High) const;
 
   // --- files ---------------------------------------------------------------------
@@ -151,6 +207,14 @@ class TLumExchange : public TComponent {
   // after child elements cost no insertion into the buffer.
   std::vector<std::unique_ptr<TXMLTag>> FTags;
   int FDepth = 0;
+  // Start tags of ended elements that have content, with the buffer position they
+  // belong at (outer elements after inner ones at the same position). They are
+  // merged into the buffer in one pass when the outermost element ends, so saving
+  // stays linear however deep the elements nest.
+  std::vector<std::pair<int64_t, std::string>> FHeads;
+  void MergeHeads();
+  std::vector<std::pair<std::string, std::string>> FSideFiles;
+  void DropSideFiles();
   // Stands below the stack (depth -1) when no element is open.
   TXMLTag FBaseTag;
   int32_t FFileCounter = 0;
@@ -158,6 +222,29 @@ class TLumExchange : public TComponent {
   int64_t FProgressTotal = 0;
   // The element being loaded when a load failed, for the error message.
   std::string FLoadElement;
+
+  // --- load diagnostics ---
+  void Warn(TLumLoadWarningKind Kind, const TXMLTag* Tag, std::string_view Element,
+            const std::string& Text);
+  void SplitParams();
+  // GetParamText, telling OnAttributeRead the kind of value asked for.
+  bool Lookup(const std::string& Name, std::string& Text, std::string_view Type);
+  // Warns of the current element's attributes that no lookup asked for.
+  void CheckUnread();
+  void HandleSkippedTag(TXMLTag* Tag, std::string_view Name);
+  // Warns of an element its parent's ReadComp did not take.
+  void WarnUnclaimed(const TXMLTag* Tag, TObject* Parent);
+  std::vector<TLumLoadWarning> FWarnings;
+  // The attribute lines of the element being loaded (views into its Params), split on
+  // the first lookup, each marked when a lookup asks for its name.
+  struct TParamLine {
+    std::string_view Name, Value;
+    bool HasValue = false;
+    bool Read = false;
+  };
+  std::vector<TParamLine> FLines;
+  const TXMLTag* FLinesOf = nullptr;
+  bool FSawObjects = false;
 };
 
 }  // namespace lumox

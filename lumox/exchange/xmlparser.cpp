@@ -26,20 +26,16 @@ inline const char* FindEither(const char* P, const char* Limit, char A, char B) 
 // --- TXMLTag --------------------------------------------------------------------------
 
 bool TXMLTag::GetParam(std::string_view AName, std::string& AValue) const {
-  std::string_view Text(Params);
-  size_t Pos = 0;
-  while (Pos < Text.size()) {
-    size_t End = Text.find("\r\n", Pos);
-    if (End == std::string_view::npos) End = Text.size();
-    std::string_view Line = Text.substr(Pos, End - Pos);
-    size_t Eq = Line.find('=');
+  bool Found = false;
+  ForEachParamLine([&](std::string_view Line) {
+    if (Found) return;
+    const size_t Eq = Line.find('=');
     if (Eq != std::string_view::npos && SameText(Line.substr(0, Eq), AName)) {
       AValue.assign(Line.substr(Eq + 1));
-      return true;
+      Found = true;
     }
-    Pos = End + 2;
-  }
-  return false;
+  });
+  return Found;
 }
 
 // --- TXMLParser -----------------------------------------------------------------------
@@ -107,10 +103,24 @@ void TXMLParser::atSpecial(const std::string& S) {
   if (OnSpecial) OnSpecial(S);
 }
 
-void TXMLParser::NewElement() {
+void TXMLParser::atSkippedTag(std::string_view Name) {
+  if (OnSkippedTag) OnSkippedTag(FCurrent, Name);
+}
+
+int32_t TXMLParser::LineAt(const char* P) {
+  // Elements start in file order, so every character is looked at once per run.
+  for (const char* Q = FLinePos;
+       (Q = static_cast<const char*>(std::memchr(Q, FLineEnd, static_cast<size_t>(P - Q)))); ++Q)
+    ++FLine;
+  FLinePos = P;
+  return FLine;
+}
+
+void TXMLParser::NewElement(const char* At) {
   auto* Tag = new TXMLTag;
   Tag->Parent = FCurrent;
   Tag->Depth = FCurrent->Depth + 1;
+  Tag->Line = LineAt(At);
   FCurrent = Tag;
 }
 
@@ -166,7 +176,7 @@ const char* TXMLParser::Step(const char* P, const char* Limit) {
     }
 
     case stOpenTag: {
-      if (FCounter == 0 && Ch != '/' && Ch != '!') NewElement();
+      if (FCounter == 0 && Ch != '/' && Ch != '!') NewElement(P);
       switch (Ch) {
         case '?':
         case '!':
@@ -192,6 +202,8 @@ const char* TXMLParser::Step(const char* P, const char* Limit) {
           FCounter = 0;
           return P + 1;
         case '/':
+          // "<name/>": the element is closed unnamed and unreported.
+          if (FCounter > 0) atSkippedTag(FBuffer);
           FState = stCloseTag;
           return P + 1;
         default: {
@@ -250,6 +262,8 @@ const char* TXMLParser::Step(const char* P, const char* Limit) {
             }
             atParam();
             atTag();
+          } else {
+            atSkippedTag(FCurrent->Name);
           }
           FState = Ch == '/' ? stCloseTag : stValue;
           FAttributes.clear();
@@ -346,6 +360,10 @@ void TXMLParser::execute(TObject* target) {
   // The terminator, or an embedded zero byte before it, ends the run.
   const size_t Length = std::strlen(Begin);
   FState = stDefault;
+  FLinePos = Begin;
+  FLine = 1;
+  // A file without LF ends its lines with a lone CR.
+  FLineEnd = std::memchr(Begin, '\n', Length) || !std::memchr(Begin, '\r', Length) ? '\n' : '\r';
   size_t Pos = 0;
   size_t NextProgress = ProgressStep;
   while (Pos < Length) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -31,15 +32,39 @@ class TXMLTag : public TObject {
   int32_t ChildCount = 0;
   // 0 for the parser's base element, 1 for a top-level element.
   int32_t Depth = 0;
+  // The input line (from 1) of the element's '<', for messages about it.
+  int32_t Line = 0;
   // 0 normal; an OnTag handler may set 1 (close at once) or 2 (keep at its end tag).
   uint8_t Kind = 0;
   TXMLTag* Parent = nullptr;
   // The user's object for this element (the exchange keeps the scene object here).
   TObject* Obj = nullptr;
 
-  // Value of the first attribute line whose name matches (case-insensitive).
+  // Value of the first attribute line whose name matches (case-insensitive). Lines end
+  // at CR LF, a lone CR or a lone LF, as the attribute list renders and splits them.
   bool GetParam(std::string_view AName, std::string& AValue) const;
+  // Calls F(Line) for every line of Params.
+  template <typename F>
+  void ForEachParamLine(F&& Fn) const;
 };
+
+template <typename F>
+void TXMLTag::ForEachParamLine(F&& Fn) const {
+  const std::string_view Text(Params);
+  size_t Pos = 0;
+  while (Pos < Text.size()) {
+    // The next LF, or a CR before it (lines mostly end in CR LF: two memchr calls).
+    const char* Begin = Text.data() + Pos;
+    const size_t Left = Text.size() - Pos;
+    const void* Lf = std::memchr(Begin, '\n', Left);
+    const size_t ToLf = Lf ? static_cast<size_t>(static_cast<const char*>(Lf) - Begin) : Left;
+    const void* Cr = std::memchr(Begin, '\r', ToLf);
+    const size_t End =
+        Pos + (Cr ? static_cast<size_t>(static_cast<const char*>(Cr) - Begin) : ToLf);
+    Fn(Text.substr(Pos, End - Pos));
+    Pos = End + (Text.compare(End, 2, "\r\n") == 0 ? 2 : 1);
+  }
+}
 
 using TTagEvent = std::function<void(TXMLTag*& Tag)>;
 using TXMLProgressEvent = std::function<void(double progress)>;
@@ -60,6 +85,10 @@ class TXMLParser : public TComponent {
   TTagEvent OnTagName;
   TXMLProgressEvent OnProgress;
   TGetStrProc OnSpecial;
+  // A start tag ended without OnTag (a blank before its '>' or '/>', or "<name/>"
+  // without attributes): the element and its content reach no handler. Name is the
+  // element's name as written.
+  std::function<void(TXMLTag* Tag, std::string_view Name)> OnSkippedTag;
   // Loaded into the buffer by execute when the buffer is empty.
   std::string FileName;
 
@@ -80,7 +109,8 @@ class TXMLParser : public TComponent {
   // Handles the input from P on, never past Limit; returns where it stopped, having
   // consumed at least one character.
   const char* Step(const char* P, const char* Limit);
-  void NewElement();
+  // A new current element whose '<' is just before At.
+  void NewElement(const char* At);
   void CloseTagStep();
   void AddAttribute(const std::string& Line);
   void atEndtag();
@@ -91,6 +121,9 @@ class TXMLParser : public TComponent {
   void atComment(const std::string& S);
   void atProgress(double Progress);
   void atSpecial(const std::string& S);
+  void atSkippedTag(std::string_view Name);
+  // The line of the character at P, counted on from the last position asked for.
+  int32_t LineAt(const char* P);
 
   std::string FStream;
   TStates FState = stDefault;
@@ -103,6 +136,11 @@ class TXMLParser : public TComponent {
   std::vector<bool> FNoEquals;
   TXMLTag* FBase = nullptr;
   TXMLTag* FCurrent = nullptr;
+  // Lines are counted lazily, only up to where an element starts: the position counted
+  // to, its line, and the character that ends a line in this input.
+  const char* FLinePos = nullptr;
+  int32_t FLine = 1;
+  char FLineEnd = '\n';
 };
 
 }  // namespace lumox

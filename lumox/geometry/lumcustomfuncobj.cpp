@@ -65,12 +65,9 @@ TLumMathVector TLumCustomFuncObj::TextureIt(const TLumMathVector&, double a, dou
 }
 
 void TLumCustomFuncObj::InitPoints() {
-  const int64_t Rows = int64_t{FStacks} * FOverDraw + 1;
+  const int64_t Rows = MeshMul(FStacks, FOverDraw) + 1;
   const int64_t Columns = int64_t{FSlices} + 1;
-  const int64_t Total = Rows > 0 && Columns > 0 ? Rows * Columns : 0;
-  if (Total > std::numeric_limits<int32_t>::max())
-    throw Exception("Function surface too large: " + std::to_string(Rows) + " x " +
-                    std::to_string(Columns) + " samples.");
+  const int64_t Total = MeshCount(this, Rows > 0 && Columns > 0 ? MeshMul(Rows, Columns) : 0);
   FGridRows = Rows > 0 && Columns > 0 ? static_cast<int32_t>(Rows) : 0;
   FGridColumns = FGridRows > 0 ? static_cast<int32_t>(Columns) : 0;
   FGrid.clear();
@@ -164,7 +161,7 @@ void TLumCustomFuncObj::InitPrimitives() {
   for (int32_t k = 1; k <= Bands; ++k) {
     const int32_t L = AddPrimitiveArray(GL_QUAD_STRIP);
     TLumPrimitiveArray* A = GetPrimitive(L);
-    A->SetSize((FSlices + 1) * 2);
+    A->SetSize(MeshCount(this, MeshMul(int64_t{FSlices} + 1, 2), "indices"));
     for (int32_t j = 0; j <= FSlices; ++j) {
       A->AddIndex(static_cast<uint32_t>((k - 1) * (FSlices + 1) + j));
       A->AddIndex(static_cast<uint32_t>(k * (FSlices + 1) + j));

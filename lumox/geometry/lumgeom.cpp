@@ -127,7 +127,7 @@ void TLumRectangle::InitPoints() {
   const TLumTextureFlags* F = TextureFlags();
   const double ScX = F->ScaleX(), ShX = F->ShiftX(), ScY = F->ScaleY(), ShY = F->ShiftY();
   const double W = FWidth, H = FHeight;
-  Points()->SetSize((FDetailX + 1) * (FDetailY + 1));
+  Points()->SetSize(MeshCount(this, MeshMul(int64_t{FDetailX} + 1, int64_t{FDetailY} + 1)));
   for (int32_t j = 0; j <= FDetailY; ++j) {
     const double v = static_cast<double>(j) / FDetailY;
     for (int32_t i = 0; i <= FDetailX; ++i) {

@@ -5,11 +5,27 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <string>
 
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/math/lumgl.h"
 
 namespace lumox {
+
+int64_t MeshMul(int64_t A, int64_t B) {
+  int64_t R;
+  if (__builtin_mul_overflow(A, B, &R)) return INT64_MAX;
+  return R;
+}
+
+int32_t MeshCount(const TObject* Obj, int64_t Count, const char* What) {
+  if (Count >= 0 && Count <= MaxMeshCount) return static_cast<int32_t>(Count);
+  std::string Who = Obj ? Obj->ClassName() : "mesh";
+  if (auto* C = dynamic_cast<const TComponent*>(Obj); C && !C->Name().empty())
+    Who += " \"" + C->Name() + "\"";
+  throw Exception(Who + ": a mesh of " + std::to_string(Count) + " " + What +
+                  " is larger than the limit of " + std::to_string(MaxMeshCount) + ".");
+}
 
 const char* const TLumArrayStr[6] = {"daVertex", "daNormal",   "daTexture",
                                      "daColor",  "daEdgeFlag", "daFlag"};

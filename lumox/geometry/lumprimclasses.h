@@ -12,6 +12,16 @@ namespace lumox {
 
 class TLumTexture;
 
+// The most vertices a mesh may have, and the most indices one of its lists may hold:
+// 2^26 (67 108 864). The counts are computed in 64 bits before anything is allocated;
+// a larger mesh throws Exception naming the object and the count.
+inline constexpr int64_t MaxMeshCount = int64_t{1} << 26;
+// A * B, or INT64_MAX when the product does not fit (both are expected >= 0).
+int64_t MeshMul(int64_t A, int64_t B);
+// Count as the size of Obj's vertex block (What = "vertices") or of an index list
+// ("indices"); throws Exception when it is negative or over MaxMeshCount.
+int32_t MeshCount(const TObject* Obj, int64_t Count, const char* What = "vertices");
+
 // The kinds of per-vertex data.
 enum TLumArray : uint8_t { daVertex, daNormal, daTexture, daColor, daEdgeFlag, daFlag };
 extern const char* const TLumArrayStr[6];

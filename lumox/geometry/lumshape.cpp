@@ -2,6 +2,8 @@
 // their exchange-format values.
 #include "lumox/geometry/lumshape.h"
 
+#include <algorithm>
+#include <climits>
 #include <cmath>
 
 #include "lumox/exchange/lumexchange.h"
@@ -36,7 +38,7 @@ void AddColumnStrip(TLumPrimitiveObj* Obj, int32_t Type, int32_t Base, int32_t C
                     int32_t Stacks, bool Reversed) {
   const int32_t L = Obj->AddPrimitiveArray(Type);
   TLumPrimitiveArray* A = Obj->GetPrimitive(L);
-  A->SetSize((Stacks + 1) * 2);
+  A->SetSize(MeshCount(Obj, MeshMul(int64_t{Stacks} + 1, 2), "indices"));
   for (int32_t j = 0; j <= Stacks; ++j) {
     const uint32_t Left = static_cast<uint32_t>(Base + (Stacks + 1) * Column + j);
     const uint32_t Right = static_cast<uint32_t>(Base + (Stacks + 1) * (Column + 1) + j);
@@ -59,7 +61,9 @@ void TLumSphere::Rebuild() {
 void TLumSphere::SetSlices(int32_t Value) {
   if (Value < 1) Value = 1;
   if (FMode == smRegular) {
-    Value = (Value + 3) / 4 * 4;
+    // Rounded up to a multiple of 4 in 64 bits, and kept within int32 (no overflow).
+    Value =
+        static_cast<int32_t>(std::min<int64_t>((int64_t{Value} + 3) / 4 * 4, INT32_MAX / 4 * 4));
     FStacks = Value / 2;
   }
   FSlices = Value;
@@ -68,7 +72,8 @@ void TLumSphere::SetSlices(int32_t Value) {
 
 void TLumSphere::SetStacks(int32_t Value) {
   if (Value < 2) Value = 2;
-  if (FMode == smRegular) FSlices = Value / 2 * 4;
+  if (FMode == smRegular)
+    FSlices = static_cast<int32_t>(std::min<int64_t>(int64_t{Value} / 2 * 4, INT32_MAX / 4 * 4));
   FStacks = Value;
   Rebuild();
 }
@@ -105,7 +110,7 @@ void TLumSphere::InitGlobalPoints() {
   TLumTextureFlags* TF = TextureFlags();
   const int32_t S = FSlices, T = FStacks;
   const double DTheta = TwoPi / S, DPhi = Pi / T;
-  P->SetSize((S + 1) * (T + 1));
+  P->SetSize(MeshCount(this, MeshMul(int64_t{S} + 1, int64_t{T} + 1)));
   for (int32_t i = 0; i <= S; ++i) {
     const double SinT = std::sin(i * DTheta), CosT = std::cos(i * DTheta);
     for (int32_t j = 0; j <= T; ++j) {
@@ -124,7 +129,7 @@ void TLumSphere::InitGlobalPoints() {
 void TLumSphere::InitGlobalPrimitives() {
   const int32_t S = FSlices, T = FStacks;
   const int32_t Caps = AddPrimitiveArray(GL_TRIANGLES);
-  GetPrimitive(Caps)->SetSize(S * 6);
+  GetPrimitive(Caps)->SetSize(MeshCount(this, MeshMul(S, 6), "indices"));
   for (int32_t i = 1; i <= S; ++i) {
     AddIndex((T + 1) * (i - 1) + 1, Caps);
     AddIndex((T + 1) * (i - 1), Caps);
@@ -136,7 +141,7 @@ void TLumSphere::InitGlobalPrimitives() {
   for (int32_t i = 1; i <= S; ++i) {
     const int32_t L = AddPrimitiveArray(GL_QUAD_STRIP);
     TLumPrimitiveArray* A = GetPrimitive(L);
-    A->SetSize((T - 1) * 2);
+    A->SetSize(MeshCount(this, MeshMul(int64_t{T} - 1, 2), "indices"));
     for (int32_t j = 1; j <= T - 1; ++j) {
       A->AddIndex((T + 1) * (i - 1) + j);
       A->AddIndex((T + 1) * i + j);
@@ -151,8 +156,9 @@ void TLumSphere::InitGlobalPrimitives() {
 // pole and share the index formulas. With an even Stacks the two equator rings coincide.
 namespace {
 
-int32_t RegularRingStart(int32_t n) { return n == 0 ? 0 : 4 + (n - 1) * (2 * n + 1); }
-int32_t RegularHemisphereCount(int32_t H) { return RegularRingStart(H + 1); }
+// In 64 bits: for huge Stacks the count is refused, never overflowed.
+int64_t RegularRingStart(int64_t n) { return n == 0 ? 0 : 4 + (n - 1) * (2 * n + 1); }
+int64_t RegularHemisphereCount(int64_t H) { return RegularRingStart(H + 1); }
 
 }  // namespace
 
@@ -162,7 +168,7 @@ void TLumSphere::InitRegularPoints() {
   const int32_t H = FStacks / 2;
   const double DPhi = Pi / FStacks;
   const bool EvenStacks = FStacks % 2 == 0;
-  P->SetSize(2 * RegularHemisphereCount(H));
+  P->SetSize(MeshCount(this, 2 * RegularHemisphereCount(H)));
   for (int Hemi = 0; Hemi < 2; ++Hemi) {
     const double Sign = Hemi == 0 ? 1.0 : -1.0;
     // Texture t of ring n: counted from the +Z pole over the whole sphere.
@@ -319,8 +325,8 @@ void TLumCylinder::InitPoints() {
   TLumTextureFlags* TF = TextureFlags();
   DefineFlags(P);
   const int32_t S = FSlices, T = FStacks;
-  const int32_t Grid = (S + 1) * (T + 1);
-  P->SetSize(Grid * (1 + (FClosed ? CapCount() : 0)));
+  const int32_t Grid = MeshCount(this, MeshMul(int64_t{S} + 1, int64_t{T} + 1));
+  P->SetSize(MeshCount(this, MeshMul(Grid, 1 + (FClosed ? CapCount() : 0))));
   const double Slope = FBaseRadius - FTopRadius;
   const double L = std::sqrt(FHeight * FHeight + Slope * Slope);
   for (int32_t i = 0; i <= S; ++i) {
@@ -479,7 +485,7 @@ void TLumDisc::InitPoints() {
   // Only a full turn or a disc without hole has coincident vertices to weld.
   const bool UseFlags = FInnerRadius == 0 || FSweepAngle == 360;
   if (UseFlags) DefineFlags(P);
-  P->SetSize((S + 1) * (T + 1));
+  P->SetSize(MeshCount(this, MeshMul(int64_t{S} + 1, int64_t{T} + 1)));
   const TLumMathVector N{0.0, 0.0, 1.0};
   for (int32_t i = 0; i <= S; ++i) {
     const double Theta = i * Step + Start;
@@ -578,7 +584,7 @@ void TLumTorus::InitPoints() {
   DefineFlags(P);
   const int32_t S = FSlices, T = FStacks;
   const double A = TwoPi / S, B = TwoPi / T;
-  P->SetSize((S + 1) * (T + 1));
+  P->SetSize(MeshCount(this, MeshMul(int64_t{S} + 1, int64_t{T} + 1)));
   for (int32_t i = 0; i <= S; ++i) {
     const double CosA = std::cos(i * A), SinA = std::sin(i * A);
     for (int32_t j = 0; j <= T; ++j) {
@@ -698,10 +704,12 @@ void TLumBox::InitPoints() {
   DefineFlags(P);
   const double Extent[3] = {FWidth, FHeight, FDepth};
   const double Low[3] = {-FWidth / 2.0, 0.0, 0.0};
-  int32_t Total = 0;
+  int64_t Total = 0;
   for (const TBoxFaceGrid& G : BoxFaceGrids)
-    if (FFaces.Contains(G.Face)) Total += (FDetail[G.OuterAxis] + 1) * (FDetail[G.InnerAxis] + 1);
-  P->SetSize(Total);
+    if (FFaces.Contains(G.Face))
+      Total += MeshCount(
+          this, MeshMul(int64_t{FDetail[G.OuterAxis]} + 1, int64_t{FDetail[G.InnerAxis]} + 1));
+  P->SetSize(MeshCount(this, Total));
   for (const TBoxFaceGrid& G : BoxFaceGrids) {
     if (!FFaces.Contains(G.Face)) continue;
     const int32_t NA = FDetail[G.OuterAxis], NB = FDetail[G.InnerAxis];
@@ -728,7 +736,7 @@ void TLumBox::InitPrimitives() {
     const int32_t NA = FDetail[G.OuterAxis], NB = FDetail[G.InnerAxis];
     const int32_t L = AddPrimitiveArray(GL_QUADS);
     TLumPrimitiveArray* A = GetPrimitive(L);
-    A->SetSize(NA * NB * 4);
+    A->SetSize(MeshCount(this, MeshMul(MeshMul(NA, NB), 4), "indices"));
     auto V = [&](int32_t a, int32_t b) { return static_cast<uint32_t>(Base + a * (NB + 1) + b); };
     for (int32_t a = 0; a < NA; ++a) {
       for (int32_t b = 0; b < NB; ++b) {

@@ -52,7 +52,8 @@ void TComponent::Destroying() {
     TComponent* C = *FFreeNotifies.begin();
     FFreeNotifies.erase(FFreeNotifies.begin());
     C->FFreeNotifies.erase(this);
-    C->Notification(this, opRemove);
+    // The owner hears of it below, once (it passes it on to its listeners).
+    if (C != FOwner) C->Notification(this, opRemove);
   }
   if (FOwner) FOwner->Notification(this, opRemove);
 }
@@ -98,7 +99,10 @@ void TComponent::InsertComponent(TComponent* AComponent) {
   if (AComponent->FOwner) AComponent->FOwner->RemoveComponent(AComponent);
   FComponents.push_back(AComponent);
   if (!AComponent->FName.empty()) FNames[UpperCase(AComponent->FName)] = AComponent;
-  if (AComponent->FSiblingNotifications) FListeners.push_back(AComponent);
+  if (AComponent->FSiblingNotifications) {
+    FListeners.push_back(AComponent);
+    FListenerSet.insert(AComponent);
+  }
   AComponent->FOwner = this;
   if (FComponentState.Contains(csDesigning)) AComponent->SetDesigning(true);
   Notification(AComponent, opInsert);
@@ -117,7 +121,10 @@ void TComponent::RemoveComponent(TComponent* AComponent) {
   if (!AComponent || AComponent->FOwner != this) return;
   if (!AComponent->FComponentState.Contains(csDestroying)) Notification(AComponent, opRemove);
   EraseFromBack(FComponents, AComponent);
-  if (AComponent->FSiblingNotifications) EraseFromBack(FListeners, AComponent);
+  if (AComponent->FSiblingNotifications) {
+    EraseFromBack(FListeners, AComponent);
+    FListenerSet.erase(AComponent);
+  }
   if (!AComponent->FName.empty()) {
     auto It = FNames.find(UpperCase(AComponent->FName));
     if (It != FNames.end() && It->second == AComponent) FNames.erase(It);
@@ -125,12 +132,49 @@ void TComponent::RemoveComponent(TComponent* AComponent) {
   AComponent->FOwner = nullptr;
 }
 
+namespace {
+// Owned components are freed by their owner's destructor, so a chain of owners
+// nested N deep would need N destructor frames on the call stack. Beyond this many
+// nested DestroyComponents calls, owners hand their components to the outermost call
+// instead, which frees them one after another.
+constexpr int MaxNestedDestroy = 64;
+thread_local int DestroyDepth = 0;
+thread_local std::vector<TComponent*>* DeferredFrees = nullptr;
+}  // namespace
+
 void TComponent::DestroyComponents() {
+  if (DestroyDepth >= MaxNestedDestroy && DeferredFrees) {
+    // Taken out of this owner (which tells its listeners, as a removal does) and
+    // freed by the outermost call, last first as here.
+    std::vector<TComponent*> Orphans;
+    Orphans.reserve(FComponents.size());
+    while (!FComponents.empty()) {
+      TComponent* C = FComponents.back();
+      RemoveComponent(C);
+      if (!FComponents.empty() && FComponents.back() == C) FComponents.pop_back();
+      Orphans.push_back(C);
+    }
+    DeferredFrees->insert(DeferredFrees->end(), Orphans.rbegin(), Orphans.rend());
+    return;
+  }
+  std::vector<TComponent*> Deferred;
+  const bool Outermost = DeferredFrees == nullptr;
+  if (Outermost) DeferredFrees = &Deferred;
+  ++DestroyDepth;
   while (!FComponents.empty()) {
     TComponent* C = FComponents.back();
     delete C;  // its destructor removes it from this list
     if (!FComponents.empty() && FComponents.back() == C) FComponents.pop_back();
   }
+  if (Outermost) {
+    while (!Deferred.empty()) {
+      TComponent* C = Deferred.back();
+      Deferred.pop_back();
+      delete C;
+    }
+    DeferredFrees = nullptr;
+  }
+  --DestroyDepth;
 }
 
 void TComponent::FreeNotification(TComponent* AComponent) {
@@ -148,10 +192,13 @@ void TComponent::SetSiblingNotifications(bool Value) {
   if (Value == FSiblingNotifications) return;
   FSiblingNotifications = Value;
   if (!FOwner) return;
-  if (Value)
+  if (Value) {
     FOwner->FListeners.push_back(this);
-  else
+    FOwner->FListenerSet.insert(this);
+  } else {
     EraseFromBack(FOwner->FListeners, this);
+    FOwner->FListenerSet.erase(this);
+  }
 }
 
 void TComponent::Notification(TComponent* AComponent, TOperation Operation) {
@@ -161,20 +208,26 @@ void TComponent::Notification(TComponent* AComponent, TOperation Operation) {
   const std::vector<TComponent*> Items = FListeners;
   for (auto It = Items.rbegin(); It != Items.rend(); ++It) {
     TComponent* C = *It;
-    if (std::find(FListeners.begin(), FListeners.end(), C) != FListeners.end())
-      C->Notification(AComponent, Operation);
+    if (FListenerSet.count(C)) C->Notification(AComponent, Operation);
   }
 }
 
 void TComponent::ChangeState(TComponentStateItem Item, bool Value) {
-  if (Value)
-    FComponentState.Include(Item);
-  else
-    FComponentState.Exclude(Item);
-  for (TComponent* C : FComponents) C->ChangeState(Item, Value);
+  // Through a list rather than by recursion: owners may be nested very deep.
+  std::vector<TComponent*> Pending{this};
+  while (!Pending.empty()) {
+    TComponent* C = Pending.back();
+    Pending.pop_back();
+    if (Value)
+      C->FComponentState.Include(Item);
+    else
+      C->FComponentState.Exclude(Item);
+    Pending.insert(Pending.end(), C->FComponents.begin(), C->FComponents.end());
+  }
 }
 
 void TComponent::SetDesigning(bool Value) { ChangeState(csDesigning, Value); }
 void TComponent::SetLoading(bool Value) { ChangeState(csLoading, Value); }
+void TComponent::SetReading(bool Value) { ChangeState(csReading, Value); }
 
 }  // namespace lumox

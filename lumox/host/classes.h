@@ -133,6 +133,8 @@ class TComponent : public TPersistent {
   // Design mode and loading state, set on this component and its owned components.
   void SetDesigning(bool Value);
   void SetLoading(bool Value);
+  // Marks the component and its owned components as being read from a scene file.
+  void SetReading(bool Value);
 
  protected:
   // Called when a component is inserted into or removed from the owner, and when a
@@ -154,8 +156,10 @@ class TComponent : public TPersistent {
   std::vector<TComponent*> FComponents;
   // Owned components by upper-cased name, for unique names in constant time.
   std::unordered_map<std::string, TComponent*> FNames;
-  // Owned components that asked for sibling notifications, in insertion order.
+  // Owned components that asked for sibling notifications, in insertion order, and
+  // the same as a set, so that a notification visits each listener once in O(1).
   std::vector<TComponent*> FListeners;
+  std::unordered_set<TComponent*> FListenerSet;
   std::unordered_set<TComponent*> FFreeNotifies;
 };
 

@@ -2,6 +2,7 @@
 // JPEG and what stb_image decodes; writes BMP, PNG and JPEG).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -11,7 +12,30 @@
 namespace lumox {
 
 // Bits per pixel the bitmap reports; pixels are always kept as RGBA bytes.
-enum TPixelFormat : uint8_t { pfDevice, pf1bit, pf4bit, pf8bit, pf15bit, pf16bit, pf24bit, pf32bit };
+enum TPixelFormat : uint8_t {
+  pfDevice,
+  pf1bit,
+  pf4bit,
+  pf8bit,
+  pf15bit,
+  pf16bit,
+  pf24bit,
+  pf32bit
+};
+
+// Files are replaced whole: the new contents go to a temporary file beside the old
+// one, every write and the close checked, and only a complete file is renamed over
+// it. A name that is a symbolic link is written through to the file it names.
+// The path a file is written at: FileName itself, or the file its link names.
+std::string ResolveWritePath(const std::string& FileName);
+// Writes Size bytes to a new temporary file beside FileName and returns its path;
+// throws Exception naming FileName (and leaves no temporary) when it cannot.
+std::string WriteTemporaryBeside(const std::string& FileName, const void* Data, size_t Size);
+// Renames a temporary made by WriteTemporaryBeside over FileName (through a link);
+// throws Exception naming FileName, and removes the temporary, when it cannot.
+void ReplaceWithTemporary(const std::string& Temp, const std::string& FileName);
+// At most 80 characters of Text, for quoting a value in a message.
+std::string QuotedPart(const std::string& Text);
 
 class TBitmap : public TPersistent {
  public:
@@ -59,11 +83,17 @@ class TBitmap : public TPersistent {
   // Copies size, format and pixels of another bitmap (not its OnChange).
   void Assign(TPersistent* Source) override;
 
-  // Reads an image file; throws Exception naming the file when it cannot.
+  // Reads an image file; throws Exception naming the file when it cannot. The size is
+  // read before the pixels are decoded: an image of more than MaxImagePixels is refused.
   void LoadFromFile(const std::string& FileName);
-  // Writes PNG for a ".png" name, JPEG (quality 90) for ".jpg" and ".jpeg", BMP otherwise. The file is written to a temporary
+  static constexpr int64_t MaxImagePixels = int64_t{1} << 26;
+  // Writes PNG for a ".png" name, JPEG (quality 90) for ".jpg" and ".jpeg", BMP
+  // otherwise. The file is written to a temporary
   // beside it and renamed into place; throws Exception naming the file on failure.
   void SaveToFile(const std::string& FileName) const;
+  // Writes the file SaveToFile would write to a temporary beside FileName and returns
+  // the temporary's path, for ReplaceWithTemporary once everything else is written.
+  std::string SaveToTemporary(const std::string& FileName) const;
 
  private:
   int FWidth = 0;

@@ -179,9 +179,9 @@ void TLumColor::WriteValues(TLumExchange* Exchange) {
 }
 
 void TLumColor::ReadValues(TLumExchange* Exchange) {
-  std::string Text = TLumExchange::int2hex(FColor);
-  Exchange->getvalue("Color", Text);
-  SetColor(TLumExchange::hex2int(Text));
+  uint32_t Value = FColor;
+  Exchange->getcolorvalue("Color", Value);
+  SetColor(Value);
   SetAlpha(Exchange->getvalueor("Alpha", FAlpha));
 }
 

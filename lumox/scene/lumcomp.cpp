@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <unordered_set>
+#include <cstdio>
 #include <vector>
 
 #include "lumox/exchange/lumexchange.h"
@@ -52,7 +53,16 @@ void TLumComponent::ReadValues(TLumExchange* Exchange) {
 
 void TLumComponent::WriteComp(TLumExchange* Exchange, const std::string& Tag) {
   Exchange->StartTag(Tag);
-  WriteValues(Exchange);
+  try {
+    WriteValues(Exchange);
+  } catch (EUnwritableValue& E) {
+    if (E.Named) throw;
+    const std::string Who = Name().empty() ? std::string("a ") + ClassName() + " without a name"
+                                           : "component \"" + Name() + "\" (" + ClassName() + ")";
+    EUnwritableValue Named(Who + ", " + E.what());
+    Named.Named = true;
+    throw Named;
+  }
   Exchange->EndTag();
 }
 
@@ -183,25 +193,104 @@ void TLumRender::AfterRender(TLumCustomView* aView) {
 
 void TLumRender::DoDisable(TLumCustomView*) {}
 
+namespace {
+
+// Nesting of Render calls on this thread, the levels the modelview stack has room
+// for below the outermost call, and the branches left out for want of room.
+thread_local int RenderDepth = 0;
+thread_local int RenderRoom = 0;
+thread_local int RenderRefused = 0;
+
+TLumRenderMessageEvent& RenderDiagnostics() {
+  static TLumRenderMessageEvent Handler;
+  return Handler;
+}
+
+void ReportRenderMessage(const std::string& Message) {
+  if (RenderDiagnostics()) {
+    RenderDiagnostics()(Message);
+    return;
+  }
+  static std::string Last;
+  if (Message == Last) return;
+  Last = Message;
+  std::fprintf(stderr, "lumox: %s\n", Message.c_str());
+}
+
+// Counts one level of nesting for the lifetime of a Render call.
+struct TRenderLevel {
+  TRenderLevel() { ++RenderDepth; }
+  ~TRenderLevel() { --RenderDepth; }
+};
+
+}  // namespace
+
+void SetRenderDiagnostics(TLumRenderMessageEvent Handler) {
+  RenderDiagnostics() = std::move(Handler);
+}
+
 void TLumRender::Render(TLumCustomView* aView) {
   if (!FEnabled) {
     DoDisable(aView);
     return;
   }
+  // A level deeper than the modelview stack holds would overflow it and draw with
+  // wrong matrices: such a branch is left out and reported once for the frame.
+  if (RenderDepth == 0) {
+    GLint Max = 0, Used = 0;
+    glGetIntegerv(GL_MAX_MODELVIEW_STACK_DEPTH, &Max);
+    glGetIntegerv(GL_MODELVIEW_STACK_DEPTH, &Used);
+    // Without a context the queries answer nothing: GL guarantees 32 levels.
+    RenderRoom = Max > 0 ? Max - Used : 32;
+    RenderRefused = RenderRoom > 0 ? 0 : 1;
+    if (RenderRoom > 0) {
+      TRenderLevel Level;
+      RenderProtocol(aView);
+    }
+    if (RenderRefused > 0)
+      ReportRenderMessage(
+          "The scene is nested deeper than the OpenGL matrix stack allows (" +
+          std::to_string(RenderRoom) + " levels); " + std::to_string(RenderRefused) +
+          (RenderRefused == 1 ? " branch was" : " branches were") + " left out of the frame.");
+    return;
+  }
+  if (RenderDepth >= RenderRoom) {
+    ++RenderRefused;
+    return;
+  }
+  TRenderLevel Level;
+  RenderProtocol(aView);
+}
+
+void TLumRender::RenderProtocol(TLumCustomView* aView) {
   BeforeRender(aView);
   if (!FView && FCached) {
     // The first view that renders a cached component owns its cache.
     SetView(aView);
     FListId = 0;
   }
-  if (!IsMyView(aView)) {
-    DoRender(aView);
-  } else if (FListId == 0) {
-    if (FCached) OpenCache();
-    DoRender(aView);
-    if (FCached) CloseCache();
-  } else {
-    CallCache();
+  // A drawing that fails (a mesh over its size limit) must not leave a list open or
+  // the matrix pushed: the list is dropped and the stack balanced before it goes on.
+  bool Compiling = false;
+  try {
+    if (!IsMyView(aView)) {
+      DoRender(aView);
+    } else if (FListId == 0) {
+      if (FCached) OpenCache();
+      Compiling = FCached;
+      DoRender(aView);
+      Compiling = false;
+      if (FCached) CloseCache();
+    } else {
+      CallCache();
+    }
+  } catch (...) {
+    if (Compiling) {
+      CloseCache();
+      ClearCache();
+    }
+    glPopMatrix();
+    throw;
   }
   AfterRender(aView);
 }
@@ -229,6 +318,12 @@ TLumMathVector TLumRender::ProjectVector(TLumCustomView* aView, const TLumMathVe
 
 void TLumRender::OpenCache() {
   if (!FView) return;
+  // Lists do not nest: GL refuses glNewList while one is compiled, and the glEndList
+  // that follows would end the enclosing list early. Inside another component's list
+  // this one is drawn into that list.
+  GLint Compiling = 0;
+  glGetIntegerv(GL_LIST_INDEX, &Compiling);
+  if (Compiling != 0) return;
   ClearCache();
   FListId = glGenLists(1);
   // Compiled and executed at once, so the frame that builds the cache shows the

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -131,6 +132,8 @@ class TLumRender : public TLumTransformed {
 
  private:
   friend class TLumCustomNode;
+  // Render's steps once the component is known to be enabled and to fit the stack.
+  void RenderProtocol(TLumCustomView* aView);
   // Sets FNode, keeping the removal notification between component and node.
   void LinkNode(TLumCustomNode* NewNode);
   // The nodes whose lists hold this component, as an item or a reference, each once.
@@ -151,6 +154,13 @@ class TLumRender : public TLumTransformed {
 using TLumFrameResetHook = void (*)(bool BeforeImage);
 void RegisterFrameResetHook(TLumFrameResetHook Hook);
 void RunFrameResetHooks(bool BeforeImage);
+
+// Told when a frame left out the branches of a scene nested deeper than the GL
+// modelview stack holds (each level pushes a matrix), once per outermost Render that
+// left any out. Without a handler the message goes to standard error, once for each
+// different message; nullptr restores that.
+using TLumRenderMessageEvent = std::function<void(const std::string& Message)>;
+void SetRenderDiagnostics(TLumRenderMessageEvent Handler);
 
 // The container of render components.
 class TLumCustomNode : public TLumRender {

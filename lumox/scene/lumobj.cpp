@@ -2,6 +2,8 @@
 #include "lumox/scene/lumobj.h"
 
 #include <algorithm>
+#include <typeinfo>
+#include <unordered_set>
 
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/math/lumgl.h"
@@ -89,8 +91,8 @@ void TLumObject::DoRender(TLumCustomView* aView) {
   if (FAttributes) FAttributes->Render(aView);
   if (FMaterial) FMaterial->Render(aView);
   if (FColorAsMaterial != cmNone) {
-    static const GLenum Modes[6] = {0, GL_AMBIENT, GL_DIFFUSE, GL_SPECULAR, GL_EMISSION,
-                                    GL_AMBIENT_AND_DIFFUSE};
+    static const GLenum Modes[6] = {0,           GL_AMBIENT,  GL_DIFFUSE,
+                                    GL_SPECULAR, GL_EMISSION, GL_AMBIENT_AND_DIFFUSE};
     glEnable(GL_COLOR_MATERIAL);
     glColorMaterial(GL_FRONT_AND_BACK, Modes[FColorAsMaterial]);
   }
@@ -132,10 +134,7 @@ void TLumObject::Notification(TComponent* AComponent, TOperation Operation) {
 
 // --- TLumNode -------------------------------------------------------------------------
 
-TLumNode::TLumNode(TComponent* AOwner) : TLumCustomNode(AOwner) {
-  // OnItemNotify hears of its siblings' insertions and removals too.
-  SetSiblingNotifications(true);
-}
+TLumNode::TLumNode(TComponent* AOwner) : TLumCustomNode(AOwner) {}
 
 void TLumNode::Counted(TLumRender* Item, int Delta) {
   if (!Item) return;
@@ -186,8 +185,7 @@ void TLumNode::Insert(int Index, TLumRender* Item) {
   FItems.insert(FItems.begin() + Index, Item);
   Counted(Item, 1);
   // Keep the indirect bits aligned with their items.
-  if (FIndirect.size() + 1 == FItems.size())
-    FIndirect.insert(FIndirect.begin() + Index, false);
+  if (FIndirect.size() + 1 == FItems.size()) FIndirect.insert(FIndirect.begin() + Index, false);
   Item->OnChange = [this](TObject* Sender) { SubChange(Sender); };
   if (OnItemNotify) OnItemNotify(Item, opInsert);
 }
@@ -280,12 +278,21 @@ bool TLumNode::IsIndirect(int Index) const {
 }
 
 int TLumNode::CountAllItems() const {
+  // Through a list rather than by recursion (scenes may be nested very deep); a node
+  // met again inside itself counts once more, not forever.
   int N = 0;
-  for (TLumRender* Item : FItems) {
-    if (auto* Sub = dynamic_cast<TLumNode*>(Item))
-      N += Sub->CountAllItems();
-    else
-      ++N;
+  std::vector<const TLumNode*> Pending{this};
+  std::unordered_set<const TLumNode*> Seen{this};
+  while (!Pending.empty()) {
+    const TLumNode* Node = Pending.back();
+    Pending.pop_back();
+    for (TLumRender* Item : Node->FItems) {
+      if (auto* Sub = dynamic_cast<TLumNode*>(Item)) {
+        if (Seen.insert(Sub).second) Pending.push_back(Sub);
+      } else {
+        ++N;
+      }
+    }
   }
   return N;
 }
@@ -296,9 +303,31 @@ void TLumNode::RenderItems(TLumCustomView* aView) {
     if (FItems[I]) FItems[I]->Render(aView);
 }
 
+namespace {
+// The nodes a change is climbing through, when one is under way on this thread.
+thread_local std::vector<TLumNode*>* ChangeClimb = nullptr;
+}  // namespace
+
 void TLumNode::SubChange(TObject*) {
-  Changed();
-  ClearCache();  // any change of an item invalidates the compiled list
+  // A change climbs from node to node through OnChange. The outermost call walks
+  // the chain through a queue instead of nesting a call per level, so the depth of
+  // a scene is not bounded by the call stack.
+  if (ChangeClimb) {
+    ChangeClimb->push_back(this);
+    return;
+  }
+  std::vector<TLumNode*> Queue{this};
+  ChangeClimb = &Queue;
+  struct TReset {
+    ~TReset() { ChangeClimb = nullptr; }
+  } Reset;
+  for (size_t I = 0; I < Queue.size(); ++I) {
+    TLumNode* Node = Queue[I];
+    // A node being read keeps changes to itself: otherwise every value read in a
+    // scene nested N deep would climb N levels.
+    if (!Node->ComponentState().Contains(csReading)) Node->Changed();
+    Node->ClearCache();  // any change of an item invalidates the compiled list
+  }
 }
 
 void TLumNode::DoRender(TLumCustomView* aView) {
@@ -310,10 +339,43 @@ void TLumNode::DoRender(TLumCustomView* aView) {
 
 void TLumNode::WriteValues(TLumExchange* Exchange) {
   TLumRender::WriteValues(Exchange);
-  for (size_t I = 0; I < FItems.size(); ++I) {
-    if (!FItems[I]) continue;
-    FItems[I]->WriteComp(Exchange, UpperCase(FItems[I]->ClassName()));
-    Exchange->ObjStep();
+  WriteItems(Exchange);
+}
+
+void TLumNode::WriteItems(TLumExchange* Exchange) {
+  // A plain node's element is what WriteComp would write (its start tag, its values,
+  // its items, its end tag), unrolled here; other classes write themselves.
+  struct TFrame {
+    TLumNode* Node;
+    size_t Next;
+  };
+  std::vector<TFrame> Stack{{this, 0}};
+  std::unordered_set<TLumNode*> Open{this};
+  while (!Stack.empty()) {
+    TFrame& Top = Stack.back();
+    if (Top.Next >= Top.Node->FItems.size()) {
+      Open.erase(Top.Node);
+      Stack.pop_back();
+      if (!Stack.empty()) {
+        Exchange->EndTag();
+        Exchange->ObjStep();
+      }
+      continue;
+    }
+    TLumRender* Item = Top.Node->FItems[Top.Next++];
+    if (!Item) continue;
+    if (typeid(*Item) == typeid(TLumNode)) {
+      auto* Sub = static_cast<TLumNode*>(Item);
+      // Recursion would never end either: refuse a node that holds itself.
+      if (!Open.insert(Sub).second)
+        throw Exception("The node \"" + Sub->Name() + "\" contains itself.");
+      Exchange->StartTag(UpperCase(Sub->ClassName()));
+      Sub->TLumRender::WriteValues(Exchange);
+      Stack.push_back({Sub, 0});
+    } else {
+      Item->WriteComp(Exchange, UpperCase(Item->ClassName()));
+      Exchange->ObjStep();
+    }
   }
 }
 
@@ -321,6 +383,8 @@ TObject* TLumNode::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
   if (const TLumRenderClass* Class = GetRenderClass(Tag->Name)) {
     TComponent* C = Class->Create(this);
     if (auto* R = dynamic_cast<TLumRender*>(C)) {
+      // Until the load ends (see TLumExchange::LoadfromFile).
+      C->SetReading(true);
       Add(R);
       R->ReadValues(Exchange);
       return R;

@@ -16,7 +16,12 @@ class TLumAttributes;
 class TLumMaterial;
 
 enum TLumColorAsMaterial : uint8_t {
-  cmNone, cmAmbient, cmDiffuse, cmSpecular, cmEmission, cmAmbientDiffuse
+  cmNone,
+  cmAmbient,
+  cmDiffuse,
+  cmSpecular,
+  cmEmission,
+  cmAmbientDiffuse
 };
 extern const char* const TLumColorAsMaterialStr[6];
 
@@ -68,6 +73,29 @@ class TLumObject : public TLumRender {
   bool FNamePushed = false;
 };
 
+// A node's OnItemNotify. Assigning a handler also makes the node hear its siblings'
+// insertions and removals through their owner; a node without one asks for none, so
+// an owner of many nodes does not tell each of them of every new sibling.
+class TLumItemNotifyEvent {
+ public:
+  explicit TLumItemNotifyEvent(TComponent* Node) : FNode(Node) {}
+  TLumItemNotifyEvent(const TLumItemNotifyEvent&) = delete;
+  TLumItemNotifyEvent& operator=(const TLumItemNotifyEvent&) = delete;
+  TLumItemNotifyEvent& operator=(TNotificationEvent Handler) {
+    FHandler = std::move(Handler);
+    FNode->SetSiblingNotifications(static_cast<bool>(FHandler));
+    return *this;
+  }
+  explicit operator bool() const { return static_cast<bool>(FHandler); }
+  void operator()(TComponent* AComponent, TOperation Operation) const {
+    FHandler(AComponent, Operation);
+  }
+
+ private:
+  TComponent* FNode;
+  TNotificationEvent FHandler;
+};
+
 // A group that renders its items in order, inside its own transformation. Items
 // added with AddIndirect are only referred to: they stay in their own node.
 class TLumNode : public TLumCustomNode {
@@ -77,7 +105,7 @@ class TLumNode : public TLumCustomNode {
   const char* ClassName() const override { return "TLumNode"; }
 
   // Told of insertions and removals (a view uses it to follow the scene).
-  TNotificationEvent OnItemNotify;
+  TLumItemNotifyEvent OnItemNotify{this};
   // When assigned, replaces the drawing of the items.
   TLumRenderEvent OnRender;
 
@@ -104,8 +132,12 @@ class TLumNode : public TLumCustomNode {
   int CountAllItems() const;
   void RenderItems(TLumCustomView* aView);
 
+  // Passes the change on and clears the cache; a node being read from a file keeps
+  // the change to itself (the load tells its target once at the end).
   void SubChange(TObject* Sender) override;
   void DoRender(TLumCustomView* aView) override;
+  // Items that are plain nodes are written through a list of their own rather than
+  // by recursion, so the nesting of a scene is not bounded by the call stack.
   void WriteValues(TLumExchange* Exchange) override;
   TObject* ReadComp(TLumExchange* Exchange, TXMLTag* Tag) override;
 
@@ -119,6 +151,7 @@ class TLumNode : public TLumCustomNode {
   // for items that are there once (the usual case) in large scenes.
   std::unordered_map<TLumRender*, int> FOccurrences;
   void Counted(TLumRender* Item, int Delta);
+  void WriteItems(TLumExchange* Exchange);
 };
 
 // --- the render-class registry ---------------------------------------------------------

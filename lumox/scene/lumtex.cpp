@@ -277,7 +277,9 @@ void TLumTexture::WriteValues(TLumExchange* Exchange) {
     // from wherever it is opened.
     const std::string Name = fs::path(Exchange->GetAFilename("bmp")).filename().string();
     const fs::path Dir = fs::path(Exchange->FileName()).parent_path();
-    FBitmap->SaveToFile((Dir / Name).string());
+    // Renamed into place only once the scene file is complete.
+    const std::string File = (Dir / Name).string();
+    Exchange->AddSideFile(FBitmap->SaveToTemporary(File), File);
     Exchange->addtag("Bitmap", Name, std::string());
   }
 }

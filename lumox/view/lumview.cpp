@@ -189,7 +189,12 @@ void TLumView::RenderScene() {
     if (FCamera) InitCamera(DrawableWidth(), DrawableHeight());
     FNextIDCounter = 0;
     RunFrameResetHooks(false);
-    RenderSceneGL();
+    try {
+      RenderSceneGL();
+    } catch (...) {
+      SetCurrent(false);
+      throw;
+    }
     if (FDrawMode != dmSelection) FContext->SwapBuffers();
   }
   SetCurrent(false);
@@ -229,8 +234,13 @@ void TLumView::RenderSceneGL() {
   glMatrixMode(GL_MODELVIEW);
   glEnable(GL_DEPTH_TEST);
   glPushAttrib(GL_ALL_ATTRIB_BITS);
-  FCoordinates->Render();
-  if (OnRender) OnRender(this);
+  try {
+    FCoordinates->Render();
+    if (OnRender) OnRender(this);
+  } catch (...) {
+    glPopAttrib();  // a frame that fails (a mesh over its limit) leaves the stack as it was
+    throw;
+  }
   glFlush();
   glPopAttrib();
 }

@@ -148,9 +148,30 @@ TEST_F(CommandTest, SceneFailuresExitWithOneAndNameTheFile) {
   EXPECT_NE(Err.find(File("text.lumgl")), std::string::npos) << Err;
   EXPECT_FALSE(fs::exists(File("x.png")));
 
+  // A mesh over the size limit is refused by name, before anything is allocated.
+  std::string Huge = SphereScene("000000FF");
+  Huge.replace(Huge.find("Slices=\"16\" Stacks=\"12\""), 25,
+               "Slices=\"2147483647\" Stacks=\"2147483647\"");
+  Write("huge.lumgl", Huge);
+  EXPECT_EQ(Run("render '" + File("huge.lumgl") + "' -o '" + File("x.png") + "'"), 1);
+  EXPECT_NE(Err.find("TLumSphere \"Ball\""), std::string::npos) << Err;
+  EXPECT_NE(Err.find("4611686018427387904 vertices"), std::string::npos) << Err;
+
   Write("red.lumgl", SphereScene("000000FF"));  // an output that cannot be written
   EXPECT_EQ(Run("render '" + File("red.lumgl") + "' -o '" + File("no/dir/x.png") + "'"), 1);
   EXPECT_NE(Err.find("no/dir/x.png"), std::string::npos) << Err;
+
+  // A full disk (a file-size limit, its signal ignored) leaves the old image as it was.
+  ASSERT_EQ(Run("render '" + File("red.lumgl") + "' -o '" + File("old.png") + "'"), 0);
+  const std::string Old = Read(File("old.png"));
+  const std::string Limited = std::string("sh -c \"trap '' XFSZ; ulimit -f 1; exec '") +
+                              LUMOX_COMMAND + "' render '" + File("red.lumgl") +
+                              "' --size 300x300 -o '" + File("old.png") + "'\"";
+  const int Status = std::system((Limited + " 2>/dev/null").c_str());
+  EXPECT_EQ(WIFEXITED(Status) ? WEXITSTATUS(Status) : -1, 1);
+  EXPECT_EQ(Read(File("old.png")), Old);
+  for (const auto& E : fs::directory_iterator(Dir))
+    EXPECT_EQ(E.path().filename().string().find(".old.png"), std::string::npos);
 }
 
 TEST_F(CommandTest, BadUsageExitsWithTwo) {
@@ -163,7 +184,7 @@ TEST_F(CommandTest, BadUsageExitsWithTwo) {
            "render " + S + "-o a.png --near -1", "render " + S + "-o a.png --bogus",
            "render " + S + S + "-o a.png", "demo x.lumgl -o a.png", "render " + S + "-o a.gif",
            "render " + S + "-o a", "render " + S + "-o png", "convert " + S, "convert " + S + "b c",
-           "convert " + S + "b --decimals x", "info --x"}) {
+           "convert " + S + "b --decimals x", "info --x", "convert " + S + "''"}) {
     EXPECT_EQ(Run(Args), 2) << Args;
     EXPECT_FALSE(Err.empty()) << Args;
   }
@@ -269,6 +290,104 @@ TEST_F(CommandTest, TitleIsDrawnAtTheTopOfTheImage) {
   EXPECT_GT(Top, 20);
   EXPECT_EQ(Rest, 0);
   EXPECT_EQ(Run("demo -o '" + File("t.png") + "' --title"), 2);
+}
+
+TEST_F(CommandTest, WarningsOnStderrStrictAndCheckFailOnThem) {
+  std::string Scene = SphereScene("000000FF");
+  Scene.replace(Scene.find("Radius="), 7, "Radus=");
+  Write("typo.lumgl", Scene);
+  const std::string F = "'" + File("typo.lumgl") + "'";
+  EXPECT_EQ(Run("render " + F + " -o '" + File("t.png") + "'"), 0) << Err;
+  EXPECT_NE(Err.find(File("typo.lumgl") + ":3: element \"TLUMSPHERE\": attribute \"Radus\""),
+            std::string::npos)
+      << Err;
+  EXPECT_EQ(Run("render " + F + " -o '" + File("u.png") + "' --strict"), 1);
+  EXPECT_FALSE(fs::exists(File("u.png")));
+  EXPECT_EQ(Run("info " + F + " --strict"), 1);
+  EXPECT_EQ(Run("check " + F), 1);
+  EXPECT_TRUE(Out.empty());
+  // Convert says what it loses and keeps the input unless forced.
+  EXPECT_EQ(Run("convert " + F + " " + F), 1);
+  EXPECT_NE(Err.find("--force"), std::string::npos) << Err;
+  EXPECT_EQ(Read(File("typo.lumgl")), Scene);
+  EXPECT_EQ(Run("convert " + F + " " + F + " --force"), 0) << Err;
+  EXPECT_EQ(Run("check " + F), 0) << Err;  // what is left loads cleanly
+
+  // More than 20 warnings: the first 20 and a count.
+  std::string Many = SphereScene("000000FF");
+  std::string Attrs;
+  for (int I = 0; I < 25; ++I) Attrs += " Bad" + std::to_string(I) + "=\"1\"";
+  Many.insert(Many.find(" Radius="), Attrs);
+  Write("many.lumgl", Many);
+  EXPECT_EQ(Run("check '" + File("many.lumgl") + "'"), 1);
+  EXPECT_EQ(std::count(Err.begin(), Err.end(), '\n'), 22) << Err;
+  EXPECT_NE(Err.find("and 5 more warnings (25 in all)"), std::string::npos) << Err;
+}
+
+TEST_F(CommandTest, TheFileCameraFramesTheSceneAndConvertKeepsIt) {
+  // The sphere at x = 3 is out of the default camera's sight; the file's camera looks at it.
+  std::string Scene = SphereScene("000000FF", 3);
+  Scene.insert(Scene.find("  </Objects>"),
+               "    <TLUMPERSPECTIVECAMERA name=\"Eye\" ViewAngle=\"30\" ViewFar=\"50\">\r\n"
+               "      <Transformation><Translation P=\"-3,0,-6\"/></Transformation>\r\n"
+               "    </TLUMPERSPECTIVECAMERA>\r\n");
+  Write("cam.lumgl", Scene);
+  const std::string F = "'" + File("cam.lumgl") + "' ";
+  ASSERT_EQ(Run("render " + F + "-o '" + File("c.png") + "' --size 80x60"), 0) << Err;
+  EXPECT_TRUE(Err.empty()) << Err;
+  TBitmap B;
+  B.LoadFromFile(File("c.png"));
+  EXPECT_TRUE(RedDominates(B.GetPixel(40, 30)));
+  EXPECT_EQ(B.GetPixel(40, 5), 0u);  // the narrower view angle, from farther away
+  // A camera option replaces the file's camera; a look-at view finds the sphere again.
+  ASSERT_EQ(Run("render " + F + "-o '" + File("d.png") + "' --size 80x60 --fov 45"), 0);
+  B.LoadFromFile(File("d.png"));
+  EXPECT_EQ(B.GetPixel(40, 30), 0u);
+  ASSERT_EQ(Run("render " + F + "-o '" + File("e.png") +
+                "' --size 80x60 --camera-position 3,4,0.01 --look-at 3,0,0"),
+            0);
+  B.LoadFromFile(File("e.png"));
+  EXPECT_TRUE(RedDominates(B.GetPixel(40, 30)));
+  EXPECT_EQ(B.GetPixel(2, 2), 0u);
+
+  ASSERT_EQ(Run("convert " + F + "'" + File("copy.lumgl") + "'"), 0) << Err;
+  ASSERT_EQ(Run("render '" + File("copy.lumgl") + "' -o '" + File("f.png") + "' --size 80x60"), 0);
+  EXPECT_EQ(Read(File("c.png")), Read(File("f.png")));
+
+  ASSERT_EQ(Run("info " + F + "--list-scene"), 0) << Err;
+  EXPECT_NE(Out.find("    TLumSphere \"Ball\": (2.5"), std::string::npos) << Out;
+}
+
+// docs/format.md holds the output of `lumox classes --attributes` between two marker lines.
+TEST_F(CommandTest, FormatReferenceInTheDocsIsTheCommandsOutput) {
+  ASSERT_EQ(Run("classes --attributes"), 0) << Err;
+  const std::string Doc = Read(std::string(LUMOX_TEST_DATA) + "/../../docs/format.md");
+  const std::string Begin = "<!-- BEGIN lumox classes --attributes -->\n```\n";
+  const size_t From = Doc.find(Begin);
+  const size_t To = Doc.find("```\n<!-- END lumox classes --attributes -->");
+  ASSERT_NE(From, std::string::npos);
+  ASSERT_NE(To, std::string::npos);
+  EXPECT_TRUE(Doc.substr(From + Begin.size(), To - From - Begin.size()) == Out)
+      << "docs/format.md is out of date: run tools/update-format-doc";
+  EXPECT_NE(Out.find("<FDiffuse>  written, not read back"), std::string::npos);
+}
+
+TEST_F(CommandTest, OnATerminalRenderWithoutOutputWritesScenePngBesideTheScene) {
+  if (std::system("command -v script >/dev/null 2>&1") != 0)
+    GTEST_SKIP() << "no script(1) for a terminal";
+  Write("ball.lumgl", SphereScene("000000FF"));
+  // script(1) gives the command a terminal; what it prints lands in out.txt.
+  ASSERT_EQ(Run("--version"), 0);  // Run's files exist
+  const std::string Cmd = "script -qec \"'" + std::string(LUMOX_COMMAND) + "' render '" +
+                          File("ball.lumgl") + "' --size 40x30\" /dev/null >'" + File("out.txt") +
+                          "'";
+  const int Status = std::system(Cmd.c_str());
+  ASSERT_TRUE(WIFEXITED(Status) && WEXITSTATUS(Status) == 0) << Read(File("out.txt"));
+  EXPECT_NE(Read(File("out.txt")).find("wrote " + File("ball.png")), std::string::npos)
+      << Read(File("out.txt"));
+  TBitmap B;
+  B.LoadFromFile(File("ball.png"));
+  EXPECT_EQ(B.Width(), 40);
 }
 
 }  // namespace

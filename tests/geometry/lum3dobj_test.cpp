@@ -69,7 +69,6 @@ TEST(Mesh3dTest, PartsFilledLikeAnImporterGiveClosedMeshes) {
 
 TEST(Mesh3dExchangeTest, PartsArraysAndMaterialsRoundTrip) {
   if (!GetRenderClass("TLum3dObj")) RegisterLum3dobjClasses();
-  ASSERT_NE(GetRenderClass("TLUM3DOBJ"), nullptr);
   test::TempDir Dir;
   TComponent Form(nullptr);
   auto* O = new TLum3dObj(&Form);
@@ -84,26 +83,19 @@ TEST(Mesh3dExchangeTest, PartsArraysAndMaterialsRoundTrip) {
   const uint32_t I[3] = {0, 1, 2};
   Tri->GetPrimitive(Tri->AddIndices(GL_TRIANGLE_FAN, I, 3))->SetVisible(false);
   Tri->SetVisible(false);
-  for (bool NoDefaults : {false, true}) {
-    const std::string Saved = test::SavedText(O, Dir.File("a.xml"), NoDefaults);
-    for (const char* A :
-         {"MaxVertices=\"1000\"", "Name=\"cube\"", "<Vertex P=\"0.5,0,0\"/>", "Type=\"GL_QUADS\"",
-          "Values=\"0 2 3 1 4", "Arrays=\"daVertex,daNormal,daColor\"", "C=\"0,0.5,0,1\"",
-          "Type=\"GL_TRIANGLE_FAN\" Visible=\"false\""})
-      EXPECT_NE(Saved.find(A), std::string::npos) << A;
-    auto* L = test::LoadComponent<TLum3dObj>(&Form, Dir.File("a.xml"));
-    ASSERT_NE(L, nullptr);
-    ASSERT_EQ(L->PartCount(), 2);
-    ASSERT_NE(L->Part(0)->PartMaterial(), nullptr);
-    EXPECT_EQ(L->Part(0)->PartMaterial()->ColorDiffuse()->Color(), 0x00FF8040u);
-    EXPECT_EQ(L->Part(0)->PartMaterial()->Shininess(), 30);
-    EXPECT_FALSE(L->Part(1)->Visible());
-    EXPECT_EQ(L->Part(1)->Points()->GetValues(2, 3, 3), 0.25);
-    EXPECT_EQ(Saved, test::SavedText(L, Dir.File("b.xml"), NoDefaults));
-  }
-  TLum3dObj Copy(nullptr);
-  Copy.Assign(O);
-  EXPECT_EQ(test::SavedText(&Copy, Dir.File("c.xml")), test::SavedText(O, Dir.File("d.xml")));
+  auto* L = test::ExpectRoundTrip(
+      O, &Form, Dir,
+      {"MaxVertices=\"1000\"", "Name=\"cube\"", "<Vertex P=\"0.5,0,0\"/>", "Type=\"GL_QUADS\"",
+       "Values=\"0 2 3 1 4", "Arrays=\"daVertex,daNormal,daColor\"", "C=\"0,0.5,0,1\"",
+       "Type=\"GL_TRIANGLE_FAN\" Visible=\"false\""});
+  ASSERT_NE(L, nullptr);
+  ASSERT_EQ(L->PartCount(), 2);
+  ASSERT_NE(L->Part(0)->PartMaterial(), nullptr);
+  EXPECT_EQ(L->Part(0)->PartMaterial()->ColorDiffuse()->Color(), 0x00FF8040u);
+  EXPECT_EQ(L->Part(0)->PartMaterial()->Shininess(), 30);
+  EXPECT_FALSE(L->Part(1)->Visible());
+  EXPECT_EQ(L->Part(1)->Points()->GetValues(2, 3, 3), 0.25);
+  test::ExpectAssignCopies(O, Dir);
 }
 
 class Mesh3dViewTest : public test::ViewTest {};

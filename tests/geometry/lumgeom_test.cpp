@@ -5,20 +5,14 @@
 #include <gtest/gtest.h>
 
 #include "lumox/math/lumgl.h"
+#include "support/meshcheck.h"
 #include "support/scenefile.h"
 
 namespace lumox {
 namespace {
 
-std::vector<uint32_t> IndicesOf(const TLumPrimitiveArray* A) {
-  return std::vector<uint32_t>(A->IndexData(), A->IndexData() + A->Count());
-}
-
-void ExpectVec(const TLumMathVector& V, double X, double Y, double Z) {
-  EXPECT_DOUBLE_EQ(V.X, X);
-  EXPECT_DOUBLE_EQ(V.Y, Y);
-  EXPECT_DOUBLE_EQ(V.Z, Z);
-}
+using test::ExpectVec;
+using test::IndicesOf;
 
 TEST(SimpleGeometryTest, RectangleTwoByOneGridAndTextureCorners) {
   TComponent Form(nullptr);
@@ -31,7 +25,7 @@ TEST(SimpleGeometryTest, RectangleTwoByOneGridAndTextureCorners) {
   ASSERT_EQ(R->Points()->Count(), 6);
   ASSERT_EQ(R->GetPrimitiveCount(), 1);
   EXPECT_EQ(R->GetPrimitive(0)->PrimitiveType(), GL_QUAD_STRIP);
-  EXPECT_EQ(IndicesOf(R->GetPrimitive(0)), (std::vector<uint32_t>{3, 0, 4, 1, 5, 2}));
+  EXPECT_EQ(IndicesOf(*R->GetPrimitive(0)), (std::vector<uint32_t>{3, 0, 4, 1, 5, 2}));
   ExpectVec(R->Points()->GetVector(0, 0), -2, 0, 2);  // centred in x, z from Height down
   ExpectVec(R->Points()->GetVector(5, 0), 2, 0, 0);
   ExpectVec(R->Points()->GetVector(4, 1), 0, 1, 0);
@@ -44,7 +38,7 @@ TEST(SimpleGeometryTest, RectangleTwoByOneGridAndTextureCorners) {
   R->Init();
   EXPECT_EQ(R->Points()->Count(), 12);
   EXPECT_EQ(R->GetPrimitiveCount(), 3);
-  EXPECT_EQ(IndicesOf(R->GetPrimitive(2)), (std::vector<uint32_t>{9, 6, 10, 7, 11, 8}));
+  EXPECT_EQ(IndicesOf(*R->GetPrimitive(2)), (std::vector<uint32_t>{9, 6, 10, 7, 11, 8}));
   ExpectVec(R->Points()->GetVector(11, 2), 1.5, 2, 0);
 }
 
@@ -62,7 +56,7 @@ TEST(SimpleGeometryTest, PointLineAndTriangleVertices) {
   ASSERT_EQ(L->Points()->Count(), 2);
   ExpectVec(L->Points()->GetVector(1, 0), 0, 0, 0);
   ExpectVec(L->Points()->GetVector(1, 2), 0, 1, 0);
-  EXPECT_EQ(IndicesOf(L->GetPrimitive(0)), (std::vector<uint32_t>{0, 1}));
+  EXPECT_EQ(IndicesOf(*L->GetPrimitive(0)), (std::vector<uint32_t>{0, 1}));
 
   auto* T = new TLumTriangle(&Form);
   T->SetBase(2), T->SetHeight(3), T->TextureFlags()->SetScaleX(2), T->TextureFlags()->SetShiftY(1);
@@ -91,21 +85,11 @@ TEST(SimpleGeometryTest, ParametersSurviveSaveAndLoad) {
   R->SetWidth(3), R->SetHeight(0), R->SetDetX(4), R->SetDetY(7);
   R->TextureFlags()->SetMode(txSphereZ), R->TextureFlags()->SetScaleX(0.5);
   R->TextureFlags()->ParamVector()->SetValues(1, 2, 3);
-  const std::pair<TLumPrimitiveObj*, std::vector<std::string>> Cases[] = {
-      {L, {"Length=\"0\""}},
-      {T, {"Base=\"2.5\"", "Height=\"0.25\""}},
-      {R,
-       {"Width=\"3\"", "Height=\"0\"", "DetailX=\"4\"", "DetailY=\"7\"", "<TextureFlags",
-        "Mode=\"txSphereZ\"", "ScaleX=\"0.5\"", "<ParamVector"}}};
-  for (const auto& [O, Attributes] : Cases) {
-    test::SaveComponent(O, Dir.File("a.xml"), true);
-    const std::string Saved = test::ReadText(Dir.File("a.xml"));
-    for (const std::string& A : Attributes) EXPECT_NE(Saved.find(A), std::string::npos) << A;
-    auto* Loaded = test::LoadComponent<TLumPrimitiveObj>(&Form, Dir.File("a.xml"));
-    ASSERT_NE(Loaded, nullptr) << O->ClassName();
-    test::SaveComponent(Loaded, Dir.File("b.xml"), true);
-    EXPECT_EQ(Saved, test::ReadText(Dir.File("b.xml")));
-  }
+  test::ExpectRoundTrip(L, &Form, Dir, {"Length=\"0\""});
+  test::ExpectRoundTrip(T, &Form, Dir, {"Base=\"2.5\"", "Height=\"0.25\""});
+  test::ExpectRoundTrip(R, &Form, Dir,
+                        {"Width=\"3\"", "Height=\"0\"", "DetailX=\"4\"", "DetailY=\"7\"",
+                         "<TextureFlags", "Mode=\"txSphereZ\"", "ScaleX=\"0.5\"", "<ParamVector"});
 }
 
 }  // namespace

@@ -66,7 +66,6 @@ TEST(PointSetTest, LoadsPointFilesAndRejectsBadLinesWithoutLosingPoints) {
 
 TEST(PointSetExchangeTest, PointsColoursAndSettingsRoundTrip) {
   if (!GetRenderClass("TLumPointSet")) RegisterLumpointsetClasses();
-  ASSERT_NE(GetRenderClass("tlumpointset"), nullptr);
   test::TempDir Dir;
   TComponent Form(nullptr);
   auto* S = new TLumPointSet(&Form);
@@ -74,20 +73,13 @@ TEST(PointSetExchangeTest, PointsColoursAndSettingsRoundTrip) {
   S->AddPoint(0.1, -2, 1e-7, 0.25f, 0.5f, 1.0f, 0.75f);
   S->SetPointSize(3.5f);
   S->SetColored(false);
-  for (bool NoDefaults : {false, true}) {
-    const std::string Saved = test::SavedText(S, Dir.File("a.xml"), NoDefaults);
-    EXPECT_NE(Saved.find("<Point P=\"0,0,0\" C=\"1,1,1,1\"/>"), std::string::npos);
-    EXPECT_NE(Saved.find("PointSize=\"3.5\""), std::string::npos);
-    auto* L = test::LoadComponent<TLumPointSet>(&Form, Dir.File("a.xml"));
-    ASSERT_NE(L, nullptr);
-    EXPECT_EQ(L->PointCount(), 2);
-    EXPECT_FALSE(L->Colored());
-    EXPECT_EQ(L->GetPoint(1).X, 0.1);
-    EXPECT_EQ(Saved, test::SavedText(L, Dir.File("b.xml"), NoDefaults));
-  }
-  TLumPointSet Copy(nullptr);
-  Copy.Assign(S);
-  EXPECT_EQ(test::SavedText(&Copy, Dir.File("c.xml")), test::SavedText(S, Dir.File("d.xml")));
+  auto* L = test::ExpectRoundTrip(S, &Form, Dir,
+                                  {"<Point P=\"0,0,0\" C=\"1,1,1,1\"/>", "PointSize=\"3.5\""});
+  ASSERT_NE(L, nullptr);
+  EXPECT_EQ(L->PointCount(), 2);
+  EXPECT_FALSE(L->Colored());
+  EXPECT_EQ(L->GetPoint(1).X, 0.1);
+  test::ExpectAssignCopies(S, Dir);
 }
 
 class PointSetViewTest : public test::ViewTest {};

@@ -8,29 +8,15 @@
 #include <vector>
 
 #include "lumox/math/lumgl.h"
+#include "support/meshcheck.h"
 
 namespace lumox {
 namespace {
 
-std::vector<uint32_t> IndicesOf(const TLumPrimitiveArray& A) {
-  return std::vector<uint32_t>(A.IndexData(), A.IndexData() + A.Count());
-}
+using test::IndicesOf;
 
 void Fill(TLumPrimitiveArray& A, std::initializer_list<uint32_t> I) {
   for (uint32_t i : I) A.AddIndex(i);
-}
-
-// Size follows the rule of 12 at a time, whatever the storage underneath does.
-TEST(PrimitivePointsTest, AddGrowsSizeByTwelve) {
-  TLumPrimitivePoints P;
-  EXPECT_EQ(P.Add(1, 2, 3), 0);
-  EXPECT_EQ(P.Size(), 12);
-  for (int i = 1; i < 12; ++i) P.Add(i, 0, 0);
-  EXPECT_EQ(P.Size(), 12);
-  EXPECT_EQ(P.Add(0, 0, 0), 12);
-  EXPECT_EQ(P.Size(), 24);
-  EXPECT_DOUBLE_EQ(P.GetValues(0, 2, 0), 3.0);
-  EXPECT_DOUBLE_EQ(P.GetValues(11, 0, 0), 11.0);
 }
 
 TEST(PrimitivePointsTest, UndefinedArraysAreInertAndVertexlessAddFails) {

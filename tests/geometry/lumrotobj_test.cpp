@@ -15,11 +15,7 @@ namespace {
 
 constexpr double Pi = 3.141592653589793;
 
-void ExpectVec(const TLumMathVector& V, double X, double Y, double Z) {
-  EXPECT_NEAR(V.X, X, 1e-9);
-  EXPECT_NEAR(V.Y, Y, 1e-9);
-  EXPECT_NEAR(V.Z, Z, 1e-9);
-}
+using test::ExpectVec;
 
 TEST(RotObjTest, SweepStartsOnPlusYAndTurnsTowardsPlusX) {
   TLumRotObj R(nullptr);
@@ -108,29 +104,17 @@ TEST(RotObjExchangeTest, AnglesAndOverDrawRoundTripByName) {
   EXPECT_THROW(RegisterLumrotobjClasses(), Exception);
   test::TempDir Dir;
   TComponent Form(nullptr);
-  for (bool NoDefaults : {false, true}) {
-    auto* R = new TLumRotObj(&Form);
-    R->SetRotStartAngle(90), R->SetRotSweepAngle(0), R->SetFuncStartAngle(12.5f);
-    R->SetFuncSweepAngle(180), R->SetOverDraw(3);
-    test::SaveComponent(R, Dir.File("rot.xml"), NoDefaults);
-    const std::string Text = test::ReadText(Dir.File("rot.xml"));
-    for (const char* A : {"overdraw=\"3\"", "RotStartAngle=\"90\"", "RotSweepAngle=\"0\"",
-                          "FuncStartAngle=\"12.5\"", "FuncSweepAngle=\"180\""})
-      EXPECT_NE(Text.find(A), std::string::npos) << A << Text;
-    auto* L = test::LoadComponent<TLumRotObj>(&Form, Dir.File("rot.xml"));
-    ASSERT_NE(L, nullptr) << Text;
-    EXPECT_EQ(L->RotStartAngle(), 90.0f);
-    EXPECT_EQ(L->RotSweepAngle(), 0.0f);
-    EXPECT_EQ(L->FuncStartAngle(), 12.5f);
-    EXPECT_EQ(L->FuncSweepAngle(), 180.0f);
-    EXPECT_EQ(L->OverDraw(), 3);
-  }
+  auto* R = new TLumRotObj(&Form);
+  R->SetRotStartAngle(90), R->SetRotSweepAngle(0), R->SetFuncStartAngle(12.5f);
+  R->SetFuncSweepAngle(180), R->SetOverDraw(3);
+  auto* L = test::ExpectRoundTrip(R, &Form, Dir,
+                                  {"overdraw=\"3\"", "RotStartAngle=\"90\"", "RotSweepAngle=\"0\"",
+                                   "FuncStartAngle=\"12.5\"", "FuncSweepAngle=\"180\""});
+  ASSERT_NE(L, nullptr);
+  EXPECT_EQ(L->OverDraw(), 3);
   auto* F = new TLumFuncObj(&Form);
   F->SetOverDraw(2);
-  test::SaveComponent(F, Dir.File("func.xml"));
-  auto* LF = test::LoadComponent<TLumFuncObj>(&Form, Dir.File("func.xml"));
-  ASSERT_NE(LF, nullptr);
-  EXPECT_EQ(LF->OverDraw(), 2);
+  test::ExpectRoundTrip(F, &Form, Dir, {"overdraw=\"2\""});
 }
 
 }  // namespace

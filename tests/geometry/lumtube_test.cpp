@@ -92,17 +92,18 @@ TEST(TubeMeshTest, SharpTurnsStayClosedAndUntwisted) {
     EXPECT_EQ(NormalsAgainstWinding(T), 0);
     EXPECT_GT(SignedVolume(T), 0);
   }
-  // The mitred joint keeps the radius: the ring at the corner of the right angle reaches
-  // 0.1 * sqrt 2 out along the bend.
+  // On the straight run before the right angle the frame does not move: N.Z alone would
+  // not show a flip of a frame lying in the plane of the path.
   std::vector<TLumTubeFrame> F;
   LumTubeFrames(Paths[0], false, F);
   EXPECT_NEAR(F[0].N.X, 0.0, 1e-12);
   EXPECT_NEAR(Len(TLumMathVector{F[1].N.X - F[0].N.X, F[1].N.Y - F[0].N.Y, F[1].N.Z - F[0].N.Z}),
-              0.0, 1e-12);  // straight run: the frame does not move
+              0.0, 1e-12);
 }
 
 // A trefoil knot: transport around it does not come back to its start, so the seam
-// would twist without the spread correction; here the normals step evenly everywhere.
+// would twist without the spread correction; here the normals step evenly everywhere,
+// across the seam (the last pair of rings) as well.
 TEST(TubeMeshTest, ClosedKnotJoinsWithoutASeamTwist) {
   TLumTube T(nullptr);
   const int Samples = 180;
@@ -117,39 +118,25 @@ TEST(TubeMeshTest, ClosedKnotJoinsWithoutASeamTwist) {
   EXPECT_EQ(OpenEdgeCount(T), 0);
   EXPECT_EQ(NormalsAgainstWinding(T), 0);
   EXPECT_LT(WorstNormalStep(T), 10 * Pi / 180);
-  // The step across the seam is no larger than the steps elsewhere.
-  const int32_t Ring = 13;
-  const int32_t Last = T.Points()->Count() / Ring - 2;
-  for (int32_t j = 0; j < Ring; ++j)
-    EXPECT_LT(AngleBetween(T.Points()->GetVector(Last * Ring + j, 1),
-                           T.Points()->GetVector((Last + 1) * Ring + j, 1)),
-              10 * Pi / 180);
 }
 
 TEST(TubeExchangeTest, SectionsAndSettingsRoundTrip) {
   if (!GetRenderClass("TLumTube")) RegisterLumtubeClasses();
-  ASSERT_NE(GetRenderClass("TLUMTUBE"), nullptr);
   test::TempDir Dir;
   TComponent Form(nullptr);
   auto* T = new TLumTube(&Form);
   T->AddSection({0, 0, 0}, 0.25);
   T->AddSection({1, 0.5, 0}, 0.125, 0x0000FF);
   T->SetSegments(7), T->SetClosed(true), T->SetCaps(false), T->SetSmooth(false);
-  for (bool NoDefaults : {false, true}) {
-    const std::string Saved = test::SavedText(T, Dir.File("a.xml"), NoDefaults);
-    for (const char* A : {"Segments=\"7\"", "Closed=\"true\"", "Caps=\"false\"", "Smooth=\"false\"",
-                          "<Section P=\"0,0,0\" Radius=\"0.25\"/>", "Color=\"000000FF\""})
-      EXPECT_NE(Saved.find(A), std::string::npos) << A;
-    auto* L = test::LoadComponent<TLumTube>(&Form, Dir.File("a.xml"));
-    ASSERT_NE(L, nullptr);
-    ASSERT_EQ(L->SectionCount(), 2);
-    EXPECT_TRUE(L->Section(1).HasColor);
-    EXPECT_FALSE(L->Section(0).HasColor);
-    EXPECT_EQ(Saved, test::SavedText(L, Dir.File("b.xml"), NoDefaults));
-  }
-  TLumTube Copy(nullptr);
-  Copy.Assign(T);
-  EXPECT_EQ(test::SavedText(&Copy, Dir.File("c.xml")), test::SavedText(T, Dir.File("d.xml")));
+  auto* L = test::ExpectRoundTrip(
+      T, &Form, Dir,
+      {"Segments=\"7\"", "Closed=\"true\"", "Caps=\"false\"", "Smooth=\"false\"",
+       "<Section P=\"0,0,0\" Radius=\"0.25\"/>", "Color=\"000000FF\""});
+  ASSERT_NE(L, nullptr);
+  ASSERT_EQ(L->SectionCount(), 2);
+  EXPECT_TRUE(L->Section(1).HasColor);
+  EXPECT_FALSE(L->Section(0).HasColor);
+  test::ExpectAssignCopies(T, Dir);
   // Section colours reach the colour array, white where a section has none.
   T->SetClosed(false);
   T->Init();

@@ -79,21 +79,16 @@ TEST_F(ClipTest, TwoPlanesClipTogetherAndDisablingSwitchesOne) {
 TEST_F(ClipTest, RoundTripKeepsIdAndCoefficientsAndOmitsZeroYAndZ) {
   if (!GetRenderClass("TLumClip")) RegisterLumclipClasses();
   test::TempDir Dir;
-  const std::string File = Dir.File("clip.xml");
   TLumClip S(nullptr);
-  EXPECT_NE(test::SavedText(&S, File, true).find("<TLumClip x=\"1\" w=\"1\">"), std::string::npos);
+  EXPECT_NE(test::SavedText(&S, Dir.File("clip.xml"), true).find("<TLumClip x=\"1\" w=\"1\">"),
+            std::string::npos);
   S.SetID(idClipPlane5);
   S.Setx(0.25);
   S.Sety(-2.0);
   S.Setz(3.5);
   S.Setw(0.0);
-  const std::string Text = test::SavedText(&S, File);
-  EXPECT_NE(Text.find(" ID=\"idClipPlane5\" x=\"0.25\" y=\"-2\" z=\"3.5\" w=\"0\">"),
-            std::string::npos)
-      << Text;
-  auto* L = test::LoadComponent<TLumClip>(&Owner, File);
-  ASSERT_NE(L, nullptr);
-  EXPECT_EQ(test::SavedText(L, File), Text);
+  test::ExpectRoundTrip(&S, &Owner, Dir,
+                        {" ID=\"idClipPlane5\" x=\"0.25\" y=\"-2\" z=\"3.5\" w=\"0\">"});
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 // signed volume and agreement of vertex normals with the winding of their faces.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <array>
 #include <cmath>
 #include <cstdint>
@@ -56,6 +58,11 @@ inline std::vector<Triangle> MeshTriangles(const TLumPrimitiveObj& Obj) {
   return T;
 }
 
+// The index list of A as it stands.
+inline std::vector<uint32_t> IndicesOf(const TLumPrimitiveArray& A) {
+  return std::vector<uint32_t>(A.IndexData(), A.IndexData() + A.Count());
+}
+
 inline TLumMathVector Vertex(const TLumPrimitiveObj& Obj, uint32_t i) {
   return Obj.Points()->GetVector(static_cast<int32_t>(i), 0);
 }
@@ -70,7 +77,20 @@ inline double Dot(const TLumMathVector& a, const TLumMathVector& b) {
   return a.X * b.X + a.Y * b.Y + a.Z * b.Z;
 }
 
+inline void ExpectVec(const TLumMathVector& V, double X, double Y, double Z) {
+  EXPECT_NEAR(V.X, X, 1e-9);
+  EXPECT_NEAR(V.Y, Y, 1e-9);
+  EXPECT_NEAR(V.Z, Z, 1e-9);
+}
+
 inline double Len(const TLumMathVector& a) { return std::sqrt(Dot(a, a)); }
+
+// Area of the faces facing +Z minus that of the faces facing -Z.
+inline double FacingArea(const TLumPrimitiveObj& Obj) {
+  double A = 0;
+  for (const Triangle& t : MeshTriangles(Obj)) A += FaceNormal(Obj, t).Z / 2;
+  return A;
+}
 
 // Sum of the signed volumes of the tetrahedra (origin, a, b, c): the enclosed volume,
 // positive when every face winds counter-clockwise seen from outside.

@@ -2,10 +2,12 @@
 // save-then-load round trip of one component through a scene file.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -43,6 +45,10 @@ inline std::string ReadText(const std::string& FileName) {
   return S.str();
 }
 
+inline void WriteText(const std::string& FileName, const std::string& Text) {
+  std::ofstream(FileName, std::ios::binary) << Text;
+}
+
 // Writes Source as the only object of FileName.
 inline void SaveComponent(TLumComponent* Source, const std::string& FileName,
                           bool NoDefaultValues = false) {
@@ -69,6 +75,36 @@ inline std::string SavedText(TLumComponent* Source, const std::string& FileName,
                              bool NoDefaultValues = false) {
   SaveComponent(Source, FileName, NoDefaultValues);
   return ReadText(FileName);
+}
+
+// Saves Source with and without default values: each text must hold every one of
+// Attributes, and loading it and saving what was loaded must give the same text again.
+// Returns what was loaded from the text without default values, or nullptr.
+template <typename T>
+T* ExpectRoundTrip(T* Source, TComponent* Owner, const TempDir& Dir,
+                   std::initializer_list<const char*> Attributes) {
+  T* Loaded = nullptr;
+  for (bool NoDefaults : {false, true}) {
+    SCOPED_TRACE(NoDefaults ? "without defaults" : "with defaults");
+    const std::string Saved = SavedText(Source, Dir.File("a.xml"), NoDefaults);
+    for (const char* A : Attributes) EXPECT_NE(Saved.find(A), std::string::npos) << A;
+    Loaded = LoadComponent<T>(Owner, Dir.File("a.xml"));
+    if (!Loaded) {
+      ADD_FAILURE() << "nothing loaded for " << Source->ClassName();
+      return nullptr;
+    }
+    EXPECT_STREQ(Loaded->ClassName(), Source->ClassName());
+    EXPECT_EQ(Saved, SavedText(Loaded, Dir.File("b.xml"), NoDefaults));
+  }
+  return Loaded;
+}
+
+// A copy made by Assign saves the same text as Source.
+template <typename T>
+void ExpectAssignCopies(T* Source, const TempDir& Dir) {
+  T Copy(nullptr);
+  Copy.Assign(Source);
+  EXPECT_EQ(SavedText(&Copy, Dir.File("c.xml")), SavedText(Source, Dir.File("d.xml")));
 }
 
 }  // namespace lumox::test

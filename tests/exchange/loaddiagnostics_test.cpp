@@ -1,0 +1,212 @@
+// Tests of the exchange's load warnings and of the texts the writer refuses: each kind
+// of warning from a small file, saved files loading without warnings, attribute lines
+// ended by LF, CR or CR LF, and values the format cannot carry.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "lumox/exchange/lumexchange.h"
+#include "lumox/geometry/lumshape.h"
+#include "lumox/scene/lumattr.h"
+#include "lumox/scene/lummat.h"
+#include "lumox/scene/lumobj.h"
+#include "support/scenefile.h"
+
+namespace lumox {
+namespace {
+
+struct TExpected {
+  TLumLoadWarningKind Kind;
+  int32_t Line;
+  const char* Element;
+};
+
+struct TWarningCase {
+  const char* Objects;  // the text inside <Objects>, which starts on line 3
+  std::vector<TExpected> Warnings;
+};
+
+std::string Document(const std::string& Objects, const std::string& Eol = "\r\n") {
+  return "<LUMGL version=\"1\" program=\"Lumox\" description=\"t\">" + Eol + "<Objects>" + Eol +
+         Objects + Eol + "</Objects>" + Eol + "</LUMGL>" + Eol;
+}
+
+TEST(LoadWarningTest, EachKindNamesItsLineAndElement) {
+  const TWarningCase Cases[] = {
+      {"<TLUMSPHEER name=\"S\">\r\n<Color Color=\"000000FF\"/>\r\n</TLUMSPHEER>",
+       {{lwUnknownClass, 3, "TLUMSPHEER"}}},
+      {"<TLUMSPHERE name=\"S\">\r\n<Colour Color=\"000000FF\"/>\r\n</TLUMSPHERE>",
+       {{lwUnknownElement, 4, "Colour"}}},
+      {"<TLUMSPHERE name=\"S\" Radius=\"3\" Radus=\"2\"/>", {{lwUnreadAttribute, 3, "TLUMSPHERE"}}},
+      {"\r\n<TLUMMATERIAL name=\"M\" Face=\"mfBoth\"/>", {{lwUnknownName, 4, "TLUMMATERIAL"}}},
+      {"<TLUMBOX name=\"B\" Faces=\"bfTop,bfUp\"/>", {{lwUnknownName, 3, "TLUMBOX"}}},
+      {"<TLUMSPHERE name=\"S\" Enabled=\"False\"/>", {{lwBadBoolean, 3, "TLUMSPHERE"}}},
+      {"<TLUMSPHERE name=\"S\">\r\n<Color Color=\"#0000FF\"/>\r\n</TLUMSPHERE>",
+       {{lwBadNumberText, 4, "Color"}}},
+      {"<TLUMSPHERE name=\"S\">\r\n<Transformation>\r\n<Translation P=\"1 2 3\"/>\r\n"
+       "</Transformation>\r\n</TLUMSPHERE>",
+       {{lwBadNumberText, 5, "Translation"}}},
+      {"<TLUMMATERIAL name=\"M\">\r\n<FDiffuse Color=\"000000FF\" Alpha=\"1\"/>\r\n</TLUMMATERIAL>",
+       {{lwDiffuseNotRead, 4, "FDiffuse"}}},
+      {"<TLUMSPHERE name=\"S\" Radius=\"2\" />\r\n<TLUMBOX/>",
+       {{lwSkippedTag, 3, "TLUMSPHERE"}, {lwSkippedTag, 4, "TLUMBOX"}}},
+      // A skipped subtree is reported once, at its top.
+      {"<TLUMNODE name=\"N\" >\r\n<TLUMSPHERE name=\"S\" Radus=\"1\"/>\r\n</TLUMNODE>",
+       {{lwSkippedTag, 3, "TLUMNODE"}}},
+  };
+  test::TempDir Dir;
+  for (const TWarningCase& C : Cases) {
+    test::WriteText(Dir.File("w.lumgl"), Document(C.Objects));
+    TLumNode Root(nullptr);
+    TLumExchange X(nullptr);
+    X.SetFileName(Dir.File("w.lumgl"));
+    size_t Raised = 0;
+    X.OnWarning = [&](const TLumLoadWarning&) { ++Raised; };
+    X.LoadfromFile(&Root);
+    const auto& W = X.Warnings();
+    EXPECT_EQ(Raised, W.size());
+    ASSERT_EQ(W.size(), C.Warnings.size()) << C.Objects << "\n"
+                                           << (W.empty() ? "" : W[0].ToString());
+    for (size_t I = 0; I < W.size(); ++I) {
+      EXPECT_EQ(W[I].Kind, C.Warnings[I].Kind) << W[I].ToString();
+      EXPECT_EQ(W[I].Line, C.Warnings[I].Line) << W[I].ToString();
+      EXPECT_EQ(W[I].Element, C.Warnings[I].Element) << W[I].ToString();
+      EXPECT_EQ(W[I].ToString().rfind(Dir.File("w.lumgl") + ":" + std::to_string(W[I].Line), 0),
+                0u);
+    }
+  }
+}
+
+TEST(LoadWarningTest, WhatIsLoadedStaysAsTheRulesSay) {
+  test::TempDir Dir;
+  test::WriteText(
+      Dir.File("m.lumgl"),
+      Document("<TLUMMATERIAL name=\"M\" Face=\"mfBoth\" Enabled=\"no\" Cached=\"true\">\r\n"
+               "<FDiffuse Color=\"000000FF\" Alpha=\"1\"/>\r\n"
+               "<Ambient Color=\"FF\"/>\r\n</TLUMMATERIAL>\r\n<TLUMNODE name=\"Open\">"));
+  TLumNode Root(nullptr);
+  TLumExchange X(nullptr);
+  X.SetFileName(Dir.File("m.lumgl"));
+  X.LoadfromFile(&Root);
+  ASSERT_EQ(Root.GetCount(), 2);
+  auto* M = dynamic_cast<TLumMaterial*>(Root.GetItems(0));
+  ASSERT_NE(M, nullptr);
+  EXPECT_EQ(M->Face(), mfFront);                     // an unknown name gives the first value
+  EXPECT_TRUE(M->Enabled());                         // a bad boolean keeps the value
+  EXPECT_TRUE(M->Cached());                          // the other attributes are read
+  EXPECT_EQ(M->ColorDiffuse()->Color(), 0xCCCCCCu);  // "FDiffuse" is not read back
+  EXPECT_EQ(M->ColorAmbient()->Color(), 0xFFu);      // fewer than 8 digits are fine
+  std::vector<TLumLoadWarningKind> Kinds;
+  for (const auto& W : X.Warnings()) Kinds.push_back(W.Kind);
+  // Any end tag closes the element open at the time: the node takes "</Objects>",
+  // "Objects" takes "</LUMGL>", and the root is left open.
+  EXPECT_EQ(Kinds, (std::vector<TLumLoadWarningKind>{lwUnknownName, lwBadBoolean, lwDiffuseNotRead,
+                                                     lwUnclosedElement}));
+  EXPECT_EQ(X.Warnings().back().Element, "LUMGL");
+  EXPECT_EQ(X.Warnings().back().Line, 1);
+
+  test::WriteText(Dir.File("none.lumgl"), "<LUMGL><Scene a=\"1\"></Scene></LUMGL>");
+  X.SetFileName(Dir.File("none.lumgl"));
+  X.LoadfromFile(&Root);
+  ASSERT_EQ(X.Warnings().size(), 2u);
+  EXPECT_EQ(X.Warnings()[0].Kind, lwOutsideObjects);
+  EXPECT_EQ(X.Warnings()[0].Element, "Scene");
+  EXPECT_EQ(X.Warnings()[1].Line, 0);  // no "Objects" at all: about the whole file
+}
+
+// Every registered class, saved with and without default values, loads back with only
+// the material's diffuse colour reported.
+TEST(LoadWarningTest, SavedFilesLoadWithoutWarningsButTheDiffuseColour) {
+  test::TempDir Dir;
+  for (bool NoDefaults : {false, true}) {
+    TComponent Form(nullptr);
+    TLumNode Root(nullptr);
+    auto* Sub = new TLumNode(&Form);
+    Root.Add(Sub);
+    std::vector<TLumRenderClass> Classes;
+    GetRenderClassList(Classes);
+    int Materials = 0;
+    for (const auto& C : Classes) {
+      auto* R = dynamic_cast<TLumRender*>(C.Create(&Form));
+      ASSERT_NE(R, nullptr) << C.Name;
+      R->Transformation()->Translation()->SetValues(1, 2, 3);
+      Sub->Add(R);
+      Materials += dynamic_cast<TLumMaterial*>(R) != nullptr;
+    }
+    TLumExchange X(nullptr);
+    X.SetNoDefaultValues(NoDefaults);
+    X.SetFileName(Dir.File("all.lumgl"));
+    X.SavetoFile(&Root);
+    TLumNode Loaded(nullptr);
+    X.LoadfromFile(&Loaded);
+    int Diffuse = 0;
+    for (const auto& W : X.Warnings()) {
+      Diffuse += W.Kind == lwDiffuseNotRead;
+      EXPECT_EQ(W.Kind, lwDiffuseNotRead) << W.ToString();
+    }
+    EXPECT_EQ(Diffuse, Materials);
+  }
+}
+
+// One attribute per line, the lines ended by LF, CR or CR LF and not indented.
+TEST(LoadWarningTest, AttributeLinesEndedByLfCrOrCrLfAllLoad) {
+  test::TempDir Dir;
+  for (const std::string Eol : {"\n", "\r", "\r\n"}) {
+    const std::string Sphere = "<TLUMSPHERE name=\"S1\"" + Eol + "Radius=\"0.3\"" + Eol +
+                               "Slices=\"7\">" + Eol + "</TLUMSPHERE>" + Eol +
+                               "<TLUMSPHERE name=\"S2\" Radius=\"Z\"/>";
+    test::WriteText(Dir.File("eol.lumgl"), Document(Sphere, Eol));
+    TLumNode Root(nullptr);
+    TLumExchange X(nullptr);
+    X.SetFileName(Dir.File("eol.lumgl"));
+    try {
+      X.LoadfromFile(&Root);
+      ADD_FAILURE() << "the bad radius raised nothing";
+    } catch (const EConvertError&) {
+    }
+    ASSERT_EQ(Root.GetCount(), 2);
+    auto* S = dynamic_cast<TLumSphere*>(Root.GetItems(0));
+    EXPECT_EQ(S->Name(), "S1");
+    EXPECT_FLOAT_EQ(S->Radius(), 0.3f);
+    EXPECT_EQ(S->Slices(), 7);
+    EXPECT_TRUE(X.Warnings().empty());
+    // Lines are counted whatever ends them.
+    test::WriteText(Dir.File("eol.lumgl"), Document(Eol + "<TLUMSPHEER/>", Eol));
+    X.LoadfromFile(&Root);
+    ASSERT_EQ(X.Warnings().size(), 1u);
+    EXPECT_EQ(X.Warnings()[0].Line, 4);
+  }
+}
+
+TEST(UnwritableValueTest, SavingRefusesTextsTheReaderWouldCutAndKeepsTheOldFile) {
+  test::TempDir Dir;
+  const std::string File = Dir.File("keep.lumgl");
+  test::WriteText(File, "old");
+  for (const char* Bad : {"wheel/left", "say \"hi\"", "a<b", "a>b", "two\nlines", "cr\rhere"}) {
+    TComponent Form(nullptr);
+    TLumNode Root(nullptr);
+    auto* S = new TLumSphere(&Form);
+    S->SetName("Wheel");
+    S->SetObjectName(Bad);
+    Root.Add(S);
+    TLumExchange X(nullptr);
+    X.SetFileName(File);
+    try {
+      X.SavetoFile(&Root);
+      ADD_FAILURE() << "saved " << Bad;
+    } catch (const Exception& E) {
+      const std::string M = E.what();
+      EXPECT_NE(M.find("component \"Wheel\" (TLumSphere)"), std::string::npos) << M;
+      EXPECT_NE(M.find("property \"ObjectName\""), std::string::npos) << M;
+    }
+    EXPECT_EQ(test::ReadText(File), "old");
+    X.SetFileDescription(Bad);  // the file's own description likewise
+    S->SetObjectName("fine");
+    EXPECT_THROW(X.SavetoFile(&Root), Exception);
+    EXPECT_EQ(test::ReadText(File), "old");
+  }
+}
+
+}  // namespace
+}  // namespace lumox
