@@ -27,6 +27,8 @@ int RunInfo(const TArgs& Args);
 int RunConvert(const TArgs& Args);
 int RunClasses(const TArgs& Args);
 int RunCheck(const TArgs& Args);
+// The window (view.cpp), built with Qt.
+int RunView(const TArgs& Args);
 int Usage(bool Error);
 // The usage of render and demo, on stdout; returns 0.
 int RenderUsage();

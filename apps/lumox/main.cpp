@@ -53,6 +53,11 @@ int Usage(bool Error) {
                "              the registered component classes by palette page; with\n"
                "              --attributes: every render class's element, attributes and\n"
                "              child elements (the format reference of docs/format.md)\n"
+#ifdef LUMOX_HAVE_VIEW
+               "  view [SCENE.lumgl] [options]\n"
+               "              show a scene (without SCENE: the demo) in a window;\n"
+               "              lumox view --help lists the keys and options\n"
+#endif
                "  Scenes may also be model files (.obj, .stl, .ply, .gltf, .glb, .3ds, .dxf\n"
                "  and the other formats of the model importer).\n"
                "  help [render], --help\n"
@@ -128,5 +133,8 @@ int main(int argc, char** argv) {
   if (Cmd == "convert") return RunConvert(Args);
   if (Cmd == "classes") return RunClasses(Args);
   if (Cmd == "check") return RunCheck(Args);
+#ifdef LUMOX_HAVE_VIEW
+  if (Cmd == "view") return RunView(Args);
+#endif
   return BadUsage("unknown command '" + Cmd + "'");
 }

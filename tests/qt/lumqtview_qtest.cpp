@@ -1,0 +1,219 @@
+// The Qt widget on a real X server (Xvfb): painting, keys and drags reaching the
+// controllers, picking, lists shared between widgets and off-screen images, the double
+// buffer switch, and the idle hook that runs timers without burning CPU when idle.
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QMouseEvent>
+#include <QOpenGLContext>
+#include <QTest>
+#include <QTimer>
+#include <ctime>
+
+#include "lumox/control/lumcntrl.h"
+#include "lumox/control/lumtimer.h"
+#include "lumox/qt/lumqtview.h"
+#include "lumox/scene/lumobj.h"
+#include "lumox/view/lumcam.h"
+
+using namespace lumox;
+
+namespace {
+
+// A red unlit square of side 1 in the X-Y plane.
+class TRedSquare : public TLumObject {
+ public:
+  using TLumObject::TLumObject;
+  void DoRender(TLumCustomView* aView) override {
+    TLumObject::DoRender(aView);
+    glDisable(GL_LIGHTING);
+    glColor3f(1, 0, 0);
+    glRectf(-0.5f, -0.5f, 0.5f, 0.5f);
+  }
+};
+
+// A shown 160 x 120 widget whose camera looks at the square from 2 units; the background
+// is blue. Frames counts the view's frames.
+struct TScene {
+  TComponent Form{nullptr};
+  TLumNode* Root = new TLumNode(&Form);
+  TRedSquare* Square = new TRedSquare(&Form);
+  TLumPerspectiveCamera* Camera = new TLumPerspectiveCamera(&Form);
+  int Frames = 0;
+  TScene() {
+    Root->Add(Square);
+    Camera->Transformation()->Translation()->SetZ(-2);
+  }
+  std::unique_ptr<TLumQtView> Show() {
+    auto W = std::make_unique<TLumQtView>();
+    W->resize(160, 120);
+    W->View()->SetBackgroundColor(0xFF0000);
+    W->View()->SetCamera(Camera);
+    W->View()->OnRender = [this](TLumView* V) {
+      ++Frames;
+      Root->Render(V);
+    };
+    W->show();
+    EXPECT_TRUE(QTest::qWaitForWindowExposed(W.get()));
+    return W;
+  }
+};
+
+bool IsRed(QRgb C) { return qRed(C) > 200 && qGreen(C) < 50 && qBlue(C) < 50; }
+bool IsBlue(QRgb C) { return qBlue(C) > 200 && qRed(C) < 50 && qGreen(C) < 50; }
+
+void SendMouse(QWidget* W, QEvent::Type T, QPoint P, Qt::MouseButton B, Qt::MouseButtons Bs) {
+  QMouseEvent E(T, P, W->mapToGlobal(P), B, Bs, Qt::NoModifier);
+  QApplication::sendEvent(W, &E);
+}
+
+// Runs the event loop as an application does (waiting for events) for Ms milliseconds.
+void RunLoop(int Ms) {
+  QEventLoop Loop;
+  QTimer::singleShot(Ms, &Loop, &QEventLoop::quit);
+  Loop.exec();
+}
+
+double CpuSeconds() {
+  timespec T;
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &T);
+  return T.tv_sec + T.tv_nsec / 1e9;
+}
+
+}  // namespace
+
+TEST(LumQtViewTest, ShownWidgetPaintsTheSceneWithTheWidgetsContext) {
+  TScene S;
+  auto W = S.Show();
+  const QImage I = W->grabFramebuffer();
+  ASSERT_EQ(I.width(), 160);
+  EXPECT_TRUE(IsRed(I.pixel(80, 60)));
+  EXPECT_TRUE(IsBlue(I.pixel(3, 3)));
+  EXPECT_GT(S.Frames, 0);
+  // The view paints with the widget's context, in physical pixels.
+  EXPECT_EQ(W->View()->Context()->Width(), qRound(160 * W->devicePixelRatioF()));
+  const TLumPixelFormat F = W->View()->Context()->PixelFormat();
+  EXPECT_GE(F.DepthBits, 16);
+  EXPECT_GE(F.StencilBits, 1);
+  // A new size reaches the view.
+  W->resize(200, 90);
+  QTRY_COMPARE(W->View()->Width(), 200);
+  EXPECT_EQ(W->View()->Height(), 90);
+}
+
+TEST(LumQtViewTest, KeysAndDragsMoveTheCameraAndRepaint) {
+  TScene S;
+  auto W = S.Show();
+  TLumPersonController Person(&S.Form);
+  Person.SetControlled(S.Camera);
+  W->View()->SetController(&Person);
+  QTest::qWait(50);
+  const int Before = S.Frames;
+  const float Z0 = S.Camera->Transformation()->Translation()->Z();
+  QTest::keyClick(W.get(), Qt::Key_Up);
+  QTRY_VERIFY(S.Frames > Before);
+  EXPECT_NE(S.Camera->Transformation()->Translation()->Z(), Z0);
+
+  TLumMouseController Mouse(&S.Form);
+  Mouse.SetControlled(S.Camera);
+  W->View()->SetController(&Mouse);
+  const float Y0 = S.Camera->Transformation()->Rotation()->Y();
+  SendMouse(W.get(), QEvent::MouseButtonPress, {40, 60}, Qt::LeftButton, Qt::LeftButton);
+  SendMouse(W.get(), QEvent::MouseMove, {120, 60}, Qt::NoButton, Qt::LeftButton);
+  SendMouse(W.get(), QEvent::MouseButtonRelease, {120, 60}, Qt::LeftButton, Qt::NoButton);
+  EXPECT_NE(S.Camera->Transformation()->Rotation()->Y(), Y0);
+  const int AfterDrag = S.Frames;
+  QTRY_VERIFY(S.Frames > AfterDrag);
+}
+
+TEST(LumQtViewTest, AClickPicksTheObjectUnderIt) {
+  TScene S;
+  auto W = S.Show();
+  TObject* Hit = &S.Form;
+  W->View()->OnMouseDown = [&](TObject*, TMouseButton, TShiftState, int X, int Y) {
+    W->View()->GetObj(X, Y, Hit);
+  };
+  SendMouse(W.get(), QEvent::MouseButtonPress, {80, 60}, Qt::LeftButton, Qt::LeftButton);
+  EXPECT_EQ(Hit, S.Square);
+  SendMouse(W.get(), QEvent::MouseButtonPress, {5, 5}, Qt::LeftButton, Qt::LeftButton);
+  EXPECT_EQ(Hit, nullptr);
+}
+
+TEST(LumQtViewTest, WidgetsAndOffscreenImagesShareOneCachedList) {
+  TScene S;
+  S.Square->SetCached(true);
+  auto A = S.Show();
+  auto B = S.Show();
+  QTest::qWait(50);
+  const uint32_t List = S.Square->ListId();
+  ASSERT_NE(List, 0u);
+  for (TLumQtView* W : {A.get(), B.get()}) {
+    W->makeCurrent();
+    EXPECT_TRUE(glIsList(List));
+    W->doneCurrent();
+    EXPECT_TRUE(IsRed(W->grabFramebuffer().pixel(80, 60)));
+  }
+  // The owning view's image, taken while it is shown, calls the list in an off-screen
+  // context.
+  TLumView* Owner = S.Square->View() == A->View() ? A->View() : B->View();
+  TBitmap Image(64, 48);
+  ASSERT_TRUE(Owner->GetImage(&Image));
+  EXPECT_EQ(S.Square->ListId(), List);
+  const uint8_t* Mid = Image.ScanLine(24) + 32 * 4;  // RGBA
+  const uint8_t* Corner = Image.ScanLine(2) + 2 * 4;
+  EXPECT_TRUE(Mid[0] > 200 && Mid[1] < 50 && Mid[2] < 50);
+  EXPECT_TRUE(Corner[2] > 200 && Corner[0] < 50);
+  // The widget is still fine afterwards.
+  EXPECT_TRUE(IsRed(A->grabFramebuffer().pixel(80, 60)));
+}
+
+TEST(LumQtViewTest, DoubleBufferSwitchKeepsPaintingInTheWidget) {
+  TScene S;
+  auto W = S.Show();
+  TLumGLContext* Before = W->View()->Context();
+  W->View()->SetDoubleBuffer(false);
+  EXPECT_NE(W->View()->Context(), Before);
+  const int Frames = S.Frames;
+  W->update();
+  QTRY_VERIFY(S.Frames > Frames);
+  EXPECT_TRUE(IsRed(W->grabFramebuffer().pixel(80, 60)));
+  W->View()->SetDoubleBuffer(true);
+  EXPECT_TRUE(IsRed(W->grabFramebuffer().pixel(80, 60)));
+  EXPECT_EQ(W->View()->Context()->Width(), qRound(160 * W->devicePixelRatioF()));
+}
+
+TEST(LumQtViewTest, IdleWindowSleepsAndAnEnabledTimerTicks) {
+  TScene S;
+  auto W = S.Show();
+  RunLoop(100);
+  double Cpu = CpuSeconds();
+  QElapsedTimer Wall;
+  Wall.start();
+  RunLoop(1500);
+  const double IdleCpu = CpuSeconds() - Cpu;
+  EXPECT_LT(IdleCpu, 0.1 * Wall.elapsed() / 1000.0);
+  EXPECT_FALSE(LumQtIdleRunning());
+
+  TLumTimer Timer(&S.Form);
+  Timer.setintervall(20);
+  int Ticks = 0;
+  Timer.OnTimer = [&](TObject*, int32_t) { ++Ticks; };
+  RunLoop(300);
+  EXPECT_GT(Ticks, 3);
+  EXPECT_TRUE(LumQtIdleRunning());
+  Timer.SetEnabled(false);
+  RunLoop(50);
+  EXPECT_FALSE(LumQtIdleRunning());
+  const int Stopped = Ticks;
+  RunLoop(100);
+  EXPECT_EQ(Ticks, Stopped);
+}
+
+int main(int argc, char** argv) {
+  ::testing::InitGoogleTest(&argc, argv);
+  LumQtSetDefaultFormat();
+  QApplication App(argc, argv);
+  return RUN_ALL_TESTS();
+}
