@@ -175,10 +175,10 @@ void TExporter::AddMesh(const TLumPrimitiveObj* Obj, const TLumMaterial* Mat, co
       Mesh->mNumUVComponents[0] = 2;
     }
     for (unsigned v = 0; v < N; ++v) {
-      aiVector3D X(float(V[v * 3]), float(V[v * 3 + 1]), float(V[v * 3 + 2]));
+      aiVector3D X{float(V[v * 3]), float(V[v * 3 + 1]), float(V[v * 3 + 2])};
       Mesh->mVertices[v] = FApply ? M * X : X;
       if (Mesh->mNormals) {
-        aiVector3D W(float(Nr[v * 3]), float(Nr[v * 3 + 1]), float(Nr[v * 3 + 2]));
+        aiVector3D W{float(Nr[v * 3]), float(Nr[v * 3 + 1]), float(Nr[v * 3 + 2])};
         Mesh->mNormals[v] = FApply ? (NM * W).NormalizeSafe() : W;
       }
       if (Mesh->mTextureCoords[0])

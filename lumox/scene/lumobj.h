@@ -129,7 +129,7 @@ class TLumNode : public TLumCustomNode {
   int GetCount() const { return static_cast<int>(FItems.size()); }
   bool IsIndirect(int Index) const;
   // Leaves below this node; nested nodes count their own leaves.
-  int CountAllItems() const;
+  int CountAllItems() const override;
   void RenderItems(TLumCustomView* aView);
 
   // Passes the change on and clears the cache; a node being read from a file keeps
