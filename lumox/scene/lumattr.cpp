@@ -128,12 +128,17 @@ void TLumAttributes::Assign(TPersistent* Source) {
   TLumRender::Assign(Source);
 }
 
-void TLumAttributes::DoRender(TLumCustomView* aView) {
-  if (IsLastRenderedAttributes(this)) return;
-  SetLastRenderedAttributes(this);
-  TLumRender::DoRender(aView);
+void LumApplyTransparency(TLumTransparencyMode Mode) {
+  if (Mode == tmNone || Mode > tmSubColor) {
+    glDisable(GL_BLEND);
+  } else {
+    glEnable(GL_BLEND);
+    glBlendFunc(BlendGL[Mode - 1][0], BlendGL[Mode - 1][1]);
+  }
+}
 
-  if (FAntialiasing) {
+void LumApplySmoothing(bool On) {
+  if (On) {
     // Deliberate: the hints name the capabilities, not the ..._HINT targets, so GL
     // rejects them and the smoothing runs at the context's own hint.
     glEnable(GL_POINT_SMOOTH);
@@ -147,6 +152,14 @@ void TLumAttributes::DoRender(TLumCustomView* aView) {
     glDisable(GL_LINE_SMOOTH);
     glDisable(GL_POLYGON_SMOOTH);
   }
+}
+
+void TLumAttributes::DoRender(TLumCustomView* aView) {
+  if (IsLastRenderedAttributes(this)) return;
+  SetLastRenderedAttributes(this);
+  TLumRender::DoRender(aView);
+
+  LumApplySmoothing(FAntialiasing);
 
   float Rgba[4];
   FColorAmbient->GetParams(Rgba);
@@ -171,12 +184,7 @@ void TLumAttributes::DoRender(TLumCustomView* aView) {
   glHint(GL_PERSPECTIVE_CORRECTION_HINT, QualityToGL(FPerspectiveCorrection));
   glShadeModel(FShadeModel == smFlat ? GL_FLAT : GL_SMOOTH);
 
-  if (FTransparency == tmNone) {
-    glDisable(GL_BLEND);
-  } else {
-    glEnable(GL_BLEND);
-    glBlendFunc(BlendGL[FTransparency - 1][0], BlendGL[FTransparency - 1][1]);
-  }
+  LumApplyTransparency(FTransparency);
 
   if (FLineStipple == lsSolid) {
     glDisable(GL_LINE_STIPPLE);

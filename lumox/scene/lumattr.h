@@ -114,6 +114,11 @@ class TLumFog : public TLumRender {
   TLumQuality FQuality = quDontCare;
 };
 
+// The blending of a transparency mode (GL_BLEND off for tmNone), shared by the render
+// attributes and the canvas.
+void LumApplyTransparency(TLumTransparencyMode Mode);
+// Point, line and polygon smoothing on or off, with their hints (see the definition).
+void LumApplySmoothing(bool On);
 // GL's hint value for a quality.
 uint32_t QualityToGL(TLumQuality Value);
 

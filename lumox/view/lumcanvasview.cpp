@@ -13,6 +13,7 @@
 #include <numbers>
 
 #include "lumox/math/lumgl.h"
+#include "lumox/scene/lumattr.h"
 #include "lumox/scene/lumtex.h"
 
 namespace lumox {
@@ -331,46 +332,9 @@ void TLumCanvas::ResetAttribs() {
   glPopMatrix();
 }
 
-void TLumCanvas::ExecuteTransparency() {
-  switch (FTransparency) {
-    case tmNone:
-      glDisable(GL_BLEND);
-      return;
-    case tmAlpha:
-      glEnable(GL_BLEND);
-      glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
-      return;
-    case tmAddAlpha:
-      glEnable(GL_BLEND);
-      glBlendFunc(GL_SRC_ALPHA, GL_ONE);
-      return;
-    case tmAddColor:
-      glEnable(GL_BLEND);
-      glBlendFunc(GL_DST_COLOR, GL_SRC_COLOR);
-      return;
-    case tmSubColor:
-      glEnable(GL_BLEND);
-      glBlendFunc(GL_ONE_MINUS_DST_COLOR, GL_ONE_MINUS_SRC_COLOR);
-      return;
-  }
-}
+void TLumCanvas::ExecuteTransparency() { LumApplyTransparency(FTransparency); }
 
-void TLumCanvas::ExecuteAntialiasing(bool B) {
-  if (FAntialiasing != 0 && B) {
-    // Deliberate: the hints name the capabilities, not the ..._HINT targets, as the
-    // render attributes do; OpenGL rejects them and keeps its own hints.
-    glEnable(GL_POINT_SMOOTH);
-    glHint(GL_POINT_SMOOTH, GL_NICEST);
-    glEnable(GL_LINE_SMOOTH);
-    glHint(GL_LINE_SMOOTH, GL_NICEST);
-    glEnable(GL_POLYGON_SMOOTH);
-    glHint(GL_POLYGON_SMOOTH, GL_NICEST);
-  } else {
-    glDisable(GL_POINT_SMOOTH);
-    glDisable(GL_LINE_SMOOTH);
-    glDisable(GL_POLYGON_SMOOTH);
-  }
-}
+void TLumCanvas::ExecuteAntialiasing(bool B) { LumApplySmoothing(FAntialiasing != 0 && B); }
 
 void TLumCanvas::ExecutePenAttribs(bool UseOwn) {
   if (UseOwn) {
