@@ -3,6 +3,7 @@
 #include "lumox/geometry/lumprimclasses.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <string>
@@ -18,13 +19,24 @@ int64_t MeshMul(int64_t A, int64_t B) {
   return R;
 }
 
+namespace {
+std::atomic<int64_t> MeshLimit{DefaultMaxMeshCount};
+}
+
+int64_t MaxMeshCount() { return MeshLimit.load(std::memory_order_relaxed); }
+
+void SetMaxMeshCount(int64_t Count) {
+  MeshLimit.store(std::clamp<int64_t>(Count, 0, INT32_MAX), std::memory_order_relaxed);
+}
+
 int32_t MeshCount(const TObject* Obj, int64_t Count, const char* What) {
-  if (Count >= 0 && Count <= MaxMeshCount) return static_cast<int32_t>(Count);
+  const int64_t Limit = MaxMeshCount();
+  if (Count >= 0 && Count <= Limit) return static_cast<int32_t>(Count);
   std::string Who = Obj ? Obj->ClassName() : "mesh";
   if (auto* C = dynamic_cast<const TComponent*>(Obj); C && !C->Name().empty())
     Who += " \"" + C->Name() + "\"";
   throw Exception(Who + ": a mesh of " + std::to_string(Count) + " " + What +
-                  " is larger than the limit of " + std::to_string(MaxMeshCount) + ".");
+                  " is larger than the limit of " + std::to_string(Limit) + ".");
 }
 
 const char* const TLumArrayStr[6] = {"daVertex", "daNormal",   "daTexture",

@@ -13,13 +13,17 @@ namespace lumox {
 class TLumTexture;
 
 // The most vertices a mesh may have, and the most indices one of its lists may hold:
-// 2^26 (67 108 864). The counts are computed in 64 bits before anything is allocated;
-// a larger mesh throws Exception naming the object and the count.
-inline constexpr int64_t MaxMeshCount = int64_t{1} << 26;
+// by default 2^26 (67 108 864). The counts are computed in 64 bits before anything is
+// allocated; a larger mesh throws Exception naming the object and the count.
+inline constexpr int64_t DefaultMaxMeshCount = int64_t{1} << 26;
+// The bound in force for the process. A program that renders untrusted files in little
+// memory lowers it (the fuzz targets do); it is clamped to 0..INT32_MAX.
+int64_t MaxMeshCount();
+void SetMaxMeshCount(int64_t Count);
 // A * B, or INT64_MAX when the product does not fit (both are expected >= 0).
 int64_t MeshMul(int64_t A, int64_t B);
 // Count as the size of Obj's vertex block (What = "vertices") or of an index list
-// ("indices"); throws Exception when it is negative or over MaxMeshCount.
+// ("indices"); throws Exception when it is negative or over MaxMeshCount().
 int32_t MeshCount(const TObject* Obj, int64_t Count, const char* What = "vertices");
 
 // The kinds of per-vertex data.

@@ -42,6 +42,28 @@ TEST(SimpleGeometryTest, RectangleTwoByOneGridAndTextureCorners) {
   ExpectVec(R->Points()->GetVector(11, 2), 1.5, 2, 0);
 }
 
+// The mesh bound is the process's: lowered, a grid over it is refused by name before
+// anything is allocated, and the object builds again once the bound is back.
+TEST(SimpleGeometryTest, MeshBoundIsSettableAndChecked) {
+  TComponent Form(nullptr);
+  auto* R = new TLumRectangle(&Form);
+  R->SetName("Floor");
+  R->SetDetX(99), R->SetDetY(99);  // 100 x 100 vertices
+  SetMaxMeshCount(9999);
+  try {
+    R->Init();
+    ADD_FAILURE() << "no exception";
+  } catch (const Exception& E) {
+    EXPECT_STREQ(E.what(), "TLumRectangle \"Floor\": a mesh of 10000 vertices is larger than "
+                           "the limit of 9999.");
+  }
+  SetMaxMeshCount(int64_t{1} << 40);
+  EXPECT_EQ(MaxMeshCount(), INT32_MAX);
+  SetMaxMeshCount(DefaultMaxMeshCount);
+  R->Init();
+  EXPECT_EQ(R->Points()->Count(), 10000);
+}
+
 TEST(SimpleGeometryTest, PointLineAndTriangleVertices) {
   TComponent Form(nullptr);
   auto* P = new TLumPoint(&Form);
