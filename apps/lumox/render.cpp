@@ -22,6 +22,7 @@
 #include "lumox/math/lumgl.h"
 #include "lumox/package/lumpackage.h"
 #include "lumox/scene/lumobj.h"
+#include "lumox/scene/lumtex.h"
 #include "lumox/view/lumcam.h"
 #include "lumox/view/lumview.h"
 
@@ -407,8 +408,8 @@ int RunRender(const TArgs& Args, bool Demo) {
       C->Font()->SetSize(std::max(8, O.Height / 22));
       C->TextOut((O.Width - C->TextWidth(O.Title)) / 2, O.Height / 40, O.Title);
     };
-    // Meshes are built before the frame, so that one over the size limit is
-    // reported by name rather than as a frame that could not be rendered.
+    // Meshes are built and texture sizes checked before the frame, so that one over a
+    // limit is reported by name rather than as a frame that could not be rendered.
     std::vector<TLumNode*> Nodes{Root};
     while (!Nodes.empty()) {
       TLumNode* N = Nodes.back();
@@ -416,6 +417,7 @@ int RunRender(const TArgs& Args, bool Demo) {
       for (int I = 0; I < N->GetCount(); ++I) {
         if (auto* Mesh = dynamic_cast<TLumPrimitiveObj*>(N->GetItems(I)))
           if (!Mesh->Initialized()) Mesh->Init();
+        if (auto* Tex = dynamic_cast<TLumTexture*>(N->GetItems(I))) Tex->CheckMaxSize();
         if (auto* Sub = dynamic_cast<TLumNode*>(N->GetItems(I)); Sub && !N->IsIndirect(I))
           Nodes.push_back(Sub);
       }

@@ -185,7 +185,7 @@ void TBitmap::Assign(TPersistent* Source) {
   Changed();
 }
 
-void TBitmap::LoadFromFile(const std::string& FileName) {
+void TBitmap::LoadFromFile(const std::string& FileName, int MaxSide) {
   struct stat St;
   if (stat(FileName.c_str(), &St) != 0)
     throw Exception("Cannot open image file \"" + QuotedPart(FileName) +
@@ -199,6 +199,11 @@ void TBitmap::LoadFromFile(const std::string& FileName) {
                     "\": " + std::to_string(W) + " x " + std::to_string(H) +
                     " pixels is larger than the limit of " + std::to_string(MaxImagePixels) +
                     " pixels.");
+  if (MaxSide > 0 && (W > MaxSide || H > MaxSide))
+    throw Exception("Cannot read image file \"" + QuotedPart(FileName) +
+                    "\": " + std::to_string(W) + " x " + std::to_string(H) +
+                    " pixels is larger than the OpenGL limit of " + std::to_string(MaxSide) +
+                    " pixels a side.");
   stbi_uc* Data = stbi_load(FileName.c_str(), &W, &H, &N, 4);
   if (!Data)
     throw Exception("Cannot read image file \"" + FileName + "\": " + stbi_failure_reason() + ".");

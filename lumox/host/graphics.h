@@ -84,8 +84,9 @@ class TBitmap : public TPersistent {
   void Assign(TPersistent* Source) override;
 
   // Reads an image file; throws Exception naming the file when it cannot. The size is
-  // read before the pixels are decoded: an image of more than MaxImagePixels is refused.
-  void LoadFromFile(const std::string& FileName);
+  // read before the pixels are decoded: an image of more than MaxImagePixels, or wider or
+  // taller than MaxSide when that is above 0, is refused.
+  void LoadFromFile(const std::string& FileName, int MaxSide = 0);
   static constexpr int64_t MaxImagePixels = int64_t{1} << 26;
   // Writes PNG for a ".png" name, JPEG (quality 90) for ".jpg" and ".jpeg", BMP
   // otherwise. The file is written to a temporary

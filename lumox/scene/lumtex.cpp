@@ -80,6 +80,7 @@ TLumTexture::~TLumTexture() {
 
 void TLumTexture::SetBitmap(TBitmap* Value) {
   if (!Value) return;
+  FImageFile.clear();
   FBitmap->Assign(Value);
   Invalidate();
 }
@@ -143,6 +144,17 @@ bool TLumTexture::SetMaskAlpha(uint32_t MaskColor, float AlphaMask, float AlphaO
 void TLumTexture::Invalidate() {
   FNeedsUpload = true;
   FParamsChanged = true;
+}
+
+void TLumTexture::CheckMaxSize() const {
+  const int Max = MaxTextureSide(), W = FBitmap->Width(), H = FBitmap->Height();
+  if (Max <= 0 || (W <= Max && H <= Max)) return;
+  const std::string What = FImageFile.empty()
+                               ? "the bitmap of texture \"" + QuotedPart(Name()) + "\""
+                               : "image file \"" + QuotedPart(FImageFile) + "\"";
+  throw Exception("Cannot use " + What + " as a texture: " + std::to_string(W) + " x " +
+                  std::to_string(H) + " pixels is larger than the OpenGL limit of " +
+                  std::to_string(Max) + " pixels a side.");
 }
 
 bool TLumTexture::IsValidSize(int64_t n) {
@@ -233,6 +245,7 @@ void TLumTexture::Assign(TPersistent* Source) {
 void TLumTexture::DoRender(TLumCustomView* aView) {
   if (!Cached() && !FParamsChanged && IsLastRenderedTex(this)) return;
   if (FBitmap->Empty()) return;
+  if (FNeedsUpload) CheckMaxSize();
   if (!IsValidSize(FBitmap->Width()) || !IsValidSize(FBitmap->Height())) ScaleBitmap(aView);
   if (FTextureName == 0) AddTexture(this);
 
@@ -300,8 +313,9 @@ void TLumTexture::ReadValues(TLumExchange* Exchange) {
     }
     if (!fs::is_regular_file(File, Ec)) throw Exception("Texture bitmap file not found: " + Name);
     TBitmap Loaded;
-    Loaded.LoadFromFile(File.string());
+    Loaded.LoadFromFile(File.string(), MaxTextureSide());
     SetBitmap(&Loaded);
+    FImageFile = File.string();
   }
 }
 
@@ -314,6 +328,14 @@ TObject* TLumTexture::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 }
 
 // --- the texture cache ------------------------------------------------------------------
+
+int MaxTextureSide() {
+  const bool RootMade = MakeShareRootCurrent();
+  GLint Max = 0;
+  glGetIntegerv(GL_MAX_TEXTURE_SIZE, &Max);  // left 0 with no context current
+  if (RootMade) ReleaseShareRoot();
+  return Max;
+}
 
 uint32_t AddTexture(TLumTexture* t) {
   if (static_cast<int>(TexList.size()) >= MaxTex && !TexList.empty())

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "lumox/host/graphics.h"
@@ -49,6 +50,10 @@ class TLumTexture : public TLumRender {
   // Rescales the bitmap to the nearest powers of two (log scale) through GLU.
   void ScaleBitmap(TLumCustomView* aView);
 
+  // Throws Exception naming the image file and its size when the bitmap is wider or
+  // taller than GL_MAX_TEXTURE_SIZE; does nothing before the process has a GL context.
+  void CheckMaxSize() const;
+
   static bool IsValidSize(int64_t n);
   // A non-empty bitmap whose sides are powers of two.
   bool GetValid() const;
@@ -68,6 +73,7 @@ class TLumTexture : public TLumRender {
   void InitTexture();
 
   TBitmap* FBitmap;
+  std::string FImageFile;  // the file the scene loader read the bitmap from
   std::vector<uint8_t> FPixels;
   float FAlpha = 1.0f;
   TLumTexMode FMode = tmModulate;
@@ -95,6 +101,10 @@ void InvalidateTextures();
 void RedrawTextures();
 bool IsLastRenderedTex(TLumTexture* t);
 void SetLastRenderedTex(TLumTexture* t);
+
+// GL_MAX_TEXTURE_SIZE of the current context, else of the share root; 0 while the
+// process has made no context.
+int MaxTextureSide();
 
 void RegisterLumtexClasses();
 

@@ -268,5 +268,29 @@ TEST_F(TextureFileTest, MissingOrUndecodableSideFilesFailNamingTheFile) {
   }
 }
 
+// Sizes are read before decoding: a 10000 x 10000 header with no pixels behind it names
+// the pixel bound; a side the GL cannot take is refused when loaded with a context
+// current, and when rendered otherwise.
+TEST_F(TextureFileTest, OversizedImagesAreRefusedNamingFileAndSize) {
+  auto Refused = [](auto&& Load, const std::string& Want) {
+    try {
+      Load();
+      ADD_FAILURE() << Want << " accepted";
+    } catch (const Exception& E) {
+      EXPECT_NE(std::string(E.what()).find(Want), std::string::npos) << E.what();
+    }
+  };
+  const char Header[] = "\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR\0\0\x27\x10\0\0\x27\x10\x08\0\0\0\0";
+  test::WriteText(Scene.File("big.png"), std::string(Header, sizeof Header - 1) + "CRC!");
+  Refused([&] { TBitmap().LoadFromFile(Scene.File("big.png")); }, "big.png\": 10000 x 10000");
+  GLint Max = 0;
+  glGetIntegerv(GL_MAX_TEXTURE_SIZE, &Max);
+  const std::string Size = std::to_string(Max + 1) + " x 1 pixels";
+  TLumTexture* Wide = NewTexture(TBitmap(Max + 1, 1));
+  test::SaveComponent(Wide, File);
+  Refused([&] { test::LoadComponent<TLumTexture>(&Owner, File); }, "scene0.bmp\": " + Size);
+  Refused([&] { Wide->Render(nullptr); }, Size);
+}
+
 }  // namespace
 }  // namespace lumox
