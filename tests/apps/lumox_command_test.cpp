@@ -8,12 +8,12 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "lumox/host/graphics.h"
 #include "lumox/package/lumversion.h"
+#include "support/scenefile.h"
 
 namespace lumox {
 namespace {
@@ -32,11 +32,11 @@ class CommandTest : public ::testing::Test {
   void Write(const std::string& Name, const std::string& Text) const {
     std::ofstream(File(Name), std::ios::binary) << Text;
   }
-  static std::string Read(const std::string& Path) {
-    std::ifstream In(Path, std::ios::binary);
-    std::stringstream S;
-    S << In.rdbuf();
-    return S.str();
+  static std::string Read(const std::string& Path) { return test::ReadText(Path); }
+  TBitmap Image(const std::string& Name) const {
+    TBitmap B;
+    B.LoadFromFile(File(Name));
+    return B;
   }
   // Runs the command with Args (and Env, NAME=VALUE before it); stdout and stderr land
   // in Out and Err.
@@ -50,20 +50,12 @@ class CommandTest : public ::testing::Test {
   }
   // A scene with one unlit sphere of the given colour ($00BBGGRR) at (X, 0, 0).
   std::string SphereScene(const std::string& Color, double X = 0) const {
-    return "<LUMGL version=\"0.1.0\" program=\"Lumox\" description=\"test\">\r\n"
-           "  <Objects>\r\n"
+    const std::string At = std::to_string(X);
+    return "<LUMGL version=\"0.1.0\" program=\"Lumox\" description=\"test\">\r\n  <Objects>\r\n"
            "    <TLUMSPHERE name=\"Ball\" Radius=\"0.5\" Slices=\"16\" Stacks=\"12\">\r\n"
-           "      <Transformation>\r\n"
-           "        <Translation P=\"" +
-           std::to_string(X) +
-           ",0,0\"/>\r\n"
-           "      </Transformation>\r\n"
-           "      <Color Color=\"" +
-           Color +
-           "\" Alpha=\"1\"/>\r\n"
-           "    </TLUMSPHERE>\r\n"
-           "  </Objects>\r\n"
-           "</LUMGL>\r\n";
+           "      <Transformation>\r\n        <Translation P=\"" + At + ",0,0\"/>\r\n"
+           "      </Transformation>\r\n      <Color Color=\"" + Color + "\" Alpha=\"1\"/>\r\n"
+           "    </TLUMSPHERE>\r\n  </Objects>\r\n</LUMGL>\r\n";
   }
   static bool RedDominates(uint32_t P) {
     const int R = P & 0xFF, G = (P >> 8) & 0xFF, B = (P >> 16) & 0xFF;
@@ -77,8 +69,7 @@ class CommandTest : public ::testing::Test {
 TEST_F(CommandTest, RendersARedSphereInFrontOfTheDefaultCamera) {
   Write("red.lumgl", SphereScene("000000FF"));
   ASSERT_EQ(Run("render '" + File("red.lumgl") + "' -o '" + File("red.png") + "'"), 0) << Err;
-  TBitmap B;
-  B.LoadFromFile(File("red.png"));
+  TBitmap B = Image("red.png");
   ASSERT_EQ(B.Width(), 400);
   ASSERT_EQ(B.Height(), 250);
   EXPECT_TRUE(RedDominates(B.GetPixel(200, 125))) << std::hex << B.GetPixel(200, 125);
@@ -90,7 +81,7 @@ TEST_F(CommandTest, RendersARedSphereInFrontOfTheDefaultCamera) {
                 "' --size 64x48 --background=102030"),
             0)
       << Err;
-  B.LoadFromFile(File("red.png"));
+  B = Image("red.png");
   EXPECT_EQ(B.Width(), 64);
   EXPECT_EQ(B.Height(), 48);
   EXPECT_EQ(B.GetPixel(0, 0), 0x302010u);
@@ -100,12 +91,11 @@ TEST_F(CommandTest, RendersARedSphereInFrontOfTheDefaultCamera) {
 TEST_F(CommandTest, FitFramesASceneAwayFromTheOrigin) {
   Write("far.lumgl", SphereScene("000000FF", 6));
   ASSERT_EQ(Run("render '" + File("far.lumgl") + "' -o '" + File("a.png") + "' --size 80x60"), 0);
-  TBitmap B;
-  B.LoadFromFile(File("a.png"));
+  TBitmap B = Image("a.png");
   EXPECT_EQ(B.GetPixel(40, 30), 0u);  // out of sight of the default camera
   ASSERT_EQ(Run("render '" + File("far.lumgl") + "' -o '" + File("a.png") + "' --size 80x60 --fit"),
             0);
-  B.LoadFromFile(File("a.png"));
+  B = Image("a.png");
   EXPECT_TRUE(RedDominates(B.GetPixel(40, 30)));
   EXPECT_TRUE(RedDominates(B.GetPixel(40, 5)));  // the sphere fills the height...
   EXPECT_EQ(B.GetPixel(40, 0), 0u);              // ...with a margin
@@ -114,8 +104,7 @@ TEST_F(CommandTest, FitFramesASceneAwayFromTheOrigin) {
 
 TEST_F(CommandTest, DemoRendersALitScene) {
   ASSERT_EQ(Run("demo -o '" + File("demo.png") + "'"), 0) << Err;
-  TBitmap B;
-  B.LoadFromFile(File("demo.png"));
+  TBitmap B = Image("demo.png");
   ASSERT_EQ(B.Width(), 400);
   int Coloured = 0;  // pixels with a clearly dominant channel: materials under lights
   for (int Y = 0; Y < B.Height(); ++Y)
@@ -136,26 +125,23 @@ TEST_F(CommandTest, SceneFailuresExitWithOneAndNameTheFile) {
   EXPECT_NE(Err.find(Missing), std::string::npos) << Err;
   EXPECT_EQ(std::count(Err.begin(), Err.end(), '\n'), 1) << Err;
 
-  std::string Bad = SphereScene("000000FF");
+  std::string Bad = SphereScene("000000FF"), Huge = Bad;
   Bad.replace(Bad.find("Slices=\"16\""), 11, "Slices=\"ten\"");
-  Write("bad.lumgl", Bad);
-  EXPECT_EQ(Run("render '" + File("bad.lumgl") + "' -o '" + File("x.png") + "'"), 1);
-  EXPECT_NE(Err.find(File("bad.lumgl")), std::string::npos) << Err;
-  EXPECT_NE(Err.find("Slices"), std::string::npos) << Err;
-
-  Write("text.lumgl", "just some text\n");
-  EXPECT_EQ(Run("info '" + File("text.lumgl") + "'"), 1);
-  EXPECT_NE(Err.find(File("text.lumgl")), std::string::npos) << Err;
-  EXPECT_FALSE(fs::exists(File("x.png")));
-
-  // A mesh over the size limit is refused by name, before anything is allocated.
-  std::string Huge = SphereScene("000000FF");
   Huge.replace(Huge.find("Slices=\"16\" Stacks=\"12\""), 25,
                "Slices=\"2147483647\" Stacks=\"2147483647\"");
-  Write("huge.lumgl", Huge);
-  EXPECT_EQ(Run("render '" + File("huge.lumgl") + "' -o '" + File("x.png") + "'"), 1);
-  EXPECT_NE(Err.find("TLumSphere \"Ball\""), std::string::npos) << Err;
-  EXPECT_NE(Err.find("4611686018427387904 vertices"), std::string::npos) << Err;
+  Write("bad.lumgl", Bad), Write("huge.lumgl", Huge), Write("text.lumgl", "just some text\n");
+  const std::string To = "' -o '" + File("x.png") + "'";
+  // A mesh over the size limit is refused by name, before anything is allocated.
+  const std::pair<std::string, std::vector<std::string>> Cases[] = {
+      {"render '" + File("bad.lumgl") + To, {File("bad.lumgl"), "Slices"}},
+      {"info '" + File("text.lumgl") + "'", {File("text.lumgl")}},
+      {"render '" + File("huge.lumgl") + To,
+       {"TLumSphere \"Ball\"", "4611686018427387904 vertices"}}};
+  for (const auto& [Args, Wanted] : Cases) {
+    EXPECT_EQ(Run(Args), 1) << Args;
+    for (const std::string& W : Wanted) EXPECT_NE(Err.find(W), std::string::npos) << Err;
+  }
+  EXPECT_FALSE(fs::exists(File("x.png")));
 
   Write("red.lumgl", SphereScene("000000FF"));  // an output that cannot be written
   EXPECT_EQ(Run("render '" + File("red.lumgl") + "' -o '" + File("no/dir/x.png") + "'"), 1);
@@ -209,8 +195,7 @@ TEST_F(CommandTest, OutputFormatFollowsTheExtension) {
     ASSERT_EQ(Run("render '" + File("red.lumgl") + "' --size 40x30 -o '" + File(Name) + "'"), 0)
         << Err;
     EXPECT_EQ(Read(File(Name)).substr(0, Magic.size()), Magic) << Name;
-    TBitmap B;
-    B.LoadFromFile(File(Name));
+    TBitmap B = Image(Name);
     EXPECT_TRUE(RedDominates(B.GetPixel(20, 15))) << Name;
   }
 }
@@ -260,8 +245,7 @@ TEST_F(CommandTest, ConvertRoundTripsAndHonoursWriterOptions) {
   EXPECT_LT(C.size(), A.size());
   EXPECT_NE(C.find("\r\n Radius=\"0.5\""), std::string::npos) << C;
   ASSERT_EQ(Run("render '" + File("c.lumgl") + "' -o '" + File("c.png") + "' --size 80x60"), 0);
-  TBitmap B;
-  B.LoadFromFile(File("c.png"));
+  TBitmap B = Image("c.png");
   EXPECT_TRUE(RedDominates(B.GetPixel(44, 30)));
 }
 
@@ -282,8 +266,7 @@ TEST_F(CommandTest, TitleIsDrawnAtTheTopOfTheImage) {
                 "' --size 160x100 --title 'Hello'"),
             0)
       << Err;
-  TBitmap B;
-  B.LoadFromFile(File("t.png"));
+  TBitmap B = Image("t.png");
   int Top = 0, Rest = 0;
   for (int Y = 0; Y < B.Height(); ++Y)
     for (int X = 0; X < B.Width(); ++X) (Y < 20 ? Top : Rest) += B.GetPixel(X, Y) != 0;
@@ -335,18 +318,17 @@ TEST_F(CommandTest, TheFileCameraFramesTheSceneAndConvertKeepsIt) {
   const std::string F = "'" + File("cam.lumgl") + "' ";
   ASSERT_EQ(Run("render " + F + "-o '" + File("c.png") + "' --size 80x60"), 0) << Err;
   EXPECT_TRUE(Err.empty()) << Err;
-  TBitmap B;
-  B.LoadFromFile(File("c.png"));
+  TBitmap B = Image("c.png");
   EXPECT_TRUE(RedDominates(B.GetPixel(40, 30)));
   EXPECT_EQ(B.GetPixel(40, 5), 0u);  // the narrower view angle, from farther away
   // A camera option replaces the file's camera; a look-at view finds the sphere again.
   ASSERT_EQ(Run("render " + F + "-o '" + File("d.png") + "' --size 80x60 --fov 45"), 0);
-  B.LoadFromFile(File("d.png"));
+  B = Image("d.png");
   EXPECT_EQ(B.GetPixel(40, 30), 0u);
   ASSERT_EQ(Run("render " + F + "-o '" + File("e.png") +
                 "' --size 80x60 --camera-position 3,4,0.01 --look-at 3,0,0"),
             0);
-  B.LoadFromFile(File("e.png"));
+  B = Image("e.png");
   EXPECT_TRUE(RedDominates(B.GetPixel(40, 30)));
   EXPECT_EQ(B.GetPixel(2, 2), 0u);
 
@@ -385,8 +367,7 @@ TEST_F(CommandTest, OnATerminalRenderWithoutOutputWritesScenePngBesideTheScene) 
   ASSERT_TRUE(WIFEXITED(Status) && WEXITSTATUS(Status) == 0) << Read(File("out.txt"));
   EXPECT_NE(Read(File("out.txt")).find("wrote " + File("ball.png")), std::string::npos)
       << Read(File("out.txt"));
-  TBitmap B;
-  B.LoadFromFile(File("ball.png"));
+  TBitmap B = Image("ball.png");
   EXPECT_EQ(B.Width(), 40);
 }
 
@@ -396,8 +377,7 @@ TEST_F(CommandTest, ModelFilesRenderConvertAndReport) {
   EXPECT_NE(Out.find("model: 1 parts, 8 vertices, 12 triangles"), std::string::npos) << Out;
   EXPECT_NE(Out.find("-0.5 -0.5 -0.5 .. 0.5 0.5 0.5"), std::string::npos) << Out;
   ASSERT_EQ(Run("render '" + Models + "cube.glb' -o '" + File("c.png") + "' --size 80x60"), 0) << Err;
-  TBitmap B;
-  B.LoadFromFile(File("c.png"));
+  TBitmap B = Image("c.png");
   EXPECT_EQ(B.GetPixel(40, 30), 0xFFFFFFu);
   EXPECT_EQ(B.GetPixel(2, 2), 0u);
   // A model into a scene file and on into glTF keeps its triangles.

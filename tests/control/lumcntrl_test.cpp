@@ -84,9 +84,7 @@ TEST(CarControllerTest, SettersClampAndSignalNothing) {
   const float Kept[] = {Car->MaxSpeed(), Car->ReverseSpeed(), Car->Acceleration(), Car->Braking(),
                         Car->TurnAngle()};
   EXPECT_EQ(std::vector<float>(Kept, Kept + 5), (std::vector<float>{0.4f, 0, 0.05f, 0.1f, 1}));
-  Car->SetCurrentSpeed(-3);
-  Car->SetReverseSpeed(-0.2f);
-  Car->SetCurrentSpeed(-3);
+  Car->SetCurrentSpeed(-3), Car->SetReverseSpeed(-0.2f), Car->SetCurrentSpeed(-3);
   EXPECT_EQ(Car->CurrentSpeed(), -0.2f);
   EXPECT_EQ(Changes, 0);
   EXPECT_FALSE(Handles(Car, VK_HOME));

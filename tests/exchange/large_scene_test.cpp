@@ -18,6 +18,7 @@
 #include "lumox/view/lumcam.h"
 #include "lumox/view/lumview.h"
 #include "support/glfixture.h"
+#include "support/scenefile.h"
 
 using namespace lumox;
 namespace fs = std::filesystem;
@@ -26,15 +27,7 @@ namespace {
 
 constexpr int Many = 100000;
 
-fs::path TempDir() {
-  fs::path Dir = fs::temp_directory_path() / ("lumox_large_" + std::to_string(::getpid()));
-  fs::create_directories(Dir);
-  return Dir;
-}
-
-void WriteText(const fs::path& File, const std::string& Text) {
-  std::ofstream(File, std::ios::binary) << Text;
-}
+using test::ReadText, test::WriteText;
 
 double SecondsSince(std::chrono::steady_clock::time_point Start) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - Start).count();
@@ -61,7 +54,8 @@ void Load(const fs::path& File, TLumNode* Target) {
 // Each step used to need a stack frame or more per level (a crash at 40 000 levels)
 // and the save inserted every start tag at the head of its buffer.
 TEST(LargeSceneTest, HundredThousandNestedNodesLoadSaveReloadAndFree) {
-  const fs::path Dir = TempDir();
+  const test::TempDir Tmp;
+  const fs::path& Dir = Tmp.Path();
   std::string Text = "<LUMGL>\r\n<Objects>\r\n";
   for (int I = 0; I < Many; ++I) Text += "<TLUMNODE Enabled=\"true\">\r\n";
   for (int I = 0; I < Many; ++I) Text += "</TLUMNODE>\r\n";
@@ -100,11 +94,11 @@ TEST(LargeSceneTest, HundredThousandNestedNodesLoadSaveReloadAndFree) {
   }
   // Quadratic steps took minutes at a twentieth of this size.
   EXPECT_LT(SecondsSince(Start), 120.0);
-  fs::remove_all(Dir);
 }
 
 TEST(LargeSceneTest, HundredThousandSiblingNodesLoadInLinearTime) {
-  const fs::path Dir = TempDir();
+  const test::TempDir Tmp;
+  const fs::path& Dir = Tmp.Path();
   std::string Text = "<LUMGL>\r\n<Objects>\r\n";
   for (int I = 0; I < Many; ++I) Text += "<TLUMNODE name=\"N" + std::to_string(I) + "\"/>\r\n";
   Text += "</Objects>\r\n</LUMGL>\r\n";
@@ -128,11 +122,11 @@ TEST(LargeSceneTest, HundredThousandSiblingNodesLoadInLinearTime) {
   }
   // Each insertion used to be broadcast to every sibling: 20 000 took minutes.
   EXPECT_LT(SecondsSince(Start), 30.0);
-  fs::remove_all(Dir);
 }
 
 TEST(LargeSceneTest, SaveThroughSymbolicLinkKeepsTheLink) {
-  const fs::path Dir = TempDir();
+  const test::TempDir Tmp;
+  const fs::path& Dir = Tmp.Path();
   WriteText(Dir / "real.lumgl", "old");
   fs::create_symlink("real.lumgl", Dir / "link.lumgl");
   TComponent Form(nullptr);
@@ -144,18 +138,13 @@ TEST(LargeSceneTest, SaveThroughSymbolicLinkKeepsTheLink) {
   EXPECT_TRUE(fs::is_symlink(Dir / "link.lumgl"));
   EXPECT_GT(fs::file_size(Dir / "real.lumgl"), 100u);
   EXPECT_EQ(std::distance(fs::directory_iterator(Dir), fs::directory_iterator()), 2);
-  fs::remove_all(Dir);
-}
-
-std::string ReadText(const fs::path& File) {
-  std::ifstream In(File, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(In), std::istreambuf_iterator<char>());
 }
 
 // A save that fails part-way (here: the file-size limit of a full disk) leaves the
 // old scene and its side file byte for byte, and no temporary behind.
 TEST(LargeSceneTest, FailedSaveLeavesSceneAndSideFilesIntact) {
-  const fs::path Dir = TempDir();
+  const test::TempDir Tmp;
+  const fs::path& Dir = Tmp.Path();
   TComponent Form(nullptr);
   auto* Root = new TLumNode(&Form);
   auto* Texture = new TLumTexture(&Form);
@@ -193,14 +182,14 @@ TEST(LargeSceneTest, FailedSaveLeavesSceneAndSideFilesIntact) {
   EXPECT_EQ(ReadText(Dir / "scene.lumgl"), OldScene);
   EXPECT_EQ(ReadText(Dir / "scene0.bmp"), OldSide);
   EXPECT_EQ(std::distance(fs::directory_iterator(Dir), fs::directory_iterator()), 2);
-  fs::remove_all(Dir);
 }
 
 // Every input that ever broke the loader, the writer or a frame (tests/data/fuzz) loads
 // and renders, or fails with an Exception; what loads also saves and loads again.
 TEST(FuzzRegressionTest, EveryKeptInputLoadsRendersOrFailsCleanly) {
   SetRenderDiagnostics([](const std::string&) {});
-  const fs::path Dir = TempDir();
+  const test::TempDir Tmp;
+  const fs::path& Dir = Tmp.Path();
   TComponent Keep(nullptr);
   auto* View = new TLumView(&Keep);
   View->SetBounds(32, 24);
@@ -228,7 +217,6 @@ TEST(FuzzRegressionTest, EveryKeptInputLoadsRendersOrFailsCleanly) {
   }
   EXPECT_GT(Files, 5);
   SetRenderDiagnostics(nullptr);
-  fs::remove_all(Dir);
 }
 
 class DeepRenderTest : public lumox::test::GLTest {};

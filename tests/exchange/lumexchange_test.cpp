@@ -2,18 +2,12 @@
 // scenes under every writer option, value conversions, progress and failing files.
 #include "lumox/exchange/lumexchange.h"
 
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
 #include <algorithm>
 #include <clocale>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "lumox/package/lumversion.h"
-#include "lumox/scene/lumobj.h"
+#include "support/scenefile.h"
 
 namespace lumox {
 namespace {
@@ -69,26 +63,13 @@ void RegisterTestClasses() {
   if (!GetRenderClass("TLumObject")) RegisterRenderClass<TLumObject>();
 }
 
-std::string ReadFile(const fs::path& P) {
-  std::ifstream In(P, std::ios::binary);
-  std::stringstream S;
-  S << In.rdbuf();
-  return S.str();
-}
-
-void WriteFile(const fs::path& P, const std::string& Text) {
-  std::ofstream(P, std::ios::binary) << Text;
-}
+using test::ReadText, test::WriteText;
 
 class ExchangeTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    RegisterTestClasses();
-    char Template[] = "/tmp/lumox_exchange_XXXXXX";
-    Dir = ::mkdtemp(Template);
-  }
-  void TearDown() override { fs::remove_all(Dir); }
-  fs::path Dir;
+  void SetUp() override { RegisterTestClasses(); }
+  test::TempDir Tmp;
+  const fs::path Dir = Tmp.Path();
 };
 
 // --- the writer's bytes ----------------------------------------------------------------
@@ -116,8 +97,7 @@ TEST(ExchangeWriterTest, AttributesAfterChildrenEmptyElementsAndText) {
             "  <T>\r\n"
             "  abc  </T>\r\n"
             "</A>\r\n");
-  EXPECT_EQ(X.GetDepth(), 0);
-  EXPECT_EQ(X.GetAktTag()->Depth, -1);
+  EXPECT_TRUE(X.GetDepth() == 0 && X.GetAktTag()->Depth == -1);
 
   TLumExchange Y(nullptr);  // every attribute written, each after the first on a new line
   Y.SetParamNewLine(true);
@@ -158,8 +138,7 @@ TEST(ExchangeReaderTest, ConversionsOfAttributeTexts) {
   X.Strto("True", B);  // only exactly "true" or "false"
   EXPECT_TRUE(B);
   int32_t I = 5;
-  X.Strto("", I);  // empty text keeps the value
-  X.Strto("+42", I);
+  X.Strto("", I), X.Strto("+42", I);  // an empty text keeps the value
   EXPECT_EQ(I, 42);
   EXPECT_THROW(X.Strto("12x", I), EConvertError);
   std::string S = "keep";
@@ -167,7 +146,7 @@ TEST(ExchangeReaderTest, ConversionsOfAttributeTexts) {
   EXPECT_EQ(S, "keep");
   double D = 0;
   X.Strto("2.5e-3", D);
-  EXPECT_EQ(D, 2.5e-3);
+  EXPECT_EQ(D, 2.5e-3);  // and "1,5" is no number
   EXPECT_THROW(X.Strto("1,5", D), EConvertError);
   TLumMathVector V{7, 8, 9};
   X.Strto("1,,x", V);  // missing and bad parts keep their values
@@ -181,13 +160,13 @@ TEST(ExchangeReaderTest, ConversionsOfAttributeTexts) {
 TEST(ExchangeReaderTest, SideFileNames) {
   TLumExchange X(nullptr);
   X.SetFileName("C:\\data\\scene.xml");
-  EXPECT_EQ(X.GetAFilename("bmp"), "scene0.bmp");
-  EXPECT_EQ(X.GetAFilename("bmp"), "scene1.bmp");
+  std::vector<std::string> Names{X.GetAFilename("bmp"), X.GetAFilename("bmp")};
   X.SetFileName("/tmp/my.scene.xml");
-  EXPECT_EQ(X.GetAFilename("png"), "my2.png");
+  Names.push_back(X.GetAFilename("png"));
   X.clear();
   X.SetFileName("/tmp/noext");
-  EXPECT_EQ(X.GetAFilename("bmp"), "0.bmp");
+  Names.push_back(X.GetAFilename("bmp"));
+  EXPECT_EQ(Names, (std::vector<std::string>{"scene0.bmp", "scene1.bmp", "my2.png", "0.bmp"}));
 }
 
 // --- documents --------------------------------------------------------------------------
@@ -208,7 +187,7 @@ TEST_F(ExchangeTest, SmallDocumentBytes) {
   std::vector<double> Progress;
   X.OnSProgress = [&](double P) { Progress.push_back(P); };
   X.SavetoFile(Root);
-  EXPECT_EQ(ReadFile(Dir / "small.xml"),
+  EXPECT_EQ(ReadText(Dir / "small.xml"),
             "<LUMGL version=\"" LUMOX_VERSION_STRING
             "\" program=\"Lumox 3D components\" description=\"demo\">\r\n"
             "  <Objects>\r\n"
@@ -225,8 +204,7 @@ TEST_F(ExchangeTest, SmallDocumentBytes) {
             "  </Objects>\r\n"
             "</LUMGL>\r\n");
   EXPECT_EQ(Progress, std::vector<double>{1.0});
-  EXPECT_EQ(X.State(), stReady);
-  EXPECT_TRUE(X.Parser()->Stream().empty());
+  EXPECT_TRUE(X.State() == stReady && X.Parser()->Stream().empty());
 }
 
 // --- round trips ----------------------------------------------------------------------------
@@ -245,7 +223,7 @@ std::string Dump(TLumNode* Root, const fs::path& P) {
   TLumExchange X(nullptr);
   X.SetFileName(P.string());
   X.SavetoFile(Root);
-  return ReadFile(P);
+  return ReadText(P);
 }
 
 // Root: a thing with every value changed, a thing with none, an object, and a nested
@@ -313,12 +291,11 @@ TEST_P(RoundTripTest, LoadGivesBackEveryValue) {
   const double N = static_cast<double>(fs::file_size(Dir / "scene.xml"));
   ASSERT_EQ(Loading.size(), static_cast<size_t>(N / 2000) + 1);
   EXPECT_DOUBLE_EQ(Loading.back(), N / (N + 1));
-  EXPECT_EQ(Y.FileDescription(), "round trip");
-  EXPECT_EQ(Y.State(), stReady);
+  EXPECT_TRUE(Y.FileDescription() == "round trip" && Y.State() == stReady);
   EXPECT_EQ(Dump(&Loaded, Dir / "a.xml"), Dump(&Root, Dir / "b.xml"));
   if (std::string(Probe) == "1,5" && O.Decimals == 3) {  // floats still use '.'
-    EXPECT_NE(ReadFile(Dir / "scene.xml").find("Size=\"0.125\""), std::string::npos);
-    EXPECT_NE(ReadFile(Dir / "scene.xml").find("P=\"0.5,-7,0.001\""), std::string::npos);
+    EXPECT_NE(ReadText(Dir / "scene.xml").find("Size=\"0.125\""), std::string::npos);
+    EXPECT_NE(ReadText(Dir / "scene.xml").find("P=\"0.5,-7,0.001\""), std::string::npos);
   }
   std::setlocale(LC_NUMERIC, OldLocale.c_str());
 }
@@ -339,12 +316,12 @@ TEST_F(ExchangeTest, FailedSaveKeepsTheOldFileAndLeavesNoTemporary) {
   auto* T = new TTestThing(&Form);
   Root.Add(T);
   const fs::path P = Dir / "keep.xml";
-  WriteFile(P, "old contents");
+  WriteText(P, "old contents");
   TLumExchange X(nullptr);
   X.SetFileName(P.string());
   T->FailOnWrite = true;
   EXPECT_THROW(X.SavetoFile(&Root), Exception);
-  EXPECT_EQ(ReadFile(P), "old contents");
+  EXPECT_EQ(ReadText(P), "old contents");
   EXPECT_EQ(X.State(), stReady);
   // A directory that does not exist cannot take the file either.
   TLumExchange Y(nullptr);
@@ -352,7 +329,7 @@ TEST_F(ExchangeTest, FailedSaveKeepsTheOldFileAndLeavesNoTemporary) {
   EXPECT_THROW(Y.SavetoFile(&Root), Exception);
   T->FailOnWrite = false;
   X.SavetoFile(&Root);
-  EXPECT_NE(ReadFile(P).find("<TTESTTHING"), std::string::npos);
+  EXPECT_NE(ReadText(P).find("<TTESTTHING"), std::string::npos);
   EXPECT_EQ(std::distance(fs::directory_iterator(Dir), fs::directory_iterator()), 1);
 }
 
@@ -363,12 +340,12 @@ TEST_F(ExchangeTest, TruncatedAndUnbalancedFilesLoadWhatTheyCan) {
   TLumExchange X(nullptr);
   X.SetFileName((Dir / "full.xml").string());
   X.SavetoFile(&Root);
-  const std::string Full = ReadFile(Dir / "full.xml");
+  const std::string Full = ReadText(Dir / "full.xml");
   const fs::path Cut = Dir / "cut.xml";
   X.SetFileName(Cut.string());
   int Previous = 0;
   for (size_t Len = 0; Len <= Full.size(); Len += 7) {
-    WriteFile(Cut, Full.substr(0, Len));
+    WriteText(Cut, Full.substr(0, Len));
     TLumNode Target(nullptr);
     EXPECT_NO_THROW(X.LoadfromFile(&Target)) << Len;
     EXPECT_GE(Target.GetCount(), Previous);  // a longer prefix never loads less
@@ -376,14 +353,14 @@ TEST_F(ExchangeTest, TruncatedAndUnbalancedFilesLoadWhatTheyCan) {
     Previous = Target.GetCount();
   }
   // Stray end tags close whatever is open; the rest goes to the target.
-  WriteFile(Cut,
+  WriteText(Cut,
             "</x></y><LUMGL><Objects><TLUMNODE name=\"N\"></zz><TTESTTHING name=\"T\"/>"
             "</Objects></LUMGL></LUMGL>");
   TLumNode Target(nullptr);
   X.LoadfromFile(&Target);
   ASSERT_EQ(Target.GetCount(), 2);
-  EXPECT_EQ(Target.GetItems(0)->Name(), "N");
-  EXPECT_EQ(dynamic_cast<TLumNode*>(Target.GetItems(0))->GetCount(), 0);
+  EXPECT_TRUE(Target.GetItems(0)->Name() == "N" &&
+              dynamic_cast<TLumNode*>(Target.GetItems(0))->GetCount() == 0);
 }
 
 // --- sample files ----------------------------------------------------------------------------

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 
 #include "lumox/scene/lummat.h"
@@ -43,8 +44,7 @@ TEST(Mesh3dTest, PartsFilledLikeAnImporterGiveClosedMeshes) {
   EXPECT_EQ(Tri->Arrays(), (TLumArrays{daVertex, daNormal, daTexture, daColor}));
   EXPECT_EQ(Tri->Points()->GetVector(2, 2).Y, 1.0);
   EXPECT_EQ(O.VertexCount(), 11);
-  EXPECT_EQ(O.FindPart("tri"), Tri);
-  EXPECT_EQ(O.FindPart("none"), nullptr);
+  EXPECT_TRUE(O.FindPart("tri") == Tri && O.FindPart("none") == nullptr);
 
   const uint32_t Bad[3] = {0, 1, 3};
   EXPECT_THROW(Tri->AddIndices(GL_TRIANGLES, Bad, 3), Exception);
@@ -54,17 +54,12 @@ TEST(Mesh3dTest, PartsFilledLikeAnImporterGiveClosedMeshes) {
   O.SetObjectName("model");
   O.SetMaxVertices(12);
   Tri->AddVertex({2, 2, 2});
-  try {
-    Tri->AddVertex({3, 3, 3});
-    ADD_FAILURE();
-  } catch (const Exception& E) {
-    EXPECT_NE(std::string(E.what()).find("\"model\" would hold 13 vertices"), std::string::npos)
-        << E.what();
-  }
+  const std::string M = test::Thrown([&] { Tri->AddVertex({3, 3, 3}); });
+  EXPECT_NE(M.find("\"model\" would hold 13 vertices"), std::string::npos) << M;
   const double Big[27] = {};
   EXPECT_THROW(Cube->SetVertexData(9, Big), Exception);
-  EXPECT_EQ(O.VertexCount(), 12);
-  EXPECT_EQ(Cube->VertexCount(), 8);
+  EXPECT_EQ((std::array<int64_t, 2>{O.VertexCount(), Cube->VertexCount()}),
+            (std::array<int64_t, 2>{12, 8}));
 }
 
 TEST(Mesh3dExchangeTest, PartsArraysAndMaterialsRoundTrip) {
@@ -91,8 +86,8 @@ TEST(Mesh3dExchangeTest, PartsArraysAndMaterialsRoundTrip) {
   ASSERT_NE(L, nullptr);
   ASSERT_EQ(L->PartCount(), 2);
   ASSERT_NE(L->Part(0)->PartMaterial(), nullptr);
-  EXPECT_EQ(L->Part(0)->PartMaterial()->ColorDiffuse()->Color(), 0x00FF8040u);
-  EXPECT_EQ(L->Part(0)->PartMaterial()->Shininess(), 30);
+  const TLumMaterial* M = L->Part(0)->PartMaterial();
+  EXPECT_TRUE(M->ColorDiffuse()->Color() == 0x00FF8040u && M->Shininess() == 30);
   EXPECT_FALSE(L->Part(1)->Visible());
   EXPECT_EQ(L->Part(1)->Points()->GetValues(2, 3, 3), 0.25);
   test::ExpectAssignCopies(O, Dir);
@@ -127,9 +122,9 @@ TEST_F(Mesh3dViewTest, VisiblePartsDrawInTheirVertexColours) {
   }
   View->OnRender = [O](TLumView* V) { O->Render(V); };
   TBitmap B = Snapshot();
-  EXPECT_EQ(RGB(B, 25, 30), 0x0000FFu);  // left part red
-  EXPECT_EQ(RGB(B, 54, 30), 0x00FF00u);  // right part green
-  EXPECT_EQ(RGB(B, 40, 30), 0u);         // the gap
+  // The left part red, the right part green, the gap between them empty.
+  EXPECT_EQ((std::array{RGB(B, 25, 30), RGB(B, 54, 30), RGB(B, 40, 30)}),
+            (std::array{0x0000FFu, 0x00FF00u, 0u}));
   O->Part(1)->SetVisible(false);
   B = Snapshot();
   EXPECT_EQ(RGB(B, 54, 30), 0u);

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <vector>
 
@@ -56,16 +57,15 @@ TEST(FuncObjTest, CurveIsBuiltOnThePreviousPoint) {
   EXPECT_NEAR(test::Vertex(F, 20 * 5 + 4).X, 2.2, 1e-12);
   EXPECT_NEAR(test::Vertex(F, 7).Y, 0.5, 1e-12);
   ASSERT_EQ(ZValues.size(), 22u);
-  EXPECT_EQ(ZValues[0], 0.0);
-  EXPECT_EQ(ZValues[1], 0.0);
+  EXPECT_EQ((std::array{ZValues[0], ZValues[1]}), (std::array{0.0, 0.0}));
   EXPECT_NEAR(ZValues[21], 2.0, 1e-12);
   ASSERT_EQ(XYValues.size(), 21u * 5);
   EXPECT_EQ(XYValues[4], 1.0);
 
   EXPECT_EQ(test::NormalsAgainstWinding(F), 0);
   ASSERT_EQ(F.GetPrimitiveCount(), 20);
-  EXPECT_EQ(F.GetPrimitive(1)->PrimitiveType(), GL_QUAD_STRIP);
-  EXPECT_EQ(F.GetPrimitive(1)->Count(), 10);
+  EXPECT_EQ((std::array{F.GetPrimitive(1)->PrimitiveType(), F.GetPrimitive(1)->Count()}),
+            (std::array{GL_QUAD_STRIP, 10}));
 }
 
 TEST(FuncObjTest, StandardTextureDividesByTheScales) {

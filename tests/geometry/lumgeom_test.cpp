@@ -50,13 +50,8 @@ TEST(SimpleGeometryTest, MeshBoundIsSettableAndChecked) {
   R->SetName("Floor");
   R->SetDetX(99), R->SetDetY(99);  // 100 x 100 vertices
   SetMaxMeshCount(9999);
-  try {
-    R->Init();
-    ADD_FAILURE() << "no exception";
-  } catch (const Exception& E) {
-    EXPECT_STREQ(E.what(), "TLumRectangle \"Floor\": a mesh of 10000 vertices is larger than "
-                           "the limit of 9999.");
-  }
+  EXPECT_EQ(test::Thrown([&] { R->Init(); }),
+            "TLumRectangle \"Floor\": a mesh of 10000 vertices is larger than the limit of 9999.");
   SetMaxMeshCount(int64_t{1} << 40);
   EXPECT_EQ(MaxMeshCount(), INT32_MAX);
   SetMaxMeshCount(DefaultMaxMeshCount);

@@ -24,10 +24,9 @@ TEST(PointSetTest, FirstColouredPointWhitensTheEarlierOnes) {
   EXPECT_EQ(S.AddPoint(NAN, 0, 0), -1);
   EXPECT_FALSE(S.Colored());
   EXPECT_EQ(S.AddPoint(4, 5, 6, 1.0f, 0.0f, 0.5f), 1);
-  EXPECT_TRUE(S.Colored());
-  EXPECT_EQ(S.PointCount(), 2);
-  EXPECT_EQ(S.GetPointColor(0), (std::array<float, 4>{1, 1, 1, 1}));
-  EXPECT_EQ(S.GetPointColor(1), (std::array<float, 4>{1, 0, 0.5f, 1}));
+  EXPECT_TRUE(S.Colored() && S.PointCount() == 2);
+  EXPECT_EQ((std::array{S.GetPointColor(0), S.GetPointColor(1)}),
+            (std::array<std::array<float, 4>, 2>{{{1, 1, 1, 1}, {1, 0, 0.5f, 1}}}));
   EXPECT_EQ(S.GetPoint(1).Z, 6.0);
   S.SetPointSize(0);  // ignored
   EXPECT_EQ(S.PointSize(), 1.0f);
@@ -39,12 +38,10 @@ TEST(PointSetTest, LoadsPointFilesAndRejectsBadLinesWithoutLosingPoints) {
   TLumPointSet S(nullptr);
   S.LoadFromFile(Dir.File("good.xyz"));
   ASSERT_EQ(S.PointCount(), 3);
-  EXPECT_EQ(S.GetPoint(1).X, 1.5);
-  EXPECT_EQ(S.GetPoint(2).Z, -3.0);
+  EXPECT_EQ((std::array{S.GetPoint(1).X, S.GetPoint(2).Z}), (std::array{1.5, -3.0}));
   EXPECT_TRUE(S.Colored());
-  EXPECT_EQ(S.GetPointColor(0), (std::array<float, 4>{1, 1, 1, 1}));
-  EXPECT_EQ(S.GetPointColor(1), (std::array<float, 4>{1, 0, 0.5f, 1}));
-  EXPECT_EQ(S.GetPointColor(2), (std::array<float, 4>{1, 1, 1, 1}));
+  EXPECT_EQ((std::array{S.GetPointColor(0), S.GetPointColor(1), S.GetPointColor(2)}),
+            (std::array<std::array<float, 4>, 3>{{{1, 1, 1, 1}, {1, 0, 0.5f, 1}, {1, 1, 1, 1}}}));
 
   const std::pair<const char*, const char*> Bad[] = {{"0 0 0\n1 2\n", "line 2"},
                                                      {"0 0 0\n\n1 2 x\n", "line 3"},
@@ -52,13 +49,9 @@ TEST(PointSetTest, LoadsPointFilesAndRejectsBadLinesWithoutLosingPoints) {
                                                      {"1 2 3 4\n", "line 1"}};
   for (const auto& [Text, Expected] : Bad) {
     WriteFile(Dir.File("bad.xyz"), Text);
-    try {
-      S.LoadFromFile(Dir.File("bad.xyz"));
-      ADD_FAILURE() << Text;
-    } catch (const Exception& E) {
-      EXPECT_NE(std::string(E.what()).find(Expected), std::string::npos) << E.what();
-      EXPECT_NE(std::string(E.what()).find("bad.xyz"), std::string::npos) << E.what();
-    }
+    const std::string M = test::Thrown([&] { S.LoadFromFile(Dir.File("bad.xyz")); });
+    EXPECT_NE(M.find(Expected), std::string::npos) << M;
+    EXPECT_NE(M.find("bad.xyz"), std::string::npos) << M;
     EXPECT_EQ(S.PointCount(), 3);
   }
   EXPECT_THROW(S.LoadFromFile(Dir.File("missing.xyz")), Exception);
@@ -76,8 +69,7 @@ TEST(PointSetExchangeTest, PointsColoursAndSettingsRoundTrip) {
   auto* L = test::ExpectRoundTrip(S, &Form, Dir,
                                   {"<Point P=\"0,0,0\" C=\"1,1,1,1\"/>", "PointSize=\"3.5\""});
   ASSERT_NE(L, nullptr);
-  EXPECT_EQ(L->PointCount(), 2);
-  EXPECT_FALSE(L->Colored());
+  EXPECT_TRUE(L->PointCount() == 2 && !L->Colored());
   EXPECT_EQ(L->GetPoint(1).X, 0.1);
   test::ExpectAssignCopies(S, Dir);
 }
@@ -97,10 +89,10 @@ TEST_F(PointSetViewTest, PointsDrawInTheirColoursDirectAndCached) {
   for (bool Cached : {false, true}) {
     S->SetCached(Cached);
     const TBitmap B = Snapshot();
-    EXPECT_EQ(RGB(B, 40, 30), 0x0000FFu) << Cached;  // red, stored as $00BBGGRR
-    EXPECT_EQ(RGB(B, 58, 30), 0x00FF00u) << Cached;
-    EXPECT_EQ(RGB(B, 42, 30), 0x0000FFu) << Cached;  // 5 pixels wide
-    EXPECT_EQ(RGB(B, 49, 30), 0u) << Cached;
+    // Red (stored as $00BBGGRR) 5 pixels wide, green, and nothing between.
+    EXPECT_EQ((std::array{RGB(B, 40, 30), RGB(B, 42, 30), RGB(B, 58, 30), RGB(B, 49, 30)}),
+              (std::array{0x0000FFu, 0x0000FFu, 0x00FF00u, 0u}))
+        << Cached;
   }
   EXPECT_NE(S->ListId(), 0u);
   S->SetColored(false);  // the object's white colour instead

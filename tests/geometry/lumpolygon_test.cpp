@@ -9,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "lumox/package/lumpackage.h"
 #include "support/glfixture.h"
 #include "support/meshcheck.h"
 #include "support/scenefile.h"
@@ -127,19 +126,6 @@ TEST(PolygonExchangeTest, EveryPropertyRoundTrips) {
   EXPECT_EQ(L->Contour(1).size(), 0u);
   EXPECT_EQ(L->Contour(2)[0].X, 0.125);
   test::ExpectAssignCopies(P, Dir);
-}
-
-// The registry creates each named object from its upper-case tag, and the palette page
-// "Lumox Obj" offers it.
-TEST(NamedObjectRegistryTest, EachClassIsCreatedByNameAndOnThePalette) {
-  const std::vector<std::string> Page = GetPaletteClasses("Lumox Obj");
-  TComponent Owner(nullptr);
-  for (const char* Name : {"TLumPolygon", "TLumPointSet", "TLumTube", "TLum3dObj", "TLumText"}) {
-    const TLumRenderClass* C = GetRenderClass(UpperCase(Name));
-    ASSERT_NE(C, nullptr) << Name;
-    EXPECT_STREQ(C->Create(&Owner)->ClassName(), Name);
-    EXPECT_NE(std::find(Page.begin(), Page.end(), Name), Page.end()) << Name;
-  }
 }
 
 class PolygonViewTest : public test::ViewTest {};

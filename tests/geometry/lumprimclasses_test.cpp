@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <random>
 #include <set>
 #include <vector>
@@ -23,9 +24,7 @@ TEST(PrimitivePointsTest, UndefinedArraysAreInertAndVertexlessAddFails) {
   TLumPrimitivePoints P;
   P.SetDefineArrays({daNormal});
   EXPECT_EQ(P.Add(1, 1, 1), -1);
-  EXPECT_EQ(P.Count(), 0);
-  EXPECT_EQ(P.Vertices(), nullptr);
-  EXPECT_EQ(P.GetEdgeFlag(0), 0xFF);
+  EXPECT_TRUE(P.Count() == 0 && P.Vertices() == nullptr && P.GetEdgeFlag(0) == 0xFF);
 
   TLumPrimitivePoints Q;
   Q.Add({1, 2, 3}, {0, 0, 1}, {0.5, 0.5, 0});
@@ -39,17 +38,14 @@ TEST(PrimitivePointsTest, AddItemStoresEdgeFlagColourAndFlagByte) {
   TLumPrimitivePoints P;
   P.SetDefineArrays({daVertex, daNormal, daTexture, daColor, daEdgeFlag, daFlag});
   TLumPointItem Item;
-  Item.Point()->SetValues(1, 2, 3);
-  Item.Color()->SetColor(0x0000FF);
-  Item.Color()->SetAlpha(0.5f);
-  Item.SetFlag(0x103);
+  Item.Point()->SetValues(1, 2, 3), Item.Color()->SetColor(0x0000FF);
+  Item.Color()->SetAlpha(0.5f), Item.SetFlag(0x103);
   const int32_t i = P.Add(&Item);
   EXPECT_EQ(P.GetEdgeFlag(i), 255);
-  EXPECT_FLOAT_EQ(P.Colors()[0], 1.0f);
-  EXPECT_FLOAT_EQ(P.Colors()[3], 0.5f);
-  EXPECT_TRUE(P.GetFlag(i, 0));
-  EXPECT_TRUE(P.GetFlag(i, 33));  // bit 33 mod 32
-  EXPECT_FALSE(P.GetFlag(i, 8));
+  EXPECT_EQ((std::array{P.Colors()[0], P.Colors()[3]}), (std::array{1.0f, 0.5f}));
+  // Bit 33 is bit 1 (mod 32).
+  EXPECT_EQ((std::array{P.GetFlag(i, 0), P.GetFlag(i, 33), P.GetFlag(i, 8)}),
+            (std::array{true, true, false}));
   Item.SetEdgeFlag(false);
   EXPECT_EQ(P.GetEdgeFlag(P.Add(&Item)), 0);
 }
@@ -61,8 +57,7 @@ TEST(PrimitivePointsTest, AddBlockReturnsOffsetAndLeavesFlagsCleared) {
   B.SetFlag(0, 0, true);
   EXPECT_EQ(A.Add(&B), 1);
   EXPECT_EQ(A.Count(), 2);
-  EXPECT_DOUBLE_EQ(A.GetVector(1, 0).Z, 7.0);
-  EXPECT_DOUBLE_EQ(A.GetVector(1, 1).Y, 1.0);
+  EXPECT_EQ((std::array{A.GetVector(1, 0).Z, A.GetVector(1, 1).Y}), (std::array{7.0, 1.0}));
   EXPECT_FALSE(A.GetFlag(1, 0));
   EXPECT_EQ(A.Add(&A), 2);  // appending itself doubles it once
   EXPECT_EQ(A.Count(), 4);
@@ -76,8 +71,7 @@ TEST(PrimitivePointsTest, DeleteLiftMoveAndAssign) {
   P.Add({1, 0, 0}, {0, 1, 0}, ZEROVEC);
   P.LiftPoint(1, 2.0);
   EXPECT_DOUBLE_EQ(P.GetVector(1, 0).Y, 2.0);
-  P.MovePoints(1, 0, 0);
-  P.ScalePoints(2, 1, 1);
+  P.MovePoints(1, 0, 0), P.ScalePoints(2, 1, 1);
   EXPECT_DOUBLE_EQ(P.GetVector(1, 0).X, 4.0);
   P.SetDefineArrays({daVertex, daNormal});
   P.LiftPoint(1, 5.0);  // lifting needs the texture array as well
@@ -87,8 +81,7 @@ TEST(PrimitivePointsTest, DeleteLiftMoveAndAssign) {
   Q.Add(9, 9, 9);
   Q.Assign(&P);  // what Q holds stays in front of the copy
   EXPECT_EQ(Q.Count(), 3);
-  EXPECT_DOUBLE_EQ(Q.GetVector(0, 0).X, 9.0);
-  EXPECT_DOUBLE_EQ(Q.GetVector(2, 0).X, 4.0);
+  EXPECT_EQ((std::array{Q.GetVector(0, 0).X, Q.GetVector(2, 0).X}), (std::array{9.0, 4.0}));
 }
 
 struct Conversion {

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 
 #include "lumox/geometry/lumfuncobj.h"
@@ -35,15 +36,10 @@ TEST(RotObjTest, SweepStartsOnPlusYAndTurnsTowardsPlusX) {
 TEST(RotObjTest, NegativeAnglesAreIgnoredAndNothingIsRebuilt) {
   TLumRotObj R(nullptr);
   R.Init();
-  R.setangle(1, -10);
-  R.setangle(0, -1);
-  EXPECT_EQ(R.RotSweepAngle(), 360.0f);
-  EXPECT_EQ(R.RotStartAngle(), 0.0f);
-  R.setangle(2, 45);
-  R.setangle(3, 90);
-  R.setangle(4, 1);
-  EXPECT_EQ(R.FuncStartAngle(), 45.0f);
-  EXPECT_EQ(R.FuncSweepAngle(), 90.0f);
+  R.setangle(1, -10), R.setangle(0, -1);
+  EXPECT_EQ((std::array{R.RotSweepAngle(), R.RotStartAngle()}), (std::array{360.0f, 0.0f}));
+  R.setangle(2, 45), R.setangle(3, 90), R.setangle(4, 1);
+  EXPECT_EQ((std::array{R.FuncStartAngle(), R.FuncSweepAngle()}), (std::array{45.0f, 90.0f}));
   EXPECT_TRUE(R.Initialized());
 }
 

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include FT_FREETYPE_H
 
+#include "support/scenefile.h"
+
 namespace lumox {
 namespace {
 
@@ -32,12 +34,9 @@ TEST(FontsTest, BoldStyleFindsTheBoldFace) {
 }
 
 TEST(FontsTest, UnloadableFileThrowsNamingIt) {
-  try {
-    TFontFace::LoadFile(LUMOX_TEST_DATA "/scenes/no-such-font.ttf");
-    FAIL() << "no exception";
-  } catch (const Exception& E) {
-    EXPECT_NE(std::string(E.what()).find("no-such-font.ttf"), std::string::npos);
-  }
+  const std::string M =
+      test::Thrown([] { TFontFace::LoadFile(LUMOX_TEST_DATA "/scenes/no-such-font.ttf"); });
+  EXPECT_NE(M.find("no-such-font.ttf"), std::string::npos) << M;
   EXPECT_THROW(TFontFace::LoadFile(""), Exception);
 }
 

@@ -8,7 +8,6 @@
 #include <array>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <set>
 
 #include "lumox/geometry/lumshape.h"
@@ -16,6 +15,7 @@
 #include "lumox/scene/lummat.h"
 #include "lumox/scene/lumtex.h"
 #include "support/glfixture.h"
+#include "support/scenefile.h"
 
 namespace lumox {
 namespace {
@@ -102,11 +102,10 @@ TEST_F(ModelViewTest, MaterialsAndASideTextureArriveAndDraw) {
   TLum3dPart* Tex = Red == P[0] ? P[1] : P[0];
   ASSERT_NE(Red->PartMaterial(), nullptr);
   const TLumMaterial* M = Red->PartMaterial();
-  EXPECT_EQ(M->ColorDiffuse()->Color(), 0x0000FFu);
-  EXPECT_EQ(M->ColorAmbient()->Color(), 0x000033u);
-  EXPECT_EQ(M->ColorSpecular()->Color(), 0x808080u);
-  EXPECT_EQ(M->ColorEmission()->Color(), 0x400000u);
-  EXPECT_EQ(M->Shininess(), 40);
+  EXPECT_EQ((std::array<uint32_t, 5>{M->ColorDiffuse()->Color(), M->ColorAmbient()->Color(),
+                                     M->ColorSpecular()->Color(), M->ColorEmission()->Color(),
+                                     static_cast<uint32_t>(M->Shininess())}),
+            (std::array<uint32_t, 5>{0x0000FF, 0x000033, 0x808080, 0x400000, 40}));
   EXPECT_EQ(Red->Texture(), nullptr);
   ASSERT_NE(Tex->Texture(), nullptr);
   EXPECT_TRUE(Tex->Textured());
@@ -130,8 +129,7 @@ TEST(ModelImportTest, GltfNodesKeepTheirHierarchyAndTransformations) {
     Last = P;
   };
   TLumNode* Root = LoadModel(Data + "cube_nodes.gltf", &Owner, Options);
-  EXPECT_GE(Last, 0.0);  // the importer reported its progress
-  EXPECT_LE(Last, 1.0);
+  EXPECT_TRUE(Last >= 0.0 && Last <= 1.0) << Last;  // the importer reported its progress
   EXPECT_EQ(Root->Transformation()->Rotation()->X(), 90.0f);
   EXPECT_EQ(Root->Transformation()->Scale()->Y(), 2.0f);
   ASSERT_EQ(Root->GetCount(), 1);
@@ -160,8 +158,8 @@ TEST(ModelImportTest, GltfNodesKeepTheirHierarchyAndTransformations) {
 }
 
 TEST(ModelExportTest, ExportThenImportGivesTheSameTriangles) {
-  const fs::path Dir = fs::temp_directory_path() / ("lumox_export_" + std::to_string(getpid()));
-  fs::create_directories(Dir);
+  const test::TempDir Tmp;
+  const fs::path& Dir = Tmp.Path();
   TLum3dObj Cube(nullptr);
   Cube.LoadFromFile(Data + "cube.obj");
   std::vector<TTri> Expected = Triangles(Cube);
@@ -198,26 +196,20 @@ TEST(ModelExportTest, ExportThenImportGivesTheSameTriangles) {
   // Nothing but the files themselves stays in the directory.
   for (const auto& E : fs::directory_iterator(Dir))
     EXPECT_NE(E.path().filename().string().rfind(".lumox-export", 0), 0u) << E.path();
-  fs::remove_all(Dir);
 }
 
 TEST(ModelErrorTest, BadFilesGiveAnExceptionNamingTheFileAndLeaveTheObjectAsItWas) {
-  const fs::path Dir = fs::temp_directory_path() / ("lumox_bad_" + std::to_string(getpid()));
-  fs::create_directories(Dir);
-  std::ifstream In(Data + "cube.glb", std::ios::binary);
-  std::string Bytes((std::istreambuf_iterator<char>(In)), std::istreambuf_iterator<char>());
-  std::ofstream(Dir / "cut.glb", std::ios::binary) << Bytes.substr(0, Bytes.size() / 2);
-  std::ofstream(Dir / "notes.xyz8") << "hello\n";
+  const test::TempDir Tmp;
+  const fs::path& Dir = Tmp.Path();
+  const std::string Bytes = test::ReadText(Data + "cube.glb");
+  test::WriteText(Dir / "cut.glb", Bytes.substr(0, Bytes.size() / 2));
+  test::WriteText(Dir / "notes.xyz8", "hello\n");
   TLum3dObj O(nullptr);
   O.LoadFromFile(Data + "cube.obj");
   for (const fs::path& F : {Dir / "cut.glb", Dir / "notes.xyz8", Dir / "missing.obj"}) {
     SCOPED_TRACE(F.string());
-    try {
-      O.LoadFromFile(F.string());
-      ADD_FAILURE() << "no exception";
-    } catch (const Exception& E) {
-      EXPECT_NE(std::string(E.what()).find(F.string()), std::string::npos) << E.what();
-    }
+    const std::string M = test::Thrown([&] { O.LoadFromFile(F.string()); });
+    EXPECT_NE(M.find(F.string()), std::string::npos) << M;
     EXPECT_EQ(Triangles(O).size(), 12u);
   }
   TComponent Owner(nullptr);
@@ -225,7 +217,6 @@ TEST(ModelErrorTest, BadFilesGiveAnExceptionNamingTheFileAndLeaveTheObjectAsItWa
   EXPECT_THROW(SaveModel(Root, (Dir / "empty.obj").string()), Exception);
   EXPECT_THROW(SaveModel(Root, (Dir / "scene.abc").string()), Exception);
   EXPECT_FALSE(fs::exists(Dir / "empty.obj"));
-  fs::remove_all(Dir);
 }
 
 }  // namespace

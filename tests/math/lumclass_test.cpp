@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "support/glfixture.h"
@@ -84,11 +86,8 @@ TEST(LumColorTest, ParamsAlphaAndRawStore) {
   EXPECT_EQ(C.Alpha(), 1.0f);
   C.SetColor(0x0000FF);
   auto P = C.GetParams();
-  EXPECT_FLOAT_EQ(P[0], 1.0f);
-  EXPECT_FLOAT_EQ(P[1], 0.0f);
-  EXPECT_FLOAT_EQ(P[2], 0.0f);
-  C.SetAlpha(1.2f);
-  C.SetAlpha(-0.1f);
+  EXPECT_EQ((std::array{P[0], P[1], P[2]}), (std::array{1.0f, 0.0f, 0.0f}));
+  C.SetAlpha(1.2f), C.SetAlpha(-0.1f);
   EXPECT_EQ(C.Alpha(), 1.0f);
   Counter N;
   C.OnChange = N.Hook();
@@ -116,20 +115,12 @@ TEST(LumMatrixTest, ConstructionAccessAndIdentity) {
 
 TEST(LumMatrixTest, InvertWithoutPivotSearch) {
   TLumMatrix M;
-  M.SetValue(0, 0, 2);
-  M.SetValue(1, 1, 4);
-  M.SetValue(2, 2, 5);
-  M.SetValue(3, 3, 1);
+  M.SetValue(0, 0, 2), M.SetValue(1, 1, 4), M.SetValue(2, 2, 5), M.SetValue(3, 3, 1);
   ASSERT_TRUE(M.Invert());
-  EXPECT_DOUBLE_EQ(M.GetValue(0, 0), 0.5);
-  EXPECT_DOUBLE_EQ(M.GetValue(1, 1), 0.25);
-  EXPECT_DOUBLE_EQ(M.GetValue(2, 2), 0.2);
-
+  EXPECT_EQ((std::array{M.GetValue(0, 0), M.GetValue(1, 1), M.GetValue(2, 2)}),
+            (std::array{0.5, 0.25, 0.2}));
   TLumMatrix Swap;  // regular, but its first pivot is zero
-  Swap.SetValue(0, 1, 1);
-  Swap.SetValue(1, 0, 1);
-  Swap.SetValue(2, 2, 1);
-  Swap.SetValue(3, 3, 1);
+  Swap.SetValue(0, 1, 1), Swap.SetValue(1, 0, 1), Swap.SetValue(2, 2, 1), Swap.SetValue(3, 3, 1);
   TLumMatrix Before;
   Before.Assign(&Swap);
   EXPECT_FALSE(Swap.Invert());
@@ -154,13 +145,9 @@ TEST(LumMatrixTest, MultMatrixAppliesTheArgumentAfterSelf) {
 
 TEST(LumRotationTest, ModAngleWrapsWithItsOwnRounding) {
   TLumRotation R;
-  EXPECT_FLOAT_EQ(R.ModAngle(370), 10);
-  EXPECT_FLOAT_EQ(R.ModAngle(360), 0);
-  EXPECT_FLOAT_EQ(R.ModAngle(720), 0);
-  EXPECT_FLOAT_EQ(R.ModAngle(359.9f), 359.9f);
-  EXPECT_FLOAT_EQ(R.ModAngle(-10), 350);
-  EXPECT_FLOAT_EQ(R.ModAngle(-370), 350);
-  EXPECT_FLOAT_EQ(R.ModAngle(-360), 0);
+  const float Cases[][2] = {{370, 10},  {360, 0},    {720, 0}, {359.9f, 359.9f},
+                            {-10, 350}, {-370, 350}, {-360, 0}};
+  for (const auto& C : Cases) EXPECT_FLOAT_EQ(R.ModAngle(C[0]), C[1]) << C[0];
 }
 
 TEST(LumRotationTest, SetterComparesRawValueAndStoresWrapped) {
@@ -229,9 +216,8 @@ static TLumMathVector Moved(const TLumMathVector& P) {
 }
 
 static void ExpectNear(const TLumMathVector& A, const TLumMathVector& B, const char* Name) {
-  EXPECT_NEAR(A.X, B.X, 1e-5) << Name;
-  EXPECT_NEAR(A.Y, B.Y, 1e-5) << Name;
-  EXPECT_NEAR(A.Z, B.Z, 1e-5) << Name;
+  EXPECT_LT(std::max({std::abs(A.X - B.X), std::abs(A.Y - B.Y), std::abs(A.Z - B.Z)}), 1e-5)
+      << Name;
 }
 
 // The first named turn is the outermost: with XYZ the Z turn acts on a point first.
@@ -281,17 +267,13 @@ TEST_F(LumTransformGLTest, ProjectAndUnProjectAgainstGlu) {
   double WX, WY, WZ;
   ASSERT_TRUE(gluProject(0.3, 0.4, -0.5, MV.Values(), PR.Values(), VP, &WX, &WY, &WZ));
   const TLumMathVector4d P = MV.Project({0.3, 0.4, -0.5, 1}, Viewport, &PR);
-  EXPECT_NEAR(P.X, WX, 1e-9);
-  EXPECT_NEAR(P.Y, 250 - WY, 1e-9);  // origin at the top left
-  EXPECT_NEAR(P.Z, WZ, 1e-9);
+  ExpectNear({P.X, P.Y, P.Z}, {WX, 250 - WY, WZ}, "project");  // origin at the top left
 
   double OX, OY, OZ;
   ASSERT_TRUE(gluUnProject(120, 80, 0.7, MV.Values(), PR.Values(), VP, &OX, &OY, &OZ));
   // No y flip: the same window y goes in both ways; W = 1 means (w * 2 - 1) = 1.
   const TLumMathVector4d U = MV.UnProject({120, 80, 0.7, 1}, Viewport, &PR);
-  EXPECT_NEAR(U.X, OX, 1e-9);
-  EXPECT_NEAR(U.Y, OY, 1e-9);
-  EXPECT_NEAR(U.Z, OZ, 1e-9);
+  ExpectNear({U.X, U.Y, U.Z}, {OX, OY, OZ}, "unproject");
 }
 
 TEST_F(LumTransformGLTest, GLMultMatrixAndProjectMatrixBetweenFrames) {

@@ -1,18 +1,19 @@
 // Vector routines.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 
 #include "lumox/math/lummath.h"
 
 using namespace lumox;
 
+static std::array<double, 3> Xyz(const TLumMathVector& V) { return {V.X, V.Y, V.Z}; }
+
 TEST(LumMathTest, NormalFollowsP1MinusP2CrossP2MinusP3) {
   TLumMathVector N;
   LumMathNormalVector({0, 0, 0}, {1, 0, 0}, {1, 1, 0}, false, N);
-  EXPECT_DOUBLE_EQ(N.X, 0);
-  EXPECT_DOUBLE_EQ(N.Y, 0);
-  EXPECT_DOUBLE_EQ(N.Z, 1);
+  EXPECT_EQ(Xyz(N), (std::array{0.0, 0.0, 1.0}));
   LumMathNormalVector({0, 0, 0}, {2, 0, 0}, {2, 2, 0}, false, N);
   EXPECT_DOUBLE_EQ(N.Z, 4);  // not normalised
   LumMathNormalVector({0, 0, 0}, {2, 0, 0}, {2, 2, 0}, true, N);
@@ -22,9 +23,7 @@ TEST(LumMathTest, NormalFollowsP1MinusP2CrossP2MinusP3) {
 TEST(LumMathTest, NormalizeLeavesZeroAndScalesOthers) {
   TLumMathVector Z{0, 0, 0};
   LumMathNormalize(Z);
-  EXPECT_EQ(Z.X, 0);
-  EXPECT_EQ(Z.Y, 0);
-  EXPECT_EQ(Z.Z, 0);
+  EXPECT_EQ(Xyz(Z), (std::array{0.0, 0.0, 0.0}));
   TLumMathVector V{3, 0, 4};
   LumMathNormalize(V);
   EXPECT_DOUBLE_EQ(V.X, 0.6);
@@ -36,19 +35,13 @@ TEST(LumMathTest, NormalizeLeavesZeroAndScalesOthers) {
 
 TEST(LumMathTest, PlanesProductsAndDistances) {
   const TLumMathVector4d P = LumMathPlanefromPoints({0, 0, 2}, {1, 0, 2}, {1, 1, 2});
-  EXPECT_DOUBLE_EQ(P.X, 0);
-  EXPECT_DOUBLE_EQ(P.Y, 0);
-  EXPECT_DOUBLE_EQ(P.Z, 1);
-  EXPECT_DOUBLE_EQ(P.W, 2);
+  EXPECT_EQ((std::array{P.X, P.Y, P.Z, P.W}), (std::array{0.0, 0.0, 1.0, 2.0}));
   const TLumMathVector4d Q = LumMathPlanefromPoints({0, 0, 0}, {1, 1, 1}, {2, 2, 2});
-  EXPECT_EQ(Q.X, 0);
-  EXPECT_EQ(Q.W, 0);
+  EXPECT_EQ((std::array{Q.X, Q.W}), (std::array{0.0, 0.0}));
 
   TLumMathVector M;
   LumMathVectorInterpolate({0, 0, 0}, {2, 4, 6}, M);
-  EXPECT_DOUBLE_EQ(M.X, 1);
-  EXPECT_DOUBLE_EQ(M.Y, 2);
-  EXPECT_DOUBLE_EQ(M.Z, 3);
+  EXPECT_EQ(Xyz(M), (std::array{1.0, 2.0, 3.0}));
   TLumMathVector C;
   LumMathCrossProduct({1, 0, 0}, {0, 1, 0}, C);
   EXPECT_DOUBLE_EQ(C.Z, 1);

@@ -32,20 +32,11 @@ class AttributesTest : public test::GLTest {
   }
   // Every published value away from its default.
   static void Distinct(TLumAttributes& A) {
-    A.SetAntialiasing(true);
-    A.ColorAmbient()->SetColor(0x0000FF);
-    A.ColorAmbient()->SetAlpha(0.5f);
-    A.SetCullFace(cfBack);
-    A.SetDithering(true);
-    A.SetLighting(true);
-    A.SetLightTwoSide(true);
-    A.SetLineStipple(lsDash);
-    A.SetLineWidth(3.0f);
-    A.SetPerspectiveCorrection(quNicest);
-    A.SetPointSize(4.0f);
-    A.SetPolygonMode(pmLine);
-    A.SetShadeModel(smFlat);
-    A.SetTransparency(tmSubColor);
+    A.SetAntialiasing(true), A.ColorAmbient()->SetColor(0x0000FF);
+    A.ColorAmbient()->SetAlpha(0.5f), A.SetCullFace(cfBack), A.SetDithering(true);
+    A.SetLighting(true), A.SetLightTwoSide(true), A.SetLineStipple(lsDash);
+    A.SetLineWidth(3.0f), A.SetPerspectiveCorrection(quNicest), A.SetPointSize(4.0f);
+    A.SetPolygonMode(pmLine), A.SetShadeModel(smFlat), A.SetTransparency(tmSubColor);
   }
   TComponent Owner{nullptr};
 };
@@ -93,11 +84,11 @@ TEST_F(AttributesTest, SwitchesColourStippleAndSizesReachGL) {
                           GL_LIGHTING};
   for (GLenum Cap : Caps) EXPECT_TRUE(glIsEnabled(Cap)) << Cap;
   EXPECT_EQ(GetFloats(GL_LIGHT_MODEL_AMBIENT), (std::array<float, 4>{1, 0, 0, 0.5f}));
-  EXPECT_EQ(GetInt(GL_LIGHT_MODEL_TWO_SIDE), 1);
-  EXPECT_EQ(GetInt(GL_LINE_STIPPLE_PATTERN), 0x0F0F);
-  EXPECT_EQ(GetInt(GL_LINE_STIPPLE_REPEAT), 3);
-  EXPECT_EQ(GetFloats(GL_POINT_SIZE)[0], 4.0f);
-  EXPECT_EQ(GetFloats(GL_LINE_WIDTH)[0], 3.0f);
+  EXPECT_EQ((std::array{GetInt(GL_LIGHT_MODEL_TWO_SIDE), GetInt(GL_LINE_STIPPLE_PATTERN),
+                        GetInt(GL_LINE_STIPPLE_REPEAT)}),
+            (std::array{1, 0x0F0F, 3}));
+  EXPECT_EQ((std::array{GetFloats(GL_POINT_SIZE)[0], GetFloats(GL_LINE_WIDTH)[0]}),
+            (std::array{4.0f, 3.0f}));
   Fresh.Render(nullptr);
   for (GLenum Cap : Caps) EXPECT_FALSE(glIsEnabled(Cap)) << Cap;
   EXPECT_EQ(GetInt(GL_LIGHT_MODEL_TWO_SIDE), 0);
@@ -110,16 +101,12 @@ TEST_F(AttributesTest, SizesMustBePositiveAndGLRefusesTheFreshLineWidth) {
   while (glGetError() != GL_NO_ERROR) {
   }
   TLumAttributes A(nullptr);
-  for (float Bad : {0.0f, -2.0f}) {
-    A.SetPointSize(Bad);
-    A.SetLineWidth(Bad);
-  }
+  for (float Bad : {0.0f, -2.0f}) A.SetPointSize(Bad), A.SetLineWidth(Bad);
   A.Render(nullptr);
   EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_INVALID_VALUE));
-  EXPECT_EQ(GetFloats(GL_LINE_WIDTH)[0], 2.5f);
-  EXPECT_EQ(GetFloats(GL_POINT_SIZE)[0], 1.0f);
-  A.SetLineWidth(1.0f);
-  A.SetAntialiasing(true);
+  EXPECT_EQ((std::array{GetFloats(GL_LINE_WIDTH)[0], GetFloats(GL_POINT_SIZE)[0]}),
+            (std::array{2.5f, 1.0f}));
+  A.SetLineWidth(1.0f), A.SetAntialiasing(true);
   A.Render(nullptr);
   EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_INVALID_ENUM));
   EXPECT_EQ(GetInt(GL_LINE_SMOOTH_HINT), GL_DONT_CARE);
@@ -171,11 +158,9 @@ TEST_F(AttributesTest, AssignAndRoundTripKeepTheirValues) {
   // Assign leaves dithering, perspective correction, the stipple fields and the sizes.
   D.Assign(&S);
   EXPECT_EQ(D.StippleShift, 0);
-  D.SetDithering(true);
-  D.SetPerspectiveCorrection(quNicest);
+  D.SetDithering(true), D.SetPerspectiveCorrection(quNicest);
   EXPECT_NE(test::SavedText(&D, File), Text);
-  D.SetPointSize(4.0f);
-  D.SetLineWidth(3.0f);
+  D.SetPointSize(4.0f), D.SetLineWidth(3.0f);
   EXPECT_EQ(test::SavedText(&D, File), Text);
 }
 
@@ -183,15 +168,13 @@ TEST_F(AttributesTest, AssignAndRoundTripKeepTheirValues) {
 
 TEST_F(AttributesTest, FogPassesItsValuesUnchangedAndDisabledFogSwitchesOff) {
   TLumFog F(nullptr);
-  F.SetStartDepth(5.0f);
-  F.SetEndDepth(5.0f);
-  F.SetDensity(0.75f);
+  F.SetStartDepth(5.0f), F.SetEndDepth(5.0f), F.SetDensity(0.75f);
   F.Color()->SetColor(0x00FF00);
   F.Render(nullptr);
   EXPECT_TRUE(glIsEnabled(GL_FOG));
-  EXPECT_EQ(GetFloats(GL_FOG_START)[0], 5.0f);
-  EXPECT_EQ(GetFloats(GL_FOG_END)[0], 5.0f);
-  EXPECT_EQ(GetFloats(GL_FOG_DENSITY)[0], 0.75f);
+  EXPECT_EQ((std::array{GetFloats(GL_FOG_START)[0], GetFloats(GL_FOG_END)[0],
+                        GetFloats(GL_FOG_DENSITY)[0]}),
+            (std::array{5.0f, 5.0f, 0.75f}));
   EXPECT_EQ(GetFloats(GL_FOG_COLOR), (std::array<float, 4>{0, 1, 0, 1}));
   F.SetEnabled(false);
   F.Render(nullptr);
@@ -202,10 +185,7 @@ TEST_F(AttributesTest, FogAssignAndRoundTripKeepTheirValues) {
   test::TempDir Dir;
   const std::string File = Dir.File("fog.xml");
   TLumFog S(nullptr), D(nullptr);
-  S.SetMode(fmLinear);
-  S.SetDensity(0.25f);
-  S.SetStartDepth(1.5f);
-  S.SetQuality(quFastest);
+  S.SetMode(fmLinear), S.SetDensity(0.25f), S.SetStartDepth(1.5f), S.SetQuality(quFastest);
   S.Color()->SetColor(0xA0B0C0);
   const std::string Text = test::SavedText(&S, File);
   EXPECT_NE(Text.find(" Density=\"0.25\" EndDepth=\"1\" Mode=\"fmLinear\" "

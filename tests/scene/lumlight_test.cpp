@@ -23,16 +23,13 @@ class LightTest : public test::GLTest {
 
 TEST_F(LightTest, KindResetsCutOffAndCutOffFollowsKind) {
   TLumLight L(nullptr);
-  L.SetCutOff(45.0f);
-  EXPECT_EQ(L.CutOff(), 180.0f) << "a point light has no cone";
-  L.SetKind(lkSpot);
-  EXPECT_EQ(L.CutOff(), 90.0f);
-  L.SetCutOff(120.0f);
-  EXPECT_EQ(L.CutOff(), 90.0f);
-  L.SetCutOff(-5.0f);
-  EXPECT_EQ(L.CutOff(), 0.0f);
-  L.SetKind(lkDirection);
-  EXPECT_EQ(L.CutOff(), 180.0f);
+  std::vector<float> Seen;
+  L.SetCutOff(45.0f), Seen.push_back(L.CutOff());  // a point light has no cone
+  L.SetKind(lkSpot), Seen.push_back(L.CutOff());
+  L.SetCutOff(120.0f), Seen.push_back(L.CutOff());
+  L.SetCutOff(-5.0f), Seen.push_back(L.CutOff());
+  L.SetKind(lkDirection), Seen.push_back(L.CutOff());
+  EXPECT_EQ(Seen, (std::vector<float>{180, 90, 90, 0, 180}));
 }
 
 TEST_F(LightTest, RenderConfiguresTheGLLightPerKind) {
@@ -44,14 +41,10 @@ TEST_F(LightTest, RenderConfiguresTheGLLightPerKind) {
     SCOPED_TRACE(TLightKindStr[K]);
     glPushAttrib(GL_LIGHTING_BIT);
     TLumLight L(nullptr);
-    L.SetID(idLight2);
-    L.SetKind(static_cast<TLightKind>(K));
-    L.SetCutOff(45.0f);
-    L.ColorAmbient()->SetColor(0x0000FF);
-    L.ColorSpecular()->SetColor(0xFF0000);
+    L.SetID(idLight2), L.SetKind(static_cast<TLightKind>(K)), L.SetCutOff(45.0f);
+    L.ColorAmbient()->SetColor(0x0000FF), L.ColorSpecular()->SetColor(0xFF0000);
     L.Render(nullptr);
-    EXPECT_TRUE(glIsEnabled(GL_LIGHT2));
-    EXPECT_FALSE(glIsEnabled(GL_LIGHT0));
+    EXPECT_TRUE(glIsEnabled(GL_LIGHT2) && !glIsEnabled(GL_LIGHT0));
     EXPECT_EQ(GetLight(GL_LIGHT2, GL_AMBIENT), (Vec4{1, 0, 0, 1}));
     EXPECT_EQ(GetLight(GL_LIGHT2, GL_DIFFUSE), (Vec4{1, 1, 1, 1}));
     EXPECT_EQ(GetLight(GL_LIGHT2, GL_SPECULAR), (Vec4{0, 0, 1, 1}));
@@ -79,13 +72,9 @@ TEST_F(LightTest, AssignAndRoundTripKeepEveryValue) {
   test::TempDir Dir;
   const std::string File = Dir.File("light.xml");
   TLumLight S(nullptr), D(nullptr);
-  S.SetID(idLight4);
-  S.SetKind(lkSpot);
-  S.SetCutOff(30.0f);
-  S.Direction()->SetValues(0.0f, 1.0f, 0.0f);
-  S.ColorAmbient()->SetColor(0x203040);
-  S.ColorDiffuse()->SetColor(0x506070);
-  S.ColorSpecular()->SetColor(0x8090A0);
+  S.SetID(idLight4), S.SetKind(lkSpot), S.SetCutOff(30.0f);
+  S.Direction()->SetValues(0.0f, 1.0f, 0.0f), S.ColorAmbient()->SetColor(0x203040);
+  S.ColorDiffuse()->SetColor(0x506070), S.ColorSpecular()->SetColor(0x8090A0);
   const std::string Text = test::SavedText(&S, File);
   D.Assign(&S);
   EXPECT_EQ(test::SavedText(&D, File), Text);

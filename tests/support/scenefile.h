@@ -1,5 +1,6 @@
-// Test helpers for the exchange format: a temporary folder that removes itself, and a
-// save-then-load round trip of one component through a scene file.
+// Test helpers for files: a temporary folder that removes itself, whole-file reads and
+// writes, the message of a thrown Exception, and a save-then-load round trip of one
+// component through a scene file.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -47,6 +48,17 @@ inline std::string ReadText(const std::string& FileName) {
 
 inline void WriteText(const std::string& FileName, const std::string& Text) {
   std::ofstream(FileName, std::ios::binary) << Text;
+}
+
+// The message of the Exception that Run throws; "(nothing thrown)" when it returns.
+template <typename F>
+std::string Thrown(F&& Run) {
+  try {
+    Run();
+  } catch (const Exception& E) {
+    return E.what();
+  }
+  return "(nothing thrown)";
 }
 
 // Writes Source as the only object of FileName.

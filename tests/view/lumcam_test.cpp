@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 
 #include "support/glfixture.h"
@@ -13,33 +14,23 @@ using lumox::test::GLTest;
 TEST(CameraTest, DefaultsAndSetterRules) {
   TComponent Form(nullptr);
   auto* P = new TLumPerspectiveCamera(&Form);
-  EXPECT_FLOAT_EQ(P->ViewNear(), 0.1f);
-  EXPECT_FLOAT_EQ(P->ViewFar(), 10.0f);
-  EXPECT_FLOAT_EQ(P->ViewAngle(), 45.0f);
-  EXPECT_FLOAT_EQ(P->Transformation()->Translation()->Z(), -2.0f);
+  EXPECT_EQ((std::array{P->ViewNear(), P->ViewFar(), P->ViewAngle(),
+                        P->Transformation()->Translation()->Z()}),
+            (std::array{0.1f, 10.0f, 45.0f, -2.0f}));
   int Changes = 0;
   P->OnChange = [&](TObject*) { ++Changes; };
-  P->SetViewNear(0);
-  P->SetViewNear(-1);
-  P->SetViewFar(0);
-  P->SetViewAngle(180.5f);
+  P->SetViewNear(0), P->SetViewNear(-1), P->SetViewFar(0), P->SetViewAngle(180.5f);
   P->SetViewAngle(NAN);
   EXPECT_EQ(Changes, 0);
-  P->SetViewAngle(180);
-  P->SetViewAngle(0);
-  EXPECT_FLOAT_EQ(P->ViewAngle(), 0);
+  P->SetViewAngle(180), P->SetViewAngle(0);
   P->SetViewNear(20);  // near beyond far is the user's affair
-  EXPECT_FLOAT_EQ(P->ViewNear(), 20);
+  EXPECT_EQ((std::array{P->ViewAngle(), P->ViewNear()}), (std::array{0.0f, 20.0f}));
   EXPECT_EQ(Changes, 3);
-
   auto* O = new TLumOrthographicCamera(&Form);
   O->SetViewWidth(-1);
   EXPECT_FLOAT_EQ(O->ViewWidth(), 2);
-  O->SetViewWidth(0);
-  EXPECT_FLOAT_EQ(O->ViewWidth(), 0);
-  O->SetViewHeight(-3);
-  O->SetViewHeight(NAN);
-  EXPECT_FLOAT_EQ(O->ViewHeight(), 2);
+  O->SetViewWidth(0), O->SetViewHeight(-3), O->SetViewHeight(NAN);
+  EXPECT_EQ((std::array{O->ViewWidth(), O->ViewHeight()}), (std::array{0.0f, 2.0f}));
 }
 
 TEST(CameraTest, AssignCopiesOwnValuesAndTransformation) {
@@ -50,13 +41,11 @@ TEST(CameraTest, AssignCopiesOwnValuesAndTransformation) {
   B->SetViewFar(50);
   B->Transformation()->Rotation()->SetY(30);
   A->Assign(B);
-  EXPECT_FLOAT_EQ(A->ViewAngle(), 60);
-  EXPECT_FLOAT_EQ(A->ViewFar(), 50);
-  EXPECT_FLOAT_EQ(A->Transformation()->Rotation()->Y(), 30);
+  EXPECT_EQ((std::array{A->ViewAngle(), A->ViewFar(), A->Transformation()->Rotation()->Y()}),
+            (std::array{60.0f, 50.0f, 30.0f}));
   auto* O = new TLumOrthographicCamera(&Form);
   O->Assign(B);  // a camera of another kind: only the camera's part
-  EXPECT_FLOAT_EQ(O->ViewFar(), 50);
-  EXPECT_FLOAT_EQ(O->ViewWidth(), 2);
+  EXPECT_EQ((std::array{O->ViewFar(), O->ViewWidth()}), (std::array{50.0f, 2.0f}));
 }
 
 class CameraGLTest : public GLTest {
@@ -99,11 +88,9 @@ TEST(CameraViewTest, OrthographicCameraShowsTwiceTheWidthInAWideView) {
   };
   TBitmap B(120, 60);
   ASSERT_TRUE(View->GetImage(&B));
-  EXPECT_EQ(B.GetPixel(93, 30), 0x0000FFu);
-  EXPECT_EQ(B.GetPixel(117, 30), 0x0000FFu);
-  EXPECT_EQ(B.GetPixel(86, 30), 0u);
-  EXPECT_EQ(B.GetPixel(100, 12), 0u);
-  EXPECT_EQ(B.GetPixel(100, 18), 0x0000FFu);
+  EXPECT_EQ((std::array{B.GetPixel(93, 30), B.GetPixel(117, 30), B.GetPixel(86, 30),
+                        B.GetPixel(100, 12), B.GetPixel(100, 18)}),
+            (std::array{0x0000FFu, 0x0000FFu, 0u, 0u, 0x0000FFu}));
 }
 
 TEST(CameraViewTest, FrameCapturesCameraMatrixAndSetsViewport) {
@@ -121,8 +108,7 @@ TEST(CameraViewTest, FrameCapturesCameraMatrixAndSetsViewport) {
     glGetIntegerv(GL_VIEWPORT, VP);
   };
   View->Paint();
-  EXPECT_EQ(VP[2], 64);
-  EXPECT_EQ(VP[3], 32);
+  EXPECT_EQ((std::array{VP[2], VP[3]}), (std::array{64, 32}));
   for (int K = 0; K < 16; ++K) EXPECT_NEAR(Cam->Matrix()->Values()[K], ModelView[K], 1e-12);
   // Rotation first, then translation: toRotTraSca puts the rotation outermost.
   EXPECT_NEAR(ModelView[12], -2, 1e-6);
