@@ -34,12 +34,7 @@ class TProbe : public TLumRender {
     Log.push_back("draw@" + std::to_string(StackDepth()));
     ++Draws;
     glGetDoublev(GL_MODELVIEW_MATRIX, DrawMatrix);
-    glBegin(GL_QUADS);  // a full-screen quad in the modelview frame
-    glVertex3f(-5, -5, 0);
-    glVertex3f(5, -5, 0);
-    glVertex3f(5, 5, 0);
-    glVertex3f(-5, 5, 0);
-    glEnd();
+    glRectf(-5, -5, 5, 5);  // a full-screen quad in the modelview frame
   }
   void DoDisable(TLumCustomView*) override { Log.push_back("disable@" + std::to_string(StackDepth())); }
   std::vector<std::string> Log;
@@ -173,12 +168,7 @@ class TQuad : public TLumObject {
   void DoRender(TLumCustomView* aView) override {
     TLumObject::DoRender(aView);
     glNormal3f(0, 0, 1);
-    glBegin(GL_QUADS);
-    glVertex3f(-0.15f, -0.15f, 0);
-    glVertex3f(0.15f, -0.15f, 0);
-    glVertex3f(0.15f, 0.15f, 0);
-    glVertex3f(-0.15f, 0.15f, 0);
-    glEnd();
+    glRectf(-0.15f, -0.15f, 0.15f, 0.15f);
   }
 };
 

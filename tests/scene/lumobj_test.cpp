@@ -25,12 +25,7 @@ class TSquare : public TLumObject {
     TLumObject::DoRender(aView);
     ++Draws;
     ColorMaterialOn = glIsEnabled(GL_COLOR_MATERIAL);
-    glBegin(GL_QUADS);
-    glVertex3f(-0.5f, -0.5f, 0);
-    glVertex3f(0.5f, -0.5f, 0);
-    glVertex3f(0.5f, 0.5f, 0);
-    glVertex3f(-0.5f, 0.5f, 0);
-    glEnd();
+    glRectf(-0.5f, -0.5f, 0.5f, 0.5f);
   }
   int Draws = 0;
   GLboolean ColorMaterialOn = GL_FALSE;
