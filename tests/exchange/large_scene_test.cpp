@@ -115,10 +115,9 @@ TEST(LargeSceneTest, HundredThousandSiblingNodesLoadInLinearTime) {
     int Heard = 0;
     Listener->OnItemNotify = [&](TComponent*, TOperation) { ++Heard; };
     delete Root->GetItems(Many - 1);
-    EXPECT_EQ(Heard, 1);
     Listener->OnItemNotify = nullptr;
     delete Root->GetItems(Many - 2);
-    EXPECT_EQ(Heard, 1);
+    EXPECT_EQ(Heard, 1);  // the first removal only
   }
   // Each insertion used to be broadcast to every sibling: 20 000 took minutes.
   EXPECT_LT(SecondsSince(Start), 30.0);

@@ -138,12 +138,10 @@ TEST(PrimitiveObjTest, FreePointsHidesUsersAndFreeUnusedKeepsGeometry) {
   M->AddIndex(5, B);
   M->FreePoints(4, 1);
   EXPECT_TRUE(!M->GetPrimitive(A)->Visible() && M->GetPrimitive(B)->Visible());
-  EXPECT_EQ(M->GetPrimitive(B)->Indices(0), 4u);
-  EXPECT_EQ(M->Points()->Count(), 5);
+  EXPECT_TRUE(M->GetPrimitive(B)->Indices(0) == 4u && M->Points()->Count() == 5);
 
   M->FreeUnusedPoints();  // only vertex 4 (old 5) is used by a visible list
-  EXPECT_EQ(M->Points()->Count(), 1);
-  EXPECT_EQ(M->GetPrimitive(B)->Indices(0), 0u);
+  EXPECT_TRUE(M->Points()->Count() == 1 && M->GetPrimitive(B)->Indices(0) == 0u);
   EXPECT_DOUBLE_EQ(M->Points()->GetVector(0, 0).X, 5.0);
 }
 
@@ -151,8 +149,8 @@ TEST(PrimitiveObjTest, NearPointSplitAndMerge) {
   TComponent Form(nullptr);
   auto* T = new TLumTriangle(&Form);
   T->Init();
-  EXPECT_EQ(T->getNearPoint(0, {0.4, 0, 0.9}), 2);
-  EXPECT_EQ(T->getNearPoint(1, ZEROVEC), -1);
+  EXPECT_EQ((std::array{T->getNearPoint(0, {0.4, 0, 0.9}), T->getNearPoint(1, ZEROVEC)}),
+            (std::array{2, -1}));
   T->SplitTriangle(0, 0);
   EXPECT_EQ(T->Points()->Count(), 6);
   EXPECT_EQ(T->GetPrimitive(0)->Count(), 12);
@@ -164,8 +162,8 @@ TEST(PrimitiveObjTest, NearPointSplitAndMerge) {
   M->Points()->Add(0, 0, 0);
   auto* L = new TLumLine(&Form);  // not built yet: merging builds it
   M->AddPrimitiveObj(L);
-  EXPECT_EQ(M->Points()->Count(), 3);
-  EXPECT_EQ(M->GetPrimitive(0)->PrimitiveType(), GL_LINES);
+  EXPECT_EQ((std::array{M->Points()->Count(), M->GetPrimitive(0)->PrimitiveType()}),
+            (std::array{3, GL_LINES}));
   EXPECT_EQ(M->GetPrimitive(0)->Indices(1), 2u);
 }
 
@@ -209,9 +207,8 @@ TEST(PrimitiveObjTest, ExtrudingWithATextureMarksTheWalls) {
   TComponent Form(nullptr);
   auto* R = new TLumRectangle(&Form);
   R->Extrude(1.0, 1, false, nullptr);
-  EXPECT_TRUE(R->Textured());
-  EXPECT_EQ(R->GetPrimitiveCount(), 2);  // the sheet and one wall ring, no far cap
-  EXPECT_TRUE(R->GetPrimitive(1)->Textured());
+  // The sheet and one wall ring, no far cap.
+  EXPECT_TRUE(R->Textured() && R->GetPrimitiveCount() == 2 && R->GetPrimitive(1)->Textured());
   TLumEdgeArray Open;
   EXPECT_EQ(R->GetOpenEdges(Open), 4);
 }
@@ -283,8 +280,7 @@ TEST_F(PrimitiveObjGLTest, EachListBindsItsOwnTexture) {
   EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
   EXPECT_FALSE(glIsEnabled(GL_VERTEX_ARRAY));  // the client arrays are handed back
   delete Red;                                  // the mesh and its lists forget a texture that dies
-  EXPECT_EQ(R->Texture(), nullptr);
-  EXPECT_EQ(R->GetPrimitive(0)->Texture(), nullptr);
+  EXPECT_TRUE(R->Texture() == nullptr && R->GetPrimitive(0)->Texture() == nullptr);
 }
 
 }  // namespace

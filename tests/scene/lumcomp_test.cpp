@@ -140,13 +140,9 @@ TEST_F(RenderProtocolTest, ProjectionMatrixCapturesWhereTheComponentWasDrawn) {
 
   Probe->SetProjectionEnabled(true);
   auto* Other = new TProbe(&Form);
-  Other->SetProjectionEnabled(true);
-  Other->Transformation()->Translation()->SetX(1);
+  Other->SetProjectionEnabled(true), Other->Transformation()->Translation()->SetX(1);
   Probe->Transformation()->Translation()->SetY(1);
-  View->OnRender = [&](TLumView* Vw) {
-    Probe->Render(Vw);
-    Other->Render(Vw);
-  };
+  View->OnRender = [&](TLumView* Vw) { Probe->Render(Vw), Other->Render(Vw); };
   Frame();
   for (int K = 0; K < 16; ++K)
     EXPECT_NEAR(Probe->ProjectionMatrix()->Values()[K], Probe->DrawMatrix[K], 1e-12);
@@ -179,17 +175,14 @@ TEST_F(ViewTest, CachedListsHoldTheirStateWhateverIsDrawnBeforeThem) {
   auto* Unlit = new TLumAttributes(&Form);
   auto Emitting = [this](uint32_t Color) {
     auto* M = new TLumMaterial(&Form);
-    M->ColorAmbient()->SetColor(0);
-    M->ColorDiffuse()->SetColor(0);
+    M->ColorAmbient()->SetColor(0), M->ColorDiffuse()->SetColor(0);
     M->ColorEmission()->SetColor(Color);
     return M;
   };
   TLumMaterial* Red = Emitting(0x0000FF);
   auto Quad = [this](float X, TLumAttributes* A, TLumMaterial* M) {
     auto* Q = new TQuad(&Form);
-    Q->Transformation()->Translation()->SetX(X);
-    Q->SetAttributes(A);
-    Q->SetMaterial(M);
+    Q->Transformation()->Translation()->SetX(X), Q->SetAttributes(A), Q->SetMaterial(M);
     return Q;
   };
   TQuad* Before = Quad(-0.4f, Lit, Red);
