@@ -149,6 +149,8 @@ void WriteReference(TBenchScene Scene, const std::string& File) {
   TLumExchange Ex(&Owner);
   Ex.SetFileName(File);
   Ex.SetFileDescription(SceneDescription(Scene));
+  // S3 is the file-size scene: without default values it is about 50 MB (140 with them).
+  Ex.SetNoDefaultValues(Scene == bsS3);
   SaveWithCamera(&Ex, Root, Camera);
 }
 

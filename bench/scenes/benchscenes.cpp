@@ -123,7 +123,9 @@ void BuildS2(TComponent* Owner, TLumNode* Root) {
 }
 
 // 20 groups along X, each of 10 along Y, each of 10 along Z, each of 100 items on a
-// 10 x 10 grid: a material before every nine shapes (boxes, spheres and cylinders).
+// 10 x 10 grid: a material before every nine shapes (boxes, spheres and cylinders). The
+// groups are named; the shapes keep their default sizes inside a group scaled to a
+// tenth, as a model assembled from parts would be.
 void BuildS3(TComponent* Owner, TLumNode* Root) {
   AddLighting(Owner, Root);
   int64_t Count = 0;
@@ -135,42 +137,34 @@ void BuildS3(TComponent* Owner, TLumNode* Root) {
     return N;
   };
   for (int A = 0; A < 20; ++A) {
-    TLumNode* NA = Node(Root, "G" + std::to_string(A), 2.5 * A - 23.75, 0, 0);
+    const std::string NameA = "G" + std::to_string(A);
+    TLumNode* NA = Node(Root, NameA, 2.5 * A - 23.75, 0, 0);
     for (int B = 0; B < 10; ++B) {
-      TLumNode* NB =
-          Node(NA, "G" + std::to_string(A) + "_" + std::to_string(B), 0, 2.5 * B - 11.25, 0);
+      const std::string NameB = NameA + "_" + std::to_string(B);
+      TLumNode* NB = Node(NA, NameB, 0, 2.5 * B - 11.25, 0);
       for (int C = 0; C < 10; ++C) {
-        const std::string Prefix =
-            "G" + std::to_string(A) + "_" + std::to_string(B) + "_" + std::to_string(C);
-        TLumNode* NC = Node(NB, Prefix, 0, 0, 2.5 * C - 11.25);
+        TLumNode* NC = Node(NB, NameB + "_" + std::to_string(C), 0, 0, 2.5 * C - 11.25);
+        NC->Transformation()->Scale()->SetValues(0.1f, 0.1f, 0.1f);
         for (int K = 0; K < 100; ++K, ++Count) {
-          const std::string Name = Prefix + "_" + std::to_string(K);
-          TLumRender* Item;
           if (K % 10 == 0) {
-            Item = AddMaterial(Owner, NC, Count, 200000);
-          } else if (K % 10 < 5) {
-            auto* Box = new TLumBox(Owner);
-            Box->SetWidth(0.1f);
-            Box->SetHeight(0.1f);
-            Box->SetDepth(0.1f);
-            Item = Box;
+            AddMaterial(Owner, NC, Count, 200000);
+            continue;
+          }
+          TLumRender* Item;
+          if (K % 10 < 5) {
+            Item = new TLumBox(Owner);
           } else if (K % 10 < 8) {
             auto* S = new TLumSphere(Owner);
             S->SetSlices(8);
             S->SetStacks(4);
-            S->SetRadius(0.06);
             Item = S;
           } else {
             auto* Cyl = new TLumCylinder(Owner);
-            Cyl->SetBaseRadius(0.05);
-            Cyl->SetTopRadius(0.05);
-            Cyl->SetHeight(0.1);
             Cyl->SetSlices(8);
             Cyl->SetStacks(1);
             Item = Cyl;
           }
-          Item->SetName(Name);
-          Place(Item, 0.2 * (K % 10) - 0.9, 0.2 * (K / 10) - 0.9, 0);
+          Place(Item, 2 * (K % 10) - 9, 2 * (K / 10) - 9, 0);
           Item->SetNode(NC);
         }
       }
