@@ -276,6 +276,21 @@ TSceneCounts CountScene(TLumNode* Root) {
   return C;
 }
 
+void BuildMeshes(TLumNode* Root) {
+  std::vector<TLumNode*> Nodes{Root};
+  while (!Nodes.empty()) {
+    TLumNode* N = Nodes.back();
+    Nodes.pop_back();
+    for (int I = 0; I < N->GetCount(); ++I) {
+      if (auto* Mesh = dynamic_cast<TLumPrimitiveObj*>(N->GetItems(I));
+          Mesh && !Mesh->Initialized())
+        Mesh->Init();
+      if (auto* Sub = dynamic_cast<TLumNode*>(N->GetItems(I)); Sub && !N->IsIndirect(I))
+        Nodes.push_back(Sub);
+    }
+  }
+}
+
 long ResidentKB() {
   long Pages = 0, Resident = 0;
   if (FILE* F = std::fopen("/proc/self/statm", "r")) {

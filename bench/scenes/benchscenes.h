@@ -54,6 +54,9 @@ struct TSceneCounts {
 // for every place it is drawn.
 TSceneCounts CountScene(lumox::TLumNode* Root);
 
+// Builds every mesh under Root that is not built yet (as the first frame would).
+void BuildMeshes(lumox::TLumNode* Root);
+
 // Resident memory of the process, kilobytes.
 long ResidentKB();
 
