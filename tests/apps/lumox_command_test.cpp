@@ -460,12 +460,20 @@ TEST_F(CommandTest, BenchTakesSceneFilesAndSaysWhenThereIsNoBareBaseline) {
   EXPECT_EQ(BenchField(Out, "ratio"), -1) << Out;
   EXPECT_GT(BenchField(Out, "free ms"), 0) << Out;
 
+  // A reference scene written out is a scene file like any other, with its camera.
+  ASSERT_EQ(Run("bench s1 --write '" + File("s1.lumgl") + "'"), 0) << Err;
+  ASSERT_EQ(Run("info '" + File("s1.lumgl") + "'"), 0) << Err;
+  EXPECT_NE(Out.find("TLumSphere: 1000\n"), std::string::npos) << Out;
+  EXPECT_NE(Read(File("s1.lumgl")).find("<TLUMPERSPECTIVECAMERA"), std::string::npos);
+
   EXPECT_EQ(Run("bench '" + File("missing.lumgl") + "'"), 1);
   EXPECT_NE(Err.find("missing.lumgl"), std::string::npos) << Err;
   EXPECT_EQ(Run("bench s1 --frames 0"), 2);
   EXPECT_EQ(Run("bench s1 --uncached --cache-root"), 2);
   EXPECT_EQ(Run("bench s2 --write '" + File("s2.lumgl") + "'"), 2);
   EXPECT_EQ(Run("bench"), 2);
+  EXPECT_EQ(Run("bench s1 --fov 200"), 2);
+  EXPECT_NE(Err.find("--fov"), std::string::npos) << Err;
 }
 
 }  // namespace

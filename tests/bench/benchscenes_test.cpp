@@ -9,6 +9,7 @@
 
 #include "bench/scenes/baregl.h"
 #include "lumox/geometry/lumshape.h"
+#include "lumox/host/classes.h"
 #include "lumox/scene/lumobj.h"
 #include "support/glfixture.h"
 
@@ -99,6 +100,53 @@ TEST_F(BenchSceneTest, InterleavedFramesAlternateAndCachingFollowsTheMode) {
   EXPECT_TRUE(T.Bare.empty());
   EXPECT_DOUBLE_EQ(Median({3, 1, 2}), 2);
   EXPECT_DOUBLE_EQ(Median({4, 1, 2, 3}), 2.5);
+}
+
+TEST(BenchSceneCounts, ReferenceScenesHoldWhatTheyPromise) {
+  struct TCase {
+    TBenchScene Scene;
+    int64_t Items, Objects, Nodes, Vertices, Triangles;
+  };
+  // S1: 1000 spheres of 33 x 17 vertices; S2: one 1000 x 1000 grid; S3: 20 x 10 x 10
+  // groups of 90 shapes and 10 materials; S4: 20 000 boxes of 12 triangles.
+  for (const TCase& C :
+       {TCase{bsS1, 2002, 1000, 0, 561000, 960000}, TCase{bsS2, 4, 1, 0, 1000000, 999 * 999 * 2},
+        TCase{bsS3, 2 + 2220 + 200000, 180000, 2220, -1, -1},
+        TCase{bsS4, 40002, 20000, 0, 480000, 240000}}) {
+    TComponent Owner(nullptr);
+    auto* Root = new TLumNode(&Owner);
+    TLumPerspectiveCamera Camera(nullptr);
+    BuildScene(C.Scene, &Owner, Root, &Camera);
+    const TSceneCounts N = CountScene(Root);
+    EXPECT_EQ(N.Items, C.Items) << TBenchSceneStr[C.Scene];
+    EXPECT_EQ(N.Objects, C.Objects) << TBenchSceneStr[C.Scene];
+    EXPECT_EQ(N.Nodes, C.Nodes) << TBenchSceneStr[C.Scene];
+    if (C.Vertices >= 0) {
+      EXPECT_EQ(N.Vertices, C.Vertices) << TBenchSceneStr[C.Scene];
+      EXPECT_EQ(N.Triangles, C.Triangles) << TBenchSceneStr[C.Scene];
+    }
+    std::string Why;
+    EXPECT_EQ(BareSceneSupports(Root, Why), C.Scene != bsS3) << Why;
+  }
+}
+
+TEST(BenchSceneCounts, BareBaselineRefusesWhatItCannotCopy) {
+  TComponent Owner(nullptr);
+  auto* Root = new TLumNode(&Owner);
+  auto* Box = new TLumBox(&Owner);
+  Box->SetNode(Root);
+  std::string Why;
+  EXPECT_TRUE(BareSceneSupports(Root, Why)) << Why;
+  Box->Transformation()->Rotation()->SetY(30);
+  EXPECT_FALSE(BareSceneSupports(Root, Why));
+  EXPECT_EQ(Why, "TLumBox rotated or scaled");
+  Box->Transformation()->Rotation()->SetY(0);
+  Box->OnAfterRender = [](TLumCustomView*) {};
+  EXPECT_FALSE(BareSceneSupports(Root, Why));
+  Box->OnAfterRender = nullptr;
+  Box->SetTextured(true);
+  EXPECT_FALSE(BareSceneSupports(Root, Why));
+  EXPECT_THROW(TBareScene Bare(Root), Exception);
 }
 
 }  // namespace
