@@ -242,10 +242,10 @@ int Bench(const TBenchOptions& O) {
     BuildScene(*Ref, Scene.Owner, Root, SceneCamera);
     Line("build ms: %.1f (in memory)", MsSince(T0));
   } else {
-    const uintmax_t Size = fs::file_size(File);
     const auto T0 = Clock::now();
-    LoadScene(File, Scene.Owner, Root, &Load);
+    LoadScene(File, Scene.Owner, Root, &Load);  // says why a file cannot be read
     const double Ms = MsSince(T0);
+    const uintmax_t Size = fs::file_size(File);
     Line("file MB: %.2f", MB(Size));
     // Only counted: the reference scenes' materials warn of their diffuse colour.
     if (!Load.Warnings.empty())
