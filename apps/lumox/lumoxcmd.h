@@ -10,6 +10,7 @@ namespace lumox {
 class TComponent;
 class TLumNode;
 class TLumCamera;
+class TLumPerspectiveCamera;
 class TLumView;
 }  // namespace lumox
 
@@ -29,6 +30,8 @@ int RunClasses(const TArgs& Args);
 int RunCheck(const TArgs& Args);
 // The window (view.cpp), built with Qt.
 int RunView(const TArgs& Args);
+// Frames of a scene or a reference scene timed headless (bench.cpp).
+int RunBench(const TArgs& Args);
 int Usage(bool Error);
 // The usage of render and demo, on stdout; returns 0.
 int RenderUsage();
@@ -68,6 +71,12 @@ void ReadFileCamera(lumox::TLumExchange* Exchange, lumox::TComponent* Owner, lum
                     lumox::TLumCamera** Camera);
 // Saves Root to Exchange's file, with Camera (if any) written among its objects.
 void SaveWithCamera(lumox::TLumExchange* Exchange, lumox::TLumNode* Root, lumox::TLumCamera* Camera);
+// Reads render's camera options (--camera-distance, --fov, --near, --far, --fit,
+// --camera-position, --look-at) from Args, and with a View and Camera sets Camera up by
+// them for a Width x Height image of Root; returns 0, or ExitUsage after saying what
+// is wrong.
+int ApplyCameraOptions(const TArgs& Args, int Width, int Height, lumox::TLumView* View,
+                       lumox::TLumNode* Root, lumox::TLumPerspectiveCamera* Camera);
 // Turns and moves Camera so that it looks from Eye at Target, Y up.
 void LookAt(lumox::TLumCamera* Camera, const lumox::TLumMathVector& Eye,
             const lumox::TLumMathVector& Target);

@@ -53,6 +53,11 @@ int Usage(bool Error) {
                "              the registered component classes by palette page; with\n"
                "              --attributes: every render class's element, attributes and\n"
                "              child elements (the format reference of docs/format.md)\n"
+               "  bench SCENE|s1|s2|s3|s4 [--frames N] [--size WxH] [--uncached]\n"
+               "        [--cache-root] [camera options]\n"
+               "              time loading, frames, saving and freeing of a scene or a\n"
+               "              reference scene headless, against bare GL where it can;\n"
+               "              lumox bench --help says more\n"
 #ifdef LUMOX_HAVE_VIEW
                "  view [SCENE.lumgl] [options]\n"
                "              show a scene (without SCENE: the demo) in a window;\n"
@@ -133,6 +138,7 @@ int main(int argc, char** argv) {
   if (Cmd == "convert") return RunConvert(Args);
   if (Cmd == "classes") return RunClasses(Args);
   if (Cmd == "check") return RunCheck(Args);
+  if (Cmd == "bench") return RunBench(Args);
 #ifdef LUMOX_HAVE_VIEW
   if (Cmd == "view") return RunView(Args);
 #endif

@@ -117,7 +117,8 @@ int DefaultOutput(TRenderOptions& O) {
 }
 
 // Splits "--name=value" and "--name value"; returns false (with a message) on errors.
-int ParseRenderArgs(const TArgs& Args, bool Demo, TRenderOptions& O) {
+// Without NeedOutput only the options are read (other subcommands take the camera ones).
+int ParseRenderArgs(const TArgs& Args, bool Demo, TRenderOptions& O, bool NeedOutput = true) {
   for (size_t I = 0; I < Args.size(); ++I) {
     std::string A = Args[I], Value;
     bool Inline = false;
@@ -194,6 +195,7 @@ int ParseRenderArgs(const TArgs& Args, bool Demo, TRenderOptions& O) {
   }
   if ((O.Position || O.Target) && (O.Fit || O.Distance))
     return BadUsage("--camera-position and --look-at do not go with --fit or --camera-distance");
+  if (!NeedOutput) return 0;
   if (O.Out.empty())
     if (const int Status = DefaultOutput(O)) return Status;
   if (!KnownImageExtension(O.Out))
@@ -355,6 +357,16 @@ std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root
   if (Load) Load->Warnings = Ex->Warnings();
   delete Ex;
   return Description;
+}
+
+int ApplyCameraOptions(const TArgs& Args, int Width, int Height, TLumView* View, TLumNode* Root,
+                       TLumPerspectiveCamera* Camera) {
+  TRenderOptions O;
+  if (int Status = ParseRenderArgs(Args, true, O, false)) return Status;
+  O.Width = Width;
+  O.Height = Height;
+  if (View && Camera) SetupCamera(Camera, View, Root, O);
+  return 0;
 }
 
 int RunRender(const TArgs& Args, bool Demo) {

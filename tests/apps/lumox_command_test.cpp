@@ -390,5 +390,71 @@ TEST_F(CommandTest, ModelFilesRenderConvertAndReport) {
   EXPECT_NE(Err.find("TEXT (1)"), std::string::npos) << Err;
 }
 
+// The number after "Field: " on its own line of Out, or -1 when the line is missing.
+double BenchField(const std::string& Out, const std::string& Field) {
+  const size_t At = Out.find("\n" + Field + ": ");
+  if (At == std::string::npos) return -1;
+  return std::atof(Out.c_str() + At + Field.size() + 3);
+}
+
+TEST_F(CommandTest, BenchReportsEveryFigureOfAReferenceSceneAndItsBareBaseline) {
+  ASSERT_EQ(Run("bench s1 --frames 2"), 0) << Err;
+  EXPECT_EQ(Out.rfind("scene: s1 (1000 lit spheres", 0), 0u) << Out;
+  EXPECT_NE(Out.find("\nrenderer: "), std::string::npos) << Out;
+  EXPECT_NE(Out.find("\nsize: 256x256\n"), std::string::npos) << Out;
+  EXPECT_NE(Out.find("\ncaching: every object\n"), std::string::npos) << Out;
+  // Attributes, light, and a material before each sphere; 32 x 16 spheres.
+  EXPECT_NE(Out.find("\nitems: 2002 (1000 meshes, 0 nodes)\n"), std::string::npos) << Out;
+  EXPECT_EQ(BenchField(Out, "triangles"), 1000 * 32 * 16 * 2 - 1000 * 64) << Out;
+  EXPECT_EQ(BenchField(Out, "frames"), 2) << Out;
+  for (const char* Field :
+       {"file MB", "load ms", "first frame ms", "resident KB per item", "median ms", "mean ms",
+        "bare median ms", "bare mean ms", "ratio", "save ms", "free ms"})
+    EXPECT_GT(BenchField(Out, Field), 0) << Field << "\n" << Out;
+  EXPECT_NEAR(BenchField(Out, "ratio"),
+              BenchField(Out, "median ms") / BenchField(Out, "bare median ms"), 0.01)
+      << Out;
+}
+
+TEST_F(CommandTest, BenchTakesSceneFilesAndSaysWhenThereIsNoBareBaseline) {
+  const std::string Lit =
+      "<LUMGL version=\"0.1.0\"><Objects>"
+      "<TLUMATTRIBUTES Lighting=\"true\" PolygonMode=\"pmFill\" ShadeModel=\"smSmooth\" "
+      "LineStipple=\"lsSolid\"/>"
+      "<TLUMLIGHT Kind=\"lkDirection\"/><TLUMMATERIAL Shininess=\"8\"/>"
+      "<TLUMBOX Width=\"1\" Height=\"1\" Depth=\"1\"/>";
+  Write("flat.lumgl", Lit + "</Objects></LUMGL>");
+  ASSERT_EQ(Run("bench '" + File("flat.lumgl") + "' --frames 3 --size 64x48 --uncached"), 0) << Err;
+  EXPECT_NE(Out.find("\nsize: 64x48\n"), std::string::npos) << Out;
+  EXPECT_NE(Out.find("\ncaching: none\n"), std::string::npos) << Out;
+  EXPECT_NE(Out.find("\nitems: 4 (1 meshes, 0 nodes)\n"), std::string::npos) << Out;
+  EXPECT_EQ(BenchField(Out, "triangles"), 12) << Out;
+  EXPECT_EQ(BenchField(Out, "frames"), 3) << Out;
+  EXPECT_GT(BenchField(Out, "ratio"), 0) << Out;
+  // A nested node (or a rotation) is more than the bare program copies.
+  Write("nested.lumgl", Lit + "<TLUMNODE><TLUMBOX Width=\"2\"/></TLUMNODE></Objects></LUMGL>");
+  ASSERT_EQ(Run("bench '" + File("nested.lumgl") + "' --frames 1 --cache-root --fit"), 0) << Err;
+  EXPECT_NE(Out.find("\ncaching: root node only\n"), std::string::npos) << Out;
+  EXPECT_NE(Out.find("\nitems: 6 (2 meshes, 1 nodes)\n"), std::string::npos) << Out;
+  EXPECT_NE(Out.find("\nbare: none (nested nodes)\n"), std::string::npos) << Out;
+  EXPECT_EQ(BenchField(Out, "ratio"), -1) << Out;
+  EXPECT_GT(BenchField(Out, "free ms"), 0) << Out;
+
+  // A reference scene written out is a scene file like any other, with its camera.
+  ASSERT_EQ(Run("bench s1 --write '" + File("s1.lumgl") + "'"), 0) << Err;
+  ASSERT_EQ(Run("info '" + File("s1.lumgl") + "'"), 0) << Err;
+  EXPECT_NE(Out.find("TLumSphere: 1000\n"), std::string::npos) << Out;
+  EXPECT_NE(Read(File("s1.lumgl")).find("<TLUMPERSPECTIVECAMERA"), std::string::npos);
+
+  EXPECT_EQ(Run("bench '" + File("missing.lumgl") + "'"), 1);
+  EXPECT_NE(Err.find("missing.lumgl"), std::string::npos) << Err;
+  EXPECT_EQ(Run("bench s1 --frames 0"), 2);
+  EXPECT_EQ(Run("bench s1 --uncached --cache-root"), 2);
+  EXPECT_EQ(Run("bench s2 --write '" + File("s2.lumgl") + "'"), 2);
+  EXPECT_EQ(Run("bench"), 2);
+  EXPECT_EQ(Run("bench s1 --fov 200"), 2);
+  EXPECT_NE(Err.find("--fov"), std::string::npos) << Err;
+}
+
 }  // namespace
 }  // namespace lumox
