@@ -22,7 +22,7 @@ const char* const TLumColorAsMaterialStr[6] = {"cmNone",     "cmAmbient",  "cmDi
 
 // --- TLumObject -----------------------------------------------------------------------
 
-TLumObject::TLumObject(TComponent* AOwner) : TLumRender(AOwner), FColor(new TLumColor) {
+TLumObject::TLumObject(TComponent* AOwner) : TLumRender(AOwner) {
   FColor->SetColor(0xFFFFFF);
   FColor->SetAlpha(1.0f);
   FColor->OnChange = [this](TObject* Sender) { SubChange(Sender); };
@@ -30,7 +30,6 @@ TLumObject::TLumObject(TComponent* AOwner) : TLumRender(AOwner), FColor(new TLum
 
 TLumObject::~TLumObject() {
   Destroying();
-  delete FColor;
   FColor = nullptr;
 }
 
@@ -332,7 +331,7 @@ void TLumNode::SubChange(TObject*) {
 
 void TLumNode::DoRender(TLumCustomView* aView) {
   if (OnRender)
-    OnRender(aView);
+    CallEventHandler([&] { OnRender(aView); });
   else
     RenderItems(aView);
 }
@@ -397,7 +396,20 @@ TObject* TLumNode::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 void TLumNode::Notification(TComponent* AComponent, TOperation Operation) {
   TLumRender::Notification(AComponent, Operation);
   auto* AsItem = Operation == opRemove ? dynamic_cast<TLumRender*>(AComponent) : nullptr;
-  if (AsItem && FOccurrences.count(AsItem)) {
+  auto Found = AsItem ? FOccurrences.find(AsItem) : FOccurrences.end();
+  if (Found != FOccurrences.end() && Found->second == 1) {
+    // The common case, a direct item that dies while it is in the list once: looked
+    // for from the end, where scenes die, instead of scanning the whole list for each.
+    for (int I = GetCount() - 1; I >= 0; --I)
+      if (FItems[static_cast<size_t>(I)] == AComponent) {
+        if (IsIndirect(I)) {
+          Counted(AsItem, -1);
+          FItems.erase(FItems.begin() + I);
+          FIndirect.erase(FIndirect.begin() + I);
+        }
+        break;
+      }
+  } else if (Found != FOccurrences.end()) {
     // Drop indirect references to a dying component; direct items leave through
     // their own destructor.
     for (int I = GetCount() - 1; I >= 0; --I)
