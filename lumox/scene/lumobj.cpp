@@ -296,10 +296,24 @@ int TLumNode::CountAllItems() const {
   return N;
 }
 
+namespace {
+// How far ahead RenderItems fetches items, and how much of each: a scene object's
+// render fields span its whole block, about 900 bytes.
+constexpr size_t PrefetchDistance = 3;
+constexpr size_t PrefetchLines = 15;
+}  // namespace
+
 void TLumNode::RenderItems(TLumCustomView* aView) {
   // Indexed on purpose: a handler may change the list while it renders.
-  for (size_t I = 0; I < FItems.size(); ++I)
+  for (size_t I = 0; I < FItems.size(); ++I) {
+    // Each item lives in a block of its own: fetching the blocks of the items a few
+    // places ahead overlaps their cache misses with the drawing of this one. A hint
+    // only: it reads nothing and cannot fault.
+    if (I + PrefetchDistance < FItems.size())
+      if (const char* Ahead = reinterpret_cast<const char*>(FItems[I + PrefetchDistance]))
+        for (size_t Line = 0; Line < PrefetchLines; ++Line) __builtin_prefetch(Ahead + 64 * Line);
     if (FItems[I]) FItems[I]->Render(aView);
+  }
 }
 
 namespace {

@@ -291,22 +291,18 @@ TEST_F(PrimitiveObjGLTest, EachListBindsItsOwnTexture) {
   EXPECT_EQ(R->GetPrimitive(0)->Texture(), nullptr);
 }
 
-// A quad from x0 to x1 at z = 0, drawn with a colour array when Red is set.
+// A quad from x0 to x1 at z = 0, red through a colour array when Red is set.
 TLumPrimitiveObj* FlatQuad(TComponent* Owner, double x0, double x1, bool Red) {
   auto* M = NewMesh(Owner);
-  TLumArrays Arrays{daVertex};
-  if (Red) Arrays.Include(daColor);
+  const TLumArrays Arrays = Red ? TLumArrays{daVertex, daColor} : TLumArrays{daVertex};
   M->Points()->SetDefineArrays(Arrays);
   M->Points()->SetUsedArrays(Arrays);
-  for (double y : {-0.4, 0.4})
-    for (double x : {x0, x1}) M->Points()->Add(x, y, 0);
-  if (Red)
-    for (int v = 0; v < 4; ++v) {
-      float* C = M->Points()->Colors() + v * 4;
-      C[0] = 1, C[1] = 0, C[2] = 0, C[3] = 1;
-    }
+  const double Corners[4][2] = {{x0, -0.4}, {x1, -0.4}, {x1, 0.4}, {x0, 0.4}};
+  for (const auto& C : Corners) M->Points()->Add(C[0], C[1], 0);
+  for (int v = 0; Red && v < 4; ++v)
+    for (int c = 0; c < 4; ++c) M->Points()->Colors()[v * 4 + c] = c == 0 || c == 3 ? 1.f : 0.f;
   const int32_t Q = M->AddPrimitiveArray(GL_QUADS);
-  for (uint32_t i : {0u, 1u, 3u, 2u}) M->AddIndex(i, Q);
+  for (uint32_t i = 0; i < 4; ++i) M->AddIndex(i, Q);
   return M;
 }
 
@@ -336,9 +332,6 @@ TEST_F(MeshSequenceTest, EachMeshDrawsWithItsOwnArraysOnly) {
       EXPECT_FALSE(EventSawArrays);  // events find the arrays switched off
       EXPECT_FALSE(LeftOn);          // and so does whatever follows the traversal
     }
-    delete Root;
-    delete Red;
-    delete White;
   }
 }
 
