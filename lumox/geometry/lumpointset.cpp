@@ -180,7 +180,7 @@ void TLumPointSet::SetColored(bool Value) {
 void TLumPointSet::Init() {
   ClearPrimitives();
   SetInitialized(true);
-  if (OnAfterInit) OnAfterInit(this);
+  if (OnAfterInit) CallEventHandler([&] { OnAfterInit(this); });
 }
 
 void TLumPointSet::DoRender(TLumCustomView* aView) {

@@ -72,7 +72,7 @@ void TLumPrimitiveObj::Init() {
   CalcTexture();
   InitPrimitives();
   FInitialized = true;
-  if (OnAfterInit) OnAfterInit(this);
+  if (OnAfterInit) CallEventHandler([&] { OnAfterInit(this); });
 }
 
 void TLumPrimitiveObj::InitPoints() {}

@@ -432,33 +432,28 @@ void TLumTranslation::Execute() const {
   if (!GetEmpty()) glTranslatef(FX, FY, FZ);
 }
 
-TLumTransformation::TLumTransformation()
-    : FRotation(new TLumRotation), FScale(new TLumScale), FTranslation(new TLumTranslation) {
+TLumTransformation::TLumTransformation() {
   auto Hook = [this](TObject* Sender) { SubChange(Sender); };
-  FRotation->OnChange = Hook;
-  FScale->OnChange = Hook;
-  FTranslation->OnChange = Hook;
+  FRotation.OnChange = Hook;
+  FScale.OnChange = Hook;
+  FTranslation.OnChange = Hook;
 }
 
-TLumTransformation::~TLumTransformation() {
-  delete FRotation;
-  delete FScale;
-  delete FTranslation;
-}
+TLumTransformation::~TLumTransformation() = default;
 
 void TLumTransformation::SetRotation(TLumRotation* Value) {
   if (!Value) return;
-  FRotation->Assign(Value);
+  FRotation.Assign(Value);
   Changed();
 }
 void TLumTransformation::SetScale(TLumScale* Value) {
   if (!Value) return;
-  FScale->Assign(Value);
+  FScale.Assign(Value);
   Changed();
 }
 void TLumTransformation::SetTranslation(TLumTranslation* Value) {
   if (!Value) return;
-  FTranslation->Assign(Value);
+  FTranslation.Assign(Value);
   Changed();
 }
 
@@ -470,14 +465,16 @@ void TLumTransformation::SetOrder(TLumTransformationOrder Value) {
 }
 
 bool TLumTransformation::GetEmpty() const {
-  return FRotation->GetEmpty() && FScale->GetEmpty() && FTranslation->GetEmpty();
+  // Qualified calls: the parts' classes are known, so no virtual dispatch per frame.
+  return FRotation.TLumRotation::GetEmpty() && FScale.TLumScale::GetEmpty() &&
+         FTranslation.TLumTranslation::GetEmpty();
 }
 
 void TLumTransformation::Execute() const {
   if (GetEmpty()) return;
-  const TLumTransform* R = FRotation;
-  const TLumTransform* T = FTranslation;
-  const TLumTransform* S = FScale;
+  const TLumTransform* R = &FRotation;
+  const TLumTransform* T = &FTranslation;
+  const TLumTransform* S = &FScale;
   const TLumTransform* Seq[3];
   switch (FOrder) {
     case toRotTraSca: Seq[0] = R; Seq[1] = T; Seq[2] = S; break;
@@ -496,27 +493,27 @@ void TLumTransformation::SubChange(TObject*) { Changed(); }
 void TLumTransformation::Assign(TPersistent* Source) {
   // Order is deliberately not copied; only the three parts are.
   if (auto* T = dynamic_cast<TLumTransformation*>(Source)) {
-    FRotation->Assign(T->FRotation);
-    FScale->Assign(T->FScale);
-    FTranslation->Assign(T->FTranslation);
+    FRotation.Assign(&T->FRotation);
+    FScale.Assign(&T->FScale);
+    FTranslation.Assign(&T->FTranslation);
   }
 }
 
 void TLumTransformation::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("Order", FOrder, TLumTransformationOrderStr, 5);
-  FTranslation->WriteComp(Exchange, "Translation");
-  FRotation->WriteComp(Exchange, "Rotation");
-  FScale->WriteComp(Exchange, "Scale");
+  FTranslation.WriteComp(Exchange, "Translation");
+  FRotation.WriteComp(Exchange, "Rotation");
+  FScale.WriteComp(Exchange, "Scale");
 }
 
 TObject* TLumTransformation::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
   TLumProperty* Part = nullptr;
   if (SameText(Tag->Name, "Translation"))
-    Part = FTranslation;
+    Part = &FTranslation;
   else if (SameText(Tag->Name, "Rotation"))
-    Part = FRotation;
+    Part = &FRotation;
   else if (SameText(Tag->Name, "Scale"))
-    Part = FScale;
+    Part = &FScale;
   if (Part) Part->ReadValues(Exchange);
   return Part;
 }

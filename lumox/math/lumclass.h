@@ -254,9 +254,9 @@ class TLumTransformation : public TLumProperty {
   ~TLumTransformation() override;
   const char* ClassName() const override { return "TLumTransformation"; }
 
-  TLumRotation* Rotation() const { return FRotation; }
-  TLumScale* Scale() const { return FScale; }
-  TLumTranslation* Translation() const { return FTranslation; }
+  TLumRotation* Rotation() const { return &FRotation; }
+  TLumScale* Scale() const { return &FScale; }
+  TLumTranslation* Translation() const { return &FTranslation; }
   // Copy the value's contents in, then notify; nullptr is ignored.
   void SetRotation(TLumRotation* Value);
   void SetScale(TLumScale* Value);
@@ -274,9 +274,12 @@ class TLumTransformation : public TLumProperty {
   void ReadValues(TLumExchange* Exchange) override;
 
  private:
-  TLumRotation* FRotation;
-  TLumScale* FScale;
-  TLumTranslation* FTranslation;
+  // Held in the transformation itself rather than allocated apart: every rendered
+  // component tests them each frame, and one block keeps that test within reach.
+  // Mutable because the accessors hand them out from const transformations.
+  mutable TLumRotation FRotation;
+  mutable TLumScale FScale;
+  mutable TLumTranslation FTranslation;
   TLumTransformationOrder FOrder = toRotTraSca;
 };
 

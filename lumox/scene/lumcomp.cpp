@@ -30,6 +30,11 @@ void RunFrameResetHooks(bool BeforeImage) {
   for (auto H : FrameResetHooks()) H(BeforeImage);
 }
 
+void TLumCustomView::DeleteDeferredLists() {
+  for (uint32_t List : FDeferredLists) glDeleteLists(List, 1);
+  FDeferredLists.clear();
+}
+
 // --- TLumComponent --------------------------------------------------------------------
 
 void TLumComponent::Changed() {
@@ -70,35 +75,34 @@ TObject* TLumComponent::ReadComp(TLumExchange*, TXMLTag*) { return nullptr; }
 
 // --- TLumTransformed ------------------------------------------------------------------
 
-TLumTransformed::TLumTransformed(TComponent* AOwner)
-    : TLumComponent(AOwner), FTransformation(new TLumTransformation) {
-  FTransformation->OnChange = [this](TObject* Sender) { SubChange(Sender); };
+TLumTransformed::TLumTransformed(TComponent* AOwner) : TLumComponent(AOwner) {
+  FTransformation.OnChange = [this](TObject* Sender) { SubChange(Sender); };
 }
 
-TLumTransformed::~TLumTransformed() { delete FTransformation; }
+TLumTransformed::~TLumTransformed() = default;
 
 void TLumTransformed::SetTransformation(TLumTransformation* Value) {
   if (!Value) return;
-  FTransformation->Assign(Value);
+  FTransformation.Assign(Value);
   Changed();
 }
 
 void TLumTransformed::SubChange(TObject*) { Changed(); }
 
 void TLumTransformed::Assign(TPersistent* Source) {
-  if (auto* T = dynamic_cast<TLumTransformed*>(Source)) FTransformation->Assign(T->FTransformation);
+  if (auto* T = dynamic_cast<TLumTransformed*>(Source)) FTransformation.Assign(&T->FTransformation);
   TLumComponent::Assign(Source);
 }
 
 void TLumTransformed::WriteValues(TLumExchange* Exchange) {
   TLumComponent::WriteValues(Exchange);
-  FTransformation->WriteComp(Exchange, "Transformation");
+  FTransformation.WriteComp(Exchange, "Transformation");
 }
 
 TObject* TLumTransformed::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
   if (SameText(Tag->Name, "Transformation")) {
-    FTransformation->ReadValues(Exchange);
-    return FTransformation;
+    FTransformation.ReadValues(Exchange);
+    return &FTransformation;
   }
   return TLumComponent::ReadComp(Exchange, Tag);
 }
@@ -177,17 +181,17 @@ void TLumRender::SetProjectionEnabled(bool Value) {
 void TLumRender::BeforeRender(TLumCustomView* aView) {
   glPushMatrix();
   if (OnTransform)
-    OnTransform(this);
+    CallEventHandler([&] { OnTransform(this); });
   else
     Transformation()->Execute();
   if (FProjectionMatrix) FProjectionMatrix->PickGLModelviewMatrix();
-  if (OnBeforeRender) OnBeforeRender(aView);
+  if (OnBeforeRender) CallEventHandler([&] { OnBeforeRender(aView); });
 }
 
 void TLumRender::DoRender(TLumCustomView*) {}
 
 void TLumRender::AfterRender(TLumCustomView* aView) {
-  if (OnAfterRender) OnAfterRender(aView);
+  if (OnAfterRender) CallEventHandler([&] { OnAfterRender(aView); });
   glPopMatrix();
 }
 
@@ -225,6 +229,45 @@ struct TRenderLevel {
 
 }  // namespace
 
+namespace {
+// The client arrays meshes left enabled, and whether that is all that is enabled.
+thread_local uint8_t ArraysOn = 0;
+thread_local bool ArraysKnown = false;
+constexpr GLenum ClientArrayNames[5] = {GL_NORMAL_ARRAY, GL_TEXTURE_COORD_ARRAY, GL_COLOR_ARRAY,
+                                        GL_EDGE_FLAG_ARRAY, GL_VERTEX_ARRAY};
+}  // namespace
+
+void EnableClientArrays(uint8_t Needed) {
+  for (int I = 0; I < 5; ++I) {
+    const uint8_t Bit = static_cast<uint8_t>(1u << I);
+    if (Needed & Bit) {
+      if (!ArraysKnown || !(ArraysOn & Bit)) glEnableClientState(ClientArrayNames[I]);
+    } else if (ArraysKnown && (ArraysOn & Bit)) {
+      glDisableClientState(ClientArrayNames[I]);
+    }
+  }
+  ArraysOn = Needed;
+}
+
+void FinishClientArrays() {
+  // Deliberately beyond switching all five off after every mesh: inside a traversal
+  // the next mesh switches only what differs, and ReleaseClientArrays switches off the
+  // rest before anything else can see the state.
+  if (RenderDepth > 0 && ArraysKnown) return;
+  for (GLenum Name : ClientArrayNames) glDisableClientState(Name);
+  ArraysOn = 0;
+  ArraysKnown = true;
+}
+
+void ReleaseClientArrays() {
+  if (!ArraysKnown || ArraysOn == 0) return;
+  for (int I = 0; I < 5; ++I)
+    if (ArraysOn & (1u << I)) glDisableClientState(ClientArrayNames[I]);
+  ArraysOn = 0;
+}
+
+void ForgetClientArrays() { ArraysKnown = false; }
+
 void SetRenderDiagnostics(TLumRenderMessageEvent Handler) {
   RenderDiagnostics() = std::move(Handler);
 }
@@ -237,6 +280,12 @@ void TLumRender::Render(TLumCustomView* aView) {
   // A level deeper than the modelview stack holds would overflow it and draw with
   // wrong matrices: such a branch is left out and reported once for the frame.
   if (RenderDepth == 0) {
+    // Arrays left on by code outside the traversal are not known; those the traversal's
+    // meshes leave on are switched off when it ends, however it ends.
+    ForgetClientArrays();
+    struct TRelease {
+      ~TRelease() { ReleaseClientArrays(); }
+    } Release;
     GLint Max = 0, Used = 0;
     glGetIntegerv(GL_MAX_MODELVIEW_STACK_DEPTH, &Max);
     glGetIntegerv(GL_MODELVIEW_STACK_DEPTH, &Used);
@@ -324,6 +373,7 @@ void TLumRender::OpenCache() {
   GLint Compiling = 0;
   glGetIntegerv(GL_LIST_INDEX, &Compiling);
   if (Compiling != 0) return;
+  ReleaseClientArrays();
   ClearCache();
   FListId = glGenLists(1);
   // Compiled and executed at once, so the frame that builds the cache shows the
@@ -343,6 +393,7 @@ void TLumRender::CloseCache() {
 
 void TLumRender::CallCache() {
   if (!FView) return;
+  ReleaseClientArrays();
   glCallList(FListId);
   // The list has left its own state behind: no last-rendered pointer tells the truth.
   RunFrameResetHooks(false);
@@ -351,6 +402,16 @@ void TLumRender::CallCache() {
 void TLumRender::ClearCache() {
   if (!FView || FListId == 0) return;
   bool MadeCurrent = false;
+  if (RenderDepth == 0 && FView->HasContext()) {
+    // Beyond making the context current for each list: that switch (and even asking
+    // which context is current) costs more than the deletion, so freeing a large
+    // cached scene would be dominated by it. Outside a frame the view deletes the list
+    // the next time it makes its context current; the name stays taken until then,
+    // so no new list can reuse it.
+    FView->DeferListDeletion(FListId);
+    FListId = 0;
+    return;
+  }
   if (!FView->GetCurrent()) {
     FView->SetCurrent(true);
     MadeCurrent = FView->GetCurrent();

@@ -35,6 +35,20 @@ class TLumCustomView : public TComponent {
   virtual TLumDrawMode DrawMode() const = 0;
   // The camera's matrix as captured this frame, or nullptr without a camera.
   virtual TLumMatrix* CameraMatrix() const = 0;
+  // Whether the view has a context that SetCurrent can make current.
+  virtual bool HasContext() const { return false; }
+
+  // Display lists freed while the context was not current, deleted the next time it
+  // is (DeleteDeferredLists): freeing a scene then costs one switch of context, not
+  // one per cached component.
+  void DeferListDeletion(uint32_t List) { FDeferredLists.push_back(List); }
+  // Deletes the deferred lists; the view's context (or one sharing its lists) must
+  // be current.
+  void DeleteDeferredLists();
+  bool HasDeferredLists() const { return !FDeferredLists.empty(); }
+
+ private:
+  std::vector<uint32_t> FDeferredLists;
 };
 
 class TLumComponent : public TComponent {
@@ -61,7 +75,7 @@ class TLumTransformed : public TLumComponent {
   ~TLumTransformed() override;
   const char* ClassName() const override { return "TLumTransformed"; }
 
-  TLumTransformation* Transformation() const { return FTransformation; }
+  TLumTransformation* Transformation() const { return &FTransformation; }
   // Copies the value's contents in, then notifies; nullptr is ignored.
   void SetTransformation(TLumTransformation* Value);
   // The change hook of owned value objects.
@@ -71,7 +85,9 @@ class TLumTransformed : public TLumComponent {
   TObject* ReadComp(TLumExchange* Exchange, TXMLTag* Tag) override;
 
  private:
-  TLumTransformation* FTransformation;
+  // Part of the component rather than allocated apart, so the frame finds it next to
+  // the component's own fields; mutable because the accessor hands it out from const.
+  mutable TLumTransformation FTransformation;
 };
 
 class TLumRender : public TLumTransformed {
@@ -154,6 +170,33 @@ class TLumRender : public TLumTransformed {
 using TLumFrameResetHook = void (*)(bool BeforeImage);
 void RegisterFrameResetHook(TLumFrameResetHook Hook);
 void RunFrameResetHooks(bool BeforeImage);
+
+// The client arrays of mesh drawing, as bits of a set.
+enum TLumClientArray : uint8_t {
+  caNormal = 1,
+  caTexCoord = 2,
+  caColor = 4,
+  caEdgeFlag = 8,
+  caVertex = 16
+};
+// Enables the client arrays in Needed. Inside a traversal (a Render call) the arrays
+// the previous mesh left on are known, so only the difference is switched.
+void EnableClientArrays(uint8_t Needed);
+// A mesh is done with its arrays: outside a traversal all five are switched off;
+// inside, they stay on for the next mesh until ReleaseClientArrays.
+void FinishClientArrays();
+// Switches off the arrays meshes left on. Called before anything but a mesh can see
+// the client state inside a traversal (events, display lists) and when it ends.
+void ReleaseClientArrays();
+// After code that may have switched arrays itself (an event): the state is unknown.
+void ForgetClientArrays();
+// Runs an event handler with the client arrays as the plain protocol leaves them.
+template <typename F>
+void CallEventHandler(F&& Handler) {
+  ReleaseClientArrays();
+  Handler();
+  ForgetClientArrays();
+}
 
 // Told when a frame left out the branches of a scene nested deeper than the GL
 // modelview stack holds (each level pushes a matrix), once per outermost Render that

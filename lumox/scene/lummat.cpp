@@ -23,11 +23,10 @@ void ResetMaterialFrame(bool) { LastRenderedMaterial = nullptr; }
   return true;
 }();
 
-TLumColor* NewColor(uint32_t Rgb, TLumMaterial* Owner) {
-  auto* C = new TLumColor;
-  C->SetColor(Rgb);
-  C->OnChange = [Owner](TObject* Sender) { Owner->SubChange(Sender); };
-  return C;
+TLumColor* InitColor(TLumColor& C, uint32_t Rgb, TLumMaterial* Owner) {
+  C.SetColor(Rgb);
+  C.OnChange = [Owner](TObject* Sender) { Owner->SubChange(Sender); };
+  return &C;
 }
 
 }  // namespace
@@ -37,18 +36,14 @@ void SetLastRenderedMaterial(TLumMaterial* m) { LastRenderedMaterial = m; }
 
 TLumMaterial::TLumMaterial(TComponent* AOwner)
     : TLumRender(AOwner),
-      FColorAmbient(NewColor(0x333333, this)),
-      FColorDiffuse(NewColor(0xCCCCCC, this)),
-      FColorSpecular(NewColor(0x000000, this)),
-      FColorEmission(NewColor(0x000000, this)) {}
+      FColorAmbient(InitColor(FColorStore[0], 0x333333, this)),
+      FColorDiffuse(InitColor(FColorStore[1], 0xCCCCCC, this)),
+      FColorSpecular(InitColor(FColorStore[2], 0x000000, this)),
+      FColorEmission(InitColor(FColorStore[3], 0x000000, this)) {}
 
 TLumMaterial::~TLumMaterial() {
   Destroying();
   if (LastRenderedMaterial == this) LastRenderedMaterial = nullptr;
-  delete FColorAmbient;
-  delete FColorDiffuse;
-  delete FColorSpecular;
-  delete FColorEmission;
 }
 
 void TLumMaterial::SetFace(TMaterialFace Value) {

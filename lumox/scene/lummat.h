@@ -43,6 +43,9 @@ class TLumMaterial : public TLumRender {
 
  private:
   TMaterialFace FFace = mfFrontBack;
+  // The four colours live in the material itself: every frame reads them all, and
+  // four separate blocks per material cost a cache miss each in a large scene.
+  TLumColor FColorStore[4];
   TLumColor* FColorAmbient;
   TLumColor* FColorDiffuse;
   TLumColor* FColorSpecular;

@@ -66,7 +66,9 @@ class TLumObject : public TLumRender {
  private:
   std::string FObjectName;
   int32_t FObjectID = -1;
-  TLumColor* FColor;
+  // Held in the object, next to the fields the frame reads, rather than apart.
+  TLumColor FColorStore;
+  TLumColor* FColor = &FColorStore;
   TLumAttributes* FAttributes = nullptr;
   TLumMaterial* FMaterial = nullptr;
   TLumColorAsMaterial FColorAsMaterial = cmNone;

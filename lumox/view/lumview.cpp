@@ -149,6 +149,7 @@ bool TLumView::OpenGLConnect(std::unique_ptr<TLumGLContext> AContext) {
   std::unique_ptr<TLumGLContext> Ctx =
       AContext ? std::move(AContext) : CreateEGLContext(DrawableWidth(), DrawableHeight());
   FContext = std::move(Ctx);
+  FImageContext.reset();  // it shared lists with no context or the old one
   // Every context shares lists with the process's first one (the context layer's
   // share root), so a cached component renders in every view.
   AddViewtoList(this);
@@ -162,7 +163,13 @@ bool TLumView::OpenGLConnect(std::unique_ptr<TLumGLContext> AContext) {
 }
 
 void TLumView::OpenGLDisconnect() {
+  FImageContext.reset();
   if (!FContext) return;
+  // Lists freed while the context was not current go before it does.
+  if (HasDeferredLists() && FContext->MakeCurrent()) {
+    DeleteDeferredLists();
+    FContext->Release();
+  }
   if (FContext->IsCurrent()) FContext->Release();
   FContext.reset();
 }
@@ -171,9 +178,9 @@ bool TLumView::GetCurrent() { return Active() && (FDrawMode == dmBitmap || FCont
 
 void TLumView::SetCurrent(bool Value) {
   if (!Active()) return;  // "Call to OpenGL function wglMakeCurrent() failed." is never raised
-  if (Value)
-    FContext->MakeCurrent();
-  else
+  if (Value) {
+    if (FContext->MakeCurrent()) DeleteDeferredLists();
+  } else
     FContext->Release();
 }
 
@@ -266,9 +273,23 @@ bool TLumView::GetImage(TBitmap* Bitmap) {
   RunFrameResetHooks(true);
   bool Result = false;
   try {
-    std::unique_ptr<TLumGLContext> Ctx =
-        FContext ? FContext->CreateOffscreen(W, H) : CreateEGLContext(W, H);
+    // Deliberately beyond a context per image: making one costs more than a small
+    // frame, so the off-screen context is kept for the next image of the same size.
+    const bool Reused =
+        FImageContext && FImageContext->Width() == W && FImageContext->Height() == H;
+    if (!Reused) {
+      FImageContext.reset();
+      FImageContext = FContext ? FContext->CreateOffscreen(W, H) : CreateEGLContext(W, H);
+    }
+    TLumGLContext* Ctx = FImageContext.get();
     if (Ctx->MakeCurrent()) {
+      if (Reused && !FCamera) {
+        // Without a camera the frame starts from the matrices a new context has.
+        glMatrixMode(GL_PROJECTION);
+        glLoadIdentity();
+        glMatrixMode(GL_MODELVIEW);
+        glLoadIdentity();
+      }
       if (FCamera) InitCamera(W, H);
       RenderSceneGL();
       glFinish();
@@ -283,9 +304,16 @@ bool TLumView::GetImage(TBitmap* Bitmap) {
       Bitmap->Changed();
       Result = true;
       Ctx->Release();
+    } else {
+      FImageContext.reset();
     }
   } catch (const Exception&) {
+    if (FImageContext && FImageContext->IsCurrent()) FImageContext->Release();
     Result = false;
+  } catch (...) {
+    if (FImageContext && FImageContext->IsCurrent()) FImageContext->Release();
+    FDrawMode = OldMode;
+    throw;
   }
   FDrawMode = OldMode;
   return Result;

@@ -146,6 +146,7 @@ class TLumView : public TLumCanvasView {
   int32_t GetNextID(TObject* Obj, int32_t num) override;
   int32_t NextIDCounter() const { return FNextIDCounter; }
   TLumMatrix* CameraMatrix() const override;
+  bool HasContext() const override { return Active(); }
   // A point in Render's local frame, as last drawn, expressed in the camera's frame;
   // Result is left as it is without the two matrices.
   void ProjectVector(TLumRender* Render, const TLumMathVector& V, TLumMathVector& Result);
@@ -255,6 +256,8 @@ class TLumView : public TLumCanvasView {
   // The physical pick point (GL window coordinates, y up) and region InitCamera uses.
   void ApplyPickMatrix();
   std::unique_ptr<TLumGLContext> FContext;
+  // GetImage's off-screen context, kept while images of one size are taken.
+  std::unique_ptr<TLumGLContext> FImageContext;
   bool FHandleCreated = false;
   int FWidth = 400;
   int FHeight = 250;

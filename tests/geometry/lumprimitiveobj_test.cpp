@@ -283,5 +283,49 @@ TEST_F(PrimitiveObjGLTest, EachListBindsItsOwnTexture) {
   EXPECT_TRUE(R->Texture() == nullptr && R->GetPrimitive(0)->Texture() == nullptr);
 }
 
+// A quad from x0 to x1 at z = 0, red through a colour array when Red is set.
+TLumPrimitiveObj* FlatQuad(TComponent* Owner, double x0, double x1, bool Red) {
+  auto* M = NewMesh(Owner);
+  const TLumArrays Arrays = Red ? TLumArrays{daVertex, daColor} : TLumArrays{daVertex};
+  M->Points()->SetDefineArrays(Arrays);
+  M->Points()->SetUsedArrays(Arrays);
+  const double Corners[4][2] = {{x0, -0.4}, {x1, -0.4}, {x1, 0.4}, {x0, 0.4}};
+  for (const auto& C : Corners) M->Points()->Add(C[0], C[1], 0);
+  for (int v = 0; Red && v < 4; ++v)
+    for (int c = 0; c < 4; ++c) M->Points()->Colors()[v * 4 + c] = c == 0 || c == 3 ? 1.f : 0.f;
+  const int32_t Q = M->AddPrimitiveArray(GL_QUADS);
+  for (uint32_t i = 0; i < 4; ++i) M->AddIndex(i, Q);
+  return M;
+}
+
+class MeshSequenceTest : public test::ViewTest {};
+
+// Meshes in a row share the arrays left enabled; none may draw with another's array.
+TEST_F(MeshSequenceTest, EachMeshDrawsWithItsOwnArraysOnly) {
+  for (bool Cached : {false, true}) {
+    auto* Root = new TLumNode(&Form);
+    auto* Red = FlatQuad(&Form, -0.5, -0.05, true);
+    auto* White = FlatQuad(&Form, 0.05, 0.5, false);
+    Red->SetNode(Root);
+    White->SetNode(Root);
+    White->SetCached(Cached);
+    bool EventSawArrays = true, LeftOn = true;
+    Red->OnAfterRender = [&](TLumCustomView*) {
+      EventSawArrays = glIsEnabled(GL_COLOR_ARRAY) || glIsEnabled(GL_VERTEX_ARRAY);
+    };
+    View->OnRender = [&](TLumView* V) {
+      Root->Render(V);
+      LeftOn = glIsEnabled(GL_COLOR_ARRAY) || glIsEnabled(GL_VERTEX_ARRAY);
+    };
+    for (int Frame = 0; Frame < 2; ++Frame) {  // compiles, then calls the list
+      const TBitmap B = Snapshot();
+      EXPECT_EQ(RGB(B, 30, 30), 0x0000FFu) << Cached;  // $00BBGGRR
+      EXPECT_EQ(RGB(B, 50, 30), 0xFFFFFFu) << Cached;
+      EXPECT_FALSE(EventSawArrays);  // events find the arrays switched off
+      EXPECT_FALSE(LeftOn);          // and so does whatever follows the traversal
+    }
+  }
+}
+
 }  // namespace
 }  // namespace lumox

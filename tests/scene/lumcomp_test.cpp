@@ -89,6 +89,39 @@ TEST_F(RenderProtocolTest, OnTransformReplacesTheTransformation) {
   EXPECT_EQ((std::array{M[12], M[13], M[14]}), (std::array{0.0, 3.0, -2.0}));
 }
 
+TEST_F(RenderProtocolTest, TransformationChangedAfterAFrameMovesTheComponent) {
+  Frame();
+  Probe->Transformation()->Translation()->SetX(1.5f);
+  Frame();
+  EXPECT_NEAR(Probe->DrawMatrix[12], 1.5, 1e-6);
+  Probe->Transformation()->Scale()->SetY(2);  // not empty once X is back at 0
+  Probe->Transformation()->Translation()->SetX(0);
+  Frame();
+  EXPECT_NEAR(Probe->DrawMatrix[12], 0, 1e-6);
+  EXPECT_NEAR(Probe->DrawMatrix[5], 2, 1e-6);
+}
+
+TEST_F(RenderProtocolTest, FreedCachedComponentsLeaveNoListsBehind) {
+  // Freed outside a frame, last first, first first or with their node: the lists go
+  // as soon as the view's context is current.
+  auto* Root = new TLumNode(&Form);
+  std::vector<TProbe*> Items(5);
+  for (TProbe*& P : Items) (P = new TProbe(&Form))->SetCached(true), P->SetNode(Root);
+  View->OnRender = [Root](TLumView* V) { Root->Render(V); };
+  Frame();
+  std::vector<uint32_t> Lists;
+  for (TProbe* P : Items) Lists.push_back(P->ListId());
+  delete Items[4];
+  delete Items[0];
+  EXPECT_EQ(Root->IndexOf(Items[1]), 0);
+  delete Root;
+  EXPECT_EQ(Items[2]->Node(), nullptr);
+  for (int I = 1; I < 4; ++I) delete Items[static_cast<size_t>(I)];
+  View->SetCurrent(true);
+  for (uint32_t L : Lists) EXPECT_FALSE(glIsList(L)) << L;
+  View->SetCurrent(false);
+}
+
 TEST_F(RenderProtocolTest, CachedComponentCompilesOnceAndReplays) {
   Probe->SetCached(true);
   Frame();

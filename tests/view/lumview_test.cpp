@@ -160,6 +160,23 @@ TEST_F(ViewTest, GetImageFailsCleanlyAndRestoresTheMode) {
   EXPECT_TRUE(Seen == dmBitmap && View->DrawMode() == dmWindow);
 }
 
+TEST_F(ViewTest, ImagesFollowTheBitmapSizeAndStartFromTheSameState) {
+  // A quad over the lower left quarter of the viewport, drawn without a camera
+  // in the matrices it finds, which each image must start from afresh.
+  View->SetCamera(nullptr);
+  View->OnRender = [](TLumView*) {
+    glTranslatef(-0.5f, -0.5f, 0);
+    glRectf(-0.5f, -0.5f, 0.5f, 0.5f);
+  };
+  for (auto [W, H] : {std::pair{40, 30}, {40, 30}, {20, 60}}) {
+    TBitmap B(W, H);
+    ASSERT_TRUE(View->GetImage(&B));
+    EXPECT_EQ(RGB(B, W / 4, H * 3 / 4), 0xFFFFFFu) << W << "x" << H;
+    EXPECT_EQ(RGB(B, W * 3 / 4, H / 4), 0u) << W << "x" << H;
+    EXPECT_EQ(RGB(B, W - 1, H - 1), 0u) << W << "x" << H;
+  }
+}
+
 TEST(LumViewTest, WheelResizeAndVisibilityEvents) {
   TComponent Form(nullptr);
   auto* View = new TLumView(&Form);
