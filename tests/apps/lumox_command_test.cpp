@@ -438,7 +438,7 @@ TEST_F(CommandTest, BenchTakesSceneFilesAndSaysWhenThereIsNoBareBaseline) {
   EXPECT_NE(Out.find("\nitems: 6 (2 meshes, 1 nodes)\n"), std::string::npos) << Out;
   EXPECT_NE(Out.find("\nbare: none (nested nodes)\n"), std::string::npos) << Out;
   EXPECT_EQ(BenchField(Out, "ratio"), -1) << Out;
-  EXPECT_GT(BenchField(Out, "free ms"), 0) << Out;
+  EXPECT_GE(BenchField(Out, "free ms"), 0) << Out;
 
   // A reference scene written out is a scene file like any other, with its camera.
   ASSERT_EQ(Run("bench s1 --write '" + File("s1.lumgl") + "'"), 0) << Err;
