@@ -7,6 +7,7 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <string>
 
 #include "lumox/exchange/lumexchange.h"
@@ -792,6 +793,18 @@ bool Coincide(const double* A, const double* B, double Tol) {
          std::fabs(A[2] - B[2]) < Tol;
 }
 
+// Working arrays of the sorted welding, kept by each thread between calls: a fresh block
+// of tens of megabytes costs a page fault per page on every call, which would take longer
+// than the welding itself. Released after a call on a very large mesh.
+struct TWeldScratch {
+  std::vector<uint64_t> Key, Key2;
+  std::vector<int32_t> Used, Idx, Idx2;
+  std::vector<uint32_t> CellEnd;
+  std::vector<double> Pos;
+};
+thread_local TWeldScratch WeldScratch;
+constexpr size_t WeldScratchKept = size_t{4} << 20;
+
 // What the welding of one vertex found among its candidates.
 struct TWeldFound {
   int32_t Lowest = INT32_MAX, LowestNonZero = INT32_MAX, Found = 0;
@@ -803,7 +816,8 @@ struct TWeldFound {
 // so the pass reads memory in order and costs no look-up per vertex. False (nothing
 // done) when the cells span too wide a range for one key.
 template <typename TCellOf, typename TTake>
-bool WeldSorted(const std::vector<int32_t>& Used, TCellOf CellOf, TTake Take) {
+bool WeldSorted(const double* Vertices, TWeldScratch& S, TCellOf CellOf, TTake Take) {
+  const std::vector<int32_t>& Used = S.Used;
   const size_t M = Used.size();
   int64_t Min[3] = {INT64_MAX, INT64_MAX, INT64_MAX}, Max[3] = {INT64_MIN, INT64_MIN, INT64_MIN};
   for (int32_t i : Used) {
@@ -819,8 +833,12 @@ bool WeldSorted(const std::vector<int32_t>& Used, TCellOf CellOf, TTake Take) {
       1.0e18)
     return false;
   const uint64_t RX = Range[0], RXY = Range[0] * Range[1];
-  std::vector<uint64_t> Key(M), Key2(M);
-  std::vector<int32_t> Idx(Used), Idx2(M);
+  std::vector<uint64_t>&Key = S.Key, &Key2 = S.Key2;
+  std::vector<int32_t>&Idx = S.Idx, &Idx2 = S.Idx2;
+  Key.resize(M);
+  Key2.resize(M);
+  Idx.assign(Used.begin(), Used.end());
+  Idx2.resize(M);
   uint64_t MaxKey = 0;
   for (size_t p = 0; p < M; ++p) {
     const TCellTable::Cell C = CellOf(Idx[p]);
@@ -847,10 +865,17 @@ bool WeldSorted(const std::vector<int32_t>& Used, TCellOf CellOf, TTake Take) {
     Idx.swap(Idx2);
   }
   // The end of the cell run each sorted position lies in.
-  std::vector<uint32_t> CellEnd(M);
+  std::vector<uint32_t>& CellEnd = S.CellEnd;
+  CellEnd.resize(M);
   CellEnd[M - 1] = static_cast<uint32_t>(M);
   for (size_t p = M - 1; p-- > 0;)
     CellEnd[p] = Key[p] == Key[p + 1] ? CellEnd[p + 1] : static_cast<uint32_t>(p + 1);
+
+  // The positions in sorted order, so that candidates are read from neighbouring memory.
+  std::vector<double>& Pos = S.Pos;
+  Pos.resize(M * 3);
+  for (size_t p = 0; p < M; ++p)
+    std::copy_n(Vertices + static_cast<size_t>(Idx[p]) * 3, 3, Pos.data() + p * 3);
 
   size_t Cursor[9] = {};
   size_t Begin[9], End[9];
@@ -866,7 +891,8 @@ bool WeldSorted(const std::vector<int32_t>& Used, TCellOf CellOf, TTake Take) {
       while (E < M && Key[E] <= Mid + 1) E = CellEnd[E];
       End[r] = E;
     }
-    for (size_t p = g; p < CellEnd[g]; ++p) Take(Idx[p], Idx.data(), CellEnd.data(), Begin, End);
+    for (size_t p = g; p < CellEnd[g]; ++p)
+      Take(Idx[p], Pos.data() + p * 3, Idx.data(), Pos.data(), CellEnd.data(), Begin, End);
   }
   return true;
 }
@@ -914,14 +940,13 @@ void LumWeldPoints(const double* Vertices, const uint8_t* Flags, int32_t Count, 
     if (RepNonZero) (*RepNonZero)[i] = F.LowestNonZero == INT32_MAX ? 0 : F.LowestNonZero;
   };
   {
-    std::vector<int32_t> Used;
-    Used.reserve(Masked);
+    TWeldScratch& S = WeldScratch;
+    S.Used.clear();
     for (size_t i = 0; i < N; ++i)
-      if (Usable(i)) Used.push_back(static_cast<int32_t>(i));
+      if (Usable(i)) S.Used.push_back(static_cast<int32_t>(i));
     auto CellOfIndex = [&](int32_t i) { return CellOf(Vertices + static_cast<size_t>(i) * 3); };
-    auto Take = [&](int32_t i, const int32_t* Idx, const uint32_t* CellEnd, const size_t* Begin,
-                    const size_t* End) {
-      const double* P = Vertices + static_cast<size_t>(i) * 3;
+    auto Take = [&](int32_t i, const double* P, const int32_t* Idx, const double* Pos,
+                    const uint32_t* CellEnd, const size_t* Begin, const size_t* End) {
       TWeldFound F;
       for (int r = 0; r < 9; ++r)
         for (size_t q = Begin[r]; q < End[r];) {
@@ -931,7 +956,7 @@ void LumWeldPoints(const double* Vertices, const uint8_t* Flags, int32_t Count, 
             q = CellEnd[q];
             continue;
           }
-          if (Coincide(P, Vertices + static_cast<size_t>(j) * 3, Tol)) {
+          if (Coincide(P, Pos + q * 3, Tol)) {
             ++F.Found;
             F.Lowest = std::min(F.Lowest, j);
             if (j != 0) F.LowestNonZero = std::min(F.LowestNonZero, j);
@@ -940,7 +965,9 @@ void LumWeldPoints(const double* Vertices, const uint8_t* Flags, int32_t Count, 
         }
       Store(static_cast<size_t>(i), F);
     };
-    if (WeldSorted(Used, CellOfIndex, Take)) return;
+    const bool Done = WeldSorted(Vertices, S, CellOfIndex, Take);
+    if (Masked > WeldScratchKept) S = TWeldScratch();
+    if (Done) return;
   }
 
   // Cells too far apart for one key: an open-addressing table of the cells instead.
