@@ -180,20 +180,22 @@ void TLumExchange::MergeHeads() {
   for (size_t I = 0; I < FHeads.size(); ++I) Order[FHeads[I].Seq] = static_cast<uint32_t>(I);
   FNextSeq = 0;
   if (FHeads.empty()) return;
-  const std::string& Body = FParser->Stream();
-  std::string Out;
-  Out.reserve(Body.size() + FHeadText.size());
-  size_t Pos = 0;
-  for (uint32_t I : Order) {
-    if (I == UINT32_MAX) continue;
-    const THead& H = FHeads[I];
+  // In place, from the back: each stretch of the body moves up by the length of the
+  // heads before it, so no second buffer of the file's size is needed.
+  std::string& Out = FParser->Stream();
+  size_t Src = Out.size();
+  Out.resize(Src + FHeadText.size());
+  size_t Dst = Out.size();
+  for (auto It = Order.rbegin(); It != Order.rend(); ++It) {
+    if (*It == UINT32_MAX) continue;
+    const THead& H = FHeads[*It];
     const size_t At = static_cast<size_t>(H.Pos);
-    Out.append(Body, Pos, At - Pos);
-    Out.append(FHeadText, H.Offset, H.Length);
-    Pos = At;
+    Dst -= Src - At;
+    std::memmove(Out.data() + Dst, Out.data() + At, Src - At);
+    Src = At;
+    Dst -= H.Length;
+    std::memcpy(Out.data() + Dst, FHeadText.data() + H.Offset, H.Length);
   }
-  Out.append(Body, Pos, std::string::npos);
-  FParser->Stream() = std::move(Out);
   FHeads.clear();
   FHeadText.clear();
 }
