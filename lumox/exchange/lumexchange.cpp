@@ -162,11 +162,11 @@ void TLumExchange::EndTag() {
   } else if (Tag->ChildCount == 0 && Tag->Value.empty()) {
     Out.append(Indent, ' ').append(1, '<').append(Tag->Name).append(Tag->Params).append("/>\r\n");
   } else {
-    const size_t Offset = FHeadText.size();
-    FHeadText.append(Indent, ' ').append(1, '<').append(Tag->Name).append(Tag->Params);
-    FHeadText.append(">\r\n").append(Tag->Value);
-    FHeads.push_back(
-        {Tag->StartPos, Offset, FHeadText.size() - Offset, FSeqs[static_cast<size_t>(FDepth) - 1]});
+    std::string Head;
+    Head.reserve(Indent + Tag->Name.size() + Tag->Params.size() + Tag->Value.size() + 4);
+    Head.append(Indent, ' ').append(1, '<').append(Tag->Name).append(Tag->Params).append(">\r\n");
+    Head.append(Tag->Value);
+    FHeads.push_back({Tag->StartPos, std::move(Head), FSeqs[static_cast<size_t>(FDepth) - 1]});
     Out.append(Indent, ' ').append("</").append(Tag->Name).append(">\r\n");
   }
   --FDepth;
@@ -180,24 +180,23 @@ void TLumExchange::MergeHeads() {
   for (size_t I = 0; I < FHeads.size(); ++I) Order[FHeads[I].Seq] = static_cast<uint32_t>(I);
   FNextSeq = 0;
   if (FHeads.empty()) return;
-  // In place, from the back: each stretch of the body moves up by the length of the
-  // heads before it, so no second buffer of the file's size is needed.
-  std::string& Out = FParser->Stream();
-  size_t Src = Out.size();
-  Out.resize(Src + FHeadText.size());
-  size_t Dst = Out.size();
-  for (auto It = Order.rbegin(); It != Order.rend(); ++It) {
-    if (*It == UINT32_MAX) continue;
-    const THead& H = FHeads[*It];
+  const std::string& Body = FParser->Stream();
+  size_t Total = Body.size();
+  for (const THead& H : FHeads) Total += H.Text.size();
+  std::string Out;
+  Out.reserve(Total);
+  size_t Pos = 0;
+  for (uint32_t I : Order) {
+    if (I == UINT32_MAX) continue;
+    const THead& H = FHeads[I];
     const size_t At = static_cast<size_t>(H.Pos);
-    Dst -= Src - At;
-    std::memmove(Out.data() + Dst, Out.data() + At, Src - At);
-    Src = At;
-    Dst -= H.Length;
-    std::memcpy(Out.data() + Dst, FHeadText.data() + H.Offset, H.Length);
+    Out.append(Body, Pos, At - Pos);
+    Out.append(H.Text);
+    Pos = At;
   }
+  Out.append(Body, Pos, std::string::npos);
+  FParser->Stream() = std::move(Out);
   FHeads.clear();
-  FHeadText.clear();
 }
 
 void TLumExchange::addvalue(const std::string& Text) {
@@ -513,8 +512,6 @@ void TLumExchange::clear() {
   FParser->Stream().shrink_to_fit();  // a large scene's buffer is not kept around
   FDepth = 0;
   FHeads.clear();
-  FHeadText.clear();
-  FHeadText.shrink_to_fit();
   FNextSeq = 0;
   DropSideFiles();
   FFileCounter = 0;
