@@ -144,6 +144,8 @@ void TLumExchange::StartTag(const std::string& Name) {
   Tag->Obj = nullptr;
   Tag->StartPos = Tag->ParamPos = Tag->ValuePos = Tag->EndPos =
       static_cast<int64_t>(FParser->Stream().size());
+  if (FSeqs.size() <= static_cast<size_t>(FDepth)) FSeqs.resize(static_cast<size_t>(FDepth) + 1);
+  FSeqs[static_cast<size_t>(FDepth)] = FNextSeq++;
   ++FDepth;
 }
 
@@ -151,21 +153,21 @@ void TLumExchange::EndTag() {
   if (FDepth == 0) return;
   TXMLTag* Tag = FTags[static_cast<size_t>(FDepth) - 1].get();
   std::string& Out = FParser->Stream();
-  const std::string Indent(IndentWidth(Tag->Depth), ' ');
+  const size_t Indent = IndentWidth(Tag->Depth);
   const bool Written =
       Tag->ChildCount > 0 || !Tag->Value.empty() || !Tag->Params.empty() || !FNoDefaultValues;
   if (!Written) {
     // An element with nothing in it is left out; its start tag was never written.
     Out.resize(static_cast<size_t>(Tag->StartPos));
   } else if (Tag->ChildCount == 0 && Tag->Value.empty()) {
-    Out.append(Indent).append(1, '<').append(Tag->Name).append(Tag->Params).append("/>\r\n");
+    Out.append(Indent, ' ').append(1, '<').append(Tag->Name).append(Tag->Params).append("/>\r\n");
   } else {
     std::string Head;
-    Head.reserve(Indent.size() + Tag->Name.size() + Tag->Params.size() + Tag->Value.size() + 4);
-    Head.append(Indent).append(1, '<').append(Tag->Name).append(Tag->Params).append(">\r\n");
+    Head.reserve(Indent + Tag->Name.size() + Tag->Params.size() + Tag->Value.size() + 4);
+    Head.append(Indent, ' ').append(1, '<').append(Tag->Name).append(Tag->Params).append(">\r\n");
     Head.append(Tag->Value);
-    FHeads.emplace_back(Tag->StartPos, std::move(Head));
-    Out.append(Indent).append("</").append(Tag->Name).append(">\r\n");
+    FHeads.push_back({Tag->StartPos, std::move(Head), FSeqs[static_cast<size_t>(FDepth) - 1]});
+    Out.append(Indent, ' ').append("</").append(Tag->Name).append(">\r\n");
   }
   --FDepth;
   if (Written && FDepth > 0) ++FTags[static_cast<size_t>(FDepth) - 1]->ChildCount;
@@ -173,24 +175,23 @@ void TLumExchange::EndTag() {
 }
 
 void TLumExchange::MergeHeads() {
+  // By start-tag number, which is by position with the outer element first.
+  std::vector<uint32_t> Order(FHeads.empty() ? 0 : FNextSeq, UINT32_MAX);
+  for (size_t I = 0; I < FHeads.size(); ++I) Order[FHeads[I].Seq] = static_cast<uint32_t>(I);
+  FNextSeq = 0;
   if (FHeads.empty()) return;
-  // By position; at one position the outer element (recorded later) comes first.
-  std::vector<size_t> Order(FHeads.size());
-  for (size_t I = 0; I < Order.size(); ++I) Order[I] = I;
-  std::sort(Order.begin(), Order.end(), [this](size_t A, size_t B) {
-    if (FHeads[A].first != FHeads[B].first) return FHeads[A].first < FHeads[B].first;
-    return A > B;
-  });
   const std::string& Body = FParser->Stream();
   size_t Total = Body.size();
-  for (const auto& H : FHeads) Total += H.second.size();
+  for (const THead& H : FHeads) Total += H.Text.size();
   std::string Out;
   Out.reserve(Total);
   size_t Pos = 0;
-  for (size_t I : Order) {
-    const size_t At = static_cast<size_t>(FHeads[I].first);
+  for (uint32_t I : Order) {
+    if (I == UINT32_MAX) continue;
+    const THead& H = FHeads[I];
+    const size_t At = static_cast<size_t>(H.Pos);
     Out.append(Body, Pos, At - Pos);
-    Out.append(FHeads[I].second);
+    Out.append(H.Text);
     Pos = At;
   }
   Out.append(Body, Pos, std::string::npos);
@@ -511,6 +512,7 @@ void TLumExchange::clear() {
   FParser->Stream().shrink_to_fit();  // a large scene's buffer is not kept around
   FDepth = 0;
   FHeads.clear();
+  FNextSeq = 0;
   DropSideFiles();
   FFileCounter = 0;
   FBaseTag.Name.clear();

@@ -211,7 +211,17 @@ class TLumExchange : public TComponent {
   // belong at (outer elements after inner ones at the same position). They are
   // merged into the buffer in one pass when the outermost element ends, so saving
   // stays linear however deep the elements nest.
-  std::vector<std::pair<int64_t, std::string>> FHeads;
+  // Each knows its start-tag number, and start tags are numbered in buffer order
+  // (outer before inner at one position), so the merge needs no sorting.
+  struct THead {
+    int64_t Pos;
+    std::string Text;
+    uint32_t Seq;
+  };
+  std::vector<THead> FHeads;
+  // Start-tag numbers of the open elements (by depth), and the next number.
+  std::vector<uint32_t> FSeqs;
+  uint32_t FNextSeq = 0;
   void MergeHeads();
   std::vector<std::pair<std::string, std::string>> FSideFiles;
   void DropSideFiles();

@@ -2,11 +2,13 @@
 // reporting elements, attributes, texts, comments and specials through events.
 #include "lumox/exchange/xmlparser.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
 namespace lumox {
 
@@ -53,12 +55,35 @@ TXMLParser::~TXMLParser() {
     T = Parent;
   }
   if (!BaseFreed) delete FBase;
+  for (TXMLTag* T : FFreeTags) delete T;
+}
+
+TXMLTag* TXMLParser::NewTag() {
+  if (FFreeTags.empty()) return new TXMLTag;
+  TXMLTag* Tag = FFreeTags.back();
+  FFreeTags.pop_back();
+  return Tag;
+}
+
+void TXMLParser::FreeTag(TXMLTag* Tag) {
+  // Cleared but keeping the strings' storage for the next element.
+  Tag->Name.clear();
+  Tag->Value.clear();
+  Tag->Params.clear();
+  Tag->StartPos = Tag->ParamPos = Tag->ValuePos = Tag->EndPos = 0;
+  Tag->ChildCount = 0;
+  Tag->Depth = 0;
+  Tag->Line = 0;
+  Tag->Kind = 0;
+  Tag->Parent = nullptr;
+  Tag->Obj = nullptr;
+  FFreeTags.push_back(Tag);
 }
 
 void TXMLParser::CloseOpenTags() {
   while (FCurrent && FCurrent != FBase && FCurrent->Parent) {
     TXMLTag* Parent = FCurrent->Parent;
-    delete FCurrent;
+    FreeTag(FCurrent);
     FCurrent = Parent;
   }
   FCurrent = FBase;
@@ -117,7 +142,7 @@ int32_t TXMLParser::LineAt(const char* P) {
 }
 
 void TXMLParser::NewElement(const char* At) {
-  auto* Tag = new TXMLTag;
+  TXMLTag* Tag = NewTag();
   Tag->Parent = FCurrent;
   Tag->Depth = FCurrent->Depth + 1;
   Tag->Line = LineAt(At);
@@ -130,7 +155,7 @@ void TXMLParser::CloseTagStep() {
   atEndtag();
   if (FCurrent->Depth >= 1 && FCurrent->Kind != 2 && FCurrent->Parent) {
     TXMLTag* Parent = FCurrent->Parent;
-    delete FCurrent;
+    FreeTag(FCurrent);
     FCurrent = Parent;
   }
   FBuffer.clear();
@@ -139,16 +164,7 @@ void TXMLParser::CloseTagStep() {
   FState = FCurrent->Depth < 1 ? stDefault : stValue;
 }
 
-void TXMLParser::AddAttribute(const std::string& Line) {
-  size_t Eq = Line.find('=');
-  if (Eq == std::string::npos) {
-    FAttributes.emplace_back(Line, std::string());
-    FNoEquals.push_back(true);
-  } else {
-    FAttributes.emplace_back(Line.substr(0, Eq), Line.substr(Eq + 1));
-    FNoEquals.push_back(false);
-  }
-}
+void TXMLParser::AddAttribute(const std::string& Line) { FParams.append(Line).append("\r\n"); }
 
 const char* TXMLParser::Step(const char* P, const char* Limit) {
   const char Ch = *P;
@@ -250,24 +266,16 @@ const char* TXMLParser::Step(const char* P, const char* Limit) {
         default:  // '/' or '>', inside quotes too: values can hold neither
           if (!FBuffer.empty()) {
             AddAttribute(FBuffer);
-            std::string& Params = FCurrent->Params;
-            Params.clear();
-            for (size_t I = 0; I < FAttributes.size(); ++I) {
-              Params += FAttributes[I].first;
-              if (!FNoEquals[I]) {
-                Params += '=';
-                Params += FAttributes[I].second;
-              }
-              Params += "\r\n";
-            }
+            // The element's (cleared) string takes the place of the collected lines,
+            // so both keep their storage.
+            FCurrent->Params.swap(FParams);
             atParam();
             atTag();
           } else {
             atSkippedTag(FCurrent->Name);
           }
           FState = Ch == '/' ? stCloseTag : stValue;
-          FAttributes.clear();
-          FNoEquals.clear();
+          FParams.clear();
           FBuffer.clear();
           FCounter = 0;
           break;
@@ -334,17 +342,43 @@ const char* TXMLParser::Step(const char* P, const char* Limit) {
   return P + 1;
 }
 
+void TXMLParser::ReadFile() {
+  const int Fd = ::open(FileName.c_str(), O_RDONLY | O_CLOEXEC);
+  auto Fail = [this] {
+    return Exception("Cannot open file \"" + FileName + "\". " + std::strerror(errno));
+  };
+  if (Fd < 0) throw Fail();
+  struct TCloseFd {
+    int Fd;
+    ~TCloseFd() { ::close(Fd); }
+  } Close{Fd};
+  struct stat St {};
+  if (::fstat(Fd, &St) != 0) throw Fail();
+  // The size is a hint: a file that grows meanwhile, or a pipe that reports none, is
+  // read on to its end.
+  size_t Size = St.st_size > 0 ? static_cast<size_t>(St.st_size) : 0;
+  FStream.resize(Size > 0 ? Size + 1 : 65536);
+  size_t Got = 0;
+  for (;;) {
+    if (Got == FStream.size()) FStream.resize(FStream.size() * 2);
+    const ssize_t N = ::read(Fd, FStream.data() + Got, FStream.size() - Got);
+    if (N < 0) {
+      if (errno == EINTR) continue;
+      FStream.clear();
+      throw Fail();
+    }
+    if (N == 0) break;
+    Got += static_cast<size_t>(N);
+  }
+  FStream.resize(Got);
+}
+
 void TXMLParser::execute(TObject* target) {
   FBase->Obj = target;
   FCounter = 0;
   FBuffer.clear();
-  FAttributes.clear();
-  FNoEquals.clear();
-  if (FStream.empty()) {
-    std::ifstream In(FileName, std::ios::binary);
-    if (!In) throw Exception("Cannot open file \"" + FileName + "\". " + std::strerror(errno));
-    FStream.assign(std::istreambuf_iterator<char>(In), std::istreambuf_iterator<char>());
-  }
+  FParams.clear();
+  if (FStream.empty()) ReadFile();
   // The buffer is emptied however the run ends, so the next run reads the file again.
   struct TClearStream {
     std::string& S;

@@ -96,9 +96,8 @@ class TXMLParser : public TComponent {
   std::string& Stream() { return FStream; }
   // Parses the whole buffer; target becomes the base element's object.
   void execute(TObject* target);
-  // The element being read, and the attribute lines collected for it so far.
+  // The element being read.
   TXMLTag* Current() const { return FCurrent; }
-  const std::vector<std::pair<std::string, std::string>>& Attributes() const { return FAttributes; }
   TXMLTag* BaseTag() const { return FBase; }
   TStates State() const { return FState; }
   // Frees the elements left open by an unbalanced input and makes the base element
@@ -113,6 +112,12 @@ class TXMLParser : public TComponent {
   void NewElement(const char* At);
   void CloseTagStep();
   void AddAttribute(const std::string& Line);
+  // Element records are reused from a free list: loading a large file then costs no
+  // allocation per element once the deepest nesting has been met.
+  TXMLTag* NewTag();
+  // Reads FileName into the buffer in one block of the file's size.
+  void ReadFile();
+  void FreeTag(TXMLTag* Tag);
   void atEndtag();
   void atTag();
   void atParam();
@@ -131,9 +136,10 @@ class TXMLParser : public TComponent {
   // inside-quotes flag while reading attributes, the run of '-' in comments).
   std::string FBuffer;
   int32_t FCounter = 0;
-  std::vector<std::pair<std::string, std::string>> FAttributes;
-  // Parallel to FAttributes: the line had no '=' (then the pair's first is the line).
-  std::vector<bool> FNoEquals;
+  // The attribute lines of the current start tag so far, each ended by CR LF; they
+  // become the element's Params when the tag ends.
+  std::string FParams;
+  std::vector<TXMLTag*> FFreeTags;
   TXMLTag* FBase = nullptr;
   TXMLTag* FCurrent = nullptr;
   // Lines are counted lazily, only up to where an element starts: the position counted

@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <string>
 
 #include "lumox/exchange/lumexchange.h"
@@ -780,6 +782,110 @@ bool Coincide(const double* A, const double* B, double Tol) {
          std::fabs(A[2] - B[2]) < Tol;
 }
 
+// Working arrays of the sorted welding, kept by each thread between calls: a fresh block
+// of tens of megabytes costs a page fault per page on every call, which would take longer
+// than the welding itself. Released after a call on a very large mesh.
+struct TWeldScratch {
+  std::vector<uint64_t> Key, Key2;
+  std::vector<int32_t> Used, Idx, Idx2;
+  std::vector<uint32_t> CellEnd;
+  std::vector<double> Pos;
+};
+thread_local TWeldScratch WeldScratch;
+constexpr size_t WeldScratchKept = size_t{4} << 20;
+
+// What the welding of one vertex found among its candidates.
+struct TWeldFound {
+  int32_t Lowest = INT32_MAX, LowestNonZero = INT32_MAX, Found = 0;
+};
+
+// The usable vertices (ascending) and their cells, when every cell fits one 64-bit key:
+// the vertices are sorted by key (z, y, x, then number) and swept in that order. For
+// each cell one cursor per neighbouring row of cells (dz, dy) only ever moves forward,
+// so the pass reads memory in order and costs no look-up per vertex. False (nothing
+// done) when the cells span too wide a range for one key.
+template <typename TCellOf, typename TTake>
+bool WeldSorted(const double* Vertices, TWeldScratch& S, TCellOf CellOf, TTake Take) {
+  const std::vector<int32_t>& Used = S.Used;
+  const size_t M = Used.size();
+  int64_t Min[3] = {INT64_MAX, INT64_MAX, INT64_MAX}, Max[3] = {INT64_MIN, INT64_MIN, INT64_MIN};
+  for (int32_t i : Used) {
+    const TCellTable::Cell C = CellOf(i);
+    const int64_t V[3] = {C.X, C.Y, C.Z};
+    for (int a = 0; a < 3; ++a) Min[a] = std::min(Min[a], V[a]), Max[a] = std::max(Max[a], V[a]);
+  }
+  // One spare cell on each side, so that neighbouring cells never wrap into another row.
+  uint64_t Range[3];
+  for (int a = 0; a < 3; ++a) Range[a] = static_cast<uint64_t>(Max[a] - Min[a]) + 3;
+  if (static_cast<double>(Range[0]) * static_cast<double>(Range[1]) *
+          static_cast<double>(Range[2]) >
+      1.0e18)
+    return false;
+  const uint64_t RX = Range[0], RXY = Range[0] * Range[1];
+  std::vector<uint64_t>&Key = S.Key, &Key2 = S.Key2;
+  std::vector<int32_t>&Idx = S.Idx, &Idx2 = S.Idx2;
+  Key.resize(M);
+  Key2.resize(M);
+  Idx.assign(Used.begin(), Used.end());
+  Idx2.resize(M);
+  uint64_t MaxKey = 0;
+  for (size_t p = 0; p < M; ++p) {
+    const TCellTable::Cell C = CellOf(Idx[p]);
+    Key[p] = static_cast<uint64_t>(C.Z - Min[2] + 1) * RXY +
+             static_cast<uint64_t>(C.Y - Min[1] + 1) * RX + static_cast<uint64_t>(C.X - Min[0] + 1);
+    MaxKey = std::max(MaxKey, Key[p]);
+  }
+  // Stable radix sort by key, 11 bits a pass: vertex numbers stay ascending in a cell.
+  constexpr int Digit = 11;
+  constexpr size_t Buckets = size_t{1} << Digit;
+  std::vector<size_t> Count(Buckets + 1);
+  const int Bits = static_cast<int>(std::bit_width(MaxKey));
+  for (int Shift = 0; Shift < Bits; Shift += Digit) {
+    std::fill(Count.begin(), Count.end(), 0);
+    for (size_t p = 0; p < M; ++p) ++Count[((Key[p] >> Shift) & (Buckets - 1)) + 1];
+    if (*std::max_element(Count.begin(), Count.end()) == M) continue;  // one digit for all
+    for (size_t b = 1; b <= Buckets; ++b) Count[b] += Count[b - 1];
+    for (size_t p = 0; p < M; ++p) {
+      const size_t q = Count[(Key[p] >> Shift) & (Buckets - 1)]++;
+      Key2[q] = Key[p];
+      Idx2[q] = Idx[p];
+    }
+    Key.swap(Key2);
+    Idx.swap(Idx2);
+  }
+  // The end of the cell run each sorted position lies in.
+  std::vector<uint32_t>& CellEnd = S.CellEnd;
+  CellEnd.resize(M);
+  CellEnd[M - 1] = static_cast<uint32_t>(M);
+  for (size_t p = M - 1; p-- > 0;)
+    CellEnd[p] = Key[p] == Key[p + 1] ? CellEnd[p + 1] : static_cast<uint32_t>(p + 1);
+
+  // The positions in sorted order, so that candidates are read from neighbouring memory.
+  std::vector<double>& Pos = S.Pos;
+  Pos.resize(M * 3);
+  for (size_t p = 0; p < M; ++p)
+    std::copy_n(Vertices + static_cast<size_t>(Idx[p]) * 3, 3, Pos.data() + p * 3);
+
+  size_t Cursor[9] = {};
+  size_t Begin[9], End[9];
+  for (size_t g = 0; g < M; g = CellEnd[g]) {
+    for (int r = 0; r < 9; ++r) {
+      // Row (dz, dy) = (r / 3 - 1, r % 3 - 1): the cells x - 1 .. x + 1 in it.
+      const uint64_t Mid = Key[g] + static_cast<uint64_t>(r / 3) * RXY +
+                           static_cast<uint64_t>(r % 3) * RX - RXY - RX;
+      size_t& C = Cursor[r];
+      while (C < M && Key[C] < Mid - 1) ++C;
+      Begin[r] = C;
+      size_t E = C;
+      while (E < M && Key[E] <= Mid + 1) E = CellEnd[E];
+      End[r] = E;
+    }
+    for (size_t p = g; p < CellEnd[g]; ++p)
+      Take(Idx[p], Pos.data() + p * 3, Idx.data(), Pos.data(), CellEnd.data(), Begin, End);
+  }
+  return true;
+}
+
 }  // namespace
 
 void LumWeldPoints(const double* Vertices, const uint8_t* Flags, int32_t Count, uint8_t Mask,
@@ -815,6 +921,45 @@ void LumWeldPoints(const double* Vertices, const uint8_t* Flags, int32_t Count, 
     if (Usable(i)) ++Masked;
   if (Masked == 0) return;
 
+  const bool Full = Counts || RepNonZero;
+  auto Store = [&](size_t i, const TWeldFound& F) {
+    if (F.Found == 0) return;
+    Rep[i] = F.Lowest;
+    if (Counts) (*Counts)[i] = F.Found;
+    if (RepNonZero) (*RepNonZero)[i] = F.LowestNonZero == INT32_MAX ? 0 : F.LowestNonZero;
+  };
+  {
+    TWeldScratch& S = WeldScratch;
+    S.Used.clear();
+    for (size_t i = 0; i < N; ++i)
+      if (Usable(i)) S.Used.push_back(static_cast<int32_t>(i));
+    auto CellOfIndex = [&](int32_t i) { return CellOf(Vertices + static_cast<size_t>(i) * 3); };
+    auto Take = [&](int32_t i, const double* P, const int32_t* Idx, const double* Pos,
+                    const uint32_t* CellEnd, const size_t* Begin, const size_t* End) {
+      TWeldFound F;
+      for (int r = 0; r < 9; ++r)
+        for (size_t q = Begin[r]; q < End[r];) {
+          const int32_t j = Idx[q];
+          // Numbers ascend in a cell: past the lowest found, the rest of it cannot win.
+          if (!Full && j >= F.Lowest) {
+            q = CellEnd[q];
+            continue;
+          }
+          if (Coincide(P, Pos + q * 3, Tol)) {
+            ++F.Found;
+            F.Lowest = std::min(F.Lowest, j);
+            if (j != 0) F.LowestNonZero = std::min(F.LowestNonZero, j);
+          }
+          ++q;
+        }
+      Store(static_cast<size_t>(i), F);
+    };
+    const bool Done = WeldSorted(Vertices, S, CellOfIndex, Take);
+    if (Masked > WeldScratchKept) S = TWeldScratch();
+    if (Done) return;
+  }
+
+  // Cells too far apart for one key: an open-addressing table of the cells instead.
   TCellTable Table(Masked);
   std::vector<uint32_t> SlotOf(N, UINT32_MAX);
   for (size_t i = 0; i < N; ++i) {
@@ -837,7 +982,6 @@ void LumWeldPoints(const double* Vertices, const uint8_t* Flags, int32_t Count, 
     Members[S.Begin + S.Count++] = static_cast<int32_t>(i);
   }
 
-  const bool Full = Counts || RepNonZero;
   for (size_t i = 0; i < N; ++i) {
     if (SlotOf[i] == UINT32_MAX) continue;
     const double* P = Vertices + i * 3;
@@ -859,10 +1003,7 @@ void LumWeldPoints(const double* Vertices, const uint8_t* Flags, int32_t Count, 
             if (!Full) break;
           }
         }
-    if (Found == 0) continue;
-    Rep[i] = Lowest;
-    if (Counts) (*Counts)[i] = Found;
-    if (RepNonZero) (*RepNonZero)[i] = LowestNonZero == INT32_MAX ? 0 : LowestNonZero;
+    Store(i, {Lowest, LowestNonZero, Found});
   }
 }
 

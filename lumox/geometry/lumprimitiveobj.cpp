@@ -242,9 +242,12 @@ void TLumPrimitiveObj::CalcNormals() {
     FPoints->SetDefineArrays(Defined);
   }
   const int32_t N = FPoints->Count();
-  std::vector<double> Sum(static_cast<size_t>(N) * 3, 0.0);
-  std::vector<int32_t> Hits(N, 0);
-  std::vector<int32_t> Rep;
+  // Kept by each thread between calls (released after a very large mesh): fresh blocks
+  // of this size would cost a page fault per page on every call.
+  thread_local std::vector<double> Sum;
+  thread_local std::vector<int32_t> Hits, Rep;
+  Sum.assign(static_cast<size_t>(N) * 3, 0.0);
+  Hits.assign(static_cast<size_t>(N), 0);
   LumWeldPoints(FPoints->Vertices(), FPoints->Flags(), N, 0x01, tolerance, Rep);
 
   auto Pos = [this](uint32_t v) { return FPoints->GetVector(static_cast<int32_t>(v), 0); };
@@ -326,6 +329,7 @@ void TLumPrimitiveObj::CalcNormals() {
     LumMathNormalize(Nv);
     FPoints->SetVector(v, 1, Nv);
   }
+  if (N > (4 << 20)) Sum = {}, Hits = {}, Rep = {};
 }
 
 void TLumPrimitiveObj::CalcTexture() {

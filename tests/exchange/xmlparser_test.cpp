@@ -112,6 +112,21 @@ TEST(XMLParserTest, KindByteClosesAtOnceOrKeepsAnElementOpen) {
   EXPECT_EQ(R.Parser.Current()->Name, "a");
 }
 
+// Element records are reused once closed: a new element starts without the attributes,
+// text, line or object of the one before it.
+TEST(XMLParserTest, ReusedElementRecordsStartEmpty) {
+  TRecorder R;
+  Lines Seen;
+  R.Parser.OnTag = [&](TXMLTag*& T) {
+    Seen.push_back(T->Name + "|" + T->Params + "|" + T->Value + "|" + std::to_string(T->Line) +
+                   (T->Obj ? "|obj" : ""));
+    T->Obj = &R.Parser;
+  };
+  R.Run("<a k=\"v\">text</a>\n<b>\n<c></c></b>");
+  R.Run("<d>");
+  EXPECT_EQ(Seen, (Lines{"a|k=v\r\nk=v\r\n||1", "b|||2", "c|||3", "d|||1"}));
+}
+
 // Elements whose attributes and texts straddle the progress points come out intact.
 TEST(XMLParserTest, ProgressEvery2000CharactersAndOnceAtTheEnd) {
   std::string Text = "<root>";
