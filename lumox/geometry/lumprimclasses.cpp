@@ -784,7 +784,8 @@ bool Coincide(const double* A, const double* B, double Tol) {
 
 // Working arrays of the sorted welding, kept by each thread between calls: a fresh block
 // of tens of megabytes costs a page fault per page on every call, which would take longer
-// than the welding itself. Released after a call on a very large mesh.
+// than the welding itself. Released after a mesh of more than 256 K vertices, so a
+// thread holds at most about 20 MB of them between calls.
 struct TWeldScratch {
   std::vector<uint64_t> Key, Key2;
   std::vector<int32_t> Used, Idx, Idx2;
@@ -792,7 +793,7 @@ struct TWeldScratch {
   std::vector<double> Pos;
 };
 thread_local TWeldScratch WeldScratch;
-constexpr size_t WeldScratchKept = size_t{4} << 20;
+constexpr size_t WeldScratchKept = size_t{1} << 18;
 
 // What the welding of one vertex found among its candidates.
 struct TWeldFound {

@@ -242,8 +242,8 @@ void TLumPrimitiveObj::CalcNormals() {
     FPoints->SetDefineArrays(Defined);
   }
   const int32_t N = FPoints->Count();
-  // Kept by each thread between calls (released after a very large mesh): fresh blocks
-  // of this size would cost a page fault per page on every call.
+  // Kept by each thread between calls (released after a mesh of more than 256 K
+  // vertices): fresh blocks of this size would cost a page fault per page on every call.
   thread_local std::vector<double> Sum;
   thread_local std::vector<int32_t> Hits, Rep;
   Sum.assign(static_cast<size_t>(N) * 3, 0.0);
@@ -329,7 +329,7 @@ void TLumPrimitiveObj::CalcNormals() {
     LumMathNormalize(Nv);
     FPoints->SetVector(v, 1, Nv);
   }
-  if (N > (4 << 20)) Sum = {}, Hits = {}, Rep = {};
+  if (N > (1 << 18)) Sum = {}, Hits = {}, Rep = {};
 }
 
 void TLumPrimitiveObj::CalcTexture() {
