@@ -137,7 +137,10 @@ void BuildS3(TComponent* Owner, TLumNode* Root) {
     return N;
   };
   for (int A = 0; A < 20; ++A) {
-    const std::string NameA = "G" + std::to_string(A);
+    // Appended rather than "G" + to_string: GCC 12 at -O3 warns of an overlapping copy
+    // (a false -Wrestrict) in the literal-plus-string operator.
+    std::string NameA = "G";
+    NameA += std::to_string(A);
     TLumNode* NA = Node(Root, NameA, 2.5 * A - 23.75, 0, 0);
     for (int B = 0; B < 10; ++B) {
       const std::string NameB = NameA + "_" + std::to_string(B);
