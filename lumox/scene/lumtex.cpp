@@ -3,6 +3,7 @@
 #include "lumox/scene/lumtex.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
@@ -330,10 +331,18 @@ TObject* TLumTexture::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 // --- the texture cache ------------------------------------------------------------------
 
 int MaxTextureSide() {
-  const bool RootMade = MakeShareRootCurrent();
+  // The driver's limit holds for the whole process: asked once, not at every upload.
+  static std::atomic<int> Known{0};
+  if (const int K = Known.load(std::memory_order_relaxed)) return K;
   GLint Max = 0;
+  // Whatever context is current first (a toolkit's included): switching to the share
+  // root in the middle of a toolkit's frame would leave it with no context.
   glGetIntegerv(GL_MAX_TEXTURE_SIZE, &Max);  // left 0 with no context current
-  if (RootMade) ReleaseShareRoot();
+  if (Max <= 0 && MakeShareRootCurrent()) {
+    glGetIntegerv(GL_MAX_TEXTURE_SIZE, &Max);
+    ReleaseShareRoot();
+  }
+  if (Max > 0) Known.store(Max, std::memory_order_relaxed);
   return Max;
 }
 

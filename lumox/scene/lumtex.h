@@ -102,8 +102,8 @@ void RedrawTextures();
 bool IsLastRenderedTex(TLumTexture* t);
 void SetLastRenderedTex(TLumTexture* t);
 
-// GL_MAX_TEXTURE_SIZE of the current context, else of the share root; 0 while the
-// process has made no context.
+// GL_MAX_TEXTURE_SIZE of the current context, else of the share root, kept once known;
+// 0 while the process has made no context.
 int MaxTextureSide();
 
 void RegisterLumtexClasses();
