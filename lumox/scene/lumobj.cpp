@@ -189,22 +189,17 @@ void TLumNode::Insert(int Index, TLumRender* Item) {
   if (OnItemNotify) OnItemNotify(Item, opInsert);
 }
 
-int TLumNode::Remove(TLumRender* Item) {
-  // The first occurrence, as IndexOf finds it; an item that is there once is looked
-  // for from the end, where removals of large lists (Clear, dying items) happen.
-  int Index = -1;
+int TLumNode::FindItem(TLumRender* Item) const {
   auto Found = FOccurrences.find(Item);
-  if (Found == FOccurrences.end()) {
-    if (!Item) Index = IndexOf(Item);
-  } else if (Found->second == 1) {
-    for (int I = GetCount() - 1; I >= 0; --I)
-      if (FItems[static_cast<size_t>(I)] == Item) {
-        Index = I;
-        break;
-      }
-  } else {
-    Index = IndexOf(Item);
-  }
+  if (Found == FOccurrences.end()) return Item ? -1 : IndexOf(Item);
+  if (Found->second > 1) return IndexOf(Item);
+  for (int I = GetCount() - 1; I >= 0; --I)
+    if (FItems[static_cast<size_t>(I)] == Item) return I;
+  return -1;
+}
+
+int TLumNode::Remove(TLumRender* Item) {
+  const int Index = FindItem(Item);
   if (Index >= 0) {
     const bool Indirect = IsIndirect(Index);
     FItems.erase(FItems.begin() + Index);
@@ -412,17 +407,13 @@ void TLumNode::Notification(TComponent* AComponent, TOperation Operation) {
   auto* AsItem = Operation == opRemove ? dynamic_cast<TLumRender*>(AComponent) : nullptr;
   auto Found = AsItem ? FOccurrences.find(AsItem) : FOccurrences.end();
   if (Found != FOccurrences.end() && Found->second == 1) {
-    // The common case, a direct item that dies while it is in the list once: looked
-    // for from the end, where scenes die, instead of scanning the whole list for each.
-    for (int I = GetCount() - 1; I >= 0; --I)
-      if (FItems[static_cast<size_t>(I)] == AComponent) {
-        if (IsIndirect(I)) {
-          Counted(AsItem, -1);
-          FItems.erase(FItems.begin() + I);
-          FIndirect.erase(FIndirect.begin() + I);
-        }
-        break;
-      }
+    // The common case, an item that dies while it is in the list once.
+    const int I = FindItem(AsItem);
+    if (I >= 0 && IsIndirect(I)) {
+      Counted(AsItem, -1);
+      FItems.erase(FItems.begin() + I);
+      FIndirect.erase(FIndirect.begin() + I);
+    }
   } else if (Found != FOccurrences.end()) {
     // Drop indirect references to a dying component; direct items leave through
     // their own destructor.

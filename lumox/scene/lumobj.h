@@ -153,6 +153,9 @@ class TLumNode : public TLumCustomNode {
   // for items that are there once (the usual case) in large scenes.
   std::unordered_map<TLumRender*, int> FOccurrences;
   void Counted(TLumRender* Item, int Delta);
+  // The first index of Item, as IndexOf gives it; an item held once is looked for
+  // from the end, where removals of large lists (Clear, dying items) happen.
+  int FindItem(TLumRender* Item) const;
   void WriteItems(TLumExchange* Exchange);
 };
 
