@@ -76,12 +76,6 @@ bool ParseCount(const std::string& Text, int& Value) {
   return true;
 }
 
-bool ParseSize(const std::string& Text, int& W, int& H) {
-  const size_t X = Text.find_first_of("xX");
-  return X != std::string::npos && ParseCount(Text.substr(0, X), W) &&
-         ParseCount(Text.substr(X + 1), H) && W > 0 && H > 0 && W <= 16384 && H <= 16384;
-}
-
 int ParseBenchArgs(const TArgs& Args, TBenchOptions& O) {
   for (size_t I = 0; I < Args.size(); ++I) {
     const std::string& A = Args[I];
@@ -100,7 +94,8 @@ int ParseBenchArgs(const TArgs& Args, TBenchOptions& O) {
         return BadUsage("--frames needs a count, 1 or more");
       O.Frames = N;
     } else if (Name == "--size") {
-      if (!Value(V) || !ParseSize(V, O.Width, O.Height))
+      if (!Value(V) || !ParseSize(V, O.Width, O.Height) || O.Width > MaxImageSide ||
+          O.Height > MaxImageSide)
         return BadUsage("--size needs WIDTHxHEIGHT, e.g. 256x256");
     } else if (A == "--uncached") {
       O.Cache = bcUncached;

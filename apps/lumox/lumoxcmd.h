@@ -42,6 +42,11 @@ int Fail(const std::string& File, const std::string& Message);
 // Prints "lumox: <message>" and the usage hint on stderr, and returns ExitUsage.
 int BadUsage(const std::string& Message);
 
+// The largest image side --size accepts.
+inline constexpr int MaxImageSide = 16384;
+// "WIDTHxHEIGHT" (or X) with both positive; false for anything else.
+bool ParseSize(const std::string& Text, int& W, int& H);
+
 // What loading a scene found besides its objects.
 struct TSceneLoad {
   std::vector<lumox::TLumLoadWarning> Warnings;

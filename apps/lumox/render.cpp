@@ -30,6 +30,17 @@ using namespace lumox;
 
 namespace lumoxcmd {
 
+bool ParseSize(const std::string& Text, int& W, int& H) {
+  const size_t X = Text.find_first_of("xX");
+  if (X == std::string::npos) return false;
+  auto Int = [](const std::string& S, int& V) {
+    if (S.empty() || S.size() > 9 || !std::all_of(S.begin(), S.end(), ::isdigit)) return false;
+    V = std::stoi(S);
+    return V > 0;
+  };
+  return Int(Text.substr(0, X), W) && Int(Text.substr(X + 1), H);
+}
+
 namespace {
 
 constexpr double Pi = 3.14159265358979323846;
@@ -65,24 +76,11 @@ bool ParseNumber(const std::string& Text, double& Value) {
   return Used == Text.size() && std::isfinite(Value);
 }
 
-// The largest image side --size accepts.
-constexpr int MaxSide = 16384;
 bool ParseVector(const std::string& Text, TLumMathVector& V) {
   const size_t C1 = Text.find(','), C2 = C1 == std::string::npos ? C1 : Text.find(',', C1 + 1);
   if (C2 == std::string::npos) return false;
   return ParseNumber(Text.substr(0, C1), V.X) && ParseNumber(Text.substr(C1 + 1, C2 - C1 - 1), V.Y) &&
          ParseNumber(Text.substr(C2 + 1), V.Z);
-}
-
-bool ParseSize(const std::string& Text, int& W, int& H) {
-  const size_t X = Text.find_first_of("xX");
-  if (X == std::string::npos) return false;
-  auto Int = [](const std::string& S, int& V) {
-    if (S.empty() || S.size() > 9 || !std::all_of(S.begin(), S.end(), ::isdigit)) return false;
-    V = std::stoi(S);
-    return V > 0;
-  };
-  return Int(Text.substr(0, X), W) && Int(Text.substr(X + 1), H);
 }
 
 // Whether the output's extension names a format the image writer knows (PNG, BMP or
@@ -152,8 +150,8 @@ int ParseRenderArgs(const TArgs& Args, bool Demo, TRenderOptions& O, bool NeedOu
       std::string V;
       if (!Next(V) || !ParseSize(V, O.Width, O.Height))
         return BadUsage("--size needs WIDTHxHEIGHT, e.g. 800x600");
-      if (O.Width > MaxSide || O.Height > MaxSide)
-        return BadUsage("--size " + V + " is too large: at most " + std::to_string(MaxSide) +
+      if (O.Width > MaxImageSide || O.Height > MaxImageSide)
+        return BadUsage("--size " + V + " is too large: at most " + std::to_string(MaxImageSide) +
                         " pixels a side");
     } else if (A == "--background") {
       std::string V;
