@@ -226,9 +226,13 @@ void TLumRender::Render(TLumCustomView* aView) {
     DoDisable(aView);
     return;
   }
-  // Without a view there is no context's state to keep: each call counts as outermost.
-  TLumTraversal Alone;
-  TLumTraversal& T = aView ? aView->RenderState().Traversal : Alone;
+  if (!aView) {
+    // Without a view there is no context's state to keep: each call is outermost.
+    TLumTraversal Alone;
+    RenderOutermost(aView, Alone);
+    return;
+  }
+  TLumTraversal& T = aView->RenderState().Traversal;
   if (T.Depth == 0) {
     RenderOutermost(aView, T);
     return;

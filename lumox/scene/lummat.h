@@ -44,7 +44,6 @@ class TLumMaterial : public TLumRender {
   TLumStateKey StateKey() const { return FStateKey; }
 
  private:
-  TLumStateKey FStateKey = NewStateKey();
   TMaterialFace FFace = mfFrontBack;
   // The four colours live in the material itself: every frame reads them all, and
   // four separate blocks per material cost a cache miss each in a large scene.
@@ -54,6 +53,7 @@ class TLumMaterial : public TLumRender {
   TLumColor* FColorSpecular;
   TLumColor* FColorEmission;
   int32_t FShininess = 0;
+  TLumStateKey FStateKey = NewStateKey();
 };
 
 // Whether m is the material whose state the context aView renders in holds now (its
