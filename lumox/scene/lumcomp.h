@@ -42,7 +42,7 @@ class TLumCustomView : public TComponent {
 
   // Display lists freed while the context was not current, deleted the next time it
   // is (DeleteDeferredLists): freeing a scene then costs one switch of context, not
-  // one per cached component. Count lists from First.
+  // one per cached component. Count consecutive lists from First (a font's glyphs).
   void DeferListDeletion(uint32_t First, int32_t Count = 1) {
     FDeferredLists.push_back({First, Count});
   }

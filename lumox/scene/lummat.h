@@ -56,10 +56,10 @@ class TLumMaterial : public TLumRender {
   TLumStateKey FStateKey = NewStateKey();
 };
 
-// Whether m is the material whose state the context aView renders in holds now (its
-// render state's; one material for all materials). The view forgets it at the start of
-// each frame and image, and lists forget it when they open and after they are called.
-// Without a view nothing is known: false, and the setter does nothing.
+// Whether m is the material whose state the context aView renders in holds now: one
+// entry of that context's render state, which all materials share. The view forgets it
+// at the start of each frame and image, and lists forget it when they open and after
+// they are called. Without a view nothing is known: false, and the setter does nothing.
 bool IsLastRenderedMaterial(TLumCustomView* aView, const TLumMaterial* m);
 void SetLastRenderedMaterial(TLumCustomView* aView, TLumMaterial* m);
 

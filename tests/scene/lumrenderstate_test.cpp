@@ -24,21 +24,6 @@ std::array<float, 4> Ambient() {
 
 }  // namespace
 
-TEST(RenderStateTest, TextureTestFailsOnceAfterEachReset) {
-  TLumRenderState S;
-  const TLumStateKey A = NewStateKey(), B = NewStateKey();
-  EXPECT_NE(A, B);
-  S.SetLastTexture(A);
-  EXPECT_FALSE(S.IsLastTexture(A));  // the first test of a frame
-  EXPECT_TRUE(S.IsLastTexture(A));
-  EXPECT_FALSE(S.IsLastTexture(B));
-  S.RedrawTextures();
-  EXPECT_FALSE(S.IsLastTexture(A));
-  S.Material.Set(A);
-  S.Reset();
-  EXPECT_FALSE(S.Material.Is(A) || S.IsLastTexture(A));
-}
-
 // What one context holds says nothing of another: a material rendered in one view is
 // not the last rendered one in another, nor in the context an image is taken in.
 TEST_F(ViewTest, EveryContextHasARenderStateOfItsOwn) {

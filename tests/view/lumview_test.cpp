@@ -383,7 +383,7 @@ TEST_F(ImageTest, AnImageClearingOnlyDepthShowsNothingOfTheImageBefore) {
   EXPECT_EQ(RGB(Left, 20, 30), 0xFFFFFFu);
   EXPECT_EQ(RGB(Right, 60, 30), 0xFFFFFFu);
   EXPECT_EQ(LitPixels(LeftHalf), 0);              // as in a new buffer, not the square before
-  EXPECT_GE(LitPixels(RightHalf), 24 * 18 - 24);  // the square, 0.3 of the width wide
+  EXPECT_GE(LitPixels(RightHalf), 24 * 18 - 24);  // the square: 24 x 18 pixels
 }
 
 TEST_F(ImageTest, ImagesDeleteTheListsFreedBetweenThem) {
