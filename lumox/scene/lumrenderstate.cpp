@@ -6,9 +6,11 @@
 namespace lumox {
 
 TLumStateKey NewStateKey() {
-  // A counter, not a cache: 2^64 numbers outlast any process.
+  // A counter, not a cache. 0 names no component, so it is skipped when the count wraps.
   static std::atomic<TLumStateKey> Last{0};
-  return Last.fetch_add(1, std::memory_order_relaxed) + 1;
+  TLumStateKey Key = Last.fetch_add(1, std::memory_order_relaxed) + 1;
+  if (Key == 0) Key = Last.fetch_add(1, std::memory_order_relaxed) + 1;
+  return Key;
 }
 
 }  // namespace lumox

@@ -8,10 +8,11 @@
 
 namespace lumox {
 
-// A number that names a component in the "last rendered" tests. Numbers are never used
-// twice in a process, so a component freed and another one made at its address are
-// never taken for each other, and a state needs no word of a component's end.
-using TLumStateKey = uint64_t;
+// A number that names a component in the "last rendered" tests. Numbers are not used
+// twice until 2^32 more have been handed out, so a component freed and another one made
+// at its address are not taken for each other, and a state needs no word of a
+// component's end. (32 bits: a material's key fits in what was padding.)
+using TLumStateKey = uint32_t;
 TLumStateKey NewStateKey();
 
 // The component whose state a context holds now, for one kind of render state.
