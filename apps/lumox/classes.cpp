@@ -13,6 +13,7 @@
 
 #include "apps/lumox/lumoxcmd.h"
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/proptable.h"
 #include "lumox/scene/lumobj.h"
 #include "lumox/view/lumcam.h"
 
@@ -135,7 +136,42 @@ void Print(const std::vector<TElement>& Elements, const char* ClassName,
   std::printf("\n");
 }
 
+// One class's table: a line per property, inherited ones first.
+void PrintTable(const TLumClassInfo* C) {
+  std::printf("%s", C->ClassName().c_str());
+  if (C->Parent()) std::printf(" (%s)", C->Parent()->ClassName().c_str());
+  if (!C->PalettePage().empty()) std::printf(", palette page \"%s\"", C->PalettePage().c_str());
+  std::printf(": %s\n", C->Description().c_str());
+  for (const TLumPropInfo* P : C->Properties()) {
+    std::string Default = P->Kind == pkEvent ? "event, not stored"
+                          : !P->Stored      ? "not stored"
+                                            : P->DefaultText();
+    if (P->ReadOnly && P->Kind != pkObject) Default += ", read-only";
+    if (P->Range) Default += ", range " + P->Range->ToString();
+    std::printf("  %-22s %-30s %s\n", P->Name.c_str(), P->TypeText().c_str(), Default.c_str());
+  }
+}
+
 }  // namespace
+
+int PrintClassProperties(const std::string& ClassName) {
+  if (!ClassName.empty()) {
+    const TLumClassInfo* C = FindClassInfo(ClassName);
+    if (!C) {
+      std::fprintf(stderr, "lumox: no class %s (lumox classes lists them)\n", ClassName.c_str());
+      return ExitFailure;
+    }
+    PrintTable(C);
+    return 0;
+  }
+  bool First = true;
+  for (const TLumClassInfo* C : GetClassInfos()) {
+    if (!First) std::printf("\n");
+    First = false;
+    PrintTable(C);
+  }
+  return 0;
+}
 
 void PrintClassAttributes() {
   std::printf(

@@ -16,7 +16,9 @@
 #include <type_traits>
 
 #include "lumox/host/graphics.h"
+#include "lumox/host/proptable.h"
 #include "lumox/package/lumpackage.h"
+#include "lumox/package/lumregister.h"
 #include "lumox/scene/lumcomp.h"
 
 namespace lumox {
@@ -808,6 +810,26 @@ void TLumExchange::LoadfromFile(TObject* Target) {
   FParser->CloseOpenTags();
   FState = stReady;
   if (auto* T = dynamic_cast<TLumTransformed*>(Target)) T->SubChange(T);
+}
+
+// --- the published-property table ------------------------------------------------------
+
+void detail::RegisterLumexchangeProperties() {
+  TLumClassTable<TLumExchange, TComponent> T("TLumExchange", "Lumox",
+                                             "Saves and loads LUMGL scene files");
+  T.Creatable();
+  T.Boolean("ParamNewLine", &TLumExchange::ParamNewLine, &TLumExchange::SetParamNewLine,
+            NoStoredDefault, "Every attribute after an element's first on a line of its own");
+  T.Boolean("NoDefaultValues", &TLumExchange::NoDefaultValues, &TLumExchange::SetNoDefaultValues,
+            NoStoredDefault, "Leaves out values equal to their defaults, and empty elements");
+  T.Integer("Decimals", &TLumExchange::Decimals, &TLumExchange::SetDecimals, NoStoredDefault,
+            "Significant digits of numbers; 0 = enough to read back exactly");
+  T.Event("OnSProgress", "TXMLProgressEvent", &TLumExchange::OnSProgress,
+          "Progress of saving and loading, 0..1");
+  T.String("FileDescription", &TLumExchange::FileDescription, &TLumExchange::SetFileDescription,
+           NoStoredDefault, "The root element's description");
+  T.String("FileName", &TLumExchange::FileName, &TLumExchange::SetFileName, NoStoredDefault,
+           "The file to save to or load from");
 }
 
 }  // namespace lumox

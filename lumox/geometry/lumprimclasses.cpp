@@ -11,7 +11,9 @@
 #include <string>
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
+#include "lumox/package/lumregister.h"
 #include "lumox/scene/lumcomp.h"
 
 namespace lumox {
@@ -1006,6 +1008,30 @@ void LumWeldPoints(const double* Vertices, const uint8_t* Flags, int32_t Count, 
         }
     Store(i, {Lowest, LowestNonZero, Found});
   }
+}
+
+// --- the published-property table ------------------------------------------------------
+
+void detail::RegisterLumprimclassesProperties() {
+  TLumClassTable<TLumTextureFlags, TLumProperty> T("TLumTextureFlags", "",
+                                                   "How a mesh's texture coordinates are made");
+  T.Creatable();
+  T.Enum("Mode", "TLumTextureMode", &TLumTextureFlags::Mode, &TLumTextureFlags::SetMode,
+         TLumTextureModeStr, txStandard, "The shape's own coordinates, or a projection")
+      .Exchange();
+  T.Double("ShiftX", &TLumTextureFlags::ShiftX, &TLumTextureFlags::SetShiftX, 0.0, "Added to s")
+      .Exchange();
+  T.Double("ShiftY", &TLumTextureFlags::ShiftY, &TLumTextureFlags::SetShiftY, 0.0, "Added to t")
+      .Exchange();
+  T.Double("ScaleX", &TLumTextureFlags::ScaleX, &TLumTextureFlags::SetScaleX, 1.0, "Multiplies s")
+      .Exchange();
+  T.Double("ScaleY", &TLumTextureFlags::ScaleY, &TLumTextureFlags::SetScaleY, 1.0, "Multiplies t")
+      .Exchange();
+  T.Object("ParamVector", &TLumTextureFlags::ParamVector, &TLumTextureFlags::SetParamVec,
+           "The centre of txSphereZ")
+      .Exchange();
+  T.DefineZero("ScaleX", &TLumTextureFlags::ScaleX);
+  T.DefineZero("ScaleY", &TLumTextureFlags::ScaleY);
 }
 
 }  // namespace lumox

@@ -12,7 +12,9 @@
 #include <deque>
 #include <numbers>
 
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
+#include "lumox/package/lumregister.h"
 #include "lumox/scene/lumattr.h"
 #include "lumox/scene/lumtex.h"
 
@@ -681,6 +683,13 @@ void TLumCanvas::DrawTexture(const TRect& Dest, TLumTexture* Texture, const TRec
   glMatrixMode(GL_TEXTURE);
   glPopMatrix();
   ResetAttribs();
+}
+
+// --- the published-property table ------------------------------------------------------
+
+void detail::RegisterLumcanvasviewProperties() {
+  TLumClassTable<TLumCanvasView, TLumCustomView>("TLumCanvasView", "",
+                                                 "A view with a 2D canvas over the frame");
 }
 
 }  // namespace lumox
