@@ -144,8 +144,8 @@ void PrintTable(const TLumClassInfo* C) {
   std::printf(": %s\n", C->Description().c_str());
   for (const TLumPropInfo* P : C->Properties()) {
     std::string Default = P->Kind == pkEvent ? "event, not stored"
-                          : !P->Stored      ? "not stored"
-                                            : P->DefaultText();
+                          : !P->Stored       ? "not stored"
+                                             : P->DefaultText();
     if (P->ReadOnly && P->Kind != pkObject) Default += ", read-only";
     if (P->Range) Default += ", range " + P->Range->ToString();
     std::printf("  %-22s %-30s %s\n", P->Name.c_str(), P->TypeText().c_str(), Default.c_str());

@@ -86,10 +86,8 @@ class TLumFormWriterImpl {
   size_t FLineStart = 0;
   std::vector<int> FListItems;
   bool FBreak = false;
-  // The component whose entry is being written, for "#N" references to what it owns.
-  const TComponent* FCurrent = nullptr;
-  std::unordered_map<const TComponent*, int> FLocalIndex;
-  const TComponent* FIndexed = nullptr;
+  // The position of each component among its owner's, for "#N" steps of references.
+  std::unordered_map<const TComponent*, std::unordered_map<const TComponent*, int>> FIndex;
   std::string FPlace;
 };
 
@@ -125,27 +123,29 @@ void TLumFormWriterImpl::ListEnd() {
 
 std::string TLumFormWriterImpl::Reference(const TComponent* C) {
   if (!C) return "nil";
-  // The name path from the form's owner, when every step has a name.
-  std::vector<const TComponent*> Chain;
+  // The path from the form's owner: each step the component's name, or "#N" for the
+  // N-th component of its owner when it has none.
+  std::vector<std::string> Steps;
   const TComponent* At = C;
-  for (; At && At != FRoot && !At->Name().empty(); At = At->Owner()) Chain.push_back(At);
-  if (At == FRoot && !Chain.empty()) {
-    std::string S;
-    for (auto It = Chain.rbegin(); It != Chain.rend(); ++It) S = Join(S, (*It)->Name());
-    return S;
-  }
-  // An unnamed component of the entry being written: its position among what it owns.
-  if (FCurrent && C->Owner() == FCurrent) {
-    if (FIndexed != FCurrent) {
-      FLocalIndex.clear();
-      for (int I = 0; I < FCurrent->ComponentCount(); ++I) FLocalIndex[FCurrent->Components(I)] = I;
-      FIndexed = FCurrent;
+  for (; At && At != FRoot; At = At->Owner()) {
+    const TComponent* Owner = At->Owner();
+    const TLumClassInfo* OwnerClass = Owner && Owner != FRoot ? GetClassInfo(Owner) : nullptr;
+    if (!Owner || (Owner != FRoot && !(OwnerClass && OwnerClass->StoresOwnedComponents()))) break;
+    if (!At->Name().empty()) {
+      Steps.push_back(At->Name());
+      continue;
     }
-    return "#" + std::to_string(FLocalIndex[C]);
+    auto& Index = FIndex[Owner];
+    if (Index.empty())
+      for (int I = 0; I < Owner->ComponentCount(); ++I) Index[Owner->Components(I)] = I;
+    Steps.push_back("#" + std::to_string(Index[At]));
   }
-  Fail(std::string("refers to a ") + C->ClassName() +
-       (C->Name().empty() ? " without a name" : " " + C->Name()) +
-       ", which the form cannot name: it is not among the form's components");
+  if (At != FRoot)
+    Fail(std::string("refers to a ") + C->ClassName() + (C->Name().empty() ? "" : " " + C->Name()) +
+         ", which is not among the form's components");
+  std::string S;
+  for (auto It = Steps.rbegin(); It != Steps.rend(); ++It) S = Join(S, *It);
+  return S;
 }
 
 void TLumFormWriterImpl::WriteProperties(const TPersistent* Obj, const TLumClassInfo* Class,
@@ -221,7 +221,6 @@ void TLumFormWriterImpl::WriteComponentTree(const TComponent* Top) {
            "registered factory)");
     Line("object " + (C->Name().empty() ? std::string() : C->Name() + ": ") + C->ClassName());
     Indent(1);
-    FCurrent = C;
     WriteProperties(C, Class, C->Name());
     Open.push_back({C, Class, Class->StoresOwnedComponents() ? 0 : C->ComponentCount()});
   };
@@ -303,7 +302,7 @@ struct TToken {
 
 bool IsWordChar(char C) {
   return !(C == ' ' || C == '\t' || C == '\r' || C == '\n' || C == '=' || C == ':' || C == '(' ||
-           C == ')' || C == '[' || C == ']' || C == ',' || C == '"' || C == '#');
+           C == ')' || C == '[' || C == ']' || C == ',' || C == '"');
 }
 
 const char* TokenName(TTokenKind K) {
@@ -406,19 +405,22 @@ class TLumFormReaderImpl {
     const TLumClassInfo* Class;
     TComponent* Component;  // the entry's component (the object's for object blocks)
     std::string Path;       // for messages: "Ball.Transformation"
-    std::string RefPath;    // components: the name path references use
     bool IsComponent;
-    bool Named;
     std::unordered_set<std::string> Seen;
     std::vector<std::pair<const TLumPropInfo*, TLumValue>> Last;
     std::vector<int> LastLines;
   };
   struct TFixup {
     std::string Name;
-    TComponent* Context;
     int Line;
     std::string Place;
     std::function<void(TComponent*)> Apply;
+  };
+  // The components read below one component (nullptr: the form's owner), for resolving
+  // the steps of reference paths.
+  struct TKids {
+    std::vector<TComponent*> List;
+    std::unordered_map<std::string, TComponent*> Names;
   };
   void Advance();
   static std::string Describe(const TToken& T) {
@@ -435,33 +437,33 @@ class TLumFormReaderImpl {
   void Property(const std::string& Name);
   TLumValue Value(const TLumPropInfo& P);
   void Resolve();
+  // The component a step of a reference path names below Parent (nullptr: the form's
+  // owner): its name, or "#N" for the N-th component read there.
+  TComponent* Child(const TComponent* Parent, const std::string& Step) const;
 
   TComponent* FOwner;
   std::string_view FText;
   std::string FSource;
   size_t FPos = 0;
   int FLine = 1;
+  bool FAtLineStart = true;
   TToken FToken;
   int FListDepth = 0;
   std::string FPlace;
   std::vector<TBlock> FBlocks;
   std::vector<TComponent*> FTop;
-  std::unordered_map<std::string, TComponent*> FByPath;
-  std::unordered_map<TComponent*, std::vector<TComponent*>> FNested;
+  std::unordered_map<const TComponent*, TKids> FKids;
   std::vector<TComponent*> FCreated;
   std::vector<TFixup> FFixups;
 };
 
 void TLumFormReaderImpl::Advance() {
   FToken.Text.clear();
-  for (;;) {
-    while (FPos < FText.size() && (FText[FPos] == ' ' || FText[FPos] == '\t')) ++FPos;
-    if (FPos < FText.size() && FText[FPos] == '#') {
-      while (FPos < FText.size() && FText[FPos] != '\n' && FText[FPos] != '\r') ++FPos;
-      continue;
-    }
-    break;
-  }
+  while (FPos < FText.size() && (FText[FPos] == ' ' || FText[FPos] == '\t')) ++FPos;
+  // A line whose first character is "#" is a comment ("#2" elsewhere is a reference).
+  if (FAtLineStart && FPos < FText.size() && FText[FPos] == '#')
+    while (FPos < FText.size() && FText[FPos] != '\n' && FText[FPos] != '\r') ++FPos;
+  FAtLineStart = false;
   FToken.Line = FLine;
   if (FPos >= FText.size()) {
     FToken.Kind = tkEnd;
@@ -472,6 +474,7 @@ void TLumFormReaderImpl::Advance() {
     ++FPos;
     if (C == '\r' && FPos < FText.size() && FText[FPos] == '\n') ++FPos;
     ++FLine;
+    FAtLineStart = true;
     FToken.Kind = tkNewLine;
     return;
   }
@@ -571,10 +574,7 @@ bool TLumFormReaderImpl::Reference(std::function<void(TComponent*)> Apply) {
   std::string Name = TakeItem(tkWord, "a component's name").Text;
   const bool Marked = Name.size() > 1 && Name.find('@') == 0;
   if (Marked) Name = Name.substr(1);
-  TComponent* Context = nullptr;
-  for (auto It = FBlocks.rbegin(); It != FBlocks.rend() && !Context; ++It)
-    if (It->IsComponent) Context = It->Component;
-  FFixups.push_back({Name, Context, Line0, FPlace, std::move(Apply)});
+  FFixups.push_back({Name, Line0, FPlace, std::move(Apply)});
   return Marked;
 }
 
@@ -592,14 +592,12 @@ void TLumFormReaderImpl::Header() {
 void TLumFormReaderImpl::BeginComponent() {
   // object [NAME:] CLASS
   TComponent* Parent = FOwner;
-  std::string ParentPath;
   if (!FBlocks.empty()) {
     const TBlock& B = FBlocks.back();
     if (!B.IsComponent) Fail("a component cannot stand inside the object " + B.Path);
     if (!B.Class->StoresOwnedComponents())
       Fail("a " + B.Class->ClassName() + " does not hold components of its own in a form");
     Parent = B.Component;
-    ParentPath = B.Named ? B.RefPath : "";
   }
   if (FToken.Kind != tkWord) Fail("expected a class name after \"object\"");
   std::string Name, ClassName = Take().Text;
@@ -625,11 +623,10 @@ void TLumFormReaderImpl::BeginComponent() {
     if (Parent->FindComponent(Name)) Fail("duplicate name " + Name);
     Guard([&] { C->SetName(Name); });
   }
-  if (!FBlocks.empty()) FNested[FBlocks.back().Component].push_back(C);
-  const bool Named = !Name.empty() && (FBlocks.empty() || FBlocks.back().Named);
-  std::string RefPath = Join(ParentPath, Name);
-  if (Named) FByPath[UpperCase(RefPath)] = C;
-  FBlocks.push_back({C, Class, C, FPlace, RefPath, true, Named, {}, {}, {}});
+  TKids& Kids = FKids[Parent == FOwner ? nullptr : Parent];
+  Kids.List.push_back(C);
+  if (!Name.empty()) Kids.Names[UpperCase(Name)] = C;
+  FBlocks.push_back({C, Class, C, FPlace, true, {}, {}, {}});
 }
 
 void TLumFormReaderImpl::BeginObject(const std::string& Name) {
@@ -649,7 +646,7 @@ void TLumFormReaderImpl::BeginObject(const std::string& Name) {
     Fail("a " + B.Class->ClassName() + " has no property " + Name);
   }
   const TLumClassInfo* Class = GetClassInfo(Obj);
-  FBlocks.push_back({Obj, Class, B.Component, FPlace, "", false, false, {}, {}, {}});
+  FBlocks.push_back({Obj, Class, B.Component, FPlace, false, {}, {}, {}});
 }
 
 void TLumFormReaderImpl::EndBlock() {
@@ -758,25 +755,33 @@ void TLumFormReaderImpl::Property(const std::string& Name) {
   ExpectLineEnd();
 }
 
+TComponent* TLumFormReaderImpl::Child(const TComponent* Parent, const std::string& Step) const {
+  const auto Kids = FKids.find(Parent);
+  if (Kids == FKids.end() || Step.empty()) return nullptr;
+  if (Step[0] == '#') {
+    size_t N = 0;
+    auto R = std::from_chars(Step.data() + 1, Step.data() + Step.size(), N);
+    const bool Number = R.ec == std::errc() && R.ptr == Step.data() + Step.size();
+    return Number && N < Kids->second.List.size() ? Kids->second.List[N] : nullptr;
+  }
+  const auto It = Kids->second.Names.find(UpperCase(Step));
+  return It == Kids->second.Names.end() ? nullptr : It->second;
+}
+
 void TLumFormReaderImpl::Resolve() {
   for (TFixup& F : FFixups) {
     FPlace = F.Place;
     FToken.Line = F.Line;
+    // Step by step from the form's owner.
     TComponent* C = nullptr;
-    if (!F.Name.empty() && F.Name[0] == '#') {
-      const std::string Digits = F.Name.substr(1);
-      int64_t N = -1;
-      auto R = std::from_chars(Digits.data(), Digits.data() + Digits.size(), N);
-      const auto It = F.Context ? FNested.find(F.Context) : FNested.end();
-      if (R.ec != std::errc() || R.ptr != Digits.data() + Digits.size() || It == FNested.end() ||
-          N < 0 || N >= int64_t(It->second.size()))
-        Fail("no component " + F.Name + " in this entry");
-      C = It->second[size_t(N)];
-    } else {
-      auto It = FByPath.find(UpperCase(F.Name));
-      if (It == FByPath.end()) Fail("no component named " + F.Name + " in the form");
-      C = It->second;
+    std::string_view Rest = F.Name;
+    for (;;) {
+      const size_t Dot = Rest.find('.');
+      C = Child(C, std::string(Rest.substr(0, Dot)));
+      if (!C || Dot == std::string_view::npos) break;
+      Rest.remove_prefix(Dot + 1);
     }
+    if (!C) Fail("no component named " + F.Name + " in the form");
     Guard([&] { F.Apply(C); });
   }
 }
