@@ -1,7 +1,8 @@
 // The format reference that `lumox classes --attributes` prints: every render class
 // (and the cameras a file may hold) saved with all its values and read back, so the
 // element names, attributes, defaults, value kinds and child elements come from the
-// code itself.
+// code itself, and the ranges of values from the class tables; and the class tables that
+// `lumox classes --properties` prints.
 #include <unistd.h>
 
 #include <cstdio>
@@ -51,6 +52,27 @@ struct TTempFile {
   }
 };
 
+// The ranges of the values that are published properties too (matched through the
+// class tables' exchange names), added to their kinds: what a setter takes.
+void AddRanges(std::vector<TElement>& Elements) {
+  std::vector<const TLumClassInfo*> Classes;  // the class of each open element, by depth
+  for (TElement& E : Elements) {
+    Classes.resize(size_t(E.Depth));
+    const TLumClassInfo* C = nullptr;
+    if (E.Depth == 0)
+      C = FindClassInfo(E.Name);
+    else if (const TLumClassInfo* Parent = Classes.back())
+      for (const TLumPropInfo* P : Parent->Properties())
+        if (P->Kind == pkObject && SameText(P->ExchangeName, E.Name)) C = P->ClassInfo;
+    Classes.push_back(C);
+    if (!C) continue;
+    for (TAttribute& A : E.Attributes)
+      for (const TLumPropInfo* P : C->Properties())
+        if (P->Range && !A.Type.empty() && SameText(P->ExchangeName, A.Name))
+          A.Type += ", " + P->Range->ToString();
+  }
+}
+
 // The elements of Component's saved text in file order, with the kind of value that
 // loading asked for of each attribute.
 std::vector<TElement> Describe(TLumComponent* Component, bool Camera) {
@@ -96,6 +118,7 @@ std::vector<TElement> Describe(TLumComponent* Component, bool Camera) {
     Attributes.push_back({Name, "", Type, false});  // read, but not written by default
   };
   In.LoadfromFile(Root);
+  AddRanges(Elements);
   return Elements;
 }
 

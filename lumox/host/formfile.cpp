@@ -614,11 +614,11 @@ void TLumFormReaderImpl::BeginComponent() {
   if (!Class->IsComponent() || !Class->CanCreate())
     Fail("a " + Class->ClassName() + " cannot be placed in a form");
   TComponent* C = Class->Create(Parent);
+  C->SetLoading(true);  // for what it owns (cleared with the owner's at the end)
   if (Parent == FOwner) {
     FCreated.push_back(C);  // freed on an error; the nested ones go with it
     FTop.push_back(C);
   }
-  C->SetLoading(true);
   if (!Name.empty()) {
     if (Parent->FindComponent(Name)) Fail("duplicate name " + Name);
     Guard([&] { C->SetName(Name); });
@@ -787,6 +787,17 @@ void TLumFormReaderImpl::Resolve() {
 }
 
 std::vector<TComponent*> TLumFormReaderImpl::Read() {
+  // The owner counts as loading while the names are given, so that the names do not
+  // overwrite what they follow (an object's ObjectName); the file sets those itself.
+  const bool WasLoading = FOwner->ComponentState().Contains(csLoading);
+  if (!WasLoading) FOwner->SetLoading(true);
+  struct TLoaded {
+    TComponent* Owner;
+    bool Was;
+    ~TLoaded() {
+      if (!Was) Owner->SetLoading(false);
+    }
+  } Loaded{FOwner, WasLoading};
   try {
     Advance();
     Header();
@@ -820,7 +831,6 @@ std::vector<TComponent*> TLumFormReaderImpl::Read() {
       Fail("the file ends inside " + FBlocks.back().Path + ": \"end\" is missing");
     }
     Resolve();
-    for (TComponent* C : FTop) C->SetLoading(false);
     return FTop;
   } catch (...) {
     // Undone last first, so that nothing the read made outlives it.

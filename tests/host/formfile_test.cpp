@@ -214,7 +214,9 @@ void BuildApplication(TComponent* Form) {
     O->SetNode(In);
     ++Next;
   };
-  Place(new TLumPoint(Form), "APoint", Root);
+  auto* Point = new TLumPoint(Form);
+  Place(Point, "APoint", Root);
+  Point->SetObjectName("");  // no longer the component's name
   auto* Line = new TLumLine(Form);
   Line->SetLength(2);
   Place(Line, "ALine", Root);
@@ -579,4 +581,25 @@ TEST(FormFileTest, WritingRefusesWhatAFormCannotHoldAndSavingKeepsTheOldFile) {
   TComponent Mine(nullptr);
   new TMyBox(&Mine);
   EXPECT_THROW(ComponentFormText(&Mine), EFormError);
+}
+
+// The example of docs/forms.md reads, and writes back as it stands.
+TEST(FormFileTest, TheDocumentedExampleReadsAndWritesBackAsItStands) {
+  std::ifstream In(std::string(LUMOX_TEST_DATA) + "/../../docs/forms.md");
+  const std::string Doc((std::istreambuf_iterator<char>(In)), {});
+  const size_t From = Doc.find("```\nLUMFORM 1\n");
+  ASSERT_NE(From, std::string::npos);
+  const size_t To = Doc.find("```\n", From + 4);
+  const std::string Text = Doc.substr(From + 4, To - From - 4);
+  TComponent Form(nullptr);
+  ReadComponentFormText(&Form, Text, "forms.md");
+  auto* View = dynamic_cast<TLumView*>(Form.FindComponent("View1"));
+  ASSERT_NE(View, nullptr);
+  EXPECT_EQ(View->Camera(), Form.FindComponent("Eye"));
+  EXPECT_EQ(View->Width(), 640);
+  // Without the comment line the writer gives the same text.
+  std::string Expected = Text;
+  Expected.erase(Expected.find("# a view"),
+                 Expected.find("object View1") - Expected.find("# a view"));
+  EXPECT_EQ(ComponentFormText(&Form), Expected);
 }
