@@ -295,19 +295,27 @@ void detail::RegisterGraphicsProperties() {
       [](TBitmap* B, TLumFormReader& R) {
         R.ReadListBegin();
         const int64_t W = R.ReadInteger(), H = R.ReadInteger();
-        if (W < 1 || H < 1 || W * H > TBitmap::MaxImagePixels)
+        const int64_t Max = TBitmap::MaxImagePixels;
+        if (W < 1 || H < 1 || W > Max || H > Max || W * H > Max)
           R.Error("an image of " + std::to_string(W) + " x " + std::to_string(H) +
                   " pixels is refused");
+        // The rows are read before the pixels are made, so that a short file cannot ask
+        // for a large image.
+        std::vector<std::string> Rows;
+        while (!R.EndOfList()) {
+          Rows.push_back(R.ReadString());
+          if (Rows.back().size() != size_t(W) * 8)
+            R.Error("a row of the image has the wrong length");
+        }
+        if (int64_t(Rows.size()) != H) R.Error("the image has not as many rows as its height");
         std::vector<uint8_t> Pixels(size_t(W * H * 4));
-        for (int64_t Y = 0; Y < H; ++Y) {
-          if (R.EndOfList()) R.Error("the image has fewer rows than its height");
-          const std::string Row = R.ReadString();
-          if (Row.size() != size_t(W) * 8) R.Error("a row of the image has the wrong length");
+        for (size_t Y = 0; Y < Rows.size(); ++Y) {
+          const std::string& Row = Rows[Y];
           for (size_t I = 0; I < Row.size() / 2; ++I) {
             unsigned V = 0;
             auto Res = std::from_chars(Row.data() + I * 2, Row.data() + I * 2 + 2, V, 16);
             if (Res.ptr != Row.data() + I * 2 + 2) R.Error("a row of the image is not hexadecimal");
-            Pixels[size_t(Y * W * 4) + I] = uint8_t(V);
+            Pixels[Y * size_t(W) * 4 + I] = uint8_t(V);
           }
         }
         R.ReadListEnd();

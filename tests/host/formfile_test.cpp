@@ -603,3 +603,21 @@ TEST(FormFileTest, TheDocumentedExampleReadsAndWritesBackAsItStands) {
                  Expected.find("object View1") - Expected.find("# a view"));
   EXPECT_EQ(ComponentFormText(&Form), Expected);
 }
+
+// The forms of tests/data/forms (the fuzzer's seeds and finds) read, write and read back
+// to the same text.
+TEST(FormFileTest, SampleFormsReadAndWriteBack) {
+  int Files = 0;
+  for (const auto& E :
+       std::filesystem::directory_iterator(std::string(LUMOX_TEST_DATA) + "/forms")) {
+    SCOPED_TRACE(E.path().string());
+    TComponent Form(nullptr);
+    ASSERT_NO_THROW(LoadComponentForm(&Form, E.path().string()));
+    const std::string Text = ComponentFormText(&Form);
+    TComponent Back(nullptr);
+    ReadComponentFormText(&Back, Text, "again");
+    EXPECT_EQ(ComponentFormText(&Back), Text);
+    ++Files;
+  }
+  EXPECT_GE(Files, 3);
+}
