@@ -6,7 +6,6 @@
 #include <numbers>
 
 #include "lumox/host/proptable.h"
-#include "lumox/package/lumregister.h"
 
 namespace lumox {
 
@@ -397,6 +396,11 @@ void TLumPresentationController::Assign(TPersistent* Source) {
 }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumcntrlProperties();
+}  // namespace detail
 
 void detail::RegisterLumcntrlProperties() {
   TLumClassTable<TLumCustomController, TLumComponent> Base(

@@ -7,7 +7,6 @@
 
 #include "lumox/host/forms.h"
 #include "lumox/host/proptable.h"
-#include "lumox/package/lumregister.h"
 
 namespace lumox {
 
@@ -176,6 +175,11 @@ bool IntervalFromIntervall(const TLumTimer* T) {
 }
 
 }  // namespace
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumtimerProperties();
+}  // namespace detail
 
 void detail::RegisterLumtimerProperties() {
   TLumClassTable<TLumTimer, TComponent> T(

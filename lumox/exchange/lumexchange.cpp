@@ -18,7 +18,6 @@
 #include "lumox/host/graphics.h"
 #include "lumox/host/proptable.h"
 #include "lumox/package/lumpackage.h"
-#include "lumox/package/lumregister.h"
 #include "lumox/scene/lumcomp.h"
 
 namespace lumox {
@@ -813,6 +812,11 @@ void TLumExchange::LoadfromFile(TObject* Target) {
 }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumexchangeProperties();
+}  // namespace detail
 
 void detail::RegisterLumexchangeProperties() {
   TLumClassTable<TLumExchange, TComponent> T("TLumExchange", "Lumox",

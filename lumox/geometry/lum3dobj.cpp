@@ -10,7 +10,6 @@
 #include "lumox/host/formfile.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 #include "lumox/scene/lummat.h"
 #include "lumox/scene/lumtex.h"
 
@@ -408,6 +407,11 @@ TObject* TLum3dObj::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 void RegisterLum3dobjClasses() { RegisterRenderClass<TLum3dObj>(); }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLum3dobjProperties();
+}  // namespace detail
 
 void detail::RegisterLum3dobjProperties() {
   TLumClassTable<TLum3dPart, TPersistent> P("TLum3dPart", "", "One mesh of a TLum3dObj");

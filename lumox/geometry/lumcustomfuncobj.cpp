@@ -9,7 +9,6 @@
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 
 namespace lumox {
 
@@ -193,6 +192,11 @@ void TLumCustomFuncObj::ReadValues(TLumExchange* Exchange) {
 }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumcustomfuncobjProperties();
+}  // namespace detail
 
 void detail::RegisterLumcustomfuncobjProperties() {
   TLumClassTable<TLumCustomFuncObj, TLumPrimitiveObj> T(

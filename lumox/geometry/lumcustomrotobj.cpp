@@ -5,7 +5,6 @@
 
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/host/proptable.h"
-#include "lumox/package/lumregister.h"
 
 namespace lumox {
 
@@ -47,6 +46,11 @@ void TLumCustomRotObj::ReadValues(TLumExchange* Exchange) {
 }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumcustomrotobjProperties();
+}  // namespace detail
 
 void detail::RegisterLumcustomrotobjProperties() {
   TLumClassTable<TLumCustomRotObj, TLumCustomFuncObj> T(

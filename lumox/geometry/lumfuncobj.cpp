@@ -2,13 +2,17 @@
 #include "lumox/geometry/lumfuncobj.h"
 
 #include "lumox/host/proptable.h"
-#include "lumox/package/lumregister.h"
 
 namespace lumox {
 
 void RegisterLumfuncobjClasses() { RegisterRenderClass<TLumFuncObj>(); }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumfuncobjProperties();
+}  // namespace detail
 
 void detail::RegisterLumfuncobjProperties() {
   TLumClassTable<TLumFuncObj, TLumCustomFuncObj> T(

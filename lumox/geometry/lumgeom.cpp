@@ -5,7 +5,6 @@
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 
 namespace lumox {
 
@@ -185,6 +184,11 @@ void RegisterLumgeomClasses() {
 }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumgeomProperties();
+}  // namespace detail
 
 void detail::RegisterLumgeomProperties() {
   TLumClassTable<TLumPoint, TLumPrimitiveObj>("TLumPoint", "Lumox Obj", "A point at the origin")

@@ -13,7 +13,6 @@
 #include "lumox/host/formfile.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 
 namespace lumox {
 
@@ -269,6 +268,11 @@ TObject* TLumPointSet::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 void RegisterLumpointsetClasses() { RegisterRenderClass<TLumPointSet>(); }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumpointsetProperties();
+}  // namespace detail
 
 void detail::RegisterLumpointsetProperties() {
   TLumClassTable<TLumPointSet, TLumPrimitiveObj> T("TLumPointSet", "Lumox Obj",

@@ -10,7 +10,6 @@
 #include "lumox/host/formfile.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 
 namespace lumox {
 
@@ -344,6 +343,11 @@ TObject* TLumPolygon::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 void RegisterLumpolygonClasses() { RegisterRenderClass<TLumPolygon>(); }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumpolygonProperties();
+}  // namespace detail
 
 void detail::RegisterLumpolygonProperties() {
   TLumClassTable<TLumPolygon, TLumPrimitiveObj> T(

@@ -13,7 +13,6 @@
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 #include "lumox/scene/lumcomp.h"
 
 namespace lumox {
@@ -1011,6 +1010,11 @@ void LumWeldPoints(const double* Vertices, const uint8_t* Flags, int32_t Count, 
 }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumprimclassesProperties();
+}  // namespace detail
 
 void detail::RegisterLumprimclassesProperties() {
   TLumClassTable<TLumTextureFlags, TLumProperty> T("TLumTextureFlags", "",

@@ -10,7 +10,6 @@
 #include "lumox/host/graphics.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 #include "lumox/scene/lumtex.h"
 
 namespace lumox {
@@ -714,6 +713,11 @@ TObject* TLumPrimitiveObj::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumprimitiveobjProperties();
+}  // namespace detail
 
 void detail::RegisterLumprimitiveobjProperties() {
   TLumClassTable<TLumPrimitiveObj, TLumObject> T("TLumPrimitiveObj", "",

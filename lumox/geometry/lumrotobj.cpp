@@ -2,13 +2,17 @@
 #include "lumox/geometry/lumrotobj.h"
 
 #include "lumox/host/proptable.h"
-#include "lumox/package/lumregister.h"
 
 namespace lumox {
 
 void RegisterLumrotobjClasses() { RegisterRenderClass<TLumRotObj>(); }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumrotobjProperties();
+}  // namespace detail
 
 void detail::RegisterLumrotobjProperties() {
   TLumClassTable<TLumRotObj, TLumCustomRotObj> T(

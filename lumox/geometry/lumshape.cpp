@@ -9,7 +9,6 @@
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 
 namespace lumox {
 
@@ -804,6 +803,11 @@ void RegisterLumshapeClasses() {
 }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumshapeProperties();
+}  // namespace detail
 
 void detail::RegisterLumshapeProperties() {
   const TLumRange AtLeast1 = TLumRange::AtLeast(1), NotNegative = TLumRange::AtLeast(0);

@@ -13,7 +13,6 @@
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/host/fonts.h"
 #include "lumox/host/proptable.h"
-#include "lumox/package/lumregister.h"
 
 namespace lumox {
 
@@ -306,6 +305,11 @@ void TLumText::ReadValues(TLumExchange* Exchange) {
 void RegisterLumtextClasses() { RegisterRenderClass<TLumText>(); }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumtextProperties();
+}  // namespace detail
 
 void detail::RegisterLumtextProperties() {
   TLumClassTable<TLumText, TLumPrimitiveObj> T("TLumText", "Lumox Obj",

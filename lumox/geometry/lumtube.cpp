@@ -12,7 +12,6 @@
 #include "lumox/host/formfile.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 
 namespace lumox {
 
@@ -363,6 +362,11 @@ TObject* TLumTube::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 void RegisterLumtubeClasses() { RegisterRenderClass<TLumTube>(); }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumtubeProperties();
+}  // namespace detail
 
 void detail::RegisterLumtubeProperties() {
   TLumClassTable<TLumTube, TLumPrimitiveObj> T("TLumTube", "Lumox Obj",

@@ -1,6 +1,7 @@
 // Form files (.lumform): the components of an owner, each with its class, name and
 // stored properties, as text a person can read and diff; written and read through the
-// published-property table. docs/forms.md describes the format.
+// published-property table (reading in formreader.h, which this header includes).
+// docs/forms.md describes the format.
 #pragma once
 
 #include <cstdint>
@@ -10,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "lumox/host/formreader.h"
 #include "lumox/host/proptable.h"
 
 namespace lumox {
@@ -45,16 +47,6 @@ std::string ComponentFormText(TComponent* Owner);
 // only when complete, so a failed save leaves the old file as it was.
 void SaveComponentForm(TComponent* Owner, const std::string& FileName);
 
-// Reads a form's components into Owner and returns them (those directly under it), in
-// file order. References are resolved once every component is read, so they may point
-// forward. On any error, EFormError naming SourceName, the line and the property, and
-// Owner is left exactly as before: every component the read made is freed.
-std::vector<TComponent*> ReadComponentForm(TComponent* Owner, std::istream& Stream,
-                                           const std::string& SourceName);
-std::vector<TComponent*> ReadComponentFormText(TComponent* Owner, std::string_view Text,
-                                               const std::string& SourceName);
-std::vector<TComponent*> LoadComponentForm(TComponent* Owner, const std::string& FileName);
-
 // What a data entry writes its value with (TLumFormEntry::Write). Words, strings and
 // numbers are items; inside a list they are separated by commas.
 class TLumFormWriter {
@@ -80,33 +72,6 @@ class TLumFormWriter {
   friend class TLumFormWriterImpl;
   explicit TLumFormWriter(class TLumFormWriterImpl& Impl) : FImpl(Impl) {}
   class TLumFormWriterImpl& FImpl;
-};
-
-// What a data entry reads its value with (TLumFormEntry::Read); each call reads one
-// item, and a comma after it. Wrong input throws EFormError naming the place.
-class TLumFormReader {
- public:
-  int64_t ReadInteger();
-  double ReadFloat();
-  float ReadSingle();
-  bool ReadBoolean();
-  std::string ReadString();
-  std::string ReadIdent();
-  // Reads a reference; Apply receives the component once every component is read.
-  // Returns whether it was marked with "@".
-  bool ReadReference(std::function<void(TComponent*)> Apply);
-  void ReadListBegin();
-  // Whether the list's ")" comes next.
-  bool EndOfList();
-  void ReadListEnd();
-  [[noreturn]] void Error(const std::string& Message) const;
-  // The line being read.
-  int Line() const;
-
- private:
-  friend class TLumFormReaderImpl;
-  explicit TLumFormReader(class TLumFormReaderImpl& Impl) : FImpl(Impl) {}
-  class TLumFormReaderImpl& FImpl;
 };
 
 }  // namespace lumox

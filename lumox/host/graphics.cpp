@@ -261,6 +261,7 @@ std::string TBitmap::SaveToTemporary(const std::string& FileName) const {
 // --- the published-property table ------------------------------------------------------
 
 namespace detail {
+// Called once from the registry of class tables (proptable.cpp).
 void RegisterGraphicsProperties();
 }  // namespace detail
 

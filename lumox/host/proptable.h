@@ -105,7 +105,8 @@ struct TLumPropInfo {
   TLumValue GetValue(const TPersistent* Instance) const;
   // Sets the value through the class's setter. Throws EConvertError for a read-only
   // property, an event, a value of the wrong type or out of the type's bounds (an
-  // ordinal without a name, a component of another class), naming the property.
+  // ordinal without a name, a component of another class), naming the property; a
+  // setter's own refusals stay its own (a name in use, a node linked to itself).
   void SetValue(TPersistent* Instance, const TLumValue& Value) const;
   // References: whether Candidate (nullptr for none) may be set.
   bool Accepts(const TPersistent* Instance, const TComponent* Candidate) const;
@@ -175,6 +176,8 @@ class TLumClassInfo {
   // "Lumox", "Lumox Obj", or empty for classes not on the palette.
   const std::string& PalettePage() const { return FPalettePage; }
   const std::string& Description() const { return FDescription; }
+  // The C++ class the table describes (for bindings that map classes).
+  std::type_index Type() const { return FType; }
   // Whether instances are components (created with an owner).
   bool IsComponent() const { return FIsComponent; }
   // Components that can be placed: Create makes one owned by AOwner.
@@ -529,8 +532,8 @@ class TLumClassTable {
     return std::invoke(Get, CastC(Obj));
   }
   [[noreturn]] static void ThrowWrongClass(const TObject* Obj) {
-    throw EConvertError(std::string("Not a ") + typeid(C).name() + ": " +
-                        (Obj ? Obj->ClassName() : "nil") + ".");
+    throw EConvertError(std::string("A property was used on a ") + (Obj ? Obj->ClassName() : "nil") +
+                        ", which is not of its class.");
   }
   template <typename S>
   TLumPropInfo& Add(const char* Name, TLumPropKind Kind, const char* TypeName,

@@ -13,7 +13,6 @@
 
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 
 namespace lumox {
 
@@ -471,6 +470,11 @@ TLum3dObj* TLumDXFImport::Execute() {
 namespace {
 const char* const TLumDXFColorModeStr[2] = {"dcByEntity", "dcByLayer"};
 }  // namespace
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumdxfimportProperties();
+}  // namespace detail
 
 void detail::RegisterLumdxfimportProperties() {
   TLumClassTable<TLumDXFImport, TComponent> T("TLumDXFImport", "Lumox",

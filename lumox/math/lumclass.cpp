@@ -6,7 +6,6 @@
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 
 namespace lumox {
 
@@ -526,6 +525,11 @@ void TLumTransformation::ReadValues(TLumExchange* Exchange) {
 }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumclassProperties();
+}  // namespace detail
 
 void detail::RegisterLumclassProperties() {
   TLumClassTable<TLumProperty, TPersistent>("TLumProperty", "", "Base of the owned value objects");

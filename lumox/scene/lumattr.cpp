@@ -5,7 +5,6 @@
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 #include "lumox/scene/lumobj.h"
 
 namespace lumox {
@@ -338,6 +337,11 @@ void RegisterLumattrClasses() {
 }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumattrProperties();
+}  // namespace detail
 
 void detail::RegisterLumattrProperties() {
   TLumClassTable<TLumAttributes, TLumRender> A(

@@ -4,7 +4,6 @@
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 #include "lumox/scene/lumobj.h"
 
 namespace lumox {
@@ -57,6 +56,11 @@ void TLumClip::ReadValues(TLumExchange* Exchange) {
 void RegisterLumclipClasses() { RegisterRenderClass<TLumClip>(); }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumclipProperties();
+}  // namespace detail
 
 void detail::RegisterLumclipProperties() {
   TLumClassTable<TLumClip, TLumRender> T(

@@ -9,7 +9,6 @@
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 
 namespace lumox {
 
@@ -484,6 +483,11 @@ void TLumCustomNode::Hold(TLumRender* Item, bool Value) {
 }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumcompProperties();
+}  // namespace detail
 
 void detail::RegisterLumcompProperties() {
   TLumClassTable<TLumCustomView, TComponent>("TLumCustomView", "",

@@ -7,7 +7,6 @@
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 #include "lumox/scene/lumobj.h"
 
 namespace lumox {
@@ -151,6 +150,11 @@ TObject* TLumLight::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 void RegisterLumlightClasses() { RegisterRenderClass<TLumLight>(); }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumlightProperties();
+}  // namespace detail
 
 void detail::RegisterLumlightProperties() {
   TLumClassTable<TLumLight, TLumRender> T("TLumLight", "Lumox",

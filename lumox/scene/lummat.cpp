@@ -5,7 +5,6 @@
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 #include "lumox/scene/lumobj.h"
 
 namespace lumox {
@@ -147,6 +146,11 @@ TObject* TLumMaterial::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 void RegisterLummatClasses() { RegisterRenderClass<TLumMaterial>(); }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLummatProperties();
+}  // namespace detail
 
 void detail::RegisterLummatProperties() {
   TLumClassTable<TLumMaterial, TLumRender> T("TLumMaterial", "Lumox",

@@ -10,7 +10,6 @@
 #include "lumox/host/formfile.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 #include "lumox/scene/lumattr.h"
 #include "lumox/scene/lummat.h"
 
@@ -475,6 +474,11 @@ const TLumRenderClass* GetRenderClass(const std::string& Name) {
 void GetRenderClassList(std::vector<TLumRenderClass>& List) { List = Registry().Classes; }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumobjProperties();
+}  // namespace detail
 
 void detail::RegisterLumobjProperties() {
   TLumClassTable<TLumObject, TLumRender> Obj("TLumObject", "",

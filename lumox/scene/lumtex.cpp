@@ -11,7 +11,6 @@
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 #include "lumox/scene/lumobj.h"
 #include "lumox/view/lumwgl.h"
 
@@ -399,6 +398,11 @@ void SetLastRenderedTex(TLumTexture* t) {
 void RegisterLumtexClasses() { RegisterRenderClass<TLumTexture>(); }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumtexProperties();
+}  // namespace detail
 
 void detail::RegisterLumtexProperties() {
   TLumClassTable<TLumTexture, TLumRender> T("TLumTexture", "Lumox",

@@ -4,7 +4,6 @@
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 
 namespace lumox {
 
@@ -123,6 +122,11 @@ void TLumOrthographicCamera::ReadValues(TLumExchange* Exchange) {
 }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumcamProperties();
+}  // namespace detail
 
 void detail::RegisterLumcamProperties() {
   TLumClassTable<TLumCamera, TLumTransformed> C("TLumCamera", "",

@@ -14,7 +14,6 @@
 
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 #include "lumox/scene/lumattr.h"
 #include "lumox/scene/lumtex.h"
 
@@ -686,6 +685,11 @@ void TLumCanvas::DrawTexture(const TRect& Dest, TLumTexture* Texture, const TRec
 }
 
 // --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumcanvasviewProperties();
+}  // namespace detail
 
 void detail::RegisterLumcanvasviewProperties() {
   TLumClassTable<TLumCanvasView, TLumCustomView>("TLumCanvasView", "",

@@ -8,7 +8,6 @@
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
-#include "lumox/package/lumregister.h"
 #include "lumox/view/lumcam.h"
 
 namespace lumox {
@@ -476,6 +475,11 @@ void TLumView::Notification(TComponent* AComponent, TOperation Operation) {
 namespace {
 const char* const TAlignStr[6] = {"alNone", "alTop", "alBottom", "alLeft", "alRight", "alClient"};
 }  // namespace
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumviewProperties();
+}  // namespace detail
 
 void detail::RegisterLumviewProperties() {
   TLumClassTable<TLumCoordinates, TLumRenderProperty> C("TLumCoordinates", "",
