@@ -340,7 +340,7 @@ class TLumClassTable {
   }
 
   template <typename G, typename S>
-  TLumPropEntry Integer(const char* Name, G Get, S Put, std::optional<int64_t> Default,
+  TLumPropEntry Integer(const char* Name, G Get, S Put, const std::optional<int64_t>& Default,
                         const char* Description) {
     using V = ValueOf<G>;
     static_assert(std::is_integral_v<V> && std::is_signed_v<V>);
@@ -356,40 +356,40 @@ class TLumClassTable {
     return Entry(I);
   }
   template <typename G, typename S>
-  TLumPropEntry Cardinal(const char* Name, G Get, S Put, std::optional<uint32_t> Default,
+  TLumPropEntry Cardinal(const char* Name, G Get, S Put, const std::optional<uint32_t>& Default,
                          const char* Description) {
     return Unsigned(Name, pkCardinal, "Cardinal", Get, Put, Default, Description);
   }
   // A TColor: $00BBGGRR.
   template <typename G, typename S>
-  TLumPropEntry Color(const char* Name, G Get, S Put, std::optional<uint32_t> Default,
+  TLumPropEntry Color(const char* Name, G Get, S Put, const std::optional<uint32_t>& Default,
                       const char* Description) {
     return Unsigned(Name, pkColor, "TColor", Get, Put, Default, Description);
   }
   template <typename G, typename S>
-  TLumPropEntry Single(const char* Name, G Get, S Put, std::optional<float> Default,
+  TLumPropEntry Single(const char* Name, G Get, S Put, const std::optional<float>& Default,
                        const char* Description) {
     return Plain<float>(Name, pkSingle, "Single", Get, Put, Default, Description);
   }
   template <typename G, typename S>
-  TLumPropEntry Double(const char* Name, G Get, S Put, std::optional<double> Default,
+  TLumPropEntry Double(const char* Name, G Get, S Put, const std::optional<double>& Default,
                        const char* Description) {
     return Plain<double>(Name, pkDouble, "Double", Get, Put, Default, Description);
   }
   template <typename G, typename S>
-  TLumPropEntry Boolean(const char* Name, G Get, S Put, std::optional<bool> Default,
+  TLumPropEntry Boolean(const char* Name, G Get, S Put, const std::optional<bool>& Default,
                         const char* Description) {
     return Plain<bool>(Name, pkBoolean, "Boolean", Get, Put, Default, Description);
   }
   template <typename G, typename S>
-  TLumPropEntry String(const char* Name, G Get, S Put, std::optional<std::string> Default,
+  TLumPropEntry String(const char* Name, G Get, S Put, const std::optional<std::string>& Default,
                        const char* Description) {
     return Plain<std::string>(Name, pkString, "String", Get, Put, Default, Description);
   }
   // An enumeration with its name table.
   template <typename G, typename S, size_t N>
   TLumPropEntry Enum(const char* Name, const char* TypeName, G Get, S Put,
-                     const char* const (&Names)[N], std::optional<ValueOfT<G>> Default,
+                     const char* const (&Names)[N], const std::optional<ValueOfT<G>>& Default,
                      const char* Description) {
     using V = ValueOf<G>;
     static_assert(std::is_enum_v<V>);
@@ -407,7 +407,7 @@ class TLumClassTable {
   // A set (TLumSet<E>) with the name table of its elements.
   template <typename G, typename S, size_t N>
   TLumPropEntry SetOf(const char* Name, const char* TypeName, G Get, S Put,
-                      const char* const (&Names)[N], std::optional<ValueOfT<G>> Default,
+                      const char* const (&Names)[N], const std::optional<ValueOfT<G>>& Default,
                       const char* Description) {
     using V = ValueOf<G>;
     TLumPropInfo& I = Add(Name, pkSet, TypeName, Description, Put);
@@ -532,8 +532,8 @@ class TLumClassTable {
     return std::invoke(Get, CastC(Obj));
   }
   [[noreturn]] static void ThrowWrongClass(const TObject* Obj) {
-    throw EConvertError(std::string("A property was used on a ") + (Obj ? Obj->ClassName() : "nil") +
-                        ", which is not of its class.");
+    throw EConvertError(std::string("A property was used on a ") +
+                        (Obj ? Obj->ClassName() : "nil") + ", which is not of its class.");
   }
   template <typename S>
   TLumPropInfo& Add(const char* Name, TLumPropKind Kind, const char* TypeName,
@@ -557,7 +557,7 @@ class TLumClassTable {
   }
   template <typename T, typename G, typename S>
   TLumPropEntry Plain(const char* Name, TLumPropKind Kind, const char* TypeName, G Get, S Put,
-                      std::optional<T> Default, const char* Description) {
+                      const std::optional<T>& Default, const char* Description) {
     TLumPropInfo& I = Add(Name, Kind, TypeName, Description, Put);
     if (Default) SetDefault(I, T(*Default));
     I.Getter = [Get](const TPersistent* Obj) { return TLumValue(T(Read(Get, Obj))); };
@@ -569,7 +569,7 @@ class TLumClassTable {
   }
   template <typename G, typename S>
   TLumPropEntry Unsigned(const char* Name, TLumPropKind Kind, const char* TypeName, G Get, S Put,
-                         std::optional<uint32_t> Default, const char* Description) {
+                         const std::optional<uint32_t>& Default, const char* Description) {
     static_assert(std::is_same_v<ValueOf<G>, uint32_t>);
     return Plain<uint32_t>(Name, Kind, TypeName, Get, Put, Default, Description);
   }
