@@ -31,8 +31,8 @@ std::string Join(const std::string& Path, const std::string& Name) {
 
 EFormError::EFormError(const std::string& FileName, int Line, const std::string& Property,
                        const std::string& Message)
-    : Exception(FileName + (Line > 0 ? ":" + std::to_string(Line) : std::string()) + ": " +
-                (Property.empty() ? "" : Property + ": ") + Message),
+    : Exception(FileName + (Line > 0 ? std::string(":") + std::to_string(Line) : std::string()) +
+                ": " + (Property.empty() ? "" : Property + ": ") + Message),
       FFileName(FileName),
       FLine(Line),
       FProperty(Property),
@@ -133,7 +133,7 @@ std::string TLumFormWriterImpl::Reference(const TComponent* C) {
     auto& Index = FIndex[Owner];
     if (Index.empty())
       for (int I = 0; I < Owner->ComponentCount(); ++I) Index[Owner->Components(I)] = I;
-    Steps.push_back("#" + std::to_string(Index[At]));
+    Steps.push_back(std::string("#") + std::to_string(Index[At]));
   }
   if (At != FRoot)
     Fail(std::string("refers to a ") + C->ClassName() + (C->Name().empty() ? "" : " " + C->Name()) +
@@ -245,7 +245,7 @@ void TLumFormWriter::WriteBoolean(bool Value) { FImpl.Item(Value ? "true" : "fal
 void TLumFormWriter::WriteString(const std::string& Value) { FImpl.Item(LumQuotedString(Value)); }
 void TLumFormWriter::WriteIdent(const std::string& Value) { FImpl.Item(Value); }
 void TLumFormWriter::WriteReference(const TComponent* Value, bool Marked) {
-  FImpl.Item((Marked ? "@" : "") + FImpl.Reference(Value));
+  FImpl.Item(std::string(Marked ? "@" : "") + FImpl.Reference(Value));
 }
 void TLumFormWriter::WriteListBegin() { FImpl.ListBegin(); }
 void TLumFormWriter::WriteListEnd() { FImpl.ListEnd(); }

@@ -126,7 +126,7 @@ void ThrowBadValue(const TLumPropInfo& Prop, const std::string& What) {
 int64_t CheckedInteger(const TLumPropInfo& Prop, const TLumValue& Canonical, int64_t Lo,
                        int64_t Hi) {
   const int64_t V = std::get<int64_t>(Canonical);
-  if (V < Lo || V > Hi) ThrowBadValue(Prop, "the value " + std::to_string(V));
+  if (V < Lo || V > Hi) ThrowBadValue(Prop, std::string("the value ") + std::to_string(V));
   return V;
 }
 
