@@ -106,7 +106,11 @@ struct TLumPropInfo {
   // Sets the value through the class's setter. Throws EConvertError for a read-only
   // property, an event, a value of the wrong type or out of the type's bounds (an
   // ordinal without a name, a component of another class), naming the property; a
-  // setter's own refusals stay its own (a name in use, a node linked to itself).
+  // setter's own refusals stay its own (a name in use, a node linked to itself). For an
+  // owned object the setter copies the given object in with that class's Assign, and
+  // its rules: a colour also takes over the source's change hook, a transformation
+  // leaves its Order. To edit an owned object, set its values through its own table
+  // (GetObject).
   void SetValue(TPersistent* Instance, const TLumValue& Value) const;
   // References: whether Candidate (nullptr for none) may be set.
   bool Accepts(const TPersistent* Instance, const TComponent* Candidate) const;
