@@ -28,9 +28,8 @@ class TLumTimer : public TComponent {
   ~TLumTimer() override;
   const char* ClassName() const override { return "TLumTimer"; }
 
-  // Counts a second of the counter: 10 MHz, what the performance counter of the
-  // platform the timer comes from reports. At that rate the counter's low 32 bits wrap
-  // every 429.5 s, which is as rarely as Stop's word-wise subtraction expects.
+  // Counts a second of the counter: 10 MHz. At that rate the counter's low 32 bits wrap
+  // every 429.5 s, so Stop's word-wise subtraction rarely comes out wrong.
   static constexpr int64_t CounterFrequency = 10000000;
   // The counter every timer reads: std::chrono::steady_clock in 100 ns steps unless a
   // clock is set (tests set their own). nullptr restores the steady clock.
