@@ -154,6 +154,7 @@ void TLum3dPart::DrawMesh(TLumCustomView* aView) {
   TLumPrimitivePoints* P = Points();
   if (P->Count() == 0) return;
   P->BeforeRender(aView);
+  TLumArraysOffOnThrow Guard(P, aView);  // a texture's upload can throw mid-mesh
   for (int32_t i = 0; i < GetPrimitiveCount(); ++i) {
     TLumPrimitiveArray* A = GetPrimitive(i);
     if (!A->Visible()) continue;

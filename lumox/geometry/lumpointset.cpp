@@ -195,7 +195,14 @@ void TLumPointSet::DoRender(TLumCustomView* aView) {
   glPointSize(FPointSize);
   Points()->BeforeRender(aView);
   const bool Naming = aView && Selectable() && IsSelectingMode(aView->DrawMode());
-  if (Naming) glPushName(static_cast<GLuint>(aView->GetNextID(this, 0)));
+  try {
+    if (Naming) glPushName(static_cast<GLuint>(aView->GetNextID(this, 0)));
+  } catch (...) {
+    // A naming handler that throws must not leave the arrays on or the attributes pushed.
+    Points()->AfterRender(aView);
+    glPopAttrib();
+    throw;
+  }
   glDrawArrays(GL_POINTS, 0, N);
   if (Naming) glPopName();
   Points()->AfterRender(aView);

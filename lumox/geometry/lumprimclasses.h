@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <exception>
 #include <vector>
 
 #include "lumox/math/lumclass.h"
@@ -157,6 +158,24 @@ class TLumPrimitivePoints : public TLumProperty {
   int32_t FCount = 0;
   TLumArrays FDefineArrays{daVertex, daNormal, daTexture, daFlag};
   TLumArrays FUsedArrays{daVertex, daNormal};
+};
+
+// Switches a mesh's client arrays off when its drawing is left by an exception (a
+// texture's upload or a naming handler throwing), as AfterRender does on the normal path.
+class TLumArraysOffOnThrow {
+ public:
+  TLumArraysOffOnThrow(TLumPrimitivePoints* Points, TLumCustomView* View)
+      : FPoints(Points), FView(View), FExceptions(std::uncaught_exceptions()) {}
+  ~TLumArraysOffOnThrow() {
+    if (std::uncaught_exceptions() > FExceptions) FPoints->AfterRender(FView);
+  }
+  TLumArraysOffOnThrow(const TLumArraysOffOnThrow&) = delete;
+  TLumArraysOffOnThrow& operator=(const TLumArraysOffOnThrow&) = delete;
+
+ private:
+  TLumPrimitivePoints* FPoints;
+  TLumCustomView* FView;
+  int FExceptions;
 };
 
 // One OpenGL primitive over the vertices of a points block: a list of vertex numbers

@@ -137,6 +137,9 @@ void TLumPrimitiveObj::DoRender(TLumCustomView* aView) {
   if (!FInitialized) Init();
   TLumObject::DoRender(aView);
   FPoints->BeforeRender(aView);
+  // A texture's upload or a naming handler can throw mid-mesh: the arrays go off on the
+  // way out too, so that no later code of the frame finds them on.
+  TLumArraysOffOnThrow Guard(FPoints, aView);
   const bool Naming = aView && FSelectable && IsSelectingMode(aView->DrawMode());
   // Texturing is switched off once for a run of untextured lists rather than before
   // each of them: the redundant calls would stop the driver merging the draws.

@@ -268,9 +268,9 @@ void TLumRender::RenderOutermost(TLumCustomView* aView, TLumTraversal& T) {
 }
 
 void TLumRender::RenderProtocol(TLumCustomView* aView, int Stack) {
-  // Beyond the stated steps: whatever throws (a handler, a mesh over its size limit)
-  // must not leave a list open or a matrix pushed, or every later frame in the context
-  // would inherit it. The list is dropped and the stack restored before it goes on.
+  // Whatever throws (a handler, a mesh over its size limit) must not leave a list open
+  // or a matrix pushed, or every later frame in the context would inherit it. The list
+  // is dropped and the stack restored before the exception goes on.
   bool Compiling = false;
   try {
     BeforeRender(aView);

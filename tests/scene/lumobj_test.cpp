@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <stdexcept>
 #include <string>
 
+#include "lumox/geometry/lumpointset.h"
 #include "lumox/geometry/lumshape.h"
 #include "lumox/scene/lumattr.h"
 #include "lumox/scene/lummat.h"
@@ -149,6 +151,38 @@ TEST_F(ObjectViewTest, CodeOutsideAMeshFindsTheClientArraysOff) {
   EXPECT_GE(Named.size(), 4u);
   EXPECT_EQ(std::count(Named.begin(), Named.end(), true), 0);
   EXPECT_EQ(Listed, std::vector<bool>(Listed.size(), true));
+}
+
+TEST_F(ObjectViewTest, AMeshLeftByAThrowingNameHandlerLeavesNothingOn) {
+  // A mesh that names its index lists, and a point set that names itself, each asking
+  // for its name while its arrays (and the point set's attributes) are on.
+  // The application's object is drawn first in the frame after, before any mesh.
+  auto* Witness = new TArrayWitness(&Form);
+  Witness->SetNode(Root);
+  auto* Sphere = new TLumSphere(&Form);
+  Sphere->SetNode(Root);
+  auto* Points = new TLumPointSet(&Form);
+  Points->AddPoint(0, 0, 0);
+  Points->SetNode(Root);
+  Frame();
+  View->SetCurrent(true);
+  GLint Attribs = -1, AttribsAfter = -2;
+  glGetIntegerv(GL_ATTRIB_STACK_DEPTH, &Attribs);
+  for (TObject* Thrower : {static_cast<TObject*>(Sphere), static_cast<TObject*>(Points)}) {
+    View->OnNotifyNextID = [Thrower](TObject* Obj, int32_t Num) {
+      if (Obj == Thrower && Num >= 0) throw std::runtime_error("no names today");
+    };
+    TLumSelectionList Hits;
+    EXPECT_THROW(View->GetSelection(40, 30, &Hits), std::runtime_error);
+    View->SetCurrent(true);
+    EXPECT_FALSE(ClientArraysOn());
+    glGetIntegerv(GL_ATTRIB_STACK_DEPTH, &AttribsAfter);
+    EXPECT_EQ(AttribsAfter, Attribs);
+  }
+  View->OnNotifyNextID = nullptr;
+  Witness->Seen.clear();
+  Frame();
+  EXPECT_EQ(Witness->Seen, std::vector<bool>{false});
 }
 
 TEST(NodeTest, AddMovesItemFromOldNodeAndRemoveClearsIt) {
