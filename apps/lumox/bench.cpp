@@ -126,7 +126,7 @@ int ParseBenchArgs(const TArgs& Args, TBenchOptions& O) {
   if (std::count(Args.begin(), Args.end(), "--uncached") &&
       std::count(Args.begin(), Args.end(), "--cache-root"))
     return BadUsage("--uncached and --cache-root exclude each other");
-  return ApplyCameraOptions(O.CameraArgs, O.Width, O.Height, nullptr, nullptr, nullptr);
+  return ApplyCameraOptions(O.CameraArgs, O.Width, O.Height, nullptr, nullptr);
 }
 
 double MsSince(Clock::time_point T0) {
@@ -273,7 +273,7 @@ int Bench(const TBenchOptions& O) {
   } else {
     auto* Camera = new TLumPerspectiveCamera(&Form);
     View->SetCamera(Camera);
-    if (int Status = ApplyCameraOptions(O.CameraArgs, O.Width, O.Height, View, Root, Camera))
+    if (int Status = ApplyCameraOptions(O.CameraArgs, O.Width, O.Height, Root, Camera))
       return Status;
   }
   View->OnRender = [Root](TLumView* V) { Root->Render(V); };

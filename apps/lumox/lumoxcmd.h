@@ -12,6 +12,8 @@ class TLumNode;
 class TLumCamera;
 class TLumPerspectiveCamera;
 class TLumView;
+class TLumLight;
+class TLumAttributes;
 }  // namespace lumox
 
 namespace lumoxcmd {
@@ -77,11 +79,27 @@ void ReadFileCamera(lumox::TLumExchange* Exchange, lumox::TComponent* Owner, lum
 // Saves Root to Exchange's file, with Camera (if any) written among its objects.
 void SaveWithCamera(lumox::TLumExchange* Exchange, lumox::TLumNode* Root, lumox::TLumCamera* Camera);
 // Reads render's camera options (--camera-distance, --fov, --near, --far, --fit,
-// --camera-position, --look-at) from Args, and with a View and Camera sets Camera up by
-// them for a Width x Height image of Root; returns 0, or ExitUsage after saying what
-// is wrong.
-int ApplyCameraOptions(const TArgs& Args, int Width, int Height, lumox::TLumView* View,
-                       lumox::TLumNode* Root, lumox::TLumPerspectiveCamera* Camera);
+// --camera-position, --look-at) from Args, and with a Camera sets it up by them for a
+// Width x Height image of Root; returns 0, or ExitUsage after saying what is wrong.
+int ApplyCameraOptions(const TArgs& Args, int Width, int Height, lumox::TLumNode* Root,
+                       lumox::TLumPerspectiveCamera* Camera);
+
+// Whether the scene under Root has a light of its own (a TLumLight anywhere in it).
+bool HasLights(lumox::TLumNode* Root);
+// The light render and view give a scene without lights of its own: a directional light
+// from the eye, with lighting on for both faces. Objects whose colour no material
+// replaces (none of their own, none rendered before them) are lit in their own colour.
+// Its components are owned by Owner.
+class THeadlight {
+ public:
+  THeadlight(lumox::TComponent* Owner, lumox::TLumNode* Root);
+  // Called at the start of each frame, before the scene.
+  void Render(lumox::TLumView* View);
+
+ private:
+  lumox::TLumLight* FLight;
+  lumox::TLumAttributes* FLit;
+};
 // Turns and moves Camera so that it looks from Eye at Target, Y up.
 void LookAt(lumox::TLumCamera* Camera, const lumox::TLumMathVector& Eye,
             const lumox::TLumMathVector& Target);
@@ -94,12 +112,10 @@ void LoadDemoScene(lumox::TComponent* Owner, lumox::TLumNode* Root);
 
 // Model files (models.cpp): whether a name is a model file the importer reads (or DXF);
 // loading one into Root (throws lumox::Exception naming the file); whether a name is an
-// export format; writing the meshes under Root, nodes kept; the parts, vertices,
-// triangles and bounds of the meshes under Root.
+// export format; writing the meshes under Root, nodes kept.
 bool IsModelPath(const std::string& File);
 void LoadModelInto(const std::string& File, lumox::TComponent* Owner, lumox::TLumNode* Root);
 bool IsModelOutput(const std::string& File);
 void SaveModelFile(lumox::TLumNode* Root, const std::string& File);
-std::string ModelReport(lumox::TLumNode* Root);
 
 }  // namespace lumoxcmd

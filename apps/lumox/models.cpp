@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cfloat>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -24,18 +23,6 @@ std::string Ext(const std::string& File) {
   std::string E = std::filesystem::path(File).extension().string();
   std::transform(E.begin(), E.end(), E.begin(), [](unsigned char c) { return std::tolower(c); });
   return E;
-}
-
-void Collect(TLumRender* R, std::vector<TLum3dObj*>& Out) {
-  std::vector<TLumRender*> Stack{R};
-  while (!Stack.empty()) {
-    TLumRender* C = Stack.back();
-    Stack.pop_back();
-    if (auto* N = dynamic_cast<TLumNode*>(C))
-      for (int i = N->GetCount(); i-- > 0;) Stack.push_back(N->GetItems(i));
-    else if (auto* O = dynamic_cast<TLum3dObj*>(C))
-      Out.push_back(O);
-  }
 }
 
 }  // namespace
@@ -90,38 +77,5 @@ void LoadModelInto(const std::string& File, TComponent* Owner, TLumNode* Root) {
 }
 
 void SaveModelFile(TLumNode* Root, const std::string& File) { SaveModel(Root, File, false); }
-
-std::string ModelReport(TLumNode* Root) {
-  std::vector<TLum3dObj*> Objects;
-  Collect(Root, Objects);
-  int64_t Parts = 0, Vertices = 0, Triangles = 0;
-  double Lo[3] = {DBL_MAX, DBL_MAX, DBL_MAX}, Hi[3] = {-DBL_MAX, -DBL_MAX, -DBL_MAX};
-  for (TLum3dObj* O : Objects)
-    for (int32_t p = 0; p < O->PartCount(); ++p) {
-      const TLum3dPart* P = O->Part(p);
-      ++Parts;
-      Vertices += P->VertexCount();
-      for (int32_t l = 0; l < P->GetPrimitiveCount(); ++l)
-        if (P->GetPrimitive(l)->PrimitiveType() == GL_TRIANGLES)
-          Triangles += P->GetPrimitive(l)->Count() / 3;
-      const double* V = P->Points()->Vertices();
-      for (int32_t i = 0; i < P->VertexCount(); ++i)
-        for (int k = 0; k < 3; ++k) {
-          Lo[k] = std::min(Lo[k], V[i * 3 + k]);
-          Hi[k] = std::max(Hi[k], V[i * 3 + k]);
-        }
-    }
-  char Buf[512];
-  std::snprintf(Buf, sizeof Buf, "model: %lld parts, %lld vertices, %lld triangles\n",
-                static_cast<long long>(Parts), static_cast<long long>(Vertices),
-                static_cast<long long>(Triangles));
-  std::string S = Buf;
-  if (Vertices > 0) {
-    std::snprintf(Buf, sizeof Buf, "bounds (in the parts' own coordinates): %g %g %g .. %g %g %g\n",
-                  Lo[0], Lo[1], Lo[2], Hi[0], Hi[1], Hi[2]);
-    S += Buf;
-  }
-  return S;
-}
 
 }  // namespace lumoxcmd

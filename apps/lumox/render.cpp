@@ -11,12 +11,14 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "apps/lumox/lumoxcmd.h"
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/geometry/lumbounds.h"
 #include "lumox/geometry/lumprimitiveobj.h"
 #include "lumox/host/graphics.h"
 #include "lumox/math/lumgl.h"
@@ -57,6 +59,7 @@ struct TRenderOptions {
   bool Axes = false;
   std::string Title;  // drawn at the top through the view's canvas
   bool Strict = false;
+  bool Headlight = true;  // for scenes without lights of their own
   bool SayWhere = false;  // the output was chosen by the command: tell where it went
   std::optional<TLumMathVector> Position, Target;
   // No option of the command's camera: a camera of the file is used.
@@ -171,6 +174,8 @@ int ParseRenderArgs(const TArgs& Args, bool Demo, TRenderOptions& O, bool NeedOu
       O.Fit = true;
     } else if (A == "--axes" && !Inline) {
       O.Axes = true;
+    } else if (A == "--no-headlight" && !Inline) {
+      O.Headlight = false;
     } else if (A == "--title") {
       if (!Next(O.Title)) return BadUsage("--title needs a text");
     } else if (A == "--strict" && !Inline) {
@@ -202,72 +207,7 @@ int ParseRenderArgs(const TArgs& Args, bool Demo, TRenderOptions& O, bool NeedOu
   return 0;
 }
 
-// --- framing ----------------------------------------------------------------------------
-
-struct TBounds {
-  double Min[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL};
-  double Max[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
-  std::vector<std::array<double, 3>> Points;
-};
-
-// Collects every mesh vertex in world coordinates, with the nodes' and items'
-// transformations composed by OpenGL's matrix stack as a frame would compose them.
-void CollectPoints(TLumNode* Node, TBounds& B, int Depth) {
-  if (Depth > 256) return;
-  for (int I = 0; I < Node->GetCount(); ++I) {
-    TLumRender* Item = Node->GetItems(I);
-    if (!Item || !Item->Enabled()) continue;
-    glPushMatrix();
-    Item->Transformation()->Execute();
-    if (auto* Mesh = dynamic_cast<TLumPrimitiveObj*>(Item)) {
-      if (!Mesh->Initialized()) Mesh->Init();
-      double M[16];
-      glGetDoublev(GL_MODELVIEW_MATRIX, M);
-      const TLumPrimitivePoints* P = Mesh->Points();
-      const double* V = P->Vertices();
-      for (int32_t K = 0; V && K < P->Count(); ++K) {
-        const double x = V[3 * K], y = V[3 * K + 1], z = V[3 * K + 2];
-        if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z)) continue;
-        std::array<double, 3> W;
-        for (int R = 0; R < 3; ++R) W[R] = M[R] * x + M[4 + R] * y + M[8 + R] * z + M[12 + R];
-        for (int R = 0; R < 3; ++R) {
-          B.Min[R] = std::min(B.Min[R], W[R]);
-          B.Max[R] = std::max(B.Max[R], W[R]);
-        }
-        B.Points.push_back(W);
-      }
-    }
-    if (auto* Child = dynamic_cast<TLumNode*>(Item)) CollectPoints(Child, B, Depth + 1);
-    glPopMatrix();
-  }
-}
-
-// The bounding sphere (centre of the box around the vertices, radius to the farthest
-// vertex); false for a scene without vertices.
-bool SceneSphere(TLumView* View, TLumNode* Root, double Centre[3], double& Radius) {
-  View->HandleNeeded();
-  View->SetCurrent(true);
-  if (!View->GetCurrent()) return false;
-  TBounds B;
-  glMatrixMode(GL_MODELVIEW);
-  glPushMatrix();
-  glLoadIdentity();
-  Root->Transformation()->Execute();
-  CollectPoints(Root, B, 0);
-  glPopMatrix();
-  View->SetCurrent(false);
-  if (B.Points.empty()) return false;
-  Radius = 0;
-  for (int R = 0; R < 3; ++R) Centre[R] = (B.Min[R] + B.Max[R]) / 2;
-  for (const auto& P : B.Points) {
-    const double D = std::hypot(P[0] - Centre[0], P[1] - Centre[1], P[2] - Centre[2]);
-    Radius = std::max(Radius, D);
-  }
-  return true;
-}
-
-void SetupCamera(TLumPerspectiveCamera* Camera, TLumView* View, TLumNode* Root,
-                 const TRenderOptions& O) {
+void SetupCamera(TLumPerspectiveCamera* Camera, TLumNode* Root, const TRenderOptions& O) {
   if (O.Fov) Camera->SetViewAngle(static_cast<float>(*O.Fov));
   if (O.Position || O.Target) {
     const TLumMathVector Eye = O.Position.value_or(TLumMathVector{0, 0, 2});
@@ -276,19 +216,25 @@ void SetupCamera(TLumPerspectiveCamera* Camera, TLumView* View, TLumNode* Root,
     const double Distance = std::hypot(At.X - Eye.X, At.Y - Eye.Y, At.Z - Eye.Z);
     Camera->SetViewFar(static_cast<float>(std::max(10.0, 3 * Distance)));
   }
-  double Centre[3] = {0, 0, 0}, Radius = 0;
-  if (O.Fit && SceneSphere(View, Root, Centre, Radius)) {
-    Radius = std::max(Radius, 1e-6);
-    const double HalfY = Camera->ViewAngle() * Pi / 360;
-    const double HalfX = std::atan(std::tan(HalfY) * O.Width / O.Height);
-    // A little margin, so that the outline does not touch the border.
-    const double Distance = O.Distance.value_or(1.08 * Radius / std::sin(std::min(HalfX, HalfY)));
+  const TLumBounds Box = O.Fit ? LumWorldBounds(Root) : TLumBounds();
+  if (!Box.Empty()) {
+    // Close enough that the scene fills the view, with a margin of 5 % a side; the
+    // clipping planes just around it.
+    const TLumMathVector Centre = Box.Centre();
+    const double TanY = std::tan(Camera->ViewAngle() * Pi / 360) / 1.05;
+    const double TanX = TanY * O.Width / O.Height;
+    const double Size = std::max(Box.Diagonal(), 1e-6);
+    double Distance = LumFitDistance(Root, Centre, TanX, TanY);
+    if (!(Distance > Size * 1e-3)) Distance = Size;  // a point, or the eye inside the scene
+    Distance = O.Distance.value_or(Distance);
     Camera->Transformation()->Rotation()->SetValues(0, 0, 0);
-    Camera->Transformation()->Translation()->SetValues(static_cast<float>(-Centre[0]),
-                                                       static_cast<float>(-Centre[1]),
-                                                       static_cast<float>(-Centre[2] - Distance));
-    Camera->SetViewFar(static_cast<float>(Distance + 1.5 * Radius));
-    Camera->SetViewNear(static_cast<float>(std::max(Distance - 1.5 * Radius, Distance / 1000)));
+    Camera->Transformation()->Translation()->SetValues(static_cast<float>(-Centre.X),
+                                                       static_cast<float>(-Centre.Y),
+                                                       static_cast<float>(-Centre.Z - Distance));
+    const double Front = Distance - (Box.Max.Z - Centre.Z),
+                 Back = Distance + (Centre.Z - Box.Min.Z);
+    Camera->SetViewFar(static_cast<float>(Back + 0.05 * Size));
+    Camera->SetViewNear(static_cast<float>(std::max(Front - 0.05 * Size, Back / 1000)));
   } else if (O.Distance) {
     Camera->Transformation()->Translation()->SetZ(static_cast<float>(-*O.Distance));
   }
@@ -357,13 +303,13 @@ std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root
   return Description;
 }
 
-int ApplyCameraOptions(const TArgs& Args, int Width, int Height, TLumView* View, TLumNode* Root,
+int ApplyCameraOptions(const TArgs& Args, int Width, int Height, TLumNode* Root,
                        TLumPerspectiveCamera* Camera) {
   TRenderOptions O;
   if (int Status = ParseRenderArgs(Args, true, O, false)) return Status;
   O.Width = Width;
   O.Height = Height;
-  if (View && Camera) SetupCamera(Camera, View, Root, O);
+  if (Camera) SetupCamera(Camera, Root, O);
   return 0;
 }
 
@@ -409,9 +355,12 @@ int RunRender(const TArgs& Args, bool Demo) {
       View->SetCamera(Load.Camera);
     } else {
       View->SetCamera(Camera);
-      SetupCamera(Camera, View, Root, O);
+      SetupCamera(Camera, Root, O);
     }
-    View->OnRender = [Root, &O](TLumView* V) {
+    std::unique_ptr<THeadlight> Light;
+    if (O.Headlight && !HasLights(Root)) Light = std::make_unique<THeadlight>(&Form, Root);
+    View->OnRender = [Root, &O, &Light](TLumView* V) {
+      if (Light) Light->Render(V);
       Root->Render(V);
       if (O.Title.empty()) return;
       TLumCanvas* C = V->Canvas();
@@ -474,7 +423,6 @@ int RunInfo(const TArgs& Args) {
     }
     auto* View = new TLumView(&Form);
     std::fputs(LumDiagnosticsReport(View, Root).c_str(), stdout);
-    if (Root && IsModelPath(Scene)) std::fputs(ModelReport(Root).c_str(), stdout);
     if (ListScene) PrintSceneTree(View, Root);
   } catch (const std::exception& E) {
     return Fail(Scene, E.what());

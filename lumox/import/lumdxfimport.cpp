@@ -371,12 +371,38 @@ void TDxf::Draw(const std::vector<TEntity>& List, const TPlace& Pl, const std::s
   }
 }
 
+// Normals for lighting: the faces' normals (by their winding, weighted by area) summed at
+// their vertices, so a mesh entity shades smoothly and a 3DFACE flat; a vertex of lines
+// only faces +Z, towards a drawing's usual viewer.
+std::vector<double> VertexNormals(const TLayerData& L) {
+  std::vector<double> N(L.Pos.size(), 0.0);
+  const double* P = L.Pos.data();
+  for (size_t t = 0; t + 2 < L.Tris.size(); t += 3) {
+    const double *A = P + L.Tris[t] * 3, *B = P + L.Tris[t + 1] * 3, *C = P + L.Tris[t + 2] * 3;
+    TLumMathVector F;
+    LumMathCrossProduct({B[0] - A[0], B[1] - A[1], B[2] - A[2]},
+                        {C[0] - A[0], C[1] - A[1], C[2] - A[2]}, F);
+    for (int k = 0; k < 3; ++k) {
+      double* V = N.data() + L.Tris[t + k] * 3;
+      V[0] += F.X, V[1] += F.Y, V[2] += F.Z;
+    }
+  }
+  for (size_t v = 0; v < N.size(); v += 3) {
+    TLumMathVector V{N[v], N[v + 1], N[v + 2]};
+    if (!(LumMathVectorLength(V) > 0)) V = {0, 0, 1};
+    LumMathNormalize(V);
+    N[v] = V.X, N[v + 1] = V.Y, N[v + 2] = V.Z;
+  }
+  return N;
+}
+
 void TDxf::Build(TLum3dObj* Obj) {
   Draw(FEntities, TPlace(), std::string(), 7, 0);
   for (auto& [Name, L] : FOut) {
     TLum3dPart* P = Obj->AddPart(Name);
-    P->SetVertexData(static_cast<int32_t>(L.Pos.size() / 3), L.Pos.data(), nullptr, nullptr, 2,
-                     L.Col.data());
+    const std::vector<double> Normals = VertexNormals(L);
+    P->SetVertexData(static_cast<int32_t>(L.Pos.size() / 3), L.Pos.data(), Normals.data(), nullptr,
+                     2, L.Col.data());
     if (!L.Tris.empty())
       P->AddIndices(GL_TRIANGLES, L.Tris.data(), static_cast<int32_t>(L.Tris.size()));
     if (!L.Lines.empty())

@@ -2,6 +2,7 @@
 // through the Asset Importer library.
 #include "lumox/import/lumimport.h"
 
+#include <assimp/config.h>
 #include <assimp/material.h>
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
@@ -149,14 +150,19 @@ void TImporter::ReadMaterial(TLum3dPart* Part, unsigned MaterialIndex) {
     C.a *= Opacity;
     SetColor(Mat->ColorDiffuse(), C);
   }
-  if (aiGetMaterialColor(M, AI_MATKEY_COLOR_SPECULAR, &C) == AI_SUCCESS)
-    SetColor(Mat->ColorSpecular(), C);
   if (aiGetMaterialColor(M, AI_MATKEY_COLOR_EMISSIVE, &C) == AI_SUCCESS)
     SetColor(Mat->ColorEmission(), C);
   float Shininess = 0.0f;
-  // Files give the Phong exponent (up to 1000 in OBJ); OpenGL takes 0..128.
-  if (aiGetMaterialFloat(M, AI_MATKEY_SHININESS, &Shininess) == AI_SUCCESS)
-    Mat->SetShininess(static_cast<int32_t>(std::lround(std::clamp(Shininess, 0.0f, 128.0f))));
+  // Files give the Phong exponent (up to 1000 in OBJ); OpenGL takes 0..128. Without one
+  // a file means no highlight, where OpenGL's exponent 0 would light every point fully.
+  if (aiGetMaterialFloat(M, AI_MATKEY_SHININESS, &Shininess) == AI_SUCCESS && Shininess > 0.0f &&
+      aiGetMaterialColor(M, AI_MATKEY_COLOR_SPECULAR, &C) == AI_SUCCESS) {
+    float Strength = 1.0f;
+    aiGetMaterialFloat(M, AI_MATKEY_SHININESS_STRENGTH, &Strength);
+    C.r *= Strength, C.g *= Strength, C.b *= Strength;
+    SetColor(Mat->ColorSpecular(), C);
+    Mat->SetShininess(std::max(1, static_cast<int32_t>(std::lround(std::min(Shininess, 128.0f)))));
+  }
   if (TLumTexture* T = Texture(MaterialIndex)) {
     Part->SetTexture(T);
     Part->SetTextured(true);
@@ -241,10 +247,17 @@ class TProgress : public Assimp::ProgressHandler {
   std::function<void(double)> FF;
 };
 
-unsigned ImportFlags(const TLumImportOptions& Options) {
+unsigned ImportFlags(Assimp::Importer& Imp, const std::string& FileName,
+                     const TLumImportOptions& Options) {
   unsigned F = aiProcess_Triangulate | aiProcess_JoinIdenticalVertices | aiProcess_SortByPType |
                aiProcess_ValidateDataStructure;
   if (Options.GenerateNormals) F |= aiProcess_GenSmoothNormals;
+  // STL writers often give facet normals against the winding (or none): smooth normals
+  // from the winding instead, up to creases of 60 degrees.
+  if (Options.GenerateNormals && LowerExt(FileName) == ".stl") {
+    F |= aiProcess_ForceGenNormals;
+    Imp.SetPropertyFloat(AI_CONFIG_PP_GSN_MAX_SMOOTHING_ANGLE, 60.0f);
+  }
   return F;
 }
 
@@ -254,7 +267,7 @@ const aiScene* ReadScene(Assimp::Importer& Imp, const std::string& FileName,
     throw Exception("Cannot read the model file \"" + FileName + "\": no such file.");
   if (Options.OnProgress)
     Imp.SetProgressHandler(new TProgress(Options.OnProgress));  // the importer deletes it
-  const aiScene* S = Imp.ReadFile(FileName, ImportFlags(Options));
+  const aiScene* S = Imp.ReadFile(FileName, ImportFlags(Imp, FileName, Options));
   if (!S || (S->mFlags & AI_SCENE_FLAGS_INCOMPLETE) || !S->mRootNode)
     throw Exception("Cannot read the model file \"" + FileName + "\": " + Imp.GetErrorString() +
                     ".");
