@@ -292,6 +292,9 @@ int Bench(const TBenchOptions& O) {
        static_cast<long long>(C.Objects), static_cast<long long>(C.Nodes));
   Line("vertices: %lld", static_cast<long long>(C.Vertices));
   Line("triangles: %lld", static_cast<long long>(C.Triangles));
+  if (!C.Bounds.Empty())
+    Line("bounds: (%g, %g, %g) .. (%g, %g, %g)", C.Bounds.Min.X, C.Bounds.Min.Y, C.Bounds.Min.Z,
+         C.Bounds.Max.X, C.Bounds.Max.Y, C.Bounds.Max.Z);
   Line("resident KB per item: %.2f (%ld KB in all)",
        C.Items ? static_cast<double>(KB) / static_cast<double>(C.Items) : 0.0, KB);
 

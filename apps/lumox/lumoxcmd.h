@@ -1,6 +1,7 @@
 // The lumox command's parts: the subcommands, scene loading and the built-in demo.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -70,7 +71,7 @@ void PrintWarnings(const std::vector<lumox::TLumLoadWarning>& Warnings);
 // With warnings: says that --strict fails on them and returns ExitFailure; else 0.
 int StrictStatus(const std::string& File, const std::vector<lumox::TLumLoadWarning>& Warnings);
 // Prints Root's tree: each item's class, names and world bounding box.
-void PrintSceneTree(lumox::TLumView* View, lumox::TLumNode* Root);
+void PrintSceneTree(lumox::TLumNode* Root);
 
 // Lets Exchange read a camera element standing among the file's objects (a child of
 // "Objects" loaded into Root): the first one found becomes *Camera, owned by Owner.
@@ -83,6 +84,12 @@ void SaveWithCamera(lumox::TLumExchange* Exchange, lumox::TLumNode* Root, lumox:
 // Width x Height image of Root; returns 0, or ExitUsage after saying what is wrong.
 int ApplyCameraOptions(const TArgs& Args, int Width, int Height, lumox::TLumNode* Root,
                        lumox::TLumPerspectiveCamera* Camera);
+
+// Places Camera (looking along -Z) so that a Width x Height image shows all of Root, at
+// Distance from the centre of its box when given; RoomToMove sets the clipping planes
+// wide apart for a camera that will move. False (Camera unchanged) without vertices.
+bool FitCamera(lumox::TLumPerspectiveCamera* Camera, lumox::TLumNode* Root, int Width, int Height,
+               std::optional<double> Distance, bool RoomToMove);
 
 // Whether the scene under Root has a light of its own (a TLumLight anywhere in it).
 bool HasLights(lumox::TLumNode* Root);

@@ -18,12 +18,14 @@ const char* const RenderOptions =
     "  --camera-distance D   distance of the camera from the origin (default 2)\n"
     "  --fov DEG             vertical field of view (default 45)\n"
     "  --near N, --far F     clipping distances (default 0.1 and 10)\n"
-    "  --fit                 frame the scene's bounding sphere\n"
+    "  --fit                 frame the whole scene\n"
     "  --camera-position X,Y,Z, --look-at X,Y,Z\n"
     "                        look from a point at a point (Y up)\n"
     "  (without camera options, a camera element of the file is used)\n"
     "  --strict              fail on load warnings\n"
     "  --axes                show the axes cross\n"
+    "  --no-headlight        leave out the light from the eye that a scene without\n"
+    "                        lights of its own gets (lighting on, both faces lit)\n"
     "  --title TEXT          draw TEXT (UTF-8) at the top of the image\n";
 
 }  // namespace

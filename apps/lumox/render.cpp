@@ -207,6 +207,35 @@ int ParseRenderArgs(const TArgs& Args, bool Demo, TRenderOptions& O, bool NeedOu
   return 0;
 }
 
+}  // namespace
+
+bool FitCamera(TLumPerspectiveCamera* Camera, TLumNode* Root, int Width, int Height,
+               std::optional<double> Distance, bool RoomToMove) {
+  const TLumBounds Box = LumWorldBounds(Root);
+  if (Box.Empty()) return false;
+  // Close enough that the scene fills the view, with a margin of 5 % a side.
+  const TLumMathVector Centre = Box.Centre();
+  const double TanY = std::tan(Camera->ViewAngle() * Pi / 360) / 1.05;
+  const double TanX = TanY * Width / Height;
+  const double Size = std::max(Box.Diagonal(), 1e-6);
+  double D = LumFitDistance(Root, Centre, TanX, TanY);
+  if (!(D > Size * 1e-3)) D = Size;  // a point, or the eye inside the scene
+  D = Distance.value_or(D);
+  Camera->Transformation()->Rotation()->SetValues(0, 0, 0);
+  Camera->Transformation()->Translation()->SetValues(static_cast<float>(-Centre.X),
+                                                     static_cast<float>(-Centre.Y),
+                                                     static_cast<float>(-Centre.Z - D));
+  // The clipping planes just around the scene, or far enough apart to walk about in it.
+  const double Front = D - (Box.Max.Z - Centre.Z), Back = D + (Centre.Z - Box.Min.Z);
+  const double Far = RoomToMove ? Back + 2 * Size : Back + 0.05 * Size;
+  Camera->SetViewFar(static_cast<float>(Far));
+  Camera->SetViewNear(
+      static_cast<float>(RoomToMove ? Far / 2000 : std::max(Front - 0.05 * Size, Back / 1000)));
+  return true;
+}
+
+namespace {
+
 void SetupCamera(TLumPerspectiveCamera* Camera, TLumNode* Root, const TRenderOptions& O) {
   if (O.Fov) Camera->SetViewAngle(static_cast<float>(*O.Fov));
   if (O.Position || O.Target) {
@@ -216,25 +245,7 @@ void SetupCamera(TLumPerspectiveCamera* Camera, TLumNode* Root, const TRenderOpt
     const double Distance = std::hypot(At.X - Eye.X, At.Y - Eye.Y, At.Z - Eye.Z);
     Camera->SetViewFar(static_cast<float>(std::max(10.0, 3 * Distance)));
   }
-  const TLumBounds Box = O.Fit ? LumWorldBounds(Root) : TLumBounds();
-  if (!Box.Empty()) {
-    // Close enough that the scene fills the view, with a margin of 5 % a side; the
-    // clipping planes just around it.
-    const TLumMathVector Centre = Box.Centre();
-    const double TanY = std::tan(Camera->ViewAngle() * Pi / 360) / 1.05;
-    const double TanX = TanY * O.Width / O.Height;
-    const double Size = std::max(Box.Diagonal(), 1e-6);
-    double Distance = LumFitDistance(Root, Centre, TanX, TanY);
-    if (!(Distance > Size * 1e-3)) Distance = Size;  // a point, or the eye inside the scene
-    Distance = O.Distance.value_or(Distance);
-    Camera->Transformation()->Rotation()->SetValues(0, 0, 0);
-    Camera->Transformation()->Translation()->SetValues(static_cast<float>(-Centre.X),
-                                                       static_cast<float>(-Centre.Y),
-                                                       static_cast<float>(-Centre.Z - Distance));
-    const double Front = Distance - (Box.Max.Z - Centre.Z),
-                 Back = Distance + (Centre.Z - Box.Min.Z);
-    Camera->SetViewFar(static_cast<float>(Back + 0.05 * Size));
-    Camera->SetViewNear(static_cast<float>(std::max(Front - 0.05 * Size, Back / 1000)));
+  if (O.Fit && FitCamera(Camera, Root, O.Width, O.Height, O.Distance, false)) {
   } else if (O.Distance) {
     Camera->Transformation()->Translation()->SetZ(static_cast<float>(-*O.Distance));
   }
@@ -423,7 +434,7 @@ int RunInfo(const TArgs& Args) {
     }
     auto* View = new TLumView(&Form);
     std::fputs(LumDiagnosticsReport(View, Root).c_str(), stdout);
-    if (ListScene) PrintSceneTree(View, Root);
+    if (ListScene) PrintSceneTree(Root);
   } catch (const std::exception& E) {
     return Fail(Scene, E.what());
   }

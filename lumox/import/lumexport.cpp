@@ -22,8 +22,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr float kDegToRad = 0.017453292519943295f;
-
 const char* FormatOf(const std::string& FileName) {
   std::string E = fs::path(FileName).extension().string();
   std::transform(E.begin(), E.end(), E.begin(), [](unsigned char c) { return std::tolower(c); });
@@ -34,58 +32,12 @@ const char* FormatOf(const std::string& FileName) {
   return nullptr;
 }
 
-// The matrix the transformation's GL calls build (the first call outermost).
+// The matrix the transformation's GL calls build, in Asset Importer's row-major form.
 aiMatrix4x4 MatrixOf(const TLumTransformation* T) {
-  aiMatrix4x4 Tr, Sc, Ro, M;
-  const TLumTranslation* P = T->Translation();
-  aiMatrix4x4::Translation(aiVector3D(P->X(), P->Y(), P->Z()), Tr);
-  aiMatrix4x4::Scaling(aiVector3D(T->Scale()->X(), T->Scale()->Y(), T->Scale()->Z()), Sc);
-  const TLumRotation* R = T->Rotation();
-  aiMatrix4x4 Rx, Ry, Rz;
-  aiMatrix4x4::RotationX(R->X() * kDegToRad, Rx);
-  aiMatrix4x4::RotationY(R->Y() * kDegToRad, Ry);
-  aiMatrix4x4::RotationZ(R->Z() * kDegToRad, Rz);
-  switch (R->Order()) {
-    case roXYZ:
-      Ro = Rx * Ry * Rz;
-      break;
-    case roXZY:
-      Ro = Rx * Rz * Ry;
-      break;
-    case roYXZ:
-      Ro = Ry * Rx * Rz;
-      break;
-    case roYZX:
-      Ro = Ry * Rz * Rx;
-      break;
-    case roZXY:
-      Ro = Rz * Rx * Ry;
-      break;
-    case roZYX:
-      Ro = Rz * Ry * Rx;
-      break;
-  }
-  switch (T->Order()) {
-    case toRotTraSca:
-      M = Ro * Tr * Sc;
-      break;
-    case toRotScaTra:
-      M = Ro * Sc * Tr;
-      break;
-    case toTraRotSca:
-      M = Tr * Ro * Sc;
-      break;
-    case toTraScaRot:
-      M = Tr * Sc * Ro;
-      break;
-    case toScaRotTra:
-      M = Sc * Ro * Tr;
-      break;
-    case toScaTraRot:
-      M = Sc * Tr * Ro;
-      break;
-  }
-  return M;
+  const TLumMathMatrix M = T->GetMatrix();
+  auto F = [&M](int Row, int Col) { return static_cast<float>(M.M[Col * 4 + Row]); };
+  return aiMatrix4x4(F(0, 0), F(0, 1), F(0, 2), F(0, 3), F(1, 0), F(1, 1), F(1, 2), F(1, 3),
+                     F(2, 0), F(2, 1), F(2, 2), F(2, 3), F(3, 0), F(3, 1), F(3, 2), F(3, 3));
 }
 
 // Splits an index list of any OpenGL mode into triangles or line segments.
