@@ -242,7 +242,7 @@ int Bench(const TBenchOptions& O) {
     const double Ms = MsSince(T0);
     const uintmax_t Size = fs::file_size(File);
     Line("file MB: %.2f", MB(Size));
-    // Only counted: the reference scenes' materials warn of their diffuse colour.
+    // Only counted: a scene file's own warnings are check's to list.
     if (!Load.Warnings.empty())
       Line("load warnings: %zu (lumox check lists them)", Load.Warnings.size());
     Line("load ms: %.1f (%.1f MB/s)", Ms, MB(Size) / (Ms / 1000));

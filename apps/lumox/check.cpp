@@ -15,7 +15,10 @@ using namespace lumox;
 
 namespace lumoxcmd {
 
-void PrintWarnings(const std::vector<TLumLoadWarning>& Warnings) {
+void PrintWarnings(const TSceneLoad& Load) {
+  for (const TLumLoadWarning& N : Load.Notes)
+    std::fprintf(stderr, "note: %s\n", N.ToString().c_str());
+  const std::vector<TLumLoadWarning>& Warnings = Load.Warnings;
   constexpr size_t Shown = 20;
   for (size_t I = 0; I < Warnings.size() && I < Shown; ++I)
     std::fprintf(stderr, "warning: %s\n", Warnings[I].ToString().c_str());
@@ -47,7 +50,7 @@ int RunCheck(const TArgs& Args) {
   } catch (const std::exception& E) {
     return Fail(Scene, E.what());
   }
-  PrintWarnings(Load.Warnings);
+  PrintWarnings(Load);
   if (!Load.Warnings.empty()) return StrictStatus(Scene, Load.Warnings);
   std::printf("%s: no warnings\n", Scene.c_str());
   return 0;

@@ -53,6 +53,8 @@ bool ParseSize(const std::string& Text, int& W, int& H);
 // What loading a scene found besides its objects.
 struct TSceneLoad {
   std::vector<lumox::TLumLoadWarning> Warnings;
+  // What is worth knowing but fails neither check nor --strict.
+  std::vector<lumox::TLumLoadWarning> Notes;
   // The file's first camera element among its objects, owned by the load's Owner.
   lumox::TLumCamera* Camera = nullptr;
 };
@@ -66,8 +68,8 @@ std::string LoadScene(const std::string& File, lumox::TComponent* Owner, lumox::
 // The format reference: every class's element, attributes, defaults and children.
 void PrintClassAttributes();
 
-// Load warnings on stderr: the first 20, then how many there are.
-void PrintWarnings(const std::vector<lumox::TLumLoadWarning>& Warnings);
+// A load's notes, then its warnings on stderr: the first 20, then how many there are.
+void PrintWarnings(const TSceneLoad& Load);
 // With warnings: says that --strict fails on them and returns ExitFailure; else 0.
 int StrictStatus(const std::string& File, const std::vector<lumox::TLumLoadWarning>& Warnings);
 // Prints Root's tree: each item's class, names and world bounding box.

@@ -309,7 +309,7 @@ std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root
     std::fprintf(stderr, "\n");
   }
   const std::string Description = Ex->FileDescription();
-  if (Load) Load->Warnings = Ex->Warnings();
+  if (Load) Load->Warnings = Ex->Warnings(), Load->Notes = Ex->Notes();
   delete Ex;
   return Description;
 }
@@ -338,7 +338,7 @@ int RunRender(const TArgs& Args, bool Demo) {
       LoadDemoScene(&Form, Root);
     else
       LoadScene(O.Scene, &Form, Root, &Load);
-    PrintWarnings(Load.Warnings);
+    PrintWarnings(Load);
     if (O.Strict && !Load.Warnings.empty()) return StrictStatus(O.Scene, Load.Warnings);
     auto* View = new TLumView(&Form);
     View->SetBounds(O.Width, O.Height);
@@ -430,7 +430,7 @@ int RunInfo(const TArgs& Args) {
     if (!Scene.empty()) {
       Root = new TLumNode(&Form);
       LoadScene(Scene, &Form, Root, &Load);
-      PrintWarnings(Load.Warnings);
+      PrintWarnings(Load);
     }
     auto* View = new TLumView(&Form);
     std::fputs(LumDiagnosticsReport(View, Root).c_str(), stdout);
@@ -489,7 +489,7 @@ int RunConvert(const TArgs& Args) {
     auto* Root = new TLumNode(&Form);
     TSceneLoad Load;
     const std::string Description = LoadScene(Files[0], &Form, Root, &Load);
-    PrintWarnings(Load.Warnings);
+    PrintWarnings(Load);
     if (Strict && !Load.Warnings.empty()) return StrictStatus(Files[0], Load.Warnings);
     if (int Status = CheckLoss(Files[0], Files[1], Load.Warnings, Force)) return Status;
     if (IsModelOutput(Files[1])) {

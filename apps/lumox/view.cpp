@@ -208,7 +208,7 @@ int RunView(const TArgs& Args) {
       LoadDemoScene(&Form, Root);
     else
       LoadScene(O.Scene, &Form, Root, &Load);
-    PrintWarnings(Load.Warnings);
+    PrintWarnings(Load);
   } catch (const std::exception& E) {
     return Fail(O.Scene, E.what());
   }

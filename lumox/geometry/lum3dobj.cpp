@@ -32,7 +32,19 @@ std::string FloatList(TLumExchange* Ex, const double* V, int N) {
 
 // --- TLum3dPart --------------------------------------------------------------------------
 
-TLum3dPart::TLum3dPart(TLum3dObj* Container) : TLumPrimitiveObj(nullptr), FContainer(Container) {
+TLum3dPart::TLum3dPart(TLum3dObj* Container)
+    : TLumPrimitiveObj(nullptr),
+      FContainer(Container),
+      FMaterialReader([this](TLumExchange* Exchange, TXMLTag* Tag) -> TObject* {
+        // The part writes the diffuse colour again as "Diffuse" after the material's
+        // "FDiffuse", which is therefore read already.
+        if (SameText(Tag->Name, "FDiffuse")) {
+          TLumColor Written;
+          Written.ReadValues(Exchange);
+          return Exchange->ElementRead();
+        }
+        return FMaterial->ReadComp(Exchange, Tag);
+      }) {
   Points()->SetDefineArrays(TLumArrays{daVertex, daNormal, daTexture});
   Points()->SetUsedArrays(TLumArrays{daVertex, daNormal});
   OnChange = [this](TObject*) {
@@ -263,9 +275,8 @@ void ReadList(TLumExchange* Ex, const char* Name, double* V, int N) {
 TObject* TLum3dPart::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
   if (!Tag) return nullptr;
   if (SameText(Tag->Name, "Material")) {
-    TLumMaterial* M = CreateMaterial();
-    M->ReadValues(Exchange);
-    return M;
+    CreateMaterial()->ReadValues(Exchange);
+    return &FMaterialReader;
   }
   if (SameText(Tag->Name, "Vertex")) {
     double P[3] = {0, 0, 0}, N[3] = {0, 0, 0}, T[3] = {0, 0, 0}, C[4] = {1, 1, 1, 1};
@@ -275,7 +286,7 @@ TObject* TLum3dPart::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
     ReadList(Exchange, "C", C, 4);
     AddVertex({P[0], P[1], P[2]}, {N[0], N[1], N[2]}, {T[0], T[1], T[2]},
               {float(C[0]), float(C[1]), float(C[2]), float(C[3])});
-    return nullptr;
+    return Exchange->ElementRead();
   }
   if (SameText(Tag->Name, "Indices")) {
     std::string Text;
@@ -297,7 +308,7 @@ TObject* TLum3dPart::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
     const int Type = Exchange->getenums("Type", TLumPrimitiveTypeStr, 9);
     const int32_t L = AddIndices(Type, I.data(), static_cast<int32_t>(I.size()));
     GetPrimitive(L)->SetVisible(Exchange->getvalueor("Visible", true));
-    return nullptr;
+    return Exchange->ElementRead();
   }
   return TLumPrimitiveObj::ReadComp(Exchange, Tag);
 }

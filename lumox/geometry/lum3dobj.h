@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "lumox/geometry/lumpolygon.h"
 #include "lumox/geometry/lumprimitiveobj.h"
 
 namespace lumox {
@@ -79,6 +80,8 @@ class TLum3dPart : public TLumPrimitiveObj {
   std::string FPartName;
   bool FVisible = true;
   std::unique_ptr<TLumMaterial> FMaterial;
+  // Reads the children of the part's "Material" element into FMaterial.
+  TLumChildReader FMaterialReader;
 };
 
 // The container: draws its colour, attributes and material, then each visible part with
