@@ -123,7 +123,10 @@ void LoadDemoScene(lumox::TComponent* Owner, lumox::TLumNode* Root);
 // loading one into Root (throws lumox::Exception naming the file); whether a name is an
 // export format; writing the meshes under Root, nodes kept.
 bool IsModelPath(const std::string& File);
-void LoadModelInto(const std::string& File, lumox::TComponent* Owner, lumox::TLumNode* Root);
+void LoadModelInto(const std::string& File, lumox::TComponent* Owner, lumox::TLumNode* Root,
+                   TSceneLoad* Load);
+// The folders besides a model's own that it may read (--resource-root, any command).
+std::vector<std::string>& ResourceRoots();
 bool IsModelOutput(const std::string& File);
 void SaveModelFile(lumox::TLumNode* Root, const std::string& File);
 

@@ -66,7 +66,11 @@ int Usage(bool Error) {
                "              lumox view --help lists the keys and options\n"
 #endif
                "  Scenes may also be model files (.obj, .stl, .ply, .gltf, .glb, .3ds, .dxf\n"
-               "  and the other formats of the model importer).\n"
+               "  and the other formats of the model importer). A model reads only files in\n"
+               "  its own folder (textures, buffers, material libraries); every command takes\n"
+               "  --resource-root DIR (again for more) to let it read DIR too. The importer\n"
+               "  runs in a process of its own: a file that crashes it or makes it hang is\n"
+               "  refused with exit status 1.\n"
                "  help [render], --help\n"
                "              this text, or the usage of render and demo\n"
                "  --version   the library version\n"
@@ -126,7 +130,19 @@ int main(int argc, char** argv) {
   using namespace lumoxcmd;
   if (argc < 2) return Usage(true);
   const std::string Cmd = argv[1];
-  const TArgs Args(argv + 2, argv + argc);
+  TArgs Args;
+  // --resource-root DIR goes with every command that reads models.
+  for (int I = 2; I < argc; ++I) {
+    const std::string A = argv[I];
+    if (A == "--resource-root" && I + 1 < argc)
+      ResourceRoots().push_back(argv[++I]);
+    else if (A.rfind("--resource-root=", 0) == 0)
+      ResourceRoots().push_back(A.substr(16));
+    else if (A == "--resource-root")
+      return BadUsage("--resource-root needs a folder");
+    else
+      Args.push_back(A);
+  }
   if (Cmd == "--version") {
     std::printf("%s\n", lumox::LumoxVersion());
     return 0;

@@ -1,6 +1,6 @@
 // Model files in the command: loading OBJ, STL, PLY, glTF, 3DS, DXF and the other formats
-// of the model importer into a scene, writing scenes as OBJ, STL or glTF, and the
-// summary that info prints for them.
+// of the model importer into a scene (the importer in a child process), and writing
+// scenes as OBJ, STL or glTF.
 #include <unistd.h>
 
 #include <algorithm>
@@ -36,7 +36,15 @@ bool IsModelPath(const std::string& File) {
 
 bool IsModelOutput(const std::string& File) { return IsExportFile(File); }
 
-void LoadModelInto(const std::string& File, TComponent* Owner, TLumNode* Root) {
+std::vector<std::string>& ResourceRoots() {
+  static std::vector<std::string> Roots;
+  return Roots;
+}
+
+void LoadModelInto(const std::string& File, TComponent* Owner, TLumNode* Root, TSceneLoad* Load) {
+  auto Warn = [Load](const TLumLoadWarning& W) {
+    if (Load) Load->Warnings.push_back(W);
+  };
   if (Ext(File) == ".dxf") {
     auto* D = new TLumDXFImport(Owner);
     D->SetFileName(File);
@@ -51,6 +59,11 @@ void LoadModelInto(const std::string& File, TComponent* Owner, TLumNode* Root) {
     return;
   }
   TLumImportOptions Options;
+  // Every import runs in a child process: whatever the reader does to a hostile file,
+  // the command ends with a message.
+  Options.Isolated = true;
+  Options.ResourceRoots = ResourceRoots();
+  Options.OnWarning = Warn;
   // A bar on a terminal once a load has taken more than a second.
   const auto Start = std::chrono::steady_clock::now();
   int Shown = -1;
@@ -76,6 +89,11 @@ void LoadModelInto(const std::string& File, TComponent* Owner, TLumNode* Root) {
   Root->Add(Model);
 }
 
-void SaveModelFile(TLumNode* Root, const std::string& File) { SaveModel(Root, File, false); }
+void SaveModelFile(TLumNode* Root, const std::string& File) {
+  std::vector<std::string> Warnings;
+  SaveModel(Root, File, false, &Warnings);
+  for (const std::string& W : Warnings)
+    std::fprintf(stderr, "lumox: %s: %s\n", File.c_str(), W.c_str());
+}
 
 }  // namespace lumoxcmd

@@ -277,7 +277,7 @@ std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root
     throw Exception("\"" + File + "\" is a directory, not a scene file");
   if (::stat(File.c_str(), &St) != 0 || !S_ISREG(St.st_mode))
     throw Exception("Cannot open file \"" + File + "\": no such file");
-  if (IsModelPath(File)) return LoadModelInto(File, Owner, Root), std::string();
+  if (IsModelPath(File)) return LoadModelInto(File, Owner, Root, Load), std::string();
   // The reader accepts any text; a scene file must at least have its root element.
   if (Lower(ReadHead(File, 64 * 1024)).find("<lumgl") == std::string::npos)
     throw Exception("\"" + File + "\" is not a LUMGL scene file (no LUMGL element)");

@@ -614,10 +614,10 @@ void TLumExchange::SaveObj(TComponent* Obj) {
 
 // --- load diagnostics -----------------------------------------------------------------
 
-const char* const TLumLoadWarningKindStr[10] = {
+const char* const TLumLoadWarningKindStr[11] = {
     "lwUnknownClass", "lwUnknownElement", "lwUnreadAttribute", "lwUnknownName",
     "lwBadBoolean",   "lwBadNumberText",  "lwUnclosedElement", "lwDiffuseNotRead",
-    "lwSkippedTag",   "lwOutsideObjects"};
+    "lwSkippedTag",   "lwOutsideObjects", "lwMissingFile"};
 
 std::string TLumLoadWarning::ToString() const {
   std::string S = FileName;

@@ -47,8 +47,9 @@ enum TLumLoadWarningKind : uint8_t {
   lwDiffuseNotRead,   // a material's "FDiffuse" child, which loading does not read back
   lwSkippedTag,       // a start tag the reader passes over, with its content
   lwOutsideObjects,   // an element before "Objects" that nothing reads, or no "Objects"
+  lwMissingFile,      // a file it names (a model's texture) that cannot be read: left out
 };
-extern const char* const TLumLoadWarningKindStr[10];
+extern const char* const TLumLoadWarningKindStr[11];
 
 struct TLumLoadWarning {
   TLumLoadWarningKind Kind = lwUnknownClass;

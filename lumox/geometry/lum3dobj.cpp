@@ -2,6 +2,7 @@
 // drawing with a selection name per part, the vertex bound and the exchange format.
 #include "lumox/geometry/lum3dobj.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -201,6 +202,8 @@ void TLum3dPart::Assign(TPersistent* Source) {
           ->SetVisible(A->Visible());
     }
     SetArrays(S->Arrays());
+    SetTexture(S->Texture());  // referenced, as the source does
+    SetTextured(S->Textured());
   }
 }
 
@@ -208,6 +211,8 @@ void TLum3dPart::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("Name", FPartName, std::string());
   Exchange->addtag("Visible", FVisible, true);
   Exchange->addsettag("Arrays", Arrays().Bits(), TLumArrayStr, 5);
+  if (FContainer && Textured() && Texture())
+    Exchange->addtag("Texture", FContainer->TextureIndex(Texture()), -1);
   if (FMaterial) {
     // The material's own writer puts its diffuse colour under a name its reader skips
     // (kept for existing files); a part writes it once more where the reader takes it,
@@ -254,6 +259,12 @@ void TLum3dPart::ReadValues(TLumExchange* Exchange) {
   uint32_t Bits = Arrays().Bits();
   Exchange->getsetvalue("Arrays", Bits, TLumArrayStr, 5);
   SetArrays(TLumArrays::FromBits(Bits));
+  int32_t Index = -1;
+  Exchange->getvalue("Texture", Index);
+  if (TLumTexture* T = FContainer ? FContainer->FileTexture(Index) : nullptr) {
+    SetTexture(T);
+    SetTextured(true);
+  }
 }
 
 namespace {
@@ -389,9 +400,34 @@ void TLum3dObj::Assign(TPersistent* Source) {
   TLumObject::Assign(Source);
 }
 
+std::vector<TLumTexture*> TLum3dObj::PartTextures() const {
+  std::vector<TLumTexture*> List;
+  for (const auto& P : FParts)
+    if (TLumTexture* T = P->Textured() ? P->Texture() : nullptr;
+        T && std::find(List.begin(), List.end(), T) == List.end())
+      List.push_back(T);
+  return List;
+}
+
+int32_t TLum3dObj::TextureIndex(TLumTexture* T) const {
+  const std::vector<TLumTexture*> List = PartTextures();
+  const auto It = std::find(List.begin(), List.end(), T);
+  return It == List.end() ? -1 : static_cast<int32_t>(It - List.begin());
+}
+
+TLumTexture* TLum3dObj::FileTexture(int32_t Index) const {
+  return Index >= 0 && Index < static_cast<int32_t>(FFileTextures.size())
+             ? FFileTextures[static_cast<size_t>(Index)]
+             : nullptr;
+}
+
 void TLum3dObj::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("MaxVertices", FMaxVertices, 16777216);
+  Exchange->addtag("ColorAsMaterial", ColorAsMaterial(), TLumColorAsMaterialStr, 5);
   TLumObject::WriteValues(Exchange);
+  // The parts' textures once each, before the parts that name them by number; their
+  // images go to the side files of the format.
+  for (TLumTexture* T : PartTextures()) T->WriteComp(Exchange, "Texture");
   for (const auto& P : FParts) {
     Exchange->StartTag("Part");
     P->WriteValues(Exchange);
@@ -402,6 +438,9 @@ void TLum3dObj::WriteValues(TLumExchange* Exchange) {
 void TLum3dObj::ReadValues(TLumExchange* Exchange) {
   TLumObject::ReadValues(Exchange);
   SetMaxVertices(Exchange->getvalueor("MaxVertices", FMaxVertices));
+  SetColorAsMaterial(static_cast<TLumColorAsMaterial>(
+      Exchange->getenums("ColorAsMaterial", TLumColorAsMaterialStr, 5)));
+  FFileTextures.clear();
 }
 
 TObject* TLum3dObj::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
@@ -409,6 +448,12 @@ TObject* TLum3dObj::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
     TLum3dPart* P = AddPart(std::string());
     P->ReadValues(Exchange);
     return P;
+  }
+  if (Tag && SameText(Tag->Name, "Texture")) {
+    auto* T = new TLumTexture(this);  // owned, as the textures of LoadFromFile are
+    T->ReadValues(Exchange);
+    FFileTextures.push_back(T);
+    return T;
   }
   return TLumObject::ReadComp(Exchange, Tag);
 }

@@ -16,6 +16,7 @@ namespace lumox {
 
 class TLum3dObj;
 class TLumMaterial;
+class TLumTexture;
 
 // OpenGL primitive modes by name, GL_POINTS (0) .. GL_POLYGON (9).
 extern const char* const TLumPrimitiveTypeStr[10];
@@ -122,9 +123,18 @@ class TLum3dObj : public TLumObject {
 
   // A part reports its changes here.
   void PartChanged();
+  // The textures of the textured parts, each once, in part order: the file writes them
+  // before the parts, which name them by number.
+  std::vector<TLumTexture*> PartTextures() const;
+  int32_t TextureIndex(TLumTexture* T) const;
+  // Texture Index of the object's element being read, or nullptr.
+  TLumTexture* FileTexture(int32_t Index) const;
 
  private:
   std::vector<std::unique_ptr<TLum3dPart>> FParts;
+  // The "Texture" children of the element being read, in file order; the textures are
+  // owned by the object.
+  std::vector<TLumTexture*> FFileTextures;
   int32_t FMaxVertices = 16777216;
 };
 

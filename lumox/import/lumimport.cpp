@@ -1,26 +1,31 @@
-// Reading model files into nodes and TLum3dObj parts, and writing node trees back out,
-// through the Asset Importer library.
+// Reading model files into nodes and TLum3dObj parts through the Asset Importer library,
+// with every file the importer and the textures open going through the rule for files
+// from anywhere.
 #include "lumox/import/lumimport.h"
 
+#include <assimp/BaseImporter.h>
 #include <assimp/config.h>
 #include <assimp/material.h>
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
-#include <stb_image.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
 #include <algorithm>
-#include <assimp/Exporter.hpp>
+#include <assimp/IOStream.hpp>
+#include <assimp/IOSystem.hpp>
 #include <assimp/Importer.hpp>
 #include <assimp/ProgressHandler.hpp>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <new>
 
 #include "lumox/host/graphics.h"
+#include "lumox/import/lumimportparts.h"
 #include "lumox/math/lumgl.h"
 #include "lumox/scene/lummat.h"
 #include "lumox/scene/lumtex.h"
@@ -72,48 +77,132 @@ void SetColor(TLumColor* Color, const aiColor4D& V) {
   Color->Changed();
 }
 
+// --- the files the importer opens --------------------------------------------------------
+
+class TStream : public Assimp::IOStream {
+ public:
+  TStream(FILE* F, size_t Size) : FFile(F), FSize(Size) {}
+  ~TStream() override { std::fclose(FFile); }
+  size_t Read(void* Buffer, size_t Size, size_t Count) override {
+    return Size && Count ? std::fread(Buffer, Size, Count, FFile) : 0;
+  }
+  size_t Write(const void*, size_t, size_t) override { return 0; }
+  aiReturn Seek(size_t Offset, aiOrigin Origin) override {
+    const int Whence = Origin == aiOrigin_SET   ? SEEK_SET
+                       : Origin == aiOrigin_CUR ? SEEK_CUR
+                                                : SEEK_END;
+    return fseeko(FFile, static_cast<off_t>(Offset), Whence) == 0 ? aiReturn_SUCCESS
+                                                                  : aiReturn_FAILURE;
+  }
+  size_t Tell() const override { return static_cast<size_t>(ftello(FFile)); }
+  size_t FileSize() const override { return FSize; }
+  void Flush() override {}
+
+ private:
+  FILE* FFile;
+  size_t FSize;
+};
+
+// Opens for the importer only what the rule allows, and remembers what it refused.
+class TIOSystem : public Assimp::IOSystem {
+ public:
+  explicit TIOSystem(const TLumFileAccess& Access) : FAccess(Access) {}
+  // The importer's names are its own: relative ones are taken from the working folder.
+  bool Exists(const char* File) const override {
+    std::string Path, Reason;
+    if (FAccess.Resolve(Absolute(File), Path, Reason)) return true;
+    // Looking for a file that is not there is how some readers probe; anything else
+    // is a file the model names but may not have.
+    if (Reason != "does not exist") Refuse(File, Reason);
+    return false;
+  }
+  char getOsSeparator() const override { return '/'; }
+  Assimp::IOStream* Open(const char* File, const char* Mode) override {
+    std::string Path, Reason;
+    if (!Mode || Mode[0] != 'r') return Refuse(File, "is not to be written"), nullptr;
+    if (!FAccess.Resolve(Absolute(File), Path, Reason)) return Refuse(File, Reason), nullptr;
+    FILE* F = std::fopen(Path.c_str(), "rb");
+    struct stat St {};
+    if (!F || fstat(fileno(F), &St) != 0) {
+      if (F) std::fclose(F);
+      return Refuse(File, std::strerror(errno)), nullptr;
+    }
+    return new TStream(F, static_cast<size_t>(St.st_size));
+  }
+  void Close(Assimp::IOStream* Stream) override { delete Stream; }
+  // The names refused, each once, with the reason.
+  const std::vector<std::pair<std::string, std::string>>& Refused() const { return FRefused; }
+
+ private:
+  static std::string Absolute(const char* File) {
+    std::error_code Ec;
+    const fs::path A = fs::absolute(File, Ec);
+    return Ec ? std::string(File) : A.string();
+  }
+  void Refuse(const std::string& File, const std::string& Reason) const {
+    for (const auto& R : FRefused)
+      if (R.first == File) return;
+    FRefused.emplace_back(File, Reason);
+  }
+  const TLumFileAccess& FAccess;
+  mutable std::vector<std::pair<std::string, std::string>> FRefused;
+};
+
+// The name of a file as the model gives it, relative to the model's folder when it
+// lies there.
+std::string Named(const std::string& File, const std::string& Folder) {
+  const std::string Prefix = Folder + "/";
+  return File.rfind(Prefix, 0) == 0 ? File.substr(Prefix.size()) : File;
+}
+
+// --- from the importer's scene to nodes and objects ---------------------------------------
+
 class TImporter {
  public:
   // Components made on the way are owned by Owner; ReadTree puts the nodes under Root.
-  TImporter(const std::string& FileName, const aiScene* Scene, TComponent* Owner, TLumNode* Root)
-      : FFileName(FileName), FScene(Scene), FOwner(Owner), FRoot(Root) {}
+  TImporter(const std::string& FileName, const aiScene* Scene, TComponent* Owner, TLumNode* Root,
+            const TLumFileAccess& Access, const TLumLoadWarningEvent& OnWarning)
+      : FFileName(FileName),
+        FScene(Scene),
+        FOwner(Owner),
+        FRoot(Root),
+        FAccess(Access),
+        FOnWarning(OnWarning) {}
 
   void ReadMesh(TLum3dObj* Obj, unsigned MeshIndex);
   void ReadTree();
+  void Warn(const std::string& Text) const {
+    if (FOnWarning) FOnWarning({lwMissingFile, FFileName, 0, "", Text});
+  }
 
  private:
   TLumTexture* Texture(unsigned MaterialIndex);
+  bool LoadTexture(const aiString& Path, TBitmap& B, std::string& Reason) const;
   void ReadMaterial(TLum3dPart* Part, unsigned MaterialIndex);
   std::string FFileName;
   const aiScene* FScene;
   TComponent* FOwner;
   TLumNode* FRoot;
+  const TLumFileAccess& FAccess;
+  const TLumLoadWarningEvent& FOnWarning;
   std::map<unsigned, TLumTexture*> FTextures;  // by material
 };
 
-TLumTexture* TImporter::Texture(unsigned MaterialIndex) {
-  if (auto It = FTextures.find(MaterialIndex); It != FTextures.end()) return It->second;
-  TLumTexture* Result = nullptr;
-  const aiMaterial* M = FScene->mMaterials[MaterialIndex];
-  aiString Path;
-  if (M->GetTexture(aiTextureType_DIFFUSE, 0, &Path) != AI_SUCCESS &&
-      M->GetTexture(aiTextureType_BASE_COLOR, 0, &Path) != AI_SUCCESS) {
-    FTextures[MaterialIndex] = nullptr;
-    return nullptr;
-  }
-  TBitmap B;
-  if (const aiTexture* E = FScene->GetEmbeddedTexture(Path.C_Str())) {
-    if (E->mHeight == 0) {  // a compressed image file held in memory
-      int W = 0, H = 0, N = 0;
-      stbi_uc* Data = stbi_load_from_memory(reinterpret_cast<const stbi_uc*>(E->pcData),
-                                            static_cast<int>(E->mWidth), &W, &H, &N, 4);
-      if (!Data)
-        throw Exception("Cannot read the texture embedded in \"" + FFileName +
-                        "\": " + stbi_failure_reason() + ".");
-      B.SetSize(W, H);
-      std::copy(Data, Data + static_cast<size_t>(W) * H * 4, B.Pixels());
-      stbi_image_free(Data);
-    } else {  // raw BGRA texels
+// The image of a texture: embedded in the file, or a file the rule allows (its name
+// taken as the author meant it). False with the reason when there is none.
+bool TImporter::LoadTexture(const aiString& Path, TBitmap& B, std::string& Reason) const {
+  try {
+    if (const aiTexture* E = FScene->GetEmbeddedTexture(Path.C_Str())) {
+      if (E->mHeight == 0) {  // an image file held in memory: its size is read first
+        B.LoadFromMemory(E->pcData, E->mWidth, "embedded in the model");
+        return true;
+      }
+      // Raw BGRA texels, already in memory: only their number is bounded.
+      if (static_cast<int64_t>(E->mWidth) * E->mHeight > TBitmap::MaxImagePixels) {
+        Reason = "holds " + std::to_string(E->mWidth) + " x " + std::to_string(E->mHeight) +
+                 " pixels, more than the limit of " + std::to_string(TBitmap::MaxImagePixels);
+        return false;
+      }
       B.SetSize(static_cast<int>(E->mWidth), static_cast<int>(E->mHeight));
       uint8_t* D = B.Pixels();
       for (size_t i = 0; i < size_t{E->mWidth} * E->mHeight; ++i) {
@@ -122,17 +211,44 @@ TLumTexture* TImporter::Texture(unsigned MaterialIndex) {
         D[i * 4 + 2] = E->pcData[i].b;
         D[i * 4 + 3] = E->pcData[i].a;
       }
+      return true;
     }
-  } else {
-    std::string Name = Path.C_Str();
-    std::replace(Name.begin(), Name.end(), '\\', '/');
-    fs::path P(Name);
-    if (P.is_relative()) P = fs::path(FFileName).parent_path() / P;
-    B.LoadFromFile(P.string());  // throws naming the missing texture file
+    std::string File;
+    if (!FAccess.ResolveLoosely(Path.C_Str(), File, Reason)) return false;
+    B.LoadFromFile(File);
+    return true;
+  } catch (const std::bad_alloc&) {
+    Reason = "needs more memory than there is";
+  } catch (const std::exception& E) {
+    // The image reader names the file and ends with a full stop; the warning names
+    // the texture itself.
+    Reason = E.what();
+    const size_t Colon = Reason.find("\": ");
+    if (Colon != std::string::npos) Reason = Reason.substr(Colon + 3);
+    while (!Reason.empty() && (Reason.back() == '.' || Reason.back() == ' ')) Reason.pop_back();
+    Reason = "cannot be read (" + Reason + ")";
+  }
+  return false;
+}
+
+TLumTexture* TImporter::Texture(unsigned MaterialIndex) {
+  if (auto It = FTextures.find(MaterialIndex); It != FTextures.end()) return It->second;
+  TLumTexture*& Result = FTextures[MaterialIndex];
+  const aiMaterial* M = FScene->mMaterials[MaterialIndex];
+  aiString Path;
+  if (M->GetTexture(aiTextureType_DIFFUSE, 0, &Path) != AI_SUCCESS &&
+      M->GetTexture(aiTextureType_BASE_COLOR, 0, &Path) != AI_SUCCESS)
+    return nullptr;
+  TBitmap B;
+  std::string Reason;
+  if (!LoadTexture(Path, B, Reason)) {
+    // A missing or unreadable texture leaves its parts untextured, as viewers do.
+    Warn("the texture \"" + std::string(Path.C_Str()) + "\" " + Reason +
+         ": its parts are drawn without it");
+    return nullptr;
   }
   Result = new TLumTexture(FOwner);
   Result->SetBitmap(&B);
-  FTextures[MaterialIndex] = Result;
   return Result;
 }
 
@@ -227,7 +343,13 @@ void TImporter::ReadTree() {
     if (Src->mNumMeshes > 0) {
       auto* Obj = new TLum3dObj(FOwner);
       Obj->SetObjectName(Src->mName.C_Str());
-      for (unsigned i = 0; i < Src->mNumMeshes; ++i) ReadMesh(Obj, Src->mMeshes[i]);
+      bool AllColoured = true;
+      for (unsigned i = 0; i < Src->mNumMeshes; ++i) {
+        ReadMesh(Obj, Src->mMeshes[i]);
+        AllColoured = AllColoured && FScene->mMeshes[Src->mMeshes[i]]->mColors[0];
+      }
+      // Vertex colours are what such a model shows; lit, they stand for its material.
+      if (AllColoured) Obj->SetColorAsMaterial(cmAmbientDiffuse);
       Node->Add(Obj);
     }
     for (unsigned i = Src->mNumChildren; i-- > 0;) Stack.push_back({Src->mChildren[i], Node});
@@ -261,20 +383,82 @@ unsigned ImportFlags(Assimp::Importer& Imp, const std::string& FileName,
   return F;
 }
 
-const aiScene* ReadScene(Assimp::Importer& Imp, const std::string& FileName,
-                         const TLumImportOptions& Options) {
-  if (!fs::is_regular_file(FileName))
-    throw Exception("Cannot read the model file \"" + FileName + "\": no such file.");
-  if (Options.OnProgress)
-    Imp.SetProgressHandler(new TProgress(Options.OnProgress));  // the importer deletes it
-  const aiScene* S = Imp.ReadFile(FileName, ImportFlags(Imp, FileName, Options));
-  if (!S || (S->mFlags & AI_SCENE_FLAGS_INCOMPLETE) || !S->mRootNode)
-    throw Exception("Cannot read the model file \"" + FileName + "\": " + Imp.GetErrorString() +
-                    ".");
-  return S;
+// The reason in words for an importer's failure: its own message, or the refused file
+// that made it fail, or the message of the reader the extension names when no reader
+// claimed the file (a damaged file of a known format).
+std::string FailureReason(Assimp::Importer& Imp, const TIOSystem& IO, const std::string& FileName,
+                          const std::string& Folder) {
+  std::string Reason = Imp.GetErrorString();
+  if (Reason.rfind("No suitable reader found", 0) == 0) {
+    const std::string Ext = LowerExt(FileName);
+    if (Assimp::BaseImporter* Reader =
+            Ext.size() > 1 ? Imp.GetImporter(Ext.c_str() + 1) : nullptr) {
+      TIOSystem Probe(IO);
+      std::unique_ptr<aiScene> S(Reader->ReadFile(&Imp, FileName, &Probe));
+      if (!S && !Reader->GetErrorText().empty()) Reason = Reader->GetErrorText();
+    }
+  }
+  for (const auto& [File, Why] : IO.Refused())
+    if (Named(File, Folder) != Named(FileName, Folder))
+      return "it needs \"" + Named(File, Folder) + "\", which " + Why;
+  if (Reason.find("bad_alloc") != std::string::npos) return "there is not enough memory to read it";
+  if (Reason.empty()) return "the file holds no model";
+  return Reason;
 }
 
 }  // namespace
+
+namespace importparts {
+
+std::string ModelError(const std::string& FileName, std::string Reason) {
+  while (!Reason.empty() && (Reason.back() == '.' || Reason.back() == ' ' || Reason.back() == '\n'))
+    Reason.pop_back();
+  return "Cannot read the model file \"" + FileName + "\": " + Reason + ".";
+}
+
+namespace {
+
+// Reads the file with Imp through IO; throws ModelError.
+const aiScene* ReadScene(Assimp::Importer& Imp, TIOSystem* IO, const std::string& FileName,
+                         const TLumImportOptions& Options, const TLumFileAccess& Access) {
+  std::string Reason;
+  if (!TLumFileAccess::Readable(FileName, Access.MaxSize(), Reason))
+    throw Exception(ModelError(FileName, "it " + Reason));
+  Imp.SetIOHandler(IO);  // the importer deletes it
+  if (Options.OnProgress)
+    Imp.SetProgressHandler(new TProgress(Options.OnProgress));  // the importer deletes it
+  // By its absolute name, so that the files the importer derives from it are absolute.
+  std::error_code Ec;
+  const std::string Absolute = fs::absolute(FileName, Ec).string();
+  const aiScene* S = Imp.ReadFile(Ec ? FileName : Absolute, ImportFlags(Imp, FileName, Options));
+  if (!S || (S->mFlags & AI_SCENE_FLAGS_INCOMPLETE) || !S->mRootNode)
+    throw Exception(ModelError(FileName, FailureReason(Imp, *IO, FileName, Access.Folder())));
+  return S;
+}
+
+// Files the model names that were refused while it still loaded: said as warnings.
+void WarnRefused(const TIOSystem& IO, const std::string& FileName, const std::string& Folder,
+                 const TLumLoadWarningEvent& OnWarning) {
+  if (!OnWarning) return;
+  for (const auto& [File, Why] : IO.Refused())
+    OnWarning({lwMissingFile, FileName, 0, "",
+               "the model names \"" + Named(File, Folder) + "\", which " + Why + ": left out"});
+}
+
+}  // namespace
+
+TLumNode* ImportHere(const std::string& FileName, TComponent* Owner,
+                     const TLumImportOptions& Options, const TLumFileAccess& Access) {
+  Assimp::Importer Imp;
+  auto* IO = new TIOSystem(Access);
+  const aiScene* S = ReadScene(Imp, IO, FileName, Options, Access);
+  WarnRefused(*IO, FileName, Access.Folder(), Options.OnWarning);
+  auto Root = std::make_unique<TLumNode>(Owner);
+  TImporter(FileName, S, Root.get(), Root.get(), Access, Options.OnWarning).ReadTree();
+  return Root.release();
+}
+
+}  // namespace importparts
 
 bool IsModelFile(const std::string& FileName) {
   const std::string E = LowerExt(FileName);
@@ -285,10 +469,13 @@ bool IsModelFile(const std::string& FileName) {
 
 TLumNode* LoadModel(const std::string& FileName, TComponent* AOwner,
                     const TLumImportOptions& Options) {
-  Assimp::Importer Imp;
-  const aiScene* S = ReadScene(Imp, FileName, Options);
-  auto Root = std::make_unique<TLumNode>(AOwner);
-  TImporter(FileName, S, Root.get(), Root.get()).ReadTree();
+  const TLumFileAccess Access(FileName, Options.ResourceRoots, Options.MaxFileSize, "model");
+  std::string Reason;
+  if (!TLumFileAccess::Readable(FileName, Options.MaxFileSize, Reason))
+    throw Exception(importparts::ModelError(FileName, "it " + Reason));
+  importparts::PreCheck(FileName);
+  TLumNode* Root = Options.Isolated ? importparts::ImportIsolated(FileName, AOwner, Options, Access)
+                                    : importparts::ImportHere(FileName, AOwner, Options, Access);
   TLumTransformation* T = Root->Transformation();
   if (Options.UpAxis == uaZUpToYUp) T->Rotation()->SetX(270.0f);
   if (Options.UpAxis == uaYUpToZUp) T->Rotation()->SetX(90.0f);
@@ -296,16 +483,20 @@ TLumNode* LoadModel(const std::string& FileName, TComponent* AOwner,
     const auto F = static_cast<float>(Options.Scale);
     T->Scale()->SetValues(F, F, F);
   }
-  return Root.release();
+  return Root;
 }
 
 // Defined here rather than beside the container: reading files is the import layer's job.
 void TLum3dObj::LoadFromFile(const std::string& FileName) {
+  const TLumImportOptions Options;
+  const TLumFileAccess Access(FileName, {}, Options.MaxFileSize, "model");
+  importparts::PreCheck(FileName);
   Assimp::Importer Imp;
-  const aiScene* S = ReadScene(Imp, FileName, {});
+  auto* IO = new TIOSystem(Access);
+  const aiScene* S = importparts::ReadScene(Imp, IO, FileName, Options, Access);
   // Every mesh of the file, each in the place its nodes put it, into parts of this
   // object; built aside first so that a failure leaves the object as it was.
-  TImporter I(FileName, S, this, nullptr);
+  TImporter I(FileName, S, this, nullptr, Access, Options.OnWarning);
   TLum3dObj Tmp(nullptr);
   Tmp.SetMaxVertices(MaxVertices());
   std::vector<std::pair<const aiNode*, aiMatrix4x4>> Stack{{S->mRootNode, aiMatrix4x4()}};
