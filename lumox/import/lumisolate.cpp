@@ -203,9 +203,10 @@ TLumNode* ImportIsolated(const std::string& FileName, TComponent* Owner,
   const int Signal = Signalled ? WTERMSIG(Status) : 0;
   auto Say = [&](const std::string& Why) { throw Exception(ModelError(FileName, Why)); };
   const std::string Limit = std::to_string(Options.MaxMemoryMB) + " MB";
+  char Seconds[32];
+  std::snprintf(Seconds, sizeof Seconds, "%g", Options.TimeLimit);
   if (TimedOut || Signal == SIGXCPU)
-    Say("the model reader took longer than " + std::to_string(std::lround(Options.TimeLimit)) +
-        " s and was stopped");
+    Say("the model reader took longer than " + std::string(Seconds) + " s and was stopped");
   if (Memory) Say("the model reader used more than " + Limit + " of memory and was stopped");
   if (!Error.empty()) throw Exception(Error);  // the reader's own refusal, in words
   if (Signal == SIGKILL)

@@ -38,10 +38,11 @@ uint64_t Times(uint64_t A, uint64_t B) {
 
 uint64_t Plus(uint64_t A, uint64_t B) { return A > UINT64_MAX - B ? UINT64_MAX : A + B; }
 
+// A count in decimal, saturated at 2^64 - 1; false for other text.
 bool ParseCount(const std::string& Text, uint64_t& Value) {
-  if (Text.empty() || Text.size() > 19 || !std::all_of(Text.begin(), Text.end(), ::isdigit))
-    return false;
-  Value = std::stoull(Text);
+  if (Text.empty() || !std::all_of(Text.begin(), Text.end(), ::isdigit)) return false;
+  Value = 0;
+  for (char C : Text) Value = Plus(Times(Value, 10), static_cast<uint64_t>(C - '0'));
   return true;
 }
 
