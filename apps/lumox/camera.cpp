@@ -143,6 +143,9 @@ void THeadlight::Render(TLumView* View) {
   FLight->Render(View);
   glPopMatrix();
   FLit->Render(View);
+  // Models are often scaled by their nodes (a unit of centimetres): lit, their normals
+  // must be made unit length again.
+  glEnable(GL_NORMALIZE);
 }
 
 }  // namespace lumoxcmd

@@ -96,7 +96,8 @@ bool FitCamera(lumox::TLumPerspectiveCamera* Camera, lumox::TLumNode* Root, int 
 // Whether the scene under Root has a light of its own (a TLumLight anywhere in it).
 bool HasLights(lumox::TLumNode* Root);
 // The light render and view give a scene without lights of its own: a directional light
-// from the eye, with lighting on for both faces. Objects whose colour no material
+// from the eye, with lighting on for both faces and normals made unit length after the
+// scaling of nodes. Objects whose colour no material
 // replaces (none of their own, none rendered before them) are lit in their own colour.
 // Its components are owned by Owner.
 class THeadlight {

@@ -213,20 +213,31 @@ bool FitCamera(TLumPerspectiveCamera* Camera, TLumNode* Root, int Width, int Hei
                std::optional<double> Distance, bool RoomToMove) {
   const TLumBounds Box = LumWorldBounds(Root);
   if (Box.Empty()) return false;
-  // Close enough that the scene fills the view, with a margin of 5 % a side.
+  // From the front, unless the scene is flat across the view (a drawing in the Y-Z
+  // plane, a ground in X-Z): then from the side it faces.
   const TLumMathVector Centre = Box.Centre();
+  const double EX = Box.Max.X - Box.Min.X, EY = Box.Max.Y - Box.Min.Y, EZ = Box.Max.Z - Box.Min.Z;
+  TLumMathVector Axis{0, 0, 1};
+  if (EY < 0.1 * std::max(EX, EZ) && EY <= EX)
+    Axis = {0, 1, 0};
+  else if (EX < 0.1 * std::max(EY, EZ))
+    Axis = {1, 0, 0};
+  auto Eye = [&](double D) {
+    return TLumMathVector{Centre.X + Axis.X * D, Centre.Y + Axis.Y * D, Centre.Z + Axis.Z * D};
+  };
+  LookAt(Camera, Eye(1), Centre);
+  // Close enough that the scene fills the view, with a margin of 5 % a side.
   const double TanY = std::tan(Camera->ViewAngle() * Pi / 360) / 1.05;
   const double TanX = TanY * Width / Height;
   const double Size = std::max(Box.Diagonal(), 1e-6);
-  double D = LumFitDistance(Root, Centre, TanX, TanY);
+  double D =
+      LumFitDistance(Root, Camera->Transformation()->Rotation()->GetMatrix(), Centre, TanX, TanY);
   if (!(D > Size * 1e-3)) D = Size;  // a point, or the eye inside the scene
   D = Distance.value_or(D);
-  Camera->Transformation()->Rotation()->SetValues(0, 0, 0);
-  Camera->Transformation()->Translation()->SetValues(static_cast<float>(-Centre.X),
-                                                     static_cast<float>(-Centre.Y),
-                                                     static_cast<float>(-Centre.Z - D));
+  LookAt(Camera, Eye(D), Centre);
   // The clipping planes just around the scene, or far enough apart to walk about in it.
-  const double Front = D - (Box.Max.Z - Centre.Z), Back = D + (Centre.Z - Box.Min.Z);
+  const double Depth = Axis.X * EX + Axis.Y * EY + Axis.Z * EZ;
+  const double Front = D - Depth / 2, Back = D + Depth / 2;
   const double Far = RoomToMove ? Back + 2 * Size : Back + 0.05 * Size;
   Camera->SetViewFar(static_cast<float>(Far));
   Camera->SetViewNear(

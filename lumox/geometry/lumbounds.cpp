@@ -160,15 +160,16 @@ bool LumBoundingSphere(TLumRender* Root, TLumMathVector& Centre, double& Radius)
   return true;
 }
 
-double LumFitDistance(TLumRender* Root, const TLumMathVector& Centre, double TanHalfX,
-                      double TanHalfY) {
+double LumFitDistance(TLumRender* Root, const TLumMathMatrix& Turn, const TLumMathVector& Centre,
+                      double TanHalfX, double TanHalfY) {
   double D = 0.0;
   Walk(Root, [&](TLumRender* Item, const TLumMathMatrix& World) {
     ForEachBlock(Item, [&](const TLumPrimitiveObj& M) {
       ForEachPoint(M, [&](const TLumMathVector& P) {
         const TLumMathVector W = LumMathMatrixTransform(World, P);
-        const double Need = W.Z - Centre.Z + std::max(std::abs(W.X - Centre.X) / TanHalfX,
-                                                      std::abs(W.Y - Centre.Y) / TanHalfY);
+        const TLumMathVector C =
+            LumMathMatrixTransform(Turn, {W.X - Centre.X, W.Y - Centre.Y, W.Z - Centre.Z});
+        const double Need = C.Z + std::max(std::abs(C.X) / TanHalfX, std::abs(C.Y) / TanHalfY);
         if (std::isfinite(Need)) D = std::max(D, Need);
       });
     });

@@ -51,12 +51,13 @@ TLumBounds LumWorldBounds(TLumRender* Root);
 // when there is no vertex.
 bool LumBoundingSphere(TLumRender* Root, TLumMathVector& Centre, double& Radius);
 
-// How far in front of Centre (along +Z of Root's parent) a camera looking along -Z must
-// stand to see every vertex under Root, its view reaching TanHalfX and TanHalfY to the
-// side per unit of depth: for each vertex at (x, y, z), z - Centre.Z plus the larger of
-// |x - Centre.X| / TanHalfX and |y - Centre.Y| / TanHalfY. 0 when there is no vertex.
-double LumFitDistance(TLumRender* Root, const TLumMathVector& Centre, double TanHalfX,
-                      double TanHalfY);
+// How far from Centre a camera must stand to see every vertex under Root, looking at
+// Centre along -Z of Turn (a rotation that takes Root's parent's directions into the
+// camera's), its view reaching TanHalfX and TanHalfY to the side per unit of depth: for
+// each vertex at (x, y, z) in the camera's directions, z plus the larger of
+// |x| / TanHalfX and |y| / TanHalfY, measured from Centre. 0 when there is no vertex.
+double LumFitDistance(TLumRender* Root, const TLumMathMatrix& Turn, const TLumMathVector& Centre,
+                      double TanHalfX, double TanHalfY);
 
 // What the enabled geometry under Root draws.
 struct TLumMeshCounts {

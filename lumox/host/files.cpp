@@ -135,25 +135,32 @@ bool TLumFileAccess::ResolveLoosely(const std::string& Name, std::string& Path,
                                     std::string& Reason) const {
   if (Resolve(Name, Path, Reason)) return true;
   const std::string First = Reason;
+  std::string Ignored;
+  // Relative names folder by folder without regard to case, where the name lies within
+  // the allowed folders (nothing outside them is looked at); a name from the root of a
+  // Windows drive ("\\..\\maps\\x.jpg") is taken as meant from the file's folder.
+  auto Loosely = [&](std::string N) {
+    std::replace(N.begin(), N.end(), '\\', '/');
+    const fs::path Rel = fs::path(N).lexically_normal();
+    if (!Rel.is_relative() || Rel.empty() || !Inside(Absolute(fs::path(FFolder) / Rel).string()))
+      return false;
+    fs::path Dir = FFolder;
+    for (const fs::path& Part : Rel) {
+      if (Part == "..")
+        Dir = Dir.parent_path();
+      else if (Part != "." && !FindLoosely(Dir, Part.string(), Dir))
+        return false;
+    }
+    return Resolve(Dir.string(), Path, Ignored);
+  };
+  if (Loosely(Name)) return true;
+  if (Name.size() > 1 && Name[0] == '\\' && Name[1] != '\\' && Loosely(Name.substr(1))) return true;
+  // The bare name beside the file: paths of the author's own machine.
   std::string N = Name;
   std::replace(N.begin(), N.end(), '\\', '/');
-  const fs::path Rel = fs::path(N).lexically_normal();
-  std::string Ignored;
-  // Folder by folder without regard to case, for a name within the file's folder.
-  if (Rel.is_relative() && !Rel.empty() && *Rel.begin() != "..") {
-    fs::path Dir = FFolder;
-    bool Found = true;
-    for (const fs::path& Part : Rel)
-      if (!FindLoosely(Dir, Part.string(), Dir)) {
-        Found = false;
-        break;
-      }
-    if (Found && Resolve(Dir.string(), Path, Ignored)) return true;
-  }
-  // The bare name beside the file: paths of the author's own machine.
+  const std::string Bare = fs::path(N).filename().string();
   fs::path Beside;
-  const std::string Bare = Rel.filename().string();
-  if (!Bare.empty() && Bare != ".." && FindLoosely(FFolder, Bare, Beside) &&
+  if (!Bare.empty() && Bare != ".." && Bare != "." && FindLoosely(FFolder, Bare, Beside) &&
       Resolve(Beside.string(), Path, Ignored))
     return true;
   Reason = First;

@@ -419,8 +419,10 @@ void TDxf::Draw(const std::vector<TEntity>& List, const TPlace& Pl, const std::s
         std::vector<uint32_t> I;
         for (const TVec& X : Pts) I.push_back(V(X));
         auto At = [&](int n) -> int64_t {  // 1-based, negative for a hidden edge
-          const int64_t a = std::abs(n);
-          return a >= 1 && a <= static_cast<int64_t>(I.size()) ? I[a - 1] : -1;
+          const int64_t a = std::abs(static_cast<int64_t>(n));
+          // Signed on both sides: a number past the vertices must not turn into one.
+          return a >= 1 && a <= static_cast<int64_t>(I.size()) ? static_cast<int64_t>(I[a - 1])
+                                                               : int64_t{-1};
         };
         for (const auto& F : Faces) {
           std::vector<uint32_t> C;
@@ -479,7 +481,9 @@ void TDxf::Draw(const std::vector<TEntity>& List, const TPlace& Pl, const std::s
 std::vector<double> VertexNormals(const TLayerData& L) {
   std::vector<double> N(L.Pos.size(), 0.0);
   const double* P = L.Pos.data();
+  const size_t Count = L.Pos.size() / 3;
   for (size_t t = 0; t + 2 < L.Tris.size(); t += 3) {
+    if (L.Tris[t] >= Count || L.Tris[t + 1] >= Count || L.Tris[t + 2] >= Count) continue;
     const double *A = P + L.Tris[t] * 3, *B = P + L.Tris[t + 1] * 3, *C = P + L.Tris[t + 2] * 3;
     TLumMathVector F;
     LumMathCrossProduct({B[0] - A[0], B[1] - A[1], B[2] - A[2]},

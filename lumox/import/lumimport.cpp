@@ -286,7 +286,11 @@ void TImporter::ReadMaterial(TLum3dPart* Part, unsigned MaterialIndex) {
 }
 
 void TImporter::ReadMesh(TLum3dObj* Obj, unsigned MeshIndex) {
-  const aiMesh* M = FScene->mMeshes[MeshIndex];
+  // What the importer's own validation would check, checked here: that step also
+  // refuses point clouds, which are models too.
+  const aiMesh* M = MeshIndex < FScene->mNumMeshes ? FScene->mMeshes[MeshIndex] : nullptr;
+  if (!M || (M->mNumVertices > 0 && !M->mVertices) || (M->mNumFaces > 0 && !M->mFaces))
+    throw Exception("its mesh " + std::to_string(MeshIndex) + " is damaged");
   TLum3dPart* Part =
       Obj->AddPart(M->mName.length ? M->mName.C_Str() : "mesh" + std::to_string(MeshIndex));
   const size_t N = M->mNumVertices;
@@ -319,9 +323,12 @@ void TImporter::ReadMesh(TLum3dObj* Obj, unsigned MeshIndex) {
   std::vector<uint32_t> Lists[4];
   for (unsigned f = 0; f < M->mNumFaces; ++f) {
     const aiFace& F = M->mFaces[f];
-    if (F.mNumIndices < 1 || F.mNumIndices > 3) continue;
+    if (F.mNumIndices < 1 || F.mNumIndices > 3 || !F.mIndices) continue;
     Lists[F.mNumIndices].insert(Lists[F.mNumIndices].end(), F.mIndices, F.mIndices + F.mNumIndices);
   }
+  // A mesh without faces is a cloud of its points.
+  if (M->mNumFaces == 0)
+    for (uint32_t i = 0; i < static_cast<uint32_t>(N); ++i) Lists[1].push_back(i);
   const int32_t Modes[4] = {0, GL_POINTS, GL_LINES, GL_TRIANGLES};
   for (int k = 3; k >= 1; --k)
     if (!Lists[k].empty())
@@ -352,7 +359,8 @@ void TImporter::ReadTree() {
       if (AllColoured) Obj->SetColorAsMaterial(cmAmbientDiffuse);
       Node->Add(Obj);
     }
-    for (unsigned i = Src->mNumChildren; i-- > 0;) Stack.push_back({Src->mChildren[i], Node});
+    for (unsigned i = Src->mNumChildren; i-- > 0;)
+      if (Src->mChildren && Src->mChildren[i]) Stack.push_back({Src->mChildren[i], Node});
   }
 }
 
@@ -371,8 +379,9 @@ class TProgress : public Assimp::ProgressHandler {
 
 unsigned ImportFlags(Assimp::Importer& Imp, const std::string& FileName,
                      const TLumImportOptions& Options) {
-  unsigned F = aiProcess_Triangulate | aiProcess_JoinIdenticalVertices | aiProcess_SortByPType |
-               aiProcess_ValidateDataStructure;
+  // No aiProcess_ValidateDataStructure: it refuses point clouds; the conversion checks
+  // what it reads instead (meshes, faces, indices).
+  unsigned F = aiProcess_Triangulate | aiProcess_JoinIdenticalVertices | aiProcess_SortByPType;
   if (Options.GenerateNormals) F |= aiProcess_GenSmoothNormals;
   // STL writers often give facet normals against the winding (or none): smooth normals
   // from the winding instead, up to creases of 60 degrees.
@@ -454,7 +463,13 @@ TLumNode* ImportHere(const std::string& FileName, TComponent* Owner,
   const aiScene* S = ReadScene(Imp, IO, FileName, Options, Access);
   WarnRefused(*IO, FileName, Access.Folder(), Options.OnWarning);
   auto Root = std::make_unique<TLumNode>(Owner);
-  TImporter(FileName, S, Root.get(), Root.get(), Access, Options.OnWarning).ReadTree();
+  try {
+    TImporter(FileName, S, Root.get(), Root.get(), Access, Options.OnWarning).ReadTree();
+  } catch (const std::bad_alloc&) {
+    throw Exception(ModelError(FileName, "there is not enough memory to read it"));
+  } catch (const std::exception& E) {
+    throw Exception(ModelError(FileName, E.what()));
+  }
   return Root.release();
 }
 
@@ -500,31 +515,39 @@ void TLum3dObj::LoadFromFile(const std::string& FileName) {
   TLum3dObj Tmp(nullptr);
   Tmp.SetMaxVertices(MaxVertices());
   std::vector<std::pair<const aiNode*, aiMatrix4x4>> Stack{{S->mRootNode, aiMatrix4x4()}};
-  while (!Stack.empty()) {
-    auto [N, Parent] = Stack.back();
-    Stack.pop_back();
-    const aiMatrix4x4 M = Parent * N->mTransformation;
-    aiMatrix3x3 NM(M);
-    NM.Inverse().Transpose();
-    for (unsigned i = 0; i < N->mNumMeshes; ++i) {
-      const int32_t First = Tmp.PartCount();
-      I.ReadMesh(&Tmp, N->mMeshes[i]);
-      if (M.IsIdentity()) continue;
-      TLumPrimitivePoints* P = Tmp.Part(First)->Points();
-      for (int32_t v = 0; v < P->Count(); ++v) {
-        double* X = P->Vertices() + v * 3;
-        aiVector3D V(static_cast<float>(X[0]), static_cast<float>(X[1]), static_cast<float>(X[2]));
-        V = M * V;
-        X[0] = V.x, X[1] = V.y, X[2] = V.z;
-        if (double* Nn = P->Normals()) {
-          aiVector3D W(static_cast<float>(Nn[v * 3]), static_cast<float>(Nn[v * 3 + 1]),
-                       static_cast<float>(Nn[v * 3 + 2]));
-          W = (NM * W).NormalizeSafe();
-          Nn[v * 3] = W.x, Nn[v * 3 + 1] = W.y, Nn[v * 3 + 2] = W.z;
+  try {
+    while (!Stack.empty()) {
+      auto [N, Parent] = Stack.back();
+      Stack.pop_back();
+      const aiMatrix4x4 M = Parent * N->mTransformation;
+      aiMatrix3x3 NM(M);
+      NM.Inverse().Transpose();
+      for (unsigned i = 0; i < N->mNumMeshes; ++i) {
+        const int32_t First = Tmp.PartCount();
+        I.ReadMesh(&Tmp, N->mMeshes[i]);
+        if (M.IsIdentity()) continue;
+        TLumPrimitivePoints* P = Tmp.Part(First)->Points();
+        for (int32_t v = 0; v < P->Count(); ++v) {
+          double* X = P->Vertices() + v * 3;
+          aiVector3D V(static_cast<float>(X[0]), static_cast<float>(X[1]),
+                       static_cast<float>(X[2]));
+          V = M * V;
+          X[0] = V.x, X[1] = V.y, X[2] = V.z;
+          if (double* Nn = P->Normals()) {
+            aiVector3D W(static_cast<float>(Nn[v * 3]), static_cast<float>(Nn[v * 3 + 1]),
+                         static_cast<float>(Nn[v * 3 + 2]));
+            W = (NM * W).NormalizeSafe();
+            Nn[v * 3] = W.x, Nn[v * 3 + 1] = W.y, Nn[v * 3 + 2] = W.z;
+          }
         }
       }
+      for (unsigned i = N->mNumChildren; i-- > 0;)
+        if (N->mChildren && N->mChildren[i]) Stack.push_back({N->mChildren[i], M});
     }
-    for (unsigned i = N->mNumChildren; i-- > 0;) Stack.push_back({N->mChildren[i], M});
+  } catch (const std::bad_alloc&) {
+    throw Exception(importparts::ModelError(FileName, "there is not enough memory to read it"));
+  } catch (const std::exception& E) {
+    throw Exception(importparts::ModelError(FileName, E.what()));
   }
   // The parts only: the object's own name, colour and transformation stay.
   Clear();

@@ -75,6 +75,10 @@ constexpr const char* OutOfMemory = "there is not enough memory to read it";
   // Gone with the parent, and no core file of a reader's crash.
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (::getppid() != Parent) std::_Exit(1);
+  // A crash ends the child by its signal, whatever handlers the parent set up (a crash
+  // reporter's, a sanitizer's): the parent tells what happened from it.
+  for (int Signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS})
+    ::signal(Signal, SIG_DFL);
   const rlimit NoCore{0, 0};
   ::setrlimit(RLIMIT_CORE, &NoCore);
   // Growth is bounded, not the total: the process starts with what the parent mapped.

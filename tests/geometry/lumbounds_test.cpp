@@ -117,6 +117,25 @@ TEST(LumBoundsTest, WorldBoundsFollowNodesAndTransformationsAndSkipDisabledItems
   EXPECT_FALSE(LumBoundingSphere(new TLumNode(&Form), Centre, Radius));
 }
 
+TEST(LumBoundsTest, FitDistanceSeesEveryVertexFromTheGivenSide) {
+  TComponent Form(nullptr);
+  auto* Cloud = new TLumPointSet(&Form);
+  Cloud->AddPoint(-2, 0, 0);
+  Cloud->AddPoint(2, 1, 0);
+  Cloud->AddPoint(0, -1, 3);
+  // From the front: x = 2 needs 2 / 0.5 = 4; the point at z = 3 needs 3 more than its
+  // own 1 / 0.5, or 1 / 0.25 with a narrower view.
+  EXPECT_DOUBLE_EQ(LumFitDistance(Cloud, IDENTITYMATRIX, {0, 0, 0}, 0.5, 0.5), 3 + 2.0);
+  EXPECT_DOUBLE_EQ(LumFitDistance(Cloud, IDENTITYMATRIX, {0, 0, 0}, 0.5, 0.25), 3 + 4.0);
+  EXPECT_DOUBLE_EQ(LumFitDistance(Cloud, IDENTITYMATRIX, {0, 0, 0}, 1, 1), 3 + 1.0);
+  // From +X (the camera turned by -90 degrees about Y): depth is x, width is z, so the
+  // point at z = 3 needs 3 / 0.5.
+  TLumRotation Turn;
+  Turn.SetY(-90);
+  EXPECT_NEAR(LumFitDistance(Cloud, Turn.GetMatrix(), {0, 0, 0}, 0.5, 0.5), 6.0, 1e-6);
+  EXPECT_EQ(LumFitDistance(new TLumNode(&Form), IDENTITYMATRIX, {0, 0, 0}, 1, 1), 0.0);
+}
+
 TEST(LumBoundsTest, DeepTreesAreWalkedWithoutRecursion) {
   TComponent Form(nullptr);
   auto* Root = new TLumNode(&Form);

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 #include <sstream>
 
 #include "lumox/geometry/lumprimclasses.h"
@@ -255,6 +256,26 @@ TEST(DXFImportTest, BinaryDrawingsReadAsTheirTextTwins) {
     const std::string M = test::Thrown([&] { D.Execute(); });
     EXPECT_NE(M.find("byte "), std::string::npos) << M;
   }
+}
+
+// Every drawing that ever broke the reader (tests/data/fuzz-dxf) reads or is refused
+// with an Exception naming the file.
+TEST(DXFImportTest, EveryKeptFuzzFindReadsOrIsRefused) {
+  int Files = 0;
+  for (const auto& E :
+       std::filesystem::directory_iterator(std::string(LUMOX_TEST_DATA) + "/fuzz-dxf")) {
+    ++Files;
+    SCOPED_TRACE(E.path().string());
+    TLumDXFImport D(nullptr);
+    D.SetFileName(E.path().string());
+    try {
+      D.Execute();
+    } catch (const Exception& X) {
+      EXPECT_NE(std::string(X.what()).find(E.path().filename().string()), std::string::npos)
+          << X.what();
+    }
+  }
+  EXPECT_GT(Files, 0);
 }
 
 }  // namespace
