@@ -2,6 +2,7 @@
 // headlight shades them, and what convert writes keeps them.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 
 #include "support/command.h"
@@ -12,6 +13,7 @@ namespace {
 using test::Coverage;
 using test::RunCommand;
 using test::Shades;
+namespace fs = std::filesystem;
 
 const std::string Models = std::string(LUMOX_TEST_DATA) + "/models/";
 
@@ -70,6 +72,52 @@ TEST(ModelCommandTest, ScenesWithoutLightsGetAHeadlight) {
   // The help says so.
   const auto H = RunCommand(Dir, "render --help");
   EXPECT_NE(H.Out.find("--no-headlight"), std::string::npos) << H.Out;
+}
+
+// A textured model converted to every target keeps its texture: rendered back, the
+// textured square is green; the scene file Lumox wrote checks clean.
+TEST(ModelCommandTest, ConvertKeepsTexturesAndLumoxFilesCheckClean) {
+  const test::TempDir Dir;
+  const std::string Model = Models + "twoparts.obj";
+  for (const char* Out : {"t.lumgl", "t.obj", "t.gltf", "t.glb"}) {
+    SCOPED_TRACE(Out);
+    auto R = RunCommand(Dir, "convert '" + Model + "' " + Out);
+    ASSERT_EQ(R.Status, 0) << R.Err;
+    EXPECT_EQ(R.Err, "");
+    R = RunCommand(Dir, std::string("render ") + Out +
+                            " -o t.png --size 80x60 --camera-position 0,0,1.2 --look-at 0,0,0 "
+                            "--no-headlight --strict");
+    ASSERT_EQ(R.Status, 0) << R.Err;
+    TBitmap B;
+    B.LoadFromFile(Dir.File("t.png"));
+    EXPECT_EQ(B.GetPixel(60, 30), 0x00FF00u);  // the right square, textured green
+  }
+  const auto C = RunCommand(Dir, "check t.lumgl");
+  EXPECT_EQ(C.Status, 0) << C.Err;
+  EXPECT_NE(C.Out.find("no warnings"), std::string::npos);
+  // STL cannot hold the texture, and says so.
+  const auto S = RunCommand(Dir, "convert '" + Model + "' t.stl");
+  EXPECT_EQ(S.Status, 0) << S.Err;
+  EXPECT_NE(S.Err.find("materials and textures are left out"), std::string::npos) << S.Err;
+}
+
+// A model outside the folders it may read fails with status 1 and a message that names
+// the file and says why; --resource-root lets it read there.
+TEST(ModelCommandTest, ResourceRootWidensWhatAModelMayRead) {
+  const test::TempDir Dir;
+  fs::create_directories(Dir.Path() / "m");
+  fs::create_directories(Dir.Path() / "maps");
+  fs::copy_file(Models + "twoparts.obj", Dir.Path() / "m/twoparts.obj");
+  fs::copy_file(Models + "green.png", Dir.Path() / "maps/green.png");
+  std::string Mtl = test::ReadText(Models + "twoparts.mtl");
+  Mtl.replace(Mtl.find("green.png"), 9, "../maps/green.png");
+  test::WriteText(Dir.File("m/twoparts.mtl"), Mtl);
+  auto R = RunCommand(Dir, "check m/twoparts.obj");
+  EXPECT_EQ(R.Status, 1);
+  EXPECT_NE(R.Err.find("\"../maps/green.png\" lies outside the model's folder"), std::string::npos)
+      << R.Err;
+  R = RunCommand(Dir, "check m/twoparts.obj --resource-root maps");
+  EXPECT_EQ(R.Status, 0) << R.Err;
 }
 
 }  // namespace
