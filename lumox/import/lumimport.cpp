@@ -20,6 +20,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <new>
@@ -392,6 +393,34 @@ unsigned ImportFlags(Assimp::Importer& Imp, const std::string& FileName,
   return F;
 }
 
+// The first line of File (from 1) where Text begins, or 0.
+int64_t LineOf(const std::string& File, const std::string& Text) {
+  std::ifstream In(File, std::ios::binary);
+  std::string Line;
+  for (int64_t N = 1; std::getline(In, Line); ++N)
+    if (Line.find(Text) != std::string::npos) return N;
+  return 0;
+}
+
+// The text readers quote when a number does not parse ("Cannot parse string "abc 1 0
+// endloop ..." as a real number: ...") is a piece of the file: said as the word that is
+// no number, with its line.
+std::string NumberReason(const std::string& Reason, const std::string& FileName) {
+  const std::string Head = "Cannot parse string \"";
+  const size_t At = Reason.find(Head);
+  if (At == std::string::npos || Reason.find("as a real number", At) == std::string::npos)
+    return Reason;
+  std::string Word;
+  for (size_t I = At + Head.size(); I < Reason.size() && Word.size() < 40; ++I) {
+    const unsigned char C = static_cast<unsigned char>(Reason[I]);
+    if (C <= ' ' || C == '"' || C == '?' || C >= 127) break;
+    Word += static_cast<char>(C);
+  }
+  const int64_t Line = Word.empty() ? 0 : LineOf(FileName, Word);
+  return (Line > 0 ? "line " + std::to_string(Line) + ": " : std::string()) + "\"" + Word +
+         "\" is where a number should stand";
+}
+
 // The reason in words for an importer's failure: its own message, or the refused file
 // that made it fail, or the message of the reader the extension names when no reader
 // claimed the file (a damaged file of a known format).
@@ -412,7 +441,7 @@ std::string FailureReason(Assimp::Importer& Imp, const TIOSystem& IO, const std:
       return "it needs \"" + Named(File, Folder) + "\", which " + Why;
   if (Reason.find("bad_alloc") != std::string::npos) return "there is not enough memory to read it";
   if (Reason.empty()) return "the file holds no model";
-  return Reason;
+  return NumberReason(Reason, FileName);
 }
 
 }  // namespace

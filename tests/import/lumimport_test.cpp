@@ -372,7 +372,14 @@ TEST(ModelErrorTest, RefusalsSayWhyInWordsAndNeverTellWhatLiesOutside) {
   test::WriteText((Dir / "cut.gltf").string(), "{\"asset\":{\"version\":\"2.0\"},\"nodes\":[");
   const std::string Cut = test::Thrown([&] { LoadModel((Dir / "cut.gltf").string(), &Owner); });
   EXPECT_EQ(Cut.find("No suitable reader"), std::string::npos) << Cut;
-  for (const std::string& M : {There, Missing, Etc, Big, Cut}) {
+  // A word where a number should stand is named with its line, not as a piece of file.
+  test::WriteText((Dir / "bad.stl").string(),
+                  "solid x\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 0 0\n"
+                  "vertex abc 1 0\nendloop\nendfacet\nendsolid\n");
+  const std::string Stl = test::Thrown([&] { LoadModel((Dir / "bad.stl").string(), &Owner); });
+  EXPECT_NE(Stl.find(": line 6: \"abc\" is where a number should stand."), std::string::npos)
+      << Stl;
+  for (const std::string& M : {There, Missing, Etc, Big, Cut, Stl}) {
     EXPECT_EQ(M.rfind("Cannot read the model file \"", 0), 0u) << M;
     ASSERT_GE(M.size(), 2u);
     EXPECT_TRUE(M.back() == '.' && M[M.size() - 2] != '.') << M;
