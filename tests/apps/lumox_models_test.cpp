@@ -120,5 +120,20 @@ TEST(ModelCommandTest, ResourceRootWidensWhatAModelMayRead) {
   EXPECT_EQ(R.Status, 0) << R.Err;
 }
 
+// A file that crashes the importer ends the command with status 1 and says so.
+TEST(ModelCommandTest, AReaderCrashIsExitStatusOneWithAMessage) {
+  const test::TempDir Dir;
+  const std::string File =
+      std::string(LUMOX_TEST_DATA) + "/fuzz-model/ply_binary_face_past_the_end_crashes.ply";
+  const auto R = RunCommand(Dir, "render '" + File + "' -o x.png");
+  EXPECT_EQ(R.Signal, 0);
+  EXPECT_EQ(R.Status, 1);
+  EXPECT_NE(R.Err.find("lumox: Cannot read the model file \"" + File +
+                       "\": the model reader crashed (signal 11, SIGSEGV).\n"),
+            std::string::npos)
+      << R.Err;
+  EXPECT_FALSE(fs::exists(Dir.File("x.png")));
+}
+
 }  // namespace
 }  // namespace lumox

@@ -134,5 +134,30 @@ TEST_F(IsolatedImportTest, AChildOverItsTimeOrMemoryIsStoppedAndSaysSo) {
   EXPECT_EQ(LumCountMeshes(LoadModel(Grid, &Owner, Isolated)).Triangles, 2 * 300 * 300);
 }
 
+// What crashes or aborts the importer (Asset Importer 5.2.5: a binary PLY face past the
+// end of the file, an ASCII PLY face without corners) and every kept fuzz find
+// (tests/data/fuzz-model) is refused in words; this process goes on.
+TEST_F(IsolatedImportTest, ACrashOrAbortOfTheReaderIsSaidAndEveryFuzzFindRefusedOrRead) {
+  const fs::path Finds = fs::path(LUMOX_TEST_DATA) / "fuzz-model";
+  TComponent Owner(nullptr);
+  const std::string Crash = test::Thrown([&] {
+    LoadModel((Finds / "ply_binary_face_past_the_end_crashes.ply").string(), &Owner, Isolated);
+  });
+  EXPECT_NE(Crash.find("the model reader crashed (signal 11, SIGSEGV)."), std::string::npos)
+      << Crash;
+  const std::string Abort = test::Thrown([&] {
+    LoadModel((Finds / "ply_face_without_corners_aborts.ply").string(), &Owner, Isolated);
+  });
+  EXPECT_NE(Abort.find("the model reader aborted (signal 6, SIGABRT)."), std::string::npos)
+      << Abort;
+  for (const auto& E : fs::directory_iterator(Finds)) {
+    SCOPED_TRACE(E.path().string());
+    const std::string M = test::Thrown([&] { LoadModel(E.path().string(), &Owner, Isolated); });
+    if (M != "(nothing thrown)") {
+      EXPECT_EQ(M.rfind("Cannot read the model file \"" + E.path().string() + "\": ", 0), 0u) << M;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace lumox
