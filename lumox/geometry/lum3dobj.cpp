@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <unordered_set>
 
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/math/lumgl.h"
@@ -402,17 +403,16 @@ void TLum3dObj::Assign(TPersistent* Source) {
 
 std::vector<TLumTexture*> TLum3dObj::PartTextures() const {
   std::vector<TLumTexture*> List;
+  std::unordered_set<TLumTexture*> Seen;
   for (const auto& P : FParts)
-    if (TLumTexture* T = P->Textured() ? P->Texture() : nullptr;
-        T && std::find(List.begin(), List.end(), T) == List.end())
+    if (TLumTexture* T = P->Textured() ? P->Texture() : nullptr; T && Seen.insert(T).second)
       List.push_back(T);
   return List;
 }
 
 int32_t TLum3dObj::TextureIndex(TLumTexture* T) const {
-  const std::vector<TLumTexture*> List = PartTextures();
-  const auto It = std::find(List.begin(), List.end(), T);
-  return It == List.end() ? -1 : static_cast<int32_t>(It - List.begin());
+  const auto It = FWrittenTextures.find(T);
+  return It == FWrittenTextures.end() ? -1 : It->second;
 }
 
 TLumTexture* TLum3dObj::FileTexture(int32_t Index) const {
@@ -427,12 +427,17 @@ void TLum3dObj::WriteValues(TLumExchange* Exchange) {
   TLumObject::WriteValues(Exchange);
   // The parts' textures once each, before the parts that name them by number; their
   // images go to the side files of the format.
-  for (TLumTexture* T : PartTextures()) T->WriteComp(Exchange, "Texture");
+  FWrittenTextures.clear();
+  for (TLumTexture* T : PartTextures()) {
+    FWrittenTextures.emplace(T, static_cast<int32_t>(FWrittenTextures.size()));
+    T->WriteComp(Exchange, "Texture");
+  }
   for (const auto& P : FParts) {
     Exchange->StartTag("Part");
     P->WriteValues(Exchange);
     Exchange->EndTag();
   }
+  FWrittenTextures.clear();
 }
 
 void TLum3dObj::ReadValues(TLumExchange* Exchange) {

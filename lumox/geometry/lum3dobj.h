@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "lumox/geometry/lumpolygon.h"
@@ -126,6 +127,7 @@ class TLum3dObj : public TLumObject {
   // The textures of the textured parts, each once, in part order: the file writes them
   // before the parts, which name them by number.
   std::vector<TLumTexture*> PartTextures() const;
+  // The number of texture T in the element being written, or -1.
   int32_t TextureIndex(TLumTexture* T) const;
   // Texture Index of the object's element being read, or nullptr.
   TLumTexture* FileTexture(int32_t Index) const;
@@ -135,6 +137,8 @@ class TLum3dObj : public TLumObject {
   // The "Texture" children of the element being read, in file order; the textures are
   // owned by the object.
   std::vector<TLumTexture*> FFileTextures;
+  // The numbers of the textures while the object's element is written.
+  std::unordered_map<TLumTexture*, int32_t> FWrittenTextures;
   int32_t FMaxVertices = 16777216;
 };
 
