@@ -149,6 +149,15 @@ class TIOSystem : public Assimp::IOSystem {
   mutable std::vector<std::pair<std::string, std::string>> FRefused;
 };
 
+// A name of the file (a node's, a mesh's) as a scene file can hold it: the characters its
+// values cannot carry ('"', '<', '>', '/', line breaks) become '_'. Files name their
+// nodes "<OFFRoot>" or "Body/Left".
+std::string Writable(std::string Name) {
+  for (char& C : Name)
+    if (C == '"' || C == '<' || C == '>' || C == '/' || C == '\r' || C == '\n') C = '_';
+  return Name;
+}
+
 // The name of a file as the model gives it, relative to the model's folder when it
 // lies there.
 std::string Named(const std::string& File, const std::string& Folder) {
@@ -292,8 +301,8 @@ void TImporter::ReadMesh(TLum3dObj* Obj, unsigned MeshIndex) {
   const aiMesh* M = MeshIndex < FScene->mNumMeshes ? FScene->mMeshes[MeshIndex] : nullptr;
   if (!M || (M->mNumVertices > 0 && !M->mVertices) || (M->mNumFaces > 0 && !M->mFaces))
     throw Exception("its mesh " + std::to_string(MeshIndex) + " is damaged");
-  TLum3dPart* Part =
-      Obj->AddPart(M->mName.length ? M->mName.C_Str() : "mesh" + std::to_string(MeshIndex));
+  TLum3dPart* Part = Obj->AddPart(M->mName.length ? Writable(M->mName.C_Str())
+                                                  : "mesh" + std::to_string(MeshIndex));
   const size_t N = M->mNumVertices;
   std::vector<double> P(N * 3), Nr, T;
   std::vector<float> Col;
@@ -350,7 +359,7 @@ void TImporter::ReadTree() {
     Parent->Add(Node);
     if (Src->mNumMeshes > 0) {
       auto* Obj = new TLum3dObj(FOwner);
-      Obj->SetObjectName(Src->mName.C_Str());
+      Obj->SetObjectName(Writable(Src->mName.C_Str()));
       bool AllColoured = true;
       for (unsigned i = 0; i < Src->mNumMeshes; ++i) {
         ReadMesh(Obj, Src->mMeshes[i]);
@@ -588,6 +597,6 @@ void TLum3dObj::LoadFromFile(const std::string& FileName) {
       P->SetTextured(true);
     }
   }
-  if (ObjectName().empty()) SetObjectName(fs::path(FileName).stem().string());
+  if (ObjectName().empty()) SetObjectName(Writable(fs::path(FileName).stem().string()));
 }
 }  // namespace lumox

@@ -212,7 +212,10 @@ TLumNode* ImportIsolated(const std::string& FileName, TComponent* Owner,
   if (TimedOut || Signal == SIGXCPU)
     Say("the model reader took longer than " + std::string(Seconds) + " s and was stopped");
   if (Memory) Say("the model reader used more than " + Limit + " of memory and was stopped");
-  if (!Error.empty()) throw Exception(Error);  // the reader's own refusal, in words
+  // The reader's own refusal, in words; anything else the child could not do, said of
+  // the model.
+  if (Error.rfind("Cannot read the model file", 0) == 0) throw Exception(Error);
+  if (!Error.empty()) Say("what it holds cannot be handed back (" + Error + ")");
   if (Signal == SIGKILL)
     Say("the model reader was killed (" + SignalName(Signal) + "), perhaps for using more memory "
         "than the system could give");

@@ -52,7 +52,7 @@ INSTANTIATE_TEST_SUITE_P(
                       "glTF2/2CylinderEngine-glTF-Binary/2CylinderEngine.glb", "3DS/fels.3ds",
                       "3DS/cube_with_diffuse_texture.3DS", "3DS/test1.3ds", "Collada/duck.dae",
                       "Collada/sphere.dae", "Collada/teapots.DAE", "Collada/earthCylindrical.DAE",
-                      "DXF/wuson.dxf", "DXF/PinkEggFromLW.dxf"),
+                      "DXF/wuson.dxf", "DXF/PinkEggFromLW.dxf", "OFF/Wuson.off"),
     [](const ::testing::TestParamInfo<const char*>& I) {
       std::string N = I.param;
       for (char& Ch : N)
