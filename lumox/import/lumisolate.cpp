@@ -23,6 +23,9 @@
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/import/lumimportparts.h"
 
+// Set by a sanitizer or fuzzer runtime when the program has one (weak: absent otherwise).
+extern "C" void __sanitizer_set_death_callback(void (*)(void)) __attribute__((weak));
+
 namespace lumox::importparts {
 
 namespace {
@@ -79,6 +82,8 @@ constexpr const char* OutOfMemory = "there is not enough memory to read it";
   // reporter's, a sanitizer's): the parent tells what happened from it.
   for (int Signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS})
     ::signal(Signal, SIG_DFL);
+  // Nor does a fuzzer's death handler take the child's end for the parent's own find.
+  if (__sanitizer_set_death_callback) __sanitizer_set_death_callback(nullptr);
   const rlimit NoCore{0, 0};
   ::setrlimit(RLIMIT_CORE, &NoCore);
   // Growth is bounded, not the total: the process starts with what the parent mapped.
