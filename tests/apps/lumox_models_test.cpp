@@ -91,7 +91,12 @@ TEST(ModelCommandTest, ConvertKeepsTexturesAndLumoxFilesCheckClean) {
     TBitmap B;
     B.LoadFromFile(Dir.File("t.png"));
     EXPECT_EQ(B.GetPixel(60, 30), 0x00FF00u);  // the right square, textured green
+    // Beside an OBJ or glTF file as a PNG named by the material, inside a GLB file.
+    EXPECT_EQ(fs::exists(Dir.File("t_0.png")),
+              Out == std::string("t.obj") || Out == std::string("t.gltf"));
+    fs::remove(Dir.File("t_0.png"));
   }
+  EXPECT_NE(test::ReadText(Dir.File("t.mtl")).find("map_Kd t_0.png"), std::string::npos);
   const auto C = RunCommand(Dir, "check t.lumgl");
   EXPECT_EQ(C.Status, 0) << C.Err;
   EXPECT_NE(C.Out.find("no warnings"), std::string::npos);

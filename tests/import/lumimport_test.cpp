@@ -292,43 +292,6 @@ TEST(ModelTextureTest, AnEmbeddedImageIsBoundedFromItsHeaderBeforeDecoding) {
   EXPECT_TRUE(B.Empty());
 }
 
-TEST(ModelExportTest, TexturesGoWithEveryFormatThatHoldsThem) {
-  const test::TempDir Tmp;
-  const fs::path& Dir = Tmp.Path();
-  TComponent Owner(nullptr);
-  TLumNode* Model = LoadModel(Data + "twoparts.obj", &Owner);
-  ASSERT_NE(PartTexture(Model), nullptr);
-  for (const char* Name : {"out.obj", "out.gltf", "out.glb"}) {
-    SCOPED_TRACE(Name);
-    std::vector<std::string> Warnings;
-    SaveModel(Model, (Dir / Name).string(), false, &Warnings);
-    EXPECT_TRUE(Warnings.empty()) << Warnings[0];
-    // Beside an OBJ or glTF file as a PNG named by the material; inside a GLB file.
-    EXPECT_EQ(fs::exists(Dir / "out_0.png"), std::string(Name) != "out.glb");
-    TComponent Again(nullptr);
-    TLumTexture* T = PartTexture(LoadModel((Dir / Name).string(), &Again));
-    ASSERT_NE(T, nullptr);
-    EXPECT_EQ(T->Bitmap()->GetPixel(1, 1), 0x00FF00u);
-    fs::remove(Dir / "out_0.png");
-  }
-  EXPECT_NE(test::ReadText((Dir / "out.mtl").string()).find("map_Kd out_0.png"), std::string::npos);
-  // STL holds triangles only, and says so.
-  std::vector<std::string> Warnings;
-  SaveModel(Model, (Dir / "out.stl").string(), false, &Warnings);
-  ASSERT_EQ(Warnings.size(), 1u);
-  EXPECT_NE(Warnings[0].find("materials and textures are left out"), std::string::npos);
-
-  // A scene file keeps the texture in a side file and loads back without warnings.
-  TLumExchange X(&Owner);
-  X.SetFileName((Dir / "scene.lumgl").string());
-  X.SavetoFile(Model);
-  TLumNode Back(nullptr);
-  X.LoadfromFile(&Back);
-  EXPECT_TRUE(X.Warnings().empty()) << X.Warnings()[0].ToString();
-  ASSERT_NE(PartTexture(&Back), nullptr);
-  EXPECT_EQ(PartTexture(&Back)->Bitmap()->GetPixel(1, 1), 0x00FF00u);
-}
-
 TEST(ModelErrorTest, RefusalsSayWhyInWordsAndNeverTellWhatLiesOutside) {
   const test::TempDir Tmp;
   const fs::path Dir = Tmp.Path() / "m";
