@@ -69,29 +69,34 @@ int PlyTypeSize(const std::string& T) {
 void CheckPly(const std::string& FileName, uint64_t FileSize) {
   std::ifstream In(FileName, std::ios::binary);
   const std::string Head = ReadBytes(In, 64 * 1024);
-  const size_t End = Head.find("end_header");
-  if (End == std::string::npos) return;  // the importer says what is wrong
-  std::istringstream Lines(Head.substr(0, End));
+  std::istringstream Lines(Head);
   std::string Line;
-  bool Binary = false;
+  bool Binary = false, Ended = false;
+  size_t End = 0;  // where the body starts
   struct TElement {
     std::string Name;
     uint64_t Count = 0;
     uint64_t Bytes = 0;  // the least one instance takes
   };
   std::vector<TElement> Elements;
-  while (std::getline(Lines, Line)) {
+  // Up to the line "end_header": without one the importer searches without end.
+  for (int N = 1; !Ended && std::getline(Lines, Line); ++N) {
+    End += Line.size() + 1;
+    if (!Line.empty() && Line.back() == '\r') Line.pop_back();
     std::istringstream W(Line);
     std::string Word;
     W >> Word;
-    if (Word == "format") {
+    if (Word == "end_header") {
+      Ended = true;
+    } else if (Word == "format") {
       W >> Word;
       Binary = Word.rfind("binary", 0) == 0;
     } else if (Word == "element") {
       TElement E;
       std::string Count;
       W >> E.Name >> Count;
-      if (!ParseCount(Count, E.Count)) return;
+      if (!ParseCount(Count, E.Count))
+        Refuse(FileName, "line " + std::to_string(N) + " of its header gives no count");
       Elements.push_back(E);
     } else if (Word == "property" && !Elements.empty()) {
       std::string Type, CountType;
@@ -101,8 +106,9 @@ void CheckPly(const std::string& FileName, uint64_t FileSize) {
       if (Type == "list") W >> CountType;
       const int Size = PlyTypeSize(Type == "list" ? CountType : Type);
       Elements.back().Bytes += Binary ? std::max(Size, 1) : 2;
-    }
+    }  // other lines (comments without their keyword, as some writers make) are passed
   }
+  if (!Ended) Refuse(FileName, "its header has no end_header line");
   const uint64_t Body = FileSize - std::min<uint64_t>(FileSize, End);
   uint64_t Least = 0;
   for (const TElement& E : Elements) {

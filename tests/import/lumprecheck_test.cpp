@@ -37,6 +37,12 @@ TEST(ModelPreCheckTest, PlyAndOffCountsBeyondTheFileSizeAreRefused) {
               "end_header\n0\n");
   EXPECT_NE(M.find("declares 18446744073709551615 vertex elements"), std::string::npos) << M;
 
+  // "end_header" only inside a word: the importer would search for it without end.
+  M = Refusal(Dir, "hang.ply",
+              test::ReadText(std::string(LUMOX_TEST_DATA) +
+                             "/fuzz-model/ply_end_header_inside_a_word_hangs.ply"));
+  EXPECT_NE(M.find("its header has no end_header line"), std::string::npos) << M;
+
   EXPECT_EQ(Refusal(Dir, "ok.off", "OFF\n3 1 0\n" + Triangle), "");
   M = Refusal(Dir, "liar.off", "OFF\n# a comment\n3 2000000000 0\n" + Triangle);
   EXPECT_NE(M.find("declares 3 vertices and 2000000000 faces, more than its"), std::string::npos)
