@@ -468,10 +468,10 @@ namespace {
 // Reads the file with Imp through IO; throws ModelError.
 const aiScene* ReadScene(Assimp::Importer& Imp, TIOSystem* IO, const std::string& FileName,
                          const TLumImportOptions& Options, const TLumFileAccess& Access) {
+  Imp.SetIOHandler(IO);  // the importer deletes it, however this ends
   std::string Reason;
   if (!TLumFileAccess::Readable(FileName, Access.MaxSize(), Reason))
     throw Exception(ModelError(FileName, "it " + Reason));
-  Imp.SetIOHandler(IO);  // the importer deletes it
   if (Options.OnProgress)
     Imp.SetProgressHandler(new TProgress(Options.OnProgress));  // the importer deletes it
   // By its absolute name, so that the files the importer derives from it are absolute.

@@ -58,16 +58,21 @@ class TChannel {
   int FFd;
 };
 
-// The memory the process has mapped now, in bytes (its address space).
-uint64_t MappedBytes() {
-  FILE* F = std::fopen("/proc/self/statm", "r");
-  unsigned long long Pages = 0;
+// Field Field (0: mapped, 1: resident) of /proc/PID/statm, in bytes.
+uint64_t StatmBytes(const std::string& Pid, int Field) {
+  FILE* F = std::fopen(("/proc/" + Pid + "/statm").c_str(), "r");
+  unsigned long long Pages[2] = {0, 0};
   if (F) {
-    if (std::fscanf(F, "%llu", &Pages) != 1) Pages = 0;
+    if (std::fscanf(F, "%llu %llu", &Pages[0], &Pages[1]) != 2) Pages[0] = Pages[1] = 0;
     std::fclose(F);
   }
-  return Pages * static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
+  return Pages[Field] * static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
 }
+
+// Whether the process runs under a sanitizer, which cannot live under an address-space
+// limit (its shadow memory and reports need room): the parent then watches the child's
+// resident memory alone.
+bool Sanitized() { return __sanitizer_set_death_callback != nullptr; }
 
 // The text the child reports for a reader that ran out of memory.
 constexpr const char* OutOfMemory = "there is not enough memory to read it";
@@ -87,9 +92,12 @@ constexpr const char* OutOfMemory = "there is not enough memory to read it";
   const rlimit NoCore{0, 0};
   ::setrlimit(RLIMIT_CORE, &NoCore);
   // Growth is bounded, not the total: the process starts with what the parent mapped.
-  const rlim_t Memory = MappedBytes() + static_cast<rlim_t>(Options.MaxMemoryMB) * 1024 * 1024;
-  const rlimit As{Memory, Memory};
-  ::setrlimit(RLIMIT_AS, &As);
+  if (!Sanitized()) {
+    const rlim_t Memory =
+        StatmBytes("self", 0) + static_cast<rlim_t>(Options.MaxMemoryMB) * 1024 * 1024;
+    const rlimit As{Memory, Memory};
+    ::setrlimit(RLIMIT_AS, &As);
+  }
   const rlim_t Seconds = static_cast<rlim_t>(std::ceil(Options.TimeLimit)) + 1;
   const rlimit Cpu{Seconds, Seconds + 1};
   ::setrlimit(RLIMIT_CPU, &Cpu);
@@ -155,6 +163,8 @@ TLumNode* ImportIsolated(const std::string& FileName, TComponent* Owner,
     throw Exception(ModelError(FileName, "no process could be started to read it"));
   std::fflush(nullptr);
   const pid_t Parent = ::getpid();
+  // The child starts with the parent's pages: its growth beyond them is what counts.
+  const uint64_t Resident = StatmBytes("self", 1);
   const pid_t Pid = ::fork();
   if (Pid < 0) {
     ::close(Pipe[0]);
@@ -180,8 +190,16 @@ TLumNode* ImportIsolated(const std::string& FileName, TComponent* Owner,
       break;
     }
     pollfd P{Pipe[0], POLLIN, 0};
-    const int Ready = ::poll(&P, 1, static_cast<int>(std::min<int64_t>(Left.count(), 1000)));
+    const int Ready = ::poll(&P, 1, static_cast<int>(std::min<int64_t>(Left.count(), 100)));
     if (Ready < 0 && errno != EINTR) break;
+    // Resident memory is watched as well as limited: what the address-space limit does
+    // not cover (a sanitizer's process) is stopped here.
+    if (StatmBytes(std::to_string(Pid), 1) >
+        Resident + uint64_t{Options.MaxMemoryMB} * 1024 * 1024) {
+      Memory = true;
+      ::kill(Pid, SIGKILL);
+      break;
+    }
     if (Ready <= 0) continue;
     char Chunk[65536];
     const ssize_t N = ::read(Pipe[0], Chunk, sizeof Chunk);

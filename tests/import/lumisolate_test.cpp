@@ -50,6 +50,7 @@ class IsolatedImportTest : public ::testing::Test {
     fs::create_directories(Tmp.Path() / "tmp");
     setenv("TMPDIR", (Tmp.Path() / "tmp").c_str(), 1);
     Isolated.Isolated = true;
+    Isolated.TimeLimit = 60;  // whatever goes wrong, a test ends
   }
   void TearDown() override {
     EXPECT_TRUE(fs::is_empty(Tmp.Path() / "tmp")) << "the child's folder was left behind";
