@@ -1,5 +1,5 @@
 // The render, demo, info and convert subcommands: option parsing, scene loading with
-// progress, framing the scene's bounding sphere, and the one headless frame.
+// progress, framing the whole scene, and the one headless frame.
 #include <sys/stat.h>
 #include <unistd.h>
 
