@@ -191,7 +191,9 @@ void TExporter::AddMesh(const TLumPrimitiveObj* Obj, const TLumMaterial* Mat, TL
     if (Mesh->mTextureCoords[0]) {
       // An embedded image is named "*k" by its number in the scene's textures.
       const unsigned K = TextureNumber(Tex);
-      const aiString Path(FEmbed ? "*" + std::to_string(K) : ImageName(K));
+      std::string Name = "*";  // appended to: GCC 12 warns falsely of literal + string at -O3
+      Name = FEmbed ? Name.append(std::to_string(K)) : ImageName(K);
+      const aiString Path(Name);
       AM->AddProperty(&Path, AI_MATKEY_TEXTURE_DIFFUSE(0));
     }
     Mesh->mMaterialIndex = static_cast<unsigned>(FMaterials.size());
