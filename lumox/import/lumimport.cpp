@@ -253,8 +253,12 @@ TLumTexture* TImporter::Texture(unsigned MaterialIndex) {
   std::string Reason;
   if (!LoadTexture(Path, B, Reason)) {
     // A missing or unreadable texture leaves its parts untextured, as viewers do.
-    Warn("the texture \"" + std::string(Path.C_Str()) + "\" " + Reason +
-         ": its parts are drawn without it");
+    // The importer names embedded images "*N"; a person knows them by number.
+    const std::string Name = Path.C_Str();
+    const std::string Which = Name.size() > 1 && Name[0] == '*'
+                                  ? std::string("the embedded texture ").append(Name.substr(1))
+                                  : std::string("the texture \"").append(Name).append("\"");
+    Warn(Which + " " + Reason + ": its parts are drawn without it");
     return nullptr;
   }
   Result = new TLumTexture(FOwner);
