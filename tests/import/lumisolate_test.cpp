@@ -50,7 +50,8 @@ class IsolatedImportTest : public ::testing::Test {
     fs::create_directories(Tmp.Path() / "tmp");
     setenv("TMPDIR", (Tmp.Path() / "tmp").c_str(), 1);
     Isolated.Isolated = true;
-    Isolated.TimeLimit = 60;  // whatever goes wrong, a test ends
+    Isolated.TimeLimit = 60;     // whatever goes wrong, a test ends
+    Isolated.MaxMemoryMB = 512;  // and takes no more than a test may
   }
   void TearDown() override {
     EXPECT_TRUE(fs::is_empty(Tmp.Path() / "tmp")) << "the child's folder was left behind";
@@ -135,8 +136,9 @@ TEST_F(IsolatedImportTest, AChildOverItsTimeOrMemoryIsStoppedAndSaysSo) {
   EXPECT_EQ(LumCountMeshes(LoadModel(Grid, &Owner, Isolated)).Triangles, 2 * 300 * 300);
 }
 
-// What crashes or aborts the importer (Asset Importer 5.2.5: a binary PLY face past the
-// end of the file, an ASCII PLY face without corners) and every kept fuzz find
+// What crashes, aborts or exhausts the importer (Asset Importer 5.2.5: a binary PLY face
+// past the end of the file, an ASCII PLY face without corners, a damaged Collada polygon
+// list) and every kept fuzz find
 // (tests/data/fuzz-model) is refused in words; this process goes on.
 TEST_F(IsolatedImportTest, ACrashOrAbortOfTheReaderIsSaidAndEveryFuzzFindRefusedOrRead) {
   const fs::path Finds = fs::path(LUMOX_TEST_DATA) / "fuzz-model";
@@ -151,6 +153,14 @@ TEST_F(IsolatedImportTest, ACrashOrAbortOfTheReaderIsSaidAndEveryFuzzFindRefused
   });
   EXPECT_NE(Abort.find("the model reader aborted (signal 6, SIGABRT)."), std::string::npos)
       << Abort;
+  // A damaged Collada polygon list for which the reader grows without end (past 4 GB
+  // unbounded): stopped at the limit.
+  const std::string Grows = test::Thrown([&] {
+    LoadModel((Finds / "dae_polylist_reader_grows_past_gigabytes.dae").string(), &Owner, Isolated);
+  });
+  EXPECT_NE(Grows.find("the model reader used more than 512 MB of memory and was stopped."),
+            std::string::npos)
+      << Grows;
   for (const auto& E : fs::directory_iterator(Finds)) {
     SCOPED_TRACE(E.path().string());
     const std::string M = test::Thrown([&] { LoadModel(E.path().string(), &Owner, Isolated); });
