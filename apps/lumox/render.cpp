@@ -63,9 +63,7 @@ struct TRenderOptions {
   bool SayWhere = false;  // the output was chosen by the command: tell where it went
   std::optional<TLumMathVector> Position, Target;
   // No option of the command's camera: a camera of the file is used.
-  bool CameraOptions() const {
-    return Distance || Fov || Near || Far || Fit || Position || Target;
-  }
+  bool CameraOptions() const { return Distance || Fov || Near || Far || Fit || Position || Target; }
 };
 
 bool ParseNumber(const std::string& Text, double& Value) {
@@ -82,7 +80,8 @@ bool ParseNumber(const std::string& Text, double& Value) {
 bool ParseVector(const std::string& Text, TLumMathVector& V) {
   const size_t C1 = Text.find(','), C2 = C1 == std::string::npos ? C1 : Text.find(',', C1 + 1);
   if (C2 == std::string::npos) return false;
-  return ParseNumber(Text.substr(0, C1), V.X) && ParseNumber(Text.substr(C1 + 1, C2 - C1 - 1), V.Y) &&
+  return ParseNumber(Text.substr(0, C1), V.X) &&
+         ParseNumber(Text.substr(C1 + 1, C2 - C1 - 1), V.Y) &&
          ParseNumber(Text.substr(C2 + 1), V.Z);
 }
 
@@ -286,8 +285,11 @@ std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root
   struct stat St {};
   if (::stat(File.c_str(), &St) == 0 && S_ISDIR(St.st_mode))
     throw Exception("\"" + File + "\" is a directory, not a scene file");
-  if (::stat(File.c_str(), &St) != 0 || !S_ISREG(St.st_mode))
+  if (::stat(File.c_str(), &St) != 0)
     throw Exception("Cannot open file \"" + File + "\": no such file");
+  if (!S_ISREG(St.st_mode))
+    throw Exception("Cannot open file \"" + File +
+                    "\": it is a device, pipe or socket, not a file");
   if (IsModelPath(File)) return LoadModelInto(File, Owner, Root, Load), std::string();
   // The reader accepts any text; a scene file must at least have its root element.
   if (Lower(ReadHead(File, 64 * 1024)).find("<lumgl") == std::string::npos)

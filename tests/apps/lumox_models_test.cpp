@@ -21,8 +21,9 @@ const std::string Models = std::string(LUMOX_TEST_DATA) + "/models/";
 std::string FarScene(const std::string& Class, const std::string& Attributes,
                      const std::string& Children) {
   return "<LUMGL version=\"0.1.0\" program=\"test\" description=\"\">\n<Objects>\n<" + Class +
-         " name=\"O\"" + (Attributes.empty() ? "" : " " + Attributes) + ">\n<Transformation><Translation P=\"40,-30,5\"/>" +
-         "</Transformation>\n" + Children + "</" + Class + ">\n</Objects>\n</LUMGL>\n";
+         " name=\"O\"" + (Attributes.empty() ? "" : " " + Attributes) +
+         ">\n<Transformation><Translation P=\"40,-30,5\"/>" + "</Transformation>\n" + Children +
+         "</" + Class + ">\n</Objects>\n</LUMGL>\n";
 }
 
 TEST(ModelCommandTest, FitFramesEveryGeometryClassAndModel) {
@@ -123,6 +124,13 @@ TEST(ModelCommandTest, ResourceRootWidensWhatAModelMayRead) {
       << R.Err;
   R = RunCommand(Dir, "check m/twoparts.obj --resource-root maps");
   EXPECT_EQ(R.Status, 0) << R.Err;
+  // A special file under a model's name is refused for what it is, not read.
+  fs::create_symlink("/dev/zero", Dir.Path() / "zero.obj");
+  R = RunCommand(Dir, "render zero.obj -o z.png");
+  EXPECT_EQ(R.Status, 1);
+  EXPECT_NE(R.Err.find("\"zero.obj\": it is a device, pipe or socket, not a file"),
+            std::string::npos)
+      << R.Err;
 }
 
 // A file that crashes the importer ends the command with status 1 and says so.
