@@ -126,7 +126,7 @@ int ParseBenchArgs(const TArgs& Args, TBenchOptions& O) {
   if (std::count(Args.begin(), Args.end(), "--uncached") &&
       std::count(Args.begin(), Args.end(), "--cache-root"))
     return BadUsage("--uncached and --cache-root exclude each other");
-  return ApplyCameraOptions(O.CameraArgs, O.Width, O.Height, nullptr, nullptr, nullptr);
+  return ApplyCameraOptions(O.CameraArgs, O.Width, O.Height, nullptr, nullptr);
 }
 
 double MsSince(Clock::time_point T0) {
@@ -242,7 +242,7 @@ int Bench(const TBenchOptions& O) {
     const double Ms = MsSince(T0);
     const uintmax_t Size = fs::file_size(File);
     Line("file MB: %.2f", MB(Size));
-    // Only counted: the reference scenes' materials warn of their diffuse colour.
+    // Only counted: a scene file's own warnings are check's to list.
     if (!Load.Warnings.empty())
       Line("load warnings: %zu (lumox check lists them)", Load.Warnings.size());
     Line("load ms: %.1f (%.1f MB/s)", Ms, MB(Size) / (Ms / 1000));
@@ -273,7 +273,7 @@ int Bench(const TBenchOptions& O) {
   } else {
     auto* Camera = new TLumPerspectiveCamera(&Form);
     View->SetCamera(Camera);
-    if (int Status = ApplyCameraOptions(O.CameraArgs, O.Width, O.Height, View, Root, Camera))
+    if (int Status = ApplyCameraOptions(O.CameraArgs, O.Width, O.Height, Root, Camera))
       return Status;
   }
   View->OnRender = [Root](TLumView* V) { Root->Render(V); };
@@ -292,6 +292,9 @@ int Bench(const TBenchOptions& O) {
        static_cast<long long>(C.Objects), static_cast<long long>(C.Nodes));
   Line("vertices: %lld", static_cast<long long>(C.Vertices));
   Line("triangles: %lld", static_cast<long long>(C.Triangles));
+  if (!C.Bounds.Empty())
+    Line("bounds: (%g, %g, %g) .. (%g, %g, %g)", C.Bounds.Min.X, C.Bounds.Min.Y, C.Bounds.Min.Z,
+         C.Bounds.Max.X, C.Bounds.Max.Y, C.Bounds.Max.Z);
   Line("resident KB per item: %.2f (%ld KB in all)",
        C.Items ? static_cast<double>(KB) / static_cast<double>(C.Items) : 0.0, KB);
 

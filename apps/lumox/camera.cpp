@@ -1,13 +1,21 @@
 // The viewpoint a scene file may carry: a camera element among the file's objects,
-// read while the scene loads and written back when it is saved; and look-at views.
+// read while the scene loads and written back when it is saved; look-at views; and the
+// headlight of scenes that bring no lights.
 #include <cmath>
 #include <memory>
 #include <numbers>
 
 #include "apps/lumox/lumoxcmd.h"
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/geometry/lum3dobj.h"
+#include "lumox/geometry/lumbounds.h"
+#include "lumox/math/lumgl.h"
+#include "lumox/scene/lumattr.h"
+#include "lumox/scene/lumlight.h"
+#include "lumox/scene/lummat.h"
 #include "lumox/scene/lumobj.h"
 #include "lumox/view/lumcam.h"
+#include "lumox/view/lumview.h"
 
 using namespace lumox;
 
@@ -81,6 +89,63 @@ void LookAt(TLumCamera* Camera, const TLumMathVector& Eye, const TLumMathVector&
   T->Translation()->SetValues(static_cast<float>(-Eye.X), static_cast<float>(-Eye.Y),
                               static_cast<float>(-Eye.Z));
   T->Scale()->SetValues(1, 1, 1);
+}
+
+bool HasLights(TLumNode* Root) {
+  std::vector<TLumNode*> Nodes{Root};
+  while (!Nodes.empty()) {
+    TLumNode* N = Nodes.back();
+    Nodes.pop_back();
+    for (int I = 0; I < N->GetCount(); ++I) {
+      TLumRender* Item = N->GetItems(I);
+      if (dynamic_cast<TLumLight*>(Item)) return true;
+      if (auto* Sub = dynamic_cast<TLumNode*>(Item); Sub && !N->IsIndirect(I)) Nodes.push_back(Sub);
+    }
+  }
+  return false;
+}
+
+namespace {
+
+// Whether a material of the object's own gives it its colour.
+bool OwnMaterial(TLumObject* O) {
+  if (O->Material()) return true;
+  if (auto* M = dynamic_cast<TLum3dObj*>(O))
+    for (int32_t I = 0; I < M->PartCount(); ++I)
+      if (M->Part(I)->PartMaterial()) return true;
+  return false;
+}
+
+}  // namespace
+
+THeadlight::THeadlight(TComponent* Owner, TLumNode* Root)
+    : FLight(new TLumLight(Owner)), FLit(new TLumAttributes(Owner)) {
+  FLight->SetKind(lkDirection);  // along +Z of the eye: towards the viewer
+  FLit->SetLighting(true);
+  FLit->SetLightTwoSide(true);
+  FLit->SetLineWidth(1);
+  // Lit, an object without a material would take OpenGL's grey one: those that no
+  // material reaches keep their colour through the colour-material mode.
+  bool MaterialRendered = false;
+  LumWalkScene(Root, [&](TLumRender* Item, const TLumMathMatrix&) {
+    if (dynamic_cast<TLumMaterial*>(Item)) MaterialRendered = true;
+    auto* O = dynamic_cast<TLumObject*>(Item);
+    if (O && !MaterialRendered && !OwnMaterial(O) && O->ColorAsMaterial() == cmNone)
+      O->SetColorAsMaterial(cmAmbientDiffuse);
+  });
+}
+
+void THeadlight::Render(TLumView* View) {
+  // Placed with the eye's own (identity) matrix, so that it moves with the camera.
+  glMatrixMode(GL_MODELVIEW);
+  glPushMatrix();
+  glLoadIdentity();
+  FLight->Render(View);
+  glPopMatrix();
+  FLit->Render(View);
+  // Models are often scaled by their nodes (a unit of centimetres): lit, their normals
+  // must be made unit length again.
+  glEnable(GL_NORMALIZE);
 }
 
 }  // namespace lumoxcmd

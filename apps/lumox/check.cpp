@@ -8,16 +8,17 @@
 
 #include "apps/lumox/lumoxcmd.h"
 #include "lumox/exchange/lumexchange.h"
-#include "lumox/geometry/lumprimitiveobj.h"
-#include "lumox/math/lumgl.h"
+#include "lumox/geometry/lumbounds.h"
 #include "lumox/scene/lumobj.h"
-#include "lumox/view/lumview.h"
 
 using namespace lumox;
 
 namespace lumoxcmd {
 
-void PrintWarnings(const std::vector<TLumLoadWarning>& Warnings) {
+void PrintWarnings(const TSceneLoad& Load) {
+  for (const TLumLoadWarning& N : Load.Notes)
+    std::fprintf(stderr, "note: %s\n", N.ToString().c_str());
+  const std::vector<TLumLoadWarning>& Warnings = Load.Warnings;
   constexpr size_t Shown = 20;
   for (size_t I = 0; I < Warnings.size() && I < Shown; ++I)
     std::fprintf(stderr, "warning: %s\n", Warnings[I].ToString().c_str());
@@ -49,7 +50,7 @@ int RunCheck(const TArgs& Args) {
   } catch (const std::exception& E) {
     return Fail(Scene, E.what());
   }
-  PrintWarnings(Load.Warnings);
+  PrintWarnings(Load);
   if (!Load.Warnings.empty()) return StrictStatus(Scene, Load.Warnings);
   std::printf("%s: no warnings\n", Scene.c_str());
   return 0;
@@ -57,82 +58,63 @@ int RunCheck(const TArgs& Args) {
 
 namespace {
 
-struct TBox {
-  double Min[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL};
-  double Max[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
-  bool Empty() const { return Min[0] > Max[0]; }
-  void Add(const TBox& B) {
-    for (int R = 0; R < 3; ++R) {
-      Min[R] = std::min(Min[R], B.Min[R]);
-      Max[R] = std::max(Max[R], B.Max[R]);
-    }
-  }
-};
-
-std::string BoxText(const TBox& B) {
+std::string BoxText(const TLumBounds& B) {
   if (B.Empty()) return "no vertices";
   char S[200];
-  std::snprintf(S, sizeof S, "(%g, %g, %g) .. (%g, %g, %g)", B.Min[0], B.Min[1], B.Min[2], B.Max[0],
-                B.Max[1], B.Max[2]);
+  std::snprintf(S, sizeof S, "(%g, %g, %g) .. (%g, %g, %g)", B.Min.X, B.Min.Y, B.Min.Z, B.Max.X,
+                B.Max.Y, B.Max.Z);
   return S;
 }
 
 struct TLine {
   int Depth;
+  size_t Parent;  // the line of the node holding the item
   std::string Text;
-  TBox Box;
+  bool Enabled;
+  TLumBounds Box;
 };
 
-// The world box of Item (with the modelview matrix holding its parents' transformations),
-// adding its line, and those of its items, to Lines.
-TBox Walk(TLumRender* Item, int Depth, std::vector<TLine>& Lines) {
-  const size_t Own = Lines.size();
+std::string ItemText(TLumRender* Item) {
   std::string Text = Item->ClassName();
   if (!Item->Name().empty()) Text += " \"" + Item->Name() + "\"";
   if (auto* O = dynamic_cast<TLumObject*>(Item);
       O && !O->ObjectName().empty() && O->ObjectName() != Item->Name())
     Text += " (" + O->ObjectName() + ")";
   if (!Item->Enabled()) Text += " [disabled]";
-  Lines.push_back({Depth, Text, {}});
-  TBox Box;
-  glPushMatrix();
-  Item->Transformation()->Execute();
-  if (auto* Mesh = dynamic_cast<TLumPrimitiveObj*>(Item)) {
-    if (!Mesh->Initialized()) Mesh->Init();
-    double M[16];
-    glGetDoublev(GL_MODELVIEW_MATRIX, M);
-    const TLumPrimitivePoints* P = Mesh->Points();
-    const double* V = P->Vertices();
-    for (int32_t K = 0; V && K < P->Count(); ++K)
-      for (int R = 0; R < 3; ++R) {
-        const double W =
-            M[R] * V[3 * K] + M[4 + R] * V[3 * K + 1] + M[8 + R] * V[3 * K + 2] + M[12 + R];
-        if (!std::isfinite(W)) continue;
-        Box.Min[R] = std::min(Box.Min[R], W);
-        Box.Max[R] = std::max(Box.Max[R], W);
-      }
-  }
-  if (auto* Node = dynamic_cast<TLumNode*>(Item); Node && Depth < 256)
-    for (int I = 0; I < Node->GetCount(); ++I)
-      if (TLumRender* Child = Node->GetItems(I)) Box.Add(Walk(Child, Depth + 1, Lines));
-  glPopMatrix();
-  Lines[Own].Box = Box;
-  return Box;
+  return Text;
 }
 
 }  // namespace
 
-void PrintSceneTree(TLumView* View, TLumNode* Root) {
-  View->HandleNeeded();
-  View->SetCurrent(true);
-  if (!View->GetCurrent()) throw Exception("no GL context for the scene's bounding boxes");
+void PrintSceneTree(TLumNode* Root) {
+  // The items in drawing order with their world matrices; each line's box then takes in
+  // its own vertices and, from the last line back, those of the enabled items it holds.
+  constexpr int MaxDepth = 256;
   std::vector<TLine> Lines;
-  glMatrixMode(GL_MODELVIEW);
-  glPushMatrix();
-  glLoadIdentity();
-  Walk(Root, 0, Lines);
-  glPopMatrix();
-  View->SetCurrent(false);
+  struct TAt {
+    TLumRender* Item;
+    int Depth;
+    size_t Parent;
+    TLumMathMatrix Above;
+  };
+  std::vector<TAt> Stack{{Root, 0, 0, IDENTITYMATRIX}};
+  while (!Stack.empty()) {
+    const TAt At = Stack.back();
+    Stack.pop_back();
+    const size_t Own = Lines.size();
+    const TLumMathMatrix World =
+        LumMathMatrixMultiply(At.Above, At.Item->Transformation()->GetMatrix());
+    TLine& L =
+        Lines.emplace_back(TLine{At.Depth, At.Parent, ItemText(At.Item), At.Item->Enabled(), {}});
+    LumForEachVertex(At.Item,
+                     [&](const TLumMathVector& P) { L.Box.Add(LumMathMatrixTransform(World, P)); });
+    if (auto* Node = dynamic_cast<TLumNode*>(At.Item); Node && At.Depth < MaxDepth)
+      for (int I = Node->GetCount(); I-- > 0;)
+        if (TLumRender* Child = Node->GetItems(I))
+          Stack.push_back({Child, At.Depth + 1, Own, World});
+  }
+  for (size_t I = Lines.size(); I-- > 1;)
+    if (Lines[I].Enabled) Lines[Lines[I].Parent].Box.Add(Lines[I].Box);
   std::printf("Scene tree (world bounding boxes):\n");
   for (const TLine& L : Lines)
     std::printf("%s%s: %s\n", std::string(2 * static_cast<size_t>(L.Depth) + 2, ' ').c_str(),

@@ -1,6 +1,7 @@
 // The lumox command's parts: the subcommands, scene loading and the built-in demo.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,8 @@ class TLumNode;
 class TLumCamera;
 class TLumPerspectiveCamera;
 class TLumView;
+class TLumLight;
+class TLumAttributes;
 }  // namespace lumox
 
 namespace lumoxcmd {
@@ -50,6 +53,8 @@ bool ParseSize(const std::string& Text, int& W, int& H);
 // What loading a scene found besides its objects.
 struct TSceneLoad {
   std::vector<lumox::TLumLoadWarning> Warnings;
+  // What is worth knowing but fails neither check nor --strict.
+  std::vector<lumox::TLumLoadWarning> Notes;
   // The file's first camera element among its objects, owned by the load's Owner.
   lumox::TLumCamera* Camera = nullptr;
 };
@@ -67,12 +72,12 @@ void PrintClassAttributes();
 // status.
 int PrintClassProperties(const std::string& ClassName);
 
-// Load warnings on stderr: the first 20, then how many there are.
-void PrintWarnings(const std::vector<lumox::TLumLoadWarning>& Warnings);
+// A load's notes, then its warnings on stderr: the first 20, then how many there are.
+void PrintWarnings(const TSceneLoad& Load);
 // With warnings: says that --strict fails on them and returns ExitFailure; else 0.
 int StrictStatus(const std::string& File, const std::vector<lumox::TLumLoadWarning>& Warnings);
 // Prints Root's tree: each item's class, names and world bounding box.
-void PrintSceneTree(lumox::TLumView* View, lumox::TLumNode* Root);
+void PrintSceneTree(lumox::TLumNode* Root);
 
 // Lets Exchange read a camera element standing among the file's objects (a child of
 // "Objects" loaded into Root): the first one found becomes *Camera, owned by Owner.
@@ -81,11 +86,34 @@ void ReadFileCamera(lumox::TLumExchange* Exchange, lumox::TComponent* Owner, lum
 // Saves Root to Exchange's file, with Camera (if any) written among its objects.
 void SaveWithCamera(lumox::TLumExchange* Exchange, lumox::TLumNode* Root, lumox::TLumCamera* Camera);
 // Reads render's camera options (--camera-distance, --fov, --near, --far, --fit,
-// --camera-position, --look-at) from Args, and with a View and Camera sets Camera up by
-// them for a Width x Height image of Root; returns 0, or ExitUsage after saying what
-// is wrong.
-int ApplyCameraOptions(const TArgs& Args, int Width, int Height, lumox::TLumView* View,
-                       lumox::TLumNode* Root, lumox::TLumPerspectiveCamera* Camera);
+// --camera-position, --look-at) from Args, and with a Camera sets it up by them for a
+// Width x Height image of Root; returns 0, or ExitUsage after saying what is wrong.
+int ApplyCameraOptions(const TArgs& Args, int Width, int Height, lumox::TLumNode* Root,
+                       lumox::TLumPerspectiveCamera* Camera);
+
+// Places Camera (looking along -Z) so that a Width x Height image shows all of Root, at
+// Distance from the centre of its box when given; RoomToMove sets the clipping planes
+// wide apart for a camera that will move. False (Camera unchanged) without vertices.
+bool FitCamera(lumox::TLumPerspectiveCamera* Camera, lumox::TLumNode* Root, int Width, int Height,
+               std::optional<double> Distance, bool RoomToMove);
+
+// Whether the scene under Root has a light of its own (a TLumLight anywhere in it).
+bool HasLights(lumox::TLumNode* Root);
+// The light render and view give a scene without lights of its own: a directional light
+// from the eye, with lighting on for both faces and normals made unit length after the
+// scaling of nodes. Objects whose colour no material
+// replaces (none of their own, none rendered before them) are lit in their own colour.
+// Its components are owned by Owner.
+class THeadlight {
+ public:
+  THeadlight(lumox::TComponent* Owner, lumox::TLumNode* Root);
+  // Called at the start of each frame, before the scene.
+  void Render(lumox::TLumView* View);
+
+ private:
+  lumox::TLumLight* FLight;
+  lumox::TLumAttributes* FLit;
+};
 // Turns and moves Camera so that it looks from Eye at Target, Y up.
 void LookAt(lumox::TLumCamera* Camera, const lumox::TLumMathVector& Eye,
             const lumox::TLumMathVector& Target);
@@ -98,12 +126,13 @@ void LoadDemoScene(lumox::TComponent* Owner, lumox::TLumNode* Root);
 
 // Model files (models.cpp): whether a name is a model file the importer reads (or DXF);
 // loading one into Root (throws lumox::Exception naming the file); whether a name is an
-// export format; writing the meshes under Root, nodes kept; the parts, vertices,
-// triangles and bounds of the meshes under Root.
+// export format; writing the meshes under Root, nodes kept.
 bool IsModelPath(const std::string& File);
-void LoadModelInto(const std::string& File, lumox::TComponent* Owner, lumox::TLumNode* Root);
+void LoadModelInto(const std::string& File, lumox::TComponent* Owner, lumox::TLumNode* Root,
+                   TSceneLoad* Load);
+// The folders besides a model's own that it may read (--resource-root, any command).
+std::vector<std::string>& ResourceRoots();
 bool IsModelOutput(const std::string& File);
 void SaveModelFile(lumox::TLumNode* Root, const std::string& File);
-std::string ModelReport(lumox::TLumNode* Root);
 
 }  // namespace lumoxcmd

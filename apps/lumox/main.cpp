@@ -18,12 +18,14 @@ const char* const RenderOptions =
     "  --camera-distance D   distance of the camera from the origin (default 2)\n"
     "  --fov DEG             vertical field of view (default 45)\n"
     "  --near N, --far F     clipping distances (default 0.1 and 10)\n"
-    "  --fit                 frame the scene's bounding sphere\n"
+    "  --fit                 frame the whole scene\n"
     "  --camera-position X,Y,Z, --look-at X,Y,Z\n"
     "                        look from a point at a point (Y up)\n"
     "  (without camera options, a camera element of the file is used)\n"
     "  --strict              fail on load warnings\n"
     "  --axes                show the axes cross\n"
+    "  --no-headlight        leave out the light from the eye that a scene without\n"
+    "                        lights of its own gets (lighting on, both faces lit)\n"
     "  --title TEXT          draw TEXT (UTF-8) at the top of the image\n";
 
 }  // namespace
@@ -66,7 +68,11 @@ int Usage(bool Error) {
                "              lumox view --help lists the keys and options\n"
 #endif
                "  Scenes may also be model files (.obj, .stl, .ply, .gltf, .glb, .3ds, .dxf\n"
-               "  and the other formats of the model importer).\n"
+               "  and the other formats of the model importer). A model reads only files in\n"
+               "  its own folder (textures, buffers, material libraries); every command takes\n"
+               "  --resource-root DIR (again for more) to let it read DIR too. The importer\n"
+               "  runs in a process of its own: a file that crashes it or makes it hang is\n"
+               "  refused with exit status 1.\n"
                "  help [render], --help\n"
                "              this text, or the usage of render and demo\n"
                "  --version   the library version\n"
@@ -129,7 +135,19 @@ int main(int argc, char** argv) {
   using namespace lumoxcmd;
   if (argc < 2) return Usage(true);
   const std::string Cmd = argv[1];
-  const TArgs Args(argv + 2, argv + argc);
+  TArgs Args;
+  // --resource-root DIR goes with every command that reads models.
+  for (int I = 2; I < argc; ++I) {
+    const std::string A = argv[I];
+    if (A == "--resource-root" && I + 1 < argc)
+      ResourceRoots().push_back(argv[++I]);
+    else if (A.rfind("--resource-root=", 0) == 0)
+      ResourceRoots().push_back(A.substr(16));
+    else if (A == "--resource-root")
+      return BadUsage("--resource-root needs a folder");
+    else
+      Args.push_back(A);
+  }
   if (Cmd == "--version") {
     std::printf("%s\n", lumox::LumoxVersion());
     return 0;

@@ -1,10 +1,9 @@
 // Model files in the command: loading OBJ, STL, PLY, glTF, 3DS, DXF and the other formats
-// of the model importer into a scene, writing scenes as OBJ, STL or glTF, and the
-// summary that info prints for them.
+// of the model importer into a scene (the importer in a child process), and writing
+// scenes as OBJ, STL or glTF.
 #include <unistd.h>
 
 #include <algorithm>
-#include <cfloat>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -26,18 +25,6 @@ std::string Ext(const std::string& File) {
   return E;
 }
 
-void Collect(TLumRender* R, std::vector<TLum3dObj*>& Out) {
-  std::vector<TLumRender*> Stack{R};
-  while (!Stack.empty()) {
-    TLumRender* C = Stack.back();
-    Stack.pop_back();
-    if (auto* N = dynamic_cast<TLumNode*>(C))
-      for (int i = N->GetCount(); i-- > 0;) Stack.push_back(N->GetItems(i));
-    else if (auto* O = dynamic_cast<TLum3dObj*>(C))
-      Out.push_back(O);
-  }
-}
-
 }  // namespace
 
 bool IsModelPath(const std::string& File) {
@@ -49,7 +36,15 @@ bool IsModelPath(const std::string& File) {
 
 bool IsModelOutput(const std::string& File) { return IsExportFile(File); }
 
-void LoadModelInto(const std::string& File, TComponent* Owner, TLumNode* Root) {
+std::vector<std::string>& ResourceRoots() {
+  static std::vector<std::string> Roots;
+  return Roots;
+}
+
+void LoadModelInto(const std::string& File, TComponent* Owner, TLumNode* Root, TSceneLoad* Load) {
+  auto Warn = [Load](const TLumLoadWarning& W) {
+    if (Load) Load->Warnings.push_back(W);
+  };
   if (Ext(File) == ".dxf") {
     auto* D = new TLumDXFImport(Owner);
     D->SetFileName(File);
@@ -64,6 +59,11 @@ void LoadModelInto(const std::string& File, TComponent* Owner, TLumNode* Root) {
     return;
   }
   TLumImportOptions Options;
+  // Every import runs in a child process: whatever the reader does to a hostile file,
+  // the command ends with a message.
+  Options.Isolated = true;
+  Options.ResourceRoots = ResourceRoots();
+  Options.OnWarning = Warn;
   // A bar on a terminal once a load has taken more than a second.
   const auto Start = std::chrono::steady_clock::now();
   int Shown = -1;
@@ -89,39 +89,11 @@ void LoadModelInto(const std::string& File, TComponent* Owner, TLumNode* Root) {
   Root->Add(Model);
 }
 
-void SaveModelFile(TLumNode* Root, const std::string& File) { SaveModel(Root, File, false); }
-
-std::string ModelReport(TLumNode* Root) {
-  std::vector<TLum3dObj*> Objects;
-  Collect(Root, Objects);
-  int64_t Parts = 0, Vertices = 0, Triangles = 0;
-  double Lo[3] = {DBL_MAX, DBL_MAX, DBL_MAX}, Hi[3] = {-DBL_MAX, -DBL_MAX, -DBL_MAX};
-  for (TLum3dObj* O : Objects)
-    for (int32_t p = 0; p < O->PartCount(); ++p) {
-      const TLum3dPart* P = O->Part(p);
-      ++Parts;
-      Vertices += P->VertexCount();
-      for (int32_t l = 0; l < P->GetPrimitiveCount(); ++l)
-        if (P->GetPrimitive(l)->PrimitiveType() == GL_TRIANGLES)
-          Triangles += P->GetPrimitive(l)->Count() / 3;
-      const double* V = P->Points()->Vertices();
-      for (int32_t i = 0; i < P->VertexCount(); ++i)
-        for (int k = 0; k < 3; ++k) {
-          Lo[k] = std::min(Lo[k], V[i * 3 + k]);
-          Hi[k] = std::max(Hi[k], V[i * 3 + k]);
-        }
-    }
-  char Buf[512];
-  std::snprintf(Buf, sizeof Buf, "model: %lld parts, %lld vertices, %lld triangles\n",
-                static_cast<long long>(Parts), static_cast<long long>(Vertices),
-                static_cast<long long>(Triangles));
-  std::string S = Buf;
-  if (Vertices > 0) {
-    std::snprintf(Buf, sizeof Buf, "bounds (in the parts' own coordinates): %g %g %g .. %g %g %g\n",
-                  Lo[0], Lo[1], Lo[2], Hi[0], Hi[1], Hi[2]);
-    S += Buf;
-  }
-  return S;
+void SaveModelFile(TLumNode* Root, const std::string& File) {
+  std::vector<std::string> Warnings;
+  SaveModel(Root, File, false, &Warnings);
+  for (const std::string& W : Warnings)
+    std::fprintf(stderr, "lumox: %s: %s\n", File.c_str(), W.c_str());
 }
 
 }  // namespace lumoxcmd

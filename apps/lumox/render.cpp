@@ -1,5 +1,5 @@
 // The render, demo, info and convert subcommands: option parsing, scene loading with
-// progress, framing the scene's bounding sphere, and the one headless frame.
+// progress, framing the whole scene, and the one headless frame.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,12 +11,14 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "apps/lumox/lumoxcmd.h"
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/geometry/lumbounds.h"
 #include "lumox/geometry/lumprimitiveobj.h"
 #include "lumox/host/graphics.h"
 #include "lumox/math/lumgl.h"
@@ -57,12 +59,11 @@ struct TRenderOptions {
   bool Axes = false;
   std::string Title;  // drawn at the top through the view's canvas
   bool Strict = false;
+  bool Headlight = true;  // for scenes without lights of their own
   bool SayWhere = false;  // the output was chosen by the command: tell where it went
   std::optional<TLumMathVector> Position, Target;
   // No option of the command's camera: a camera of the file is used.
-  bool CameraOptions() const {
-    return Distance || Fov || Near || Far || Fit || Position || Target;
-  }
+  bool CameraOptions() const { return Distance || Fov || Near || Far || Fit || Position || Target; }
 };
 
 bool ParseNumber(const std::string& Text, double& Value) {
@@ -79,7 +80,8 @@ bool ParseNumber(const std::string& Text, double& Value) {
 bool ParseVector(const std::string& Text, TLumMathVector& V) {
   const size_t C1 = Text.find(','), C2 = C1 == std::string::npos ? C1 : Text.find(',', C1 + 1);
   if (C2 == std::string::npos) return false;
-  return ParseNumber(Text.substr(0, C1), V.X) && ParseNumber(Text.substr(C1 + 1, C2 - C1 - 1), V.Y) &&
+  return ParseNumber(Text.substr(0, C1), V.X) &&
+         ParseNumber(Text.substr(C1 + 1, C2 - C1 - 1), V.Y) &&
          ParseNumber(Text.substr(C2 + 1), V.Z);
 }
 
@@ -171,6 +173,8 @@ int ParseRenderArgs(const TArgs& Args, bool Demo, TRenderOptions& O, bool NeedOu
       O.Fit = true;
     } else if (A == "--axes" && !Inline) {
       O.Axes = true;
+    } else if (A == "--no-headlight" && !Inline) {
+      O.Headlight = false;
     } else if (A == "--title") {
       if (!Next(O.Title)) return BadUsage("--title needs a text");
     } else if (A == "--strict" && !Inline) {
@@ -202,72 +206,47 @@ int ParseRenderArgs(const TArgs& Args, bool Demo, TRenderOptions& O, bool NeedOu
   return 0;
 }
 
-// --- framing ----------------------------------------------------------------------------
+}  // namespace
 
-struct TBounds {
-  double Min[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL};
-  double Max[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
-  std::vector<std::array<double, 3>> Points;
-};
-
-// Collects every mesh vertex in world coordinates, with the nodes' and items'
-// transformations composed by OpenGL's matrix stack as a frame would compose them.
-void CollectPoints(TLumNode* Node, TBounds& B, int Depth) {
-  if (Depth > 256) return;
-  for (int I = 0; I < Node->GetCount(); ++I) {
-    TLumRender* Item = Node->GetItems(I);
-    if (!Item || !Item->Enabled()) continue;
-    glPushMatrix();
-    Item->Transformation()->Execute();
-    if (auto* Mesh = dynamic_cast<TLumPrimitiveObj*>(Item)) {
-      if (!Mesh->Initialized()) Mesh->Init();
-      double M[16];
-      glGetDoublev(GL_MODELVIEW_MATRIX, M);
-      const TLumPrimitivePoints* P = Mesh->Points();
-      const double* V = P->Vertices();
-      for (int32_t K = 0; V && K < P->Count(); ++K) {
-        const double x = V[3 * K], y = V[3 * K + 1], z = V[3 * K + 2];
-        if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z)) continue;
-        std::array<double, 3> W;
-        for (int R = 0; R < 3; ++R) W[R] = M[R] * x + M[4 + R] * y + M[8 + R] * z + M[12 + R];
-        for (int R = 0; R < 3; ++R) {
-          B.Min[R] = std::min(B.Min[R], W[R]);
-          B.Max[R] = std::max(B.Max[R], W[R]);
-        }
-        B.Points.push_back(W);
-      }
-    }
-    if (auto* Child = dynamic_cast<TLumNode*>(Item)) CollectPoints(Child, B, Depth + 1);
-    glPopMatrix();
-  }
-}
-
-// The bounding sphere (centre of the box around the vertices, radius to the farthest
-// vertex); false for a scene without vertices.
-bool SceneSphere(TLumView* View, TLumNode* Root, double Centre[3], double& Radius) {
-  View->HandleNeeded();
-  View->SetCurrent(true);
-  if (!View->GetCurrent()) return false;
-  TBounds B;
-  glMatrixMode(GL_MODELVIEW);
-  glPushMatrix();
-  glLoadIdentity();
-  Root->Transformation()->Execute();
-  CollectPoints(Root, B, 0);
-  glPopMatrix();
-  View->SetCurrent(false);
-  if (B.Points.empty()) return false;
-  Radius = 0;
-  for (int R = 0; R < 3; ++R) Centre[R] = (B.Min[R] + B.Max[R]) / 2;
-  for (const auto& P : B.Points) {
-    const double D = std::hypot(P[0] - Centre[0], P[1] - Centre[1], P[2] - Centre[2]);
-    Radius = std::max(Radius, D);
-  }
+bool FitCamera(TLumPerspectiveCamera* Camera, TLumNode* Root, int Width, int Height,
+               std::optional<double> Distance, bool RoomToMove) {
+  const TLumBounds Box = LumWorldBounds(Root);
+  if (Box.Empty()) return false;
+  // From the front, unless the scene is flat across the view (a drawing in the Y-Z
+  // plane, a ground in X-Z): then from the side it faces.
+  const TLumMathVector Centre = Box.Centre();
+  const double EX = Box.Max.X - Box.Min.X, EY = Box.Max.Y - Box.Min.Y, EZ = Box.Max.Z - Box.Min.Z;
+  TLumMathVector Axis{0, 0, 1};
+  if (EY < 0.1 * std::max(EX, EZ) && EY <= EX)
+    Axis = {0, 1, 0};
+  else if (EX < 0.1 * std::max(EY, EZ))
+    Axis = {1, 0, 0};
+  auto Eye = [&](double D) {
+    return TLumMathVector{Centre.X + Axis.X * D, Centre.Y + Axis.Y * D, Centre.Z + Axis.Z * D};
+  };
+  LookAt(Camera, Eye(1), Centre);
+  // Close enough that the scene fills the view, with a margin of 5 % a side.
+  const double TanY = std::tan(Camera->ViewAngle() * Pi / 360) / 1.05;
+  const double TanX = TanY * Width / Height;
+  const double Size = std::max(Box.Diagonal(), 1e-6);
+  double D =
+      LumFitDistance(Root, Camera->Transformation()->Rotation()->GetMatrix(), Centre, TanX, TanY);
+  if (!(D > Size * 1e-3)) D = Size;  // a point, or the eye inside the scene
+  D = Distance.value_or(D);
+  LookAt(Camera, Eye(D), Centre);
+  // The clipping planes just around the scene, or far enough apart to walk about in it.
+  const double Depth = Axis.X * EX + Axis.Y * EY + Axis.Z * EZ;
+  const double Front = D - Depth / 2, Back = D + Depth / 2;
+  const double Far = RoomToMove ? Back + 2 * Size : Back + 0.05 * Size;
+  Camera->SetViewFar(static_cast<float>(Far));
+  Camera->SetViewNear(
+      static_cast<float>(RoomToMove ? Far / 2000 : std::max(Front - 0.05 * Size, Back / 1000)));
   return true;
 }
 
-void SetupCamera(TLumPerspectiveCamera* Camera, TLumView* View, TLumNode* Root,
-                 const TRenderOptions& O) {
+namespace {
+
+void SetupCamera(TLumPerspectiveCamera* Camera, TLumNode* Root, const TRenderOptions& O) {
   if (O.Fov) Camera->SetViewAngle(static_cast<float>(*O.Fov));
   if (O.Position || O.Target) {
     const TLumMathVector Eye = O.Position.value_or(TLumMathVector{0, 0, 2});
@@ -276,19 +255,7 @@ void SetupCamera(TLumPerspectiveCamera* Camera, TLumView* View, TLumNode* Root,
     const double Distance = std::hypot(At.X - Eye.X, At.Y - Eye.Y, At.Z - Eye.Z);
     Camera->SetViewFar(static_cast<float>(std::max(10.0, 3 * Distance)));
   }
-  double Centre[3] = {0, 0, 0}, Radius = 0;
-  if (O.Fit && SceneSphere(View, Root, Centre, Radius)) {
-    Radius = std::max(Radius, 1e-6);
-    const double HalfY = Camera->ViewAngle() * Pi / 360;
-    const double HalfX = std::atan(std::tan(HalfY) * O.Width / O.Height);
-    // A little margin, so that the outline does not touch the border.
-    const double Distance = O.Distance.value_or(1.08 * Radius / std::sin(std::min(HalfX, HalfY)));
-    Camera->Transformation()->Rotation()->SetValues(0, 0, 0);
-    Camera->Transformation()->Translation()->SetValues(static_cast<float>(-Centre[0]),
-                                                       static_cast<float>(-Centre[1]),
-                                                       static_cast<float>(-Centre[2] - Distance));
-    Camera->SetViewFar(static_cast<float>(Distance + 1.5 * Radius));
-    Camera->SetViewNear(static_cast<float>(std::max(Distance - 1.5 * Radius, Distance / 1000)));
+  if (O.Fit && FitCamera(Camera, Root, O.Width, O.Height, O.Distance, false)) {
   } else if (O.Distance) {
     Camera->Transformation()->Translation()->SetZ(static_cast<float>(-*O.Distance));
   }
@@ -318,9 +285,12 @@ std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root
   struct stat St {};
   if (::stat(File.c_str(), &St) == 0 && S_ISDIR(St.st_mode))
     throw Exception("\"" + File + "\" is a directory, not a scene file");
-  if (::stat(File.c_str(), &St) != 0 || !S_ISREG(St.st_mode))
+  if (::stat(File.c_str(), &St) != 0)
     throw Exception("Cannot open file \"" + File + "\": no such file");
-  if (IsModelPath(File)) return LoadModelInto(File, Owner, Root), std::string();
+  if (!S_ISREG(St.st_mode))
+    throw Exception("Cannot open file \"" + File +
+                    "\": it is a device, pipe or socket, not a file");
+  if (IsModelPath(File)) return LoadModelInto(File, Owner, Root, Load), std::string();
   // The reader accepts any text; a scene file must at least have its root element.
   if (Lower(ReadHead(File, 64 * 1024)).find("<lumgl") == std::string::npos)
     throw Exception("\"" + File + "\" is not a LUMGL scene file (no LUMGL element)");
@@ -352,18 +322,18 @@ std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root
     std::fprintf(stderr, "\n");
   }
   const std::string Description = Ex->FileDescription();
-  if (Load) Load->Warnings = Ex->Warnings();
+  if (Load) Load->Warnings = Ex->Warnings(), Load->Notes = Ex->Notes();
   delete Ex;
   return Description;
 }
 
-int ApplyCameraOptions(const TArgs& Args, int Width, int Height, TLumView* View, TLumNode* Root,
+int ApplyCameraOptions(const TArgs& Args, int Width, int Height, TLumNode* Root,
                        TLumPerspectiveCamera* Camera) {
   TRenderOptions O;
   if (int Status = ParseRenderArgs(Args, true, O, false)) return Status;
   O.Width = Width;
   O.Height = Height;
-  if (View && Camera) SetupCamera(Camera, View, Root, O);
+  if (Camera) SetupCamera(Camera, Root, O);
   return 0;
 }
 
@@ -381,7 +351,7 @@ int RunRender(const TArgs& Args, bool Demo) {
       LoadDemoScene(&Form, Root);
     else
       LoadScene(O.Scene, &Form, Root, &Load);
-    PrintWarnings(Load.Warnings);
+    PrintWarnings(Load);
     if (O.Strict && !Load.Warnings.empty()) return StrictStatus(O.Scene, Load.Warnings);
     auto* View = new TLumView(&Form);
     View->SetBounds(O.Width, O.Height);
@@ -409,9 +379,12 @@ int RunRender(const TArgs& Args, bool Demo) {
       View->SetCamera(Load.Camera);
     } else {
       View->SetCamera(Camera);
-      SetupCamera(Camera, View, Root, O);
+      SetupCamera(Camera, Root, O);
     }
-    View->OnRender = [Root, &O](TLumView* V) {
+    std::unique_ptr<THeadlight> Light;
+    if (O.Headlight && !HasLights(Root)) Light = std::make_unique<THeadlight>(&Form, Root);
+    View->OnRender = [Root, &O, &Light](TLumView* V) {
+      if (Light) Light->Render(V);
       Root->Render(V);
       if (O.Title.empty()) return;
       TLumCanvas* C = V->Canvas();
@@ -470,12 +443,11 @@ int RunInfo(const TArgs& Args) {
     if (!Scene.empty()) {
       Root = new TLumNode(&Form);
       LoadScene(Scene, &Form, Root, &Load);
-      PrintWarnings(Load.Warnings);
+      PrintWarnings(Load);
     }
     auto* View = new TLumView(&Form);
     std::fputs(LumDiagnosticsReport(View, Root).c_str(), stdout);
-    if (Root && IsModelPath(Scene)) std::fputs(ModelReport(Root).c_str(), stdout);
-    if (ListScene) PrintSceneTree(View, Root);
+    if (ListScene) PrintSceneTree(Root);
   } catch (const std::exception& E) {
     return Fail(Scene, E.what());
   }
@@ -530,7 +502,7 @@ int RunConvert(const TArgs& Args) {
     auto* Root = new TLumNode(&Form);
     TSceneLoad Load;
     const std::string Description = LoadScene(Files[0], &Form, Root, &Load);
-    PrintWarnings(Load.Warnings);
+    PrintWarnings(Load);
     if (Strict && !Load.Warnings.empty()) return StrictStatus(Files[0], Load.Warnings);
     if (int Status = CheckLoss(Files[0], Files[1], Load.Warnings, Force)) return Status;
     if (IsModelOutput(Files[1])) {

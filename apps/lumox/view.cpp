@@ -12,6 +12,8 @@
 #include <cmath>
 #include <cstdio>
 #include <exception>
+#include <iterator>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -37,6 +39,8 @@ struct TViewOptions {
   std::optional<uint32_t> Background;
   std::optional<double> Distance, Fov, Near, Far, QuitAfter;
   bool Axes = false;
+  bool Fit = false;
+  bool Headlight = true;  // for scenes without lights of their own
   std::optional<std::pair<int, int>> Drag;
   // The controller at start, the button that drags, and keys pressed once shown.
   TViewController Controller = vcMouse;
@@ -124,8 +128,17 @@ int ParseViewArgs(const TArgs& Args, TViewOptions& O) {
       V = A.substr(Eq + 1);
       A.resize(Eq);
     }
-    const bool Flag = A == "--axes";
-    if (!Flag && A.rfind("--", 0) == 0 && !Inline) {
+    static const char* const Flags[] = {"--axes", "--fit", "--no-headlight"};
+    static const char* const Valued[] = {
+        "--size", "--background", "--camera-distance", "--fov",        "--near", "--far",
+        "--drag", "--screenshot", "--quit-after",      "--controller", "--key",  "--drag-button"};
+    const bool Flag = std::find(std::begin(Flags), std::end(Flags), A) != std::end(Flags);
+    const bool HasValue = std::find(std::begin(Valued), std::end(Valued), A) != std::end(Valued);
+    // An unknown option is named as given, before anything after it is taken as its value.
+    if (!A.empty() && A[0] == '-' && !Flag && !HasValue)
+      return BadUsage("unknown option '" + Args[I] + "'");
+    if (Flag && Inline) return BadUsage(A + " takes no value");
+    if (HasValue && !Inline) {
       if (I + 1 >= Args.size()) return BadUsage(A + " needs a value");
       V = Args[++I];
     }
@@ -157,6 +170,10 @@ int ParseViewArgs(const TArgs& Args, TViewOptions& O) {
       Status = Num(O.Far);
     } else if (A == "--axes") {
       O.Axes = true;
+    } else if (A == "--fit") {
+      O.Fit = true;
+    } else if (A == "--no-headlight") {
+      O.Headlight = false;
     } else if (A == "--screenshot") {
       O.Screenshot = V;
     } else if (A == "--quit-after") {
@@ -167,8 +184,6 @@ int ParseViewArgs(const TArgs& Args, TViewOptions& O) {
       O.Drag = {X, Y};
     } else if (ParseControlOption(A, V, O, Status)) {
       DragButton = DragButton || A == "--drag-button";
-    } else if (!A.empty() && A[0] == '-') {
-      return BadUsage("unknown option '" + Args[I] + "'");
     } else if (!O.Scene.empty()) {
       return BadUsage("more than one scene file");
     } else {
@@ -248,6 +263,10 @@ int ViewUsage() {
       "  --background RRGGBB   background colour\n"
       "  --camera-distance D, --fov DEG, --near N, --far F, --axes\n"
       "                        the camera and axes, as for render\n"
+      "  --fit                 frame the whole scene (the default for a file without a\n"
+      "                        camera element of its own)\n"
+      "  --no-headlight        leave out the light from the eye that a scene without\n"
+      "                        lights of its own gets\n"
       "  --controller NAME     start with the mouse (default), person or presentation\n"
       "                        controller\n"
       "  --key NAME            press a key once shown (repeatable, in order): Up, Down,\n"
@@ -283,7 +302,7 @@ int RunView(const TArgs& Args) {
       LoadDemoScene(&Form, Root);
     else
       LoadScene(O.Scene, &Form, Root, &Load);
-    PrintWarnings(Load.Warnings);
+    PrintWarnings(Load);
   } catch (const std::exception& E) {
     return Fail(O.Scene, E.what());
   }
@@ -307,14 +326,23 @@ int RunView(const TArgs& Args) {
   if (O.Background) View->SetBackgroundColor(*O.Background);
   if (O.Axes) View->Coordinates()->SetVisible(true);
   if (O.Fov) Camera->SetViewAngle(static_cast<float>(*O.Fov));
-  if (O.Distance) Camera->Transformation()->Translation()->SetZ(static_cast<float>(-*O.Distance));
+  // The file's camera element is the start view unless camera options are given; a file
+  // without one is framed whole, as --fit does.
+  const bool CameraOptions = O.Fov || O.Distance || O.Near || O.Far || O.Fit;
+  const bool Fitted = (O.Fit || (!Demo && !Load.Camera && !CameraOptions)) &&
+                      FitCamera(Camera, Root, O.Width, O.Height, O.Distance, true);
+  if (O.Distance && !Fitted)
+    Camera->Transformation()->Translation()->SetZ(static_cast<float>(-*O.Distance));
   if (O.Near) Camera->SetViewNear(static_cast<float>(*O.Near));
   if (O.Far) Camera->SetViewFar(static_cast<float>(*O.Far));
-  // The file's camera element is the start view unless camera options are given.
-  const bool CameraOptions = O.Fov || O.Distance || O.Near || O.Far;
   TLumCamera* Start = Load.Camera && !CameraOptions ? Load.Camera : Camera;
   View->SetCamera(Start);
-  View->OnRender = [Root](TLumView* V) { Root->Render(V); };
+  std::unique_ptr<THeadlight> Light;
+  if (O.Headlight && !HasLights(Root)) Light = std::make_unique<THeadlight>(&Form, Root);
+  View->OnRender = [Root, &Light](TLumView* V) {
+    if (Light) Light->Render(V);
+    Root->Render(V);
+  };
 
   // The controllers all steer the camera; the presentation controller turns from a
   // timer while it is the one in use.

@@ -10,6 +10,7 @@
 #include <numeric>
 #include <string>
 
+#include "lumox/geometry/lumbounds.h"
 #include "lumox/geometry/lumfuncobj.h"
 #include "lumox/geometry/lumshape.h"
 #include "lumox/math/lumgl.h"
@@ -230,27 +231,6 @@ void SetCaching(TLumNode* Root, TBenchCache Mode) {
   }
 }
 
-namespace {
-
-int64_t Triangles(int32_t Type, int64_t N) {
-  switch (Type) {
-    case GL_TRIANGLES:
-      return N / 3;
-    case GL_TRIANGLE_STRIP:
-    case GL_TRIANGLE_FAN:
-    case GL_POLYGON:
-      return std::max<int64_t>(N - 2, 0);
-    case GL_QUADS:
-      return N / 4 * 2;
-    case GL_QUAD_STRIP:
-      return std::max<int64_t>(N / 2 - 1, 0) * 2;
-    default:
-      return 0;
-  }
-}
-
-}  // namespace
-
 TSceneCounts CountScene(TLumNode* Root) {
   TSceneCounts C;
   // Nodes met through references are walked again: their items are drawn again.
@@ -265,17 +245,15 @@ TSceneCounts CountScene(TLumNode* Root) {
       if (auto* Sub = dynamic_cast<TLumNode*>(Item)) {
         ++C.Nodes;
         Nodes.push_back(Sub);
-      } else if (auto* Mesh = dynamic_cast<TLumPrimitiveObj*>(Item)) {
-        if (!Mesh->Initialized()) Mesh->Init();
-        ++C.Objects;
-        C.Vertices += Mesh->Points()->Count();
-        for (int32_t P = 0; P < Mesh->GetPrimitiveCount(); ++P) {
-          const TLumPrimitiveArray* A = Mesh->GetPrimitive(P);
-          if (A->Visible()) C.Triangles += Triangles(A->PrimitiveType(), A->Count());
-        }
       }
     }
   }
+  // The geometry of every class (imported containers and point sets too), as drawn.
+  const TLumMeshCounts M = LumCountMeshes(Root);
+  C.Objects = M.Objects;
+  C.Vertices = M.Vertices;
+  C.Triangles = M.Triangles;
+  C.Bounds = LumWorldBounds(Root);
   return C;
 }
 

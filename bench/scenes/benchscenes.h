@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "lumox/geometry/lumbounds.h"
+
 namespace lumox {
 class TComponent;
 class TLumNode;
@@ -45,10 +47,11 @@ void SetCaching(lumox::TLumNode* Root, TBenchCache Mode);
 
 struct TSceneCounts {
   int64_t Items = 0;      // every component in the tree, nodes and render state included
-  int64_t Objects = 0;    // meshes among them
+  int64_t Objects = 0;    // enabled components with geometry among them
   int64_t Nodes = 0;      // nested nodes (the root not counted)
-  int64_t Vertices = 0;   // of every mesh
+  int64_t Vertices = 0;   // of every enabled one
   int64_t Triangles = 0;  // a frame draws (visible lists; a quad counts two)
+  lumox::TLumBounds Bounds;  // of every vertex, in world coordinates
 };
 // Counts Root's tree, building the meshes not yet built; each item is counted once
 // for every place it is drawn.

@@ -17,6 +17,7 @@
 
 #include "lumox/host/graphics.h"
 #include "lumox/host/proptable.h"
+#include "lumox/math/lumclass.h"
 #include "lumox/package/lumpackage.h"
 #include "lumox/scene/lumcomp.h"
 
@@ -97,12 +98,15 @@ std::string NameList(const char* const* Names, int High) {
 
 }  // namespace
 
-TLumExchange::TLumExchange(TComponent* AOwner) : TComponent(AOwner), FParser(new TXMLParser(this)) {
+TLumExchange::TLumExchange(TComponent* AOwner)
+    : TComponent(AOwner), FParser(new TXMLParser(this)), FElementRead(new TLumProperty) {
   FBaseTag.Depth = -1;
   FParser->OnTag = [this](TXMLTag*& Tag) { HandleTag(Tag); };
 }
 
 TLumExchange::~TLumExchange() { DropSideFiles(); }
+
+TObject* TLumExchange::ElementRead() const { return FElementRead.get(); }
 
 // --- writing --------------------------------------------------------------------------
 
@@ -611,10 +615,10 @@ void TLumExchange::SaveObj(TComponent* Obj) {
 
 // --- load diagnostics -----------------------------------------------------------------
 
-const char* const TLumLoadWarningKindStr[10] = {
+const char* const TLumLoadWarningKindStr[11] = {
     "lwUnknownClass", "lwUnknownElement", "lwUnreadAttribute", "lwUnknownName",
     "lwBadBoolean",   "lwBadNumberText",  "lwUnclosedElement", "lwDiffuseNotRead",
-    "lwSkippedTag",   "lwOutsideObjects"};
+    "lwSkippedTag",   "lwOutsideObjects", "lwMissingFile"};
 
 std::string TLumLoadWarning::ToString() const {
   std::string S = FileName;
@@ -700,9 +704,11 @@ void TLumExchange::HandleTag(TXMLTag*& Tag) {
     case stStartLoad:
     case stLUMGLLoad:
       if (SameText(Tag->Name, "LUMGL")) {
-        std::string Description;
+        std::string Description, Program;
         Tag->GetParam("description", Description);
         FFileDescription = Description;
+        Tag->GetParam("program", Program);
+        FWrittenByLumox = Program.rfind("Lumox", 0) == 0;
         FState = stLUMGLLoad;
       } else if (SameText(Tag->Name, "Objects")) {
         FState = stOBJLoad;
@@ -743,7 +749,12 @@ void TLumExchange::WarnUnclaimed(const TXMLTag* Tag, TObject* Parent) {
   const std::string& Name = Tag->Name;
   const std::string In =
       Tag->Parent && !Tag->Parent->Name.empty() ? " in \"" + Tag->Parent->Name + "\"" : "";
-  if (SameText(Name, "FDiffuse"))
+  if (SameText(Name, "FDiffuse") && FWrittenByLumox) {
+    // Lumox's own writer put it there: a known quirk of the format, noted once.
+    if (FDiffuseSeen++ == 0) {
+      FFirstDiffuse = {lwDiffuseNotRead, FFileName, Tag->Line, Name, ""};
+    }
+  } else if (SameText(Name, "FDiffuse"))
     Warn(lwDiffuseNotRead, Tag, Name,
          "the diffuse colour is written under \"FDiffuse\" but read only as \"Diffuse\": "
          "it keeps its current value (rename the element to \"Diffuse\" to load it)");
@@ -766,6 +777,9 @@ void TLumExchange::LoadfromFile(TObject* Target) {
   };
   FLoadElement.clear();
   FWarnings.clear();
+  FNotes.clear();
+  FWrittenByLumox = false;
+  FDiffuseSeen = 0;
   FLines.clear();
   FLinesOf = nullptr;
   FSawObjects = false;
@@ -806,6 +820,14 @@ void TLumExchange::LoadfromFile(TObject* Target) {
     Warn(lwUnclosedElement, *It, (*It)->Name, "the file ends before the element is closed");
   if (!FSawObjects)
     Warn(lwOutsideObjects, nullptr, "", "no \"Objects\" element: nothing was loaded");
+  if (FDiffuseSeen > 0) {
+    FFirstDiffuse.Text = std::to_string(FDiffuseSeen) +
+                         (FDiffuseSeen == 1 ? " material" : " materials") +
+                         " written by Lumox name their diffuse colour \"FDiffuse\", which loading "
+                         "does not read (a quirk of the format kept for existing files): they "
+                         "keep the diffuse colour of a new material";
+    FNotes.push_back(FFirstDiffuse);
+  }
   FParser->CloseOpenTags();
   FState = stReady;
   if (auto* T = dynamic_cast<TLumTransformed*>(Target)) T->SubChange(T);

@@ -14,6 +14,8 @@
 
 namespace lumox {
 
+class TLumProperty;
+
 enum TLumExchangeState : uint8_t {
   stReady,
   stSaveNode,
@@ -45,8 +47,9 @@ enum TLumLoadWarningKind : uint8_t {
   lwDiffuseNotRead,   // a material's "FDiffuse" child, which loading does not read back
   lwSkippedTag,       // a start tag the reader passes over, with its content
   lwOutsideObjects,   // an element before "Objects" that nothing reads, or no "Objects"
+  lwMissingFile,      // a file it names (a model's texture) that cannot be read: left out
 };
-extern const char* const TLumLoadWarningKindStr[10];
+extern const char* const TLumLoadWarningKindStr[11];
 
 struct TLumLoadWarning {
   TLumLoadWarningKind Kind = lwUnknownClass;
@@ -94,6 +97,10 @@ class TLumExchange : public TComponent {
   TLumLoadWarningEvent OnWarning;
   // The warnings of the last LoadfromFile, in the order found.
   const std::vector<TLumLoadWarning>& Warnings() const { return FWarnings; }
+  // What the last LoadfromFile found that is worth knowing but is no fault of the file:
+  // in a file Lumox wrote (its root's "program" begins "Lumox"), the materials' diffuse
+  // colours written as "FDiffuse", which loading does not read (one note for the file).
+  const std::vector<TLumLoadWarning>& Notes() const { return FNotes; }
   // Records a warning about the element being loaded (components may add their own).
   void Warn(TLumLoadWarningKind Kind, const std::string& Text);
 
@@ -137,6 +144,10 @@ class TLumExchange : public TComponent {
   static uint32_t hex2int(const std::string& Text);
 
   // --- reading, called from ReadValues ----------------------------------------------
+  // What ReadComp returns for a child element it has read in full that stands for no
+  // object of its own (a vertex, a point, an index list): the element counts as read;
+  // elements inside it are reported as unknown.
+  TObject* ElementRead() const;
   // The element whose attributes are being read.
   TXMLTag* CurrentTag() const { return FCurrentTag; }
   // The attribute's text; false when the element has no such attribute.
@@ -245,6 +256,13 @@ class TLumExchange : public TComponent {
   // Warns of an element its parent's ReadComp did not take.
   void WarnUnclaimed(const TXMLTag* Tag, TObject* Parent);
   std::vector<TLumLoadWarning> FWarnings;
+  std::vector<TLumLoadWarning> FNotes;
+  // Whether the file being loaded names Lumox as its writer, and the FDiffuse elements
+  // met in it (reported as one note).
+  bool FWrittenByLumox = false;
+  int FDiffuseSeen = 0;
+  TLumLoadWarning FFirstDiffuse;
+  std::unique_ptr<TLumProperty> FElementRead;
   // The attribute lines of the element being loaded (views into its Params), split on
   // the first lookup, each marked when a lookup asks for its name.
   struct TParamLine {

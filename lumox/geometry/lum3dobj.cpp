@@ -2,9 +2,11 @@
 // drawing with a selection name per part, the vertex bound and the exchange format.
 #include "lumox/geometry/lum3dobj.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <unordered_set>
 
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/host/formfile.h"
@@ -34,7 +36,19 @@ std::string FloatList(TLumExchange* Ex, const double* V, int N) {
 
 // --- TLum3dPart --------------------------------------------------------------------------
 
-TLum3dPart::TLum3dPart(TLum3dObj* Container) : TLumPrimitiveObj(nullptr), FContainer(Container) {
+TLum3dPart::TLum3dPart(TLum3dObj* Container)
+    : TLumPrimitiveObj(nullptr),
+      FContainer(Container),
+      FMaterialReader([this](TLumExchange* Exchange, TXMLTag* Tag) -> TObject* {
+        // The part writes the diffuse colour again as "Diffuse" after the material's
+        // "FDiffuse", which is therefore read already.
+        if (SameText(Tag->Name, "FDiffuse")) {
+          TLumColor Written;
+          Written.ReadValues(Exchange);
+          return Exchange->ElementRead();
+        }
+        return FMaterial->ReadComp(Exchange, Tag);
+      }) {
   Points()->SetDefineArrays(TLumArrays{daVertex, daNormal, daTexture});
   Points()->SetUsedArrays(TLumArrays{daVertex, daNormal});
   OnChange = [this](TObject*) {
@@ -192,6 +206,8 @@ void TLum3dPart::Assign(TPersistent* Source) {
           ->SetVisible(A->Visible());
     }
     SetArrays(S->Arrays());
+    SetTexture(S->Texture());  // referenced, as the source does
+    SetTextured(S->Textured());
   }
 }
 
@@ -199,6 +215,8 @@ void TLum3dPart::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("Name", FPartName, std::string());
   Exchange->addtag("Visible", FVisible, true);
   Exchange->addsettag("Arrays", Arrays().Bits(), TLumArrayStr, 5);
+  if (FContainer && Textured() && Texture())
+    Exchange->addtag("Texture", FContainer->TextureIndex(Texture()), -1);
   if (FMaterial) {
     // The material's own writer puts its diffuse colour under a name its reader skips
     // (kept for existing files); a part writes it once more where the reader takes it,
@@ -245,6 +263,12 @@ void TLum3dPart::ReadValues(TLumExchange* Exchange) {
   uint32_t Bits = Arrays().Bits();
   Exchange->getsetvalue("Arrays", Bits, TLumArrayStr, 5);
   SetArrays(TLumArrays::FromBits(Bits));
+  int32_t Index = -1;
+  Exchange->getvalue("Texture", Index);
+  if (TLumTexture* T = FContainer ? FContainer->FileTexture(Index) : nullptr) {
+    SetTexture(T);
+    SetTextured(true);
+  }
 }
 
 namespace {
@@ -266,9 +290,8 @@ void ReadList(TLumExchange* Ex, const char* Name, double* V, int N) {
 TObject* TLum3dPart::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
   if (!Tag) return nullptr;
   if (SameText(Tag->Name, "Material")) {
-    TLumMaterial* M = CreateMaterial();
-    M->ReadValues(Exchange);
-    return M;
+    CreateMaterial()->ReadValues(Exchange);
+    return &FMaterialReader;
   }
   if (SameText(Tag->Name, "Vertex")) {
     double P[3] = {0, 0, 0}, N[3] = {0, 0, 0}, T[3] = {0, 0, 0}, C[4] = {1, 1, 1, 1};
@@ -278,7 +301,7 @@ TObject* TLum3dPart::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
     ReadList(Exchange, "C", C, 4);
     AddVertex({P[0], P[1], P[2]}, {N[0], N[1], N[2]}, {T[0], T[1], T[2]},
               {float(C[0]), float(C[1]), float(C[2]), float(C[3])});
-    return nullptr;
+    return Exchange->ElementRead();
   }
   if (SameText(Tag->Name, "Indices")) {
     std::string Text;
@@ -300,7 +323,7 @@ TObject* TLum3dPart::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
     const int Type = Exchange->getenums("Type", TLumPrimitiveTypeStr, 9);
     const int32_t L = AddIndices(Type, I.data(), static_cast<int32_t>(I.size()));
     GetPrimitive(L)->SetVisible(Exchange->getvalueor("Visible", true));
-    return nullptr;
+    return Exchange->ElementRead();
   }
   return TLumPrimitiveObj::ReadComp(Exchange, Tag);
 }
@@ -381,19 +404,51 @@ void TLum3dObj::Assign(TPersistent* Source) {
   TLumObject::Assign(Source);
 }
 
+std::vector<TLumTexture*> TLum3dObj::PartTextures() const {
+  std::vector<TLumTexture*> List;
+  std::unordered_set<TLumTexture*> Seen;
+  for (const auto& P : FParts)
+    if (TLumTexture* T = P->Textured() ? P->Texture() : nullptr; T && Seen.insert(T).second)
+      List.push_back(T);
+  return List;
+}
+
+int32_t TLum3dObj::TextureIndex(TLumTexture* T) const {
+  const auto It = FWrittenTextures.find(T);
+  return It == FWrittenTextures.end() ? -1 : It->second;
+}
+
+TLumTexture* TLum3dObj::FileTexture(int32_t Index) const {
+  return Index >= 0 && Index < static_cast<int32_t>(FFileTextures.size())
+             ? FFileTextures[static_cast<size_t>(Index)]
+             : nullptr;
+}
+
 void TLum3dObj::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("MaxVertices", FMaxVertices, 16777216);
+  Exchange->addtag("ColorAsMaterial", ColorAsMaterial(), TLumColorAsMaterialStr, 5);
   TLumObject::WriteValues(Exchange);
+  // The parts' textures once each, before the parts that name them by number; their
+  // images go to the side files of the format.
+  FWrittenTextures.clear();
+  for (TLumTexture* T : PartTextures()) {
+    FWrittenTextures.emplace(T, static_cast<int32_t>(FWrittenTextures.size()));
+    T->WriteComp(Exchange, "Texture");
+  }
   for (const auto& P : FParts) {
     Exchange->StartTag("Part");
     P->WriteValues(Exchange);
     Exchange->EndTag();
   }
+  FWrittenTextures.clear();
 }
 
 void TLum3dObj::ReadValues(TLumExchange* Exchange) {
   TLumObject::ReadValues(Exchange);
   SetMaxVertices(Exchange->getvalueor("MaxVertices", FMaxVertices));
+  SetColorAsMaterial(static_cast<TLumColorAsMaterial>(
+      Exchange->getenums("ColorAsMaterial", TLumColorAsMaterialStr, 5)));
+  FFileTextures.clear();
 }
 
 TObject* TLum3dObj::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
@@ -401,6 +456,12 @@ TObject* TLum3dObj::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
     TLum3dPart* P = AddPart(std::string());
     P->ReadValues(Exchange);
     return P;
+  }
+  if (Tag && SameText(Tag->Name, "Texture")) {
+    auto* T = new TLumTexture(this);  // owned, as the textures of LoadFromFile are
+    T->ReadValues(Exchange);
+    FFileTextures.push_back(T);
+    return T;
   }
   return TLumObject::ReadComp(Exchange, Tag);
 }

@@ -7,14 +7,17 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
+#include "lumox/geometry/lumpolygon.h"
 #include "lumox/geometry/lumprimitiveobj.h"
 
 namespace lumox {
 
 class TLum3dObj;
 class TLumMaterial;
+class TLumTexture;
 
 // OpenGL primitive modes by name, GL_POINTS (0) .. GL_POLYGON (9).
 extern const char* const TLumPrimitiveTypeStr[10];
@@ -79,6 +82,8 @@ class TLum3dPart : public TLumPrimitiveObj {
   std::string FPartName;
   bool FVisible = true;
   std::unique_ptr<TLumMaterial> FMaterial;
+  // Reads the children of the part's "Material" element into FMaterial.
+  TLumChildReader FMaterialReader;
 };
 
 // The container: draws its colour, attributes and material, then each visible part with
@@ -119,9 +124,21 @@ class TLum3dObj : public TLumObject {
 
   // A part reports its changes here.
   void PartChanged();
+  // The textures of the textured parts, each once, in part order: the file writes them
+  // before the parts, which name them by number.
+  std::vector<TLumTexture*> PartTextures() const;
+  // The number of texture T in the element being written, or -1.
+  int32_t TextureIndex(TLumTexture* T) const;
+  // Texture Index of the object's element being read, or nullptr.
+  TLumTexture* FileTexture(int32_t Index) const;
 
  private:
   std::vector<std::unique_ptr<TLum3dPart>> FParts;
+  // The "Texture" children of the element being read, in file order; the textures are
+  // owned by the object.
+  std::vector<TLumTexture*> FFileTextures;
+  // The numbers of the textures while the object's element is written.
+  std::unordered_map<TLumTexture*, int32_t> FWrittenTextures;
   int32_t FMaxVertices = 16777216;
 };
 

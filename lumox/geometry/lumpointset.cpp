@@ -269,7 +269,7 @@ TObject* TLumPointSet::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
   }
   // The colour switch is read with the element; points read later would set it again.
   SetColored(FColoredOnLoad);
-  return nullptr;
+  return Exchange->ElementRead();
 }
 
 void RegisterLumpointsetClasses() { RegisterRenderClass<TLumPointSet>(); }

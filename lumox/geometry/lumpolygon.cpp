@@ -211,13 +211,12 @@ void LumBuildPlanarMesh(TLumPrimitiveObj& Obj, const TLumTessellation& T, double
 
 TLumPolygon::TLumPolygon(TComponent* AOwner)
     : TLumPrimitiveObj(AOwner), FContourReader([this](TLumExchange* Ex, TXMLTag* Tag) -> TObject* {
-        if (SameText(Tag->Name, "Point") && !FContours.empty()) {
-          double X = 0, Y = 0;
-          Ex->getvalue("X", X);
-          Ex->getvalue("Y", Y);
-          AddPoint(X, Y, ContourCount() - 1);
-        }
-        return nullptr;
+        if (!SameText(Tag->Name, "Point") || FContours.empty()) return nullptr;
+        double X = 0, Y = 0;
+        Ex->getvalue("X", X);
+        Ex->getvalue("Y", Y);
+        AddPoint(X, Y, ContourCount() - 1);
+        return Ex->ElementRead();
       }) {}
 
 TLumPolygon::~TLumPolygon() = default;
@@ -335,6 +334,9 @@ void TLumPolygon::ReadValues(TLumExchange* Exchange) {
 TObject* TLumPolygon::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
   if (Tag && SameText(Tag->Name, "Contour")) {
     AddContour();
+    // The count only keeps an empty contour in the file; the points themselves follow.
+    std::string Count;
+    Exchange->GetParamText("Points", Count);
     return &FContourReader;
   }
   return TLumPrimitiveObj::ReadComp(Exchange, Tag);

@@ -205,7 +205,14 @@ TFontFace* TLumText::Face() {
 std::string TLumText::FaceFamily() { return Face()->Match().Family; }
 
 void TLumText::GetContours(std::vector<TLumContour>& Contours, TLumWindingRule& Rule) {
+  std::vector<TGlyphSpan> Glyphs;
+  Outline(Contours, Rule, Glyphs);
+}
+
+void TLumText::Outline(std::vector<TLumContour>& Contours, TLumWindingRule& Rule,
+                       std::vector<TGlyphSpan>& Glyphs) {
   Contours.clear();
+  Glyphs.clear();
   Rule = wrNonZero;
   FT_Face F = Face()->Face();
   const double Scale = FSize / (F->units_per_EM > 0 ? F->units_per_EM : 1000);
@@ -216,6 +223,17 @@ void TLumText::GetContours(std::vector<TLumContour>& Contours, TLumWindingRule& 
   Funcs.conic_to = ConicTo;
   Funcs.cubic_to = CubicTo;
   const bool Kerning = FKerning && FT_HAS_KERNING(F);
+  // The work is bounded before it is done: every character's outline points count
+  // (a glyph's curves times Quality), and the text is refused beyond the bound.
+  int64_t Points = 0;
+  auto Count = [&](size_t From) {
+    for (size_t c = From; c < Contours.size(); ++c)
+      Points += static_cast<int64_t>(Contours[c].size());
+    if (Points > MaxTextPoints)
+      throw Exception("The text \"" + ObjectName() + "\" would need more than " +
+                      std::to_string(MaxTextPoints) +
+                      " outline points: fewer characters or a lower Quality.");
+  };
   size_t I = 0;
   int Line = 0;
   while (I <= FText.size()) {
@@ -237,8 +255,11 @@ void TLumText::GetContours(std::vector<TLumContour>& Contours, TLumWindingRule& 
       FT_GlyphSlot Slot = F->glyph;
       if (Slot->format == FT_GLYPH_FORMAT_OUTLINE) {
         if (Slot->outline.flags & FT_OUTLINE_EVEN_ODD_FILL) Rule = wrOdd;
+        const size_t Start = Contours.size();
         TOutlineSink Sink{&Contours, Pen * Scale, -Line * LineHeight, Scale, FQuality, {}};
         FT_Outline_Decompose(&Slot->outline, &Funcs, &Sink);
+        Count(Start);
+        if (Contours.size() > Start) Glyphs.push_back({Start, Contours.size(), Line});
       }
       Pen += Slot->advance.x;
     }
@@ -253,14 +274,98 @@ void TLumText::GetContours(std::vector<TLumContour>& Contours, TLumWindingRule& 
     ++Line;
     ++I;  // past the line break (or the end)
   }
+  // The size bounds the coordinates the tessellator takes.
+  for (const TLumContour& C : Contours)
+    for (const TLumPoint2& P : C)
+      if (!(std::abs(P.X) <= MaxTextCoordinate && std::abs(P.Y) <= MaxTextCoordinate))
+        throw Exception("The text \"" + ObjectName() +
+                        "\" reaches beyond 1e15 units from its origin: a smaller Size.");
 }
+
+namespace {
+
+// Tessellates the glyphs in clusters whose boxes overlap no other cluster's: the same
+// filled region as the whole text at once, without the tessellator's cost growing with
+// the square of a line's length. Glyphs are grouped by line; lines whose bands overlap
+// form one group, in which glyphs whose x ranges overlap stay together.
+void TessellateByClusters(const std::vector<TLumContour>& Contours,
+                          const std::vector<TLumText::TGlyphSpan>& Glyphs, TLumWindingRule Rule,
+                          TLumTessellation& Out) {
+  struct TBox {
+    double X0, X1, Y0, Y1;
+    size_t Glyph;
+  };
+  std::vector<TBox> Boxes;
+  for (size_t g = 0; g < Glyphs.size(); ++g) {
+    TBox B{INFINITY, -INFINITY, INFINITY, -INFINITY, g};
+    for (size_t c = Glyphs[g].First; c < Glyphs[g].End; ++c)
+      for (const TLumPoint2& P : Contours[c]) {
+        B.X0 = std::min(B.X0, P.X), B.X1 = std::max(B.X1, P.X);
+        B.Y0 = std::min(B.Y0, P.Y), B.Y1 = std::max(B.Y1, P.Y);
+      }
+    if (B.X0 <= B.X1) Boxes.push_back(B);
+  }
+  // Groups of lines whose bands overlap. Lines come in order, downwards; a line whose
+  // band reaches up into a group before it joins that group and all after it.
+  struct TGroup {
+    double Bottom;
+    std::vector<TBox> Boxes;
+  };
+  std::vector<TGroup> Groups;
+  for (size_t B = 0, E = 0; B < Boxes.size(); B = E) {
+    const int Line = Glyphs[Boxes[B].Glyph].Line;
+    double Y0 = INFINITY, Y1 = -INFINITY;
+    for (E = B; E < Boxes.size() && Glyphs[Boxes[E].Glyph].Line == Line; ++E)
+      Y0 = std::min(Y0, Boxes[E].Y0), Y1 = std::max(Y1, Boxes[E].Y1);
+    size_t K = Groups.size();
+    while (K > 0 && Y1 >= Groups[K - 1].Bottom) --K;
+    if (K == Groups.size()) Groups.push_back({Y0, {}});
+    for (size_t J = K + 1; J < Groups.size(); ++J) {
+      Groups[K].Bottom = std::min(Groups[K].Bottom, Groups[J].Bottom);
+      Groups[K].Boxes.insert(Groups[K].Boxes.end(), Groups[J].Boxes.begin(), Groups[J].Boxes.end());
+    }
+    Groups.resize(K + 1);
+    Groups[K].Bottom = std::min(Groups[K].Bottom, Y0);
+    Groups[K].Boxes.insert(Groups[K].Boxes.end(), Boxes.begin() + B, Boxes.begin() + E);
+  }
+  Out = TLumTessellation();
+  std::vector<TLumContour> Cluster;
+  auto Flush = [&]() {
+    if (Cluster.empty()) return;
+    TLumTessellation T;
+    LumTessellate(Cluster, Rule, T);
+    const uint32_t Base = static_cast<uint32_t>(Out.Points.size());
+    Out.Points.insert(Out.Points.end(), T.Points.begin(), T.Points.end());
+    for (uint32_t I : T.Triangles) Out.Triangles.push_back(Base + I);
+    for (auto& Loop : T.Boundary) {
+      for (uint32_t& I : Loop) I += Base;
+      Out.Boundary.push_back(std::move(Loop));
+    }
+    Cluster.clear();
+  };
+  for (TGroup& Group : Groups) {
+    std::vector<TBox>& G = Group.Boxes;
+    std::sort(G.begin(), G.end(), [](const TBox& A, const TBox& B) { return A.X0 < B.X0; });
+    double Reach = -INFINITY;
+    for (const TBox& B : G) {
+      if (B.X0 > Reach) Flush();  // clear of everything before it
+      Reach = std::max(Reach, B.X1);
+      for (size_t c = Glyphs[B.Glyph].First; c < Glyphs[B.Glyph].End; ++c)
+        Cluster.push_back(Contours[c]);
+    }
+    Flush();
+  }
+}
+
+}  // namespace
 
 void TLumText::InitPoints() {
   std::vector<TLumContour> Contours;
+  std::vector<TGlyphSpan> Glyphs;
   TLumWindingRule Rule;
-  GetContours(Contours, Rule);
+  Outline(Contours, Rule, Glyphs);
   TLumTessellation T;
-  LumTessellate(Contours, Rule, T);
+  TessellateByClusters(Contours, Glyphs, Rule, T);
   LumBuildPlanarMesh(*this, T, FDepth, false);
 }
 

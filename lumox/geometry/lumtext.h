@@ -44,12 +44,22 @@ class TLumText : public TLumPrimitiveObj {
   // Whether pairs of glyphs are moved by the face's kerning table (where it has one).
   bool Kerning() const { return FKerning; }
   void SetKerning(bool Value);
-  // Straight pieces per curve of an outline, 1..64.
+  // Straight pieces per curve of an outline, 1..64 (values beyond are clamped).
   int32_t Quality() const { return FQuality; }
   void SetQuality(int32_t Value);
 
-  // The outline contours of the text as built (for measuring and tests).
+  // The outline contours of the text as built (for measuring and tests). Throws
+  // Exception, saying why, for a text beyond the bounds below.
   void GetContours(std::vector<TLumContour>& Contours, TLumWindingRule& Rule);
+  // The most outline points a text may have (its characters' curves times Quality), and
+  // the farthest its points may lie from the origin: building refuses more.
+  static constexpr int64_t MaxTextPoints = int64_t{1} << 21;
+  static constexpr double MaxTextCoordinate = 1e15;
+  // The contours of one glyph and its line.
+  struct TGlyphSpan {
+    size_t First, End;
+    int Line;
+  };
   // The family of the face actually used (after fontconfig's choice); loads the face.
   std::string FaceFamily();
 
@@ -61,6 +71,9 @@ class TLumText : public TLumPrimitiveObj {
 
  private:
   void Rebuild();
+  // The contours, and which of them each glyph has.
+  void Outline(std::vector<TLumContour>& Contours, TLumWindingRule& Rule,
+               std::vector<TGlyphSpan>& Glyphs);
   TFontFace* Face();
   std::string FText;
   std::string FFontName = "DejaVu Sans";

@@ -356,7 +356,7 @@ TObject* TLumTube::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
     AddSection(Point, Radius, TLumExchange::hex2int(Color));
   else
     AddSection(Point, Radius);
-  return nullptr;
+  return Exchange->ElementRead();
 }
 
 void RegisterLumtubeClasses() { RegisterRenderClass<TLumTube>(); }

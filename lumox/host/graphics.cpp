@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -220,11 +221,35 @@ void TBitmap::LoadFromFile(const std::string& FileName, int MaxSide) {
   Changed();
 }
 
+void TBitmap::LoadFromMemory(const void* Data, size_t Size, const std::string& Name, int MaxSide) {
+  const auto* Bytes = static_cast<const stbi_uc*>(Data);
+  const int Length = static_cast<int>(std::min<size_t>(Size, INT32_MAX));
+  int W = 0, H = 0, N = 0;
+  if (!stbi_info_from_memory(Bytes, Length, &W, &H, &N))
+    throw Exception("Cannot read image " + Name + ": " + stbi_failure_reason() + ".");
+  if (static_cast<int64_t>(W) * static_cast<int64_t>(H) > MaxImagePixels)
+    throw Exception("Cannot read image " + Name + ": " + std::to_string(W) + " x " +
+                    std::to_string(H) + " pixels is larger than the limit of " +
+                    std::to_string(MaxImagePixels) + " pixels.");
+  if (MaxSide > 0 && (W > MaxSide || H > MaxSide))
+    throw Exception("Cannot read image " + Name + ": " + std::to_string(W) + " x " +
+                    std::to_string(H) + " pixels is larger than the OpenGL limit of " +
+                    std::to_string(MaxSide) + " pixels a side.");
+  stbi_uc* Pixels = stbi_load_from_memory(Bytes, Length, &W, &H, &N, 4);
+  if (!Pixels) throw Exception("Cannot read image " + Name + ": " + stbi_failure_reason() + ".");
+  FWidth = W;
+  FHeight = H;
+  FPixels.assign(Pixels, Pixels + static_cast<size_t>(W) * H * 4);
+  stbi_image_free(Pixels);
+  FPixelFormat = N == 4 ? pf32bit : pf24bit;
+  Changed();
+}
+
 void TBitmap::SaveToFile(const std::string& FileName) const {
   ReplaceWithTemporary(SaveToTemporary(FileName), FileName);
 }
 
-std::string TBitmap::SaveToTemporary(const std::string& FileName) const {
+std::string TBitmap::Encode(const std::string& FileName) const {
   if (Empty())
     throw Exception("Cannot write image file \"" + QuotedPart(FileName) +
                     "\": the bitmap is empty.");
@@ -242,7 +267,6 @@ std::string TBitmap::SaveToTemporary(const std::string& FileName) const {
       std::memcpy(&Rgb[I * 3], &FPixels[I * 4], 3);
     Data = Rgb.data();
   }
-  // Encoded in memory, then written whole through a checked temporary file.
   std::string Encoded;
   auto Append = [](void* Context, void* Bytes, int Size) {
     static_cast<std::string*>(Context)->append(static_cast<const char*>(Bytes),
@@ -255,6 +279,12 @@ std::string TBitmap::SaveToTemporary(const std::string& FileName) const {
   if (!Ok)
     throw Exception("Cannot write image file \"" + QuotedPart(FileName) +
                     "\": the image could not be encoded.");
+  return Encoded;
+}
+
+std::string TBitmap::SaveToTemporary(const std::string& FileName) const {
+  // Encoded in memory, then written whole through a checked temporary file.
+  const std::string Encoded = Encode(FileName);
   return WriteTemporaryBeside(FileName, Encoded.data(), Encoded.size());
 }
 

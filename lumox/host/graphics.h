@@ -87,11 +87,16 @@ class TBitmap : public TPersistent {
   // read before the pixels are decoded: an image of more than MaxImagePixels, or wider or
   // taller than MaxSide when that is above 0, is refused.
   void LoadFromFile(const std::string& FileName, int MaxSide = 0);
+  // The same for an image file held in memory (Size bytes at Data); Name says in
+  // messages which image it is ("embedded in \"model.glb\"").
+  void LoadFromMemory(const void* Data, size_t Size, const std::string& Name, int MaxSide = 0);
   static constexpr int64_t MaxImagePixels = int64_t{1} << 26;
   // Writes PNG for a ".png" name, JPEG (quality 90) for ".jpg" and ".jpeg", BMP
   // otherwise. The file is written to a temporary
   // beside it and renamed into place; throws Exception naming the file on failure.
   void SaveToFile(const std::string& FileName) const;
+  // The bytes of the image file SaveToFile would write for FileName.
+  std::string Encode(const std::string& FileName) const;
   // Writes the file SaveToFile would write to a temporary beside FileName and returns
   // the temporary's path, for ReplaceWithTemporary once everything else is written.
   std::string SaveToTemporary(const std::string& FileName) const;

@@ -5,12 +5,16 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <climits>
 #include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <new>
 #include <unordered_map>
 
+#include "lumox/host/files.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 
@@ -38,13 +42,45 @@ struct TEntity {
   }
 };
 
+// The sentinel that opens a binary DXF file.
+constexpr char BinarySentinel[] = "AutoCAD Binary DXF\r\n\x1a";  // and a NUL: 22 bytes
+
 class TReader {
  public:
-  explicit TReader(const std::string& FileName) : FFileName(FileName), FIn(FileName) {
+  explicit TReader(const std::string& FileName) : FFileName(FileName) {
+    std::string Reason;
+    // A drawing names no other files; it is read only when it is a regular file within
+    // the bound that model files have.
+    if (!TLumFileAccess::Readable(FileName, uint64_t{1} << 30, Reason))
+      throw Exception("Cannot read the DXF file \"" + FileName + "\": it " + Reason + ".");
+    FIn.open(FileName, std::ios::binary);
     if (!FIn) throw Exception("Cannot read the DXF file \"" + FileName + "\".");
+    char Head[22] = {};
+    FIn.read(Head, sizeof Head);
+    FBinary = FIn.gcount() == 22 && std::memcmp(Head, BinarySentinel, 22) == 0;
+    if (FBinary) {
+      // Release 12 wrote one-byte group codes (255 escaping a two-byte one), later
+      // releases two bytes; the first group is 0 "SECTION" either way.
+      char First[3] = {};
+      FIn.read(First, 3);
+      FShortCodes = First[0] == 0 && First[1] == 'S';
+      FIn.seekg(22);
+    } else {
+      FIn.seekg(0);
+    }
   }
   // The next pair; false at the end of the file.
-  bool Next(TPair& P) {
+  bool Next(TPair& P) { return FBinary ? NextBinary(P) : NextText(P); }
+  [[noreturn]] void Fail(int64_t Line, const std::string& What) const {
+    throw Exception("DXF file \"" + FFileName + "\", " + (FBinary ? "byte " : "line ") +
+                    std::to_string(Line) + ": " + What + ".");
+  }
+  int64_t Line() const { return FBinary ? static_cast<int64_t>(FIn.tellg()) : FLine; }
+  // Where the value of a pair stands: the line after its code's, or its byte.
+  int64_t ValueAt(const TPair& P) const { return FBinary ? P.Line : P.Line + 1; }
+
+ private:
+  bool NextText(TPair& P) {
     std::string Code;
     if (!std::getline(FIn, Code)) return false;
     P.Line = ++FLine;
@@ -57,13 +93,54 @@ class TReader {
     Trim(P.Value);
     return true;
   }
-  [[noreturn]] void Fail(int64_t Line, const std::string& What) const {
-    throw Exception("DXF file \"" + FFileName + "\", line " + std::to_string(Line) + ": " + What +
-                    ".");
+  // A binary pair: the code, then a value whose type the code's range gives (text ends
+  // at a NUL); values are turned into the text an ASCII file would hold.
+  bool NextBinary(TPair& P) {
+    P.Line = static_cast<int64_t>(FIn.tellg());
+    unsigned char B[8] = {};
+    if (!FIn.read(reinterpret_cast<char*>(B), FShortCodes ? 1 : 2)) return false;
+    P.Code = FShortCodes ? B[0] : static_cast<int16_t>(B[0] | (B[1] << 8));
+    if (FShortCodes && B[0] == 255) {
+      if (!FIn.read(reinterpret_cast<char*>(B), 2)) Fail(P.Line, "the file ends in a group code");
+      P.Code = static_cast<int16_t>(B[0] | (B[1] << 8));
+    }
+    auto Bytes = [&](int N) {
+      if (!FIn.read(reinterpret_cast<char*>(B), N)) Fail(P.Line, "the file ends in a value");
+      uint64_t V = 0;
+      for (int k = N; k-- > 0;) V = (V << 8) | B[k];
+      return V;
+    };
+    const int C = P.Code;
+    auto In = [C](int Lo, int Hi) { return C >= Lo && C <= Hi; };
+    char Text[64];
+    if (In(10, 59) || In(110, 149) || In(210, 239) || In(460, 469) || In(1010, 1059)) {
+      const uint64_t V = Bytes(8);
+      double D;
+      std::memcpy(&D, &V, 8);
+      const auto R = std::to_chars(Text, Text + sizeof Text, D);
+      P.Value.assign(Text, R.ptr);
+    } else if (In(60, 79) || In(170, 179) || In(270, 289) || In(370, 389) || In(400, 409) ||
+               In(1060, 1070)) {
+      P.Value = std::to_string(static_cast<int16_t>(Bytes(2)));
+    } else if (In(90, 99) || In(420, 429) || In(440, 459) || C == 1071) {
+      P.Value = std::to_string(static_cast<int32_t>(Bytes(4)));
+    } else if (In(160, 169)) {
+      P.Value = std::to_string(static_cast<int64_t>(Bytes(8)));
+    } else if (In(290, 299)) {
+      P.Value = std::to_string(Bytes(1));
+    } else if (In(310, 319) || C == 1004) {
+      const auto N = static_cast<std::streamsize>(Bytes(1));  // a chunk of binary data
+      P.Value.resize(static_cast<size_t>(N));
+      if (!FIn.read(P.Value.data(), N)) Fail(P.Line, "the file ends in a value");
+      P.Value.clear();
+    } else if (In(0, 9) || In(100, 109) || In(300, 309) || In(320, 369) || In(390, 399) ||
+               In(410, 419) || In(430, 439) || In(470, 481) || C == 999 || In(1000, 1009)) {
+      if (!std::getline(FIn, P.Value, '\0')) Fail(P.Line, "the file ends in a text value");
+    } else {
+      Fail(P.Line, "group code " + std::to_string(C) + " is not one of binary DXF");
+    }
+    return true;
   }
-  int64_t Line() const { return FLine; }
-
- private:
   static void Trim(std::string& S) {
     while (!S.empty() && (S.back() == '\r' || S.back() == ' ' || S.back() == '\t')) S.pop_back();
     size_t i = 0;
@@ -71,8 +148,10 @@ class TReader {
     S.erase(0, i);
   }
   std::string FFileName;
-  std::ifstream FIn;
+  mutable std::ifstream FIn;
   int64_t FLine = 0;
+  bool FBinary = false;
+  bool FShortCodes = false;
 };
 
 struct TVec {
@@ -122,7 +201,13 @@ class TDxf {
   void Build(TLum3dObj* Obj);
 
  private:
+  double Number(const TPair& P) const;
   double Num(const TEntity& E, int Code, double Default = 0.0) const;
+  // A whole number of the int range (colour numbers, flags, counts, vertex numbers).
+  int Int(const TEntity& E, int Code, int Default = 0) const;
+  // The vertices the entities of List make, blocks expanded, as Draw makes them
+  // (saturated); the counts of blocks are kept.
+  uint64_t Count(const TEntity* Begin, const TEntity* End, int Depth);
   TVec Point(const TEntity& E, int Base) const {
     return {Num(E, Base), Num(E, Base + 10), Num(E, Base + 20)};
   }
@@ -150,19 +235,35 @@ class TDxf {
   }
   std::unordered_map<std::string, int> FLayerColors;
   std::unordered_map<std::string, TBlock> FBlocks;
+  std::unordered_map<const TBlock*, uint64_t> FBlockCounts;
   std::vector<TEntity> FEntities;
   std::map<std::string, TLayerData> FOut;
 };
 
+double TDxf::Number(const TPair& P) const {
+  double V = 0;
+  const char* End = P.Value.data() + P.Value.size();
+  auto [Stop, Ec] = std::from_chars(P.Value.data(), End, V);
+  // Infinities and NaN are no coordinates, angles or radii: refused like other text.
+  if (Ec != std::errc() || Stop != End || !std::isfinite(V))
+    FR.Fail(FR.ValueAt(P), "'" + P.Value + "' is not a number");
+  return V;
+}
+
+int TDxf::Int(const TEntity& E, int Code, int Default) const {
+  for (const TPair& P : E.Pairs)
+    if (P.Code == Code) {
+      const double V = Number(P);
+      if (V < INT_MIN || V > INT_MAX) FR.Fail(FR.ValueAt(P), "'" + P.Value + "' is out of range");
+      return static_cast<int>(V);
+    }
+  return Default;
+}
+
 double TDxf::Num(const TEntity& E, int Code, double Default) const {
   for (const TPair& P : E.Pairs)
     if (P.Code == Code) {
-      double V = 0;
-      const char* End = P.Value.data() + P.Value.size();
-      auto [Stop, Ec] = std::from_chars(P.Value.data(), End, V);
-      if (Ec != std::errc() || Stop != End)
-        FR.Fail(P.Line + 1, "'" + P.Value + "' is not a number");
-      return V;
+      return Number(P);
     }
   return Default;
 }
@@ -188,7 +289,7 @@ void TDxf::ReadTables() {
   for (const TEntity& E : Records)
     if (E.Name == "LAYER")
       if (const std::string* Name = E.Get(2))
-        FLayerColors[*Name] = std::abs(static_cast<int>(Num(E, 62, 7)));
+        FLayerColors[*Name] = std::abs(std::max(Int(E, 62, 7), -INT_MAX));
 }
 
 void TDxf::ReadBlocks() {
@@ -250,7 +351,7 @@ void TDxf::Draw(const std::vector<TEntity>& List, const TPlace& Pl, const std::s
       continue;
     const auto LC = FLayerColors.find(Layer);
     const int LayerColor = LC == FLayerColors.end() ? 7 : LC->second;
-    int Aci = static_cast<int>(Num(E, 62, 256));
+    int Aci = Int(E, 62, 256);
     if (FMode == dcByLayer || Aci == 256) Aci = LayerColor;
     if (Aci == 0) Aci = InsColor;
     const uint32_t Color = DXFColor(Aci);
@@ -264,7 +365,11 @@ void TDxf::Draw(const std::vector<TEntity>& List, const TPlace& Pl, const std::s
       Out().Strips.push_back({Closed ? GL_LINE_LOOP : GL_LINE_STRIP, std::move(I)});
     };
     auto Arc = [&](const TVec& C, double R, double A0, double A1) {
-      while (A1 <= A0) A1 += 360.0;
+      // Any finite angles, brought into one turn: the arc is at most a full circle.
+      A0 = std::fmod(A0, 360.0);
+      A1 = std::fmod(A1, 360.0);
+      if (A1 <= A0) A1 += 360.0;
+      if (A1 <= A0) A1 += 360.0;
       const int N = std::max(2, static_cast<int>(std::ceil((A1 - A0) / 360.0 * 64)));
       std::vector<TVec> Pts;
       for (int i = 0; i <= N; ++i) {
@@ -290,26 +395,23 @@ void TDxf::Draw(const std::vector<TEntity>& List, const TPlace& Pl, const std::s
       std::vector<TVec> Pts;
       const double Z = Num(E, 38);
       for (const TPair& P : E.Pairs) {
-        double D = 0;
         if (P.Code != 10 && P.Code != 20) continue;
-        auto [Stop, Ec] = std::from_chars(P.Value.data(), P.Value.data() + P.Value.size(), D);
-        if (Ec != std::errc()) FR.Fail(P.Line + 1, "'" + P.Value + "' is not a number");
+        const double D = Number(P);
         if (P.Code == 10)
           Pts.push_back({D, 0.0, Z});
         else if (!Pts.empty())
           Pts.back().Y = D;
       }
-      Strip(Pts, static_cast<int>(Num(E, 70)) & 1);
+      Strip(Pts, Int(E, 70) & 1);
     } else if (E.Name == "POLYLINE") {
-      const int Flags = static_cast<int>(Num(E, 70));
+      const int Flags = Int(E, 70);
       std::vector<TVec> Pts;
       std::vector<std::array<int, 4>> Faces;
       size_t k = e + 1;
       for (; k < List.size() && List[k].Name == "VERTEX"; ++k) {
-        const int VF = static_cast<int>(Num(List[k], 70));
+        const int VF = Int(List[k], 70);
         if ((Flags & 64) && (VF & 128) && !(VF & 64))  // a face record of a polyface mesh
-          Faces.push_back({static_cast<int>(Num(List[k], 71)), static_cast<int>(Num(List[k], 72)),
-                           static_cast<int>(Num(List[k], 73)), static_cast<int>(Num(List[k], 74))});
+          Faces.push_back({Int(List[k], 71), Int(List[k], 72), Int(List[k], 73), Int(List[k], 74)});
         else
           Pts.push_back(Point(List[k], 10));
       }
@@ -318,8 +420,10 @@ void TDxf::Draw(const std::vector<TEntity>& List, const TPlace& Pl, const std::s
         std::vector<uint32_t> I;
         for (const TVec& X : Pts) I.push_back(V(X));
         auto At = [&](int n) -> int64_t {  // 1-based, negative for a hidden edge
-          const int64_t a = std::abs(n);
-          return a >= 1 && a <= static_cast<int64_t>(I.size()) ? I[a - 1] : -1;
+          const int64_t a = std::abs(static_cast<int64_t>(n));
+          // Signed on both sides: a number past the vertices must not turn into one.
+          return a >= 1 && a <= static_cast<int64_t>(I.size()) ? static_cast<int64_t>(I[a - 1])
+                                                               : int64_t{-1};
         };
         for (const auto& F : Faces) {
           std::vector<uint32_t> C;
@@ -329,7 +433,7 @@ void TDxf::Draw(const std::vector<TEntity>& List, const TPlace& Pl, const std::s
             Out().Tris.insert(Out().Tris.end(), {C[0], C[j], C[j + 1]});
         }
       } else if (Flags & 16) {
-        const int M = static_cast<int>(Num(E, 71)), N = static_cast<int>(Num(E, 72));
+        const int M = Int(E, 71), N = Int(E, 72);
         if (M < 1 || N < 1 || static_cast<int64_t>(M) * N != static_cast<int64_t>(Pts.size()))
           FR.Fail(E.Line,
                   "the polygon mesh has " + std::to_string(Pts.size()) + " vertices, not M x N");
@@ -372,12 +476,85 @@ void TDxf::Draw(const std::vector<TEntity>& List, const TPlace& Pl, const std::s
   }
 }
 
+// Normals for lighting: the faces' normals (by their winding, weighted by area) summed at
+// their vertices, so a mesh entity shades smoothly and a 3DFACE flat; a vertex of lines
+// only faces +Z, towards a drawing's usual viewer.
+std::vector<double> VertexNormals(const TLayerData& L) {
+  std::vector<double> N(L.Pos.size(), 0.0);
+  const double* P = L.Pos.data();
+  const size_t Count = L.Pos.size() / 3;
+  for (size_t t = 0; t + 2 < L.Tris.size(); t += 3) {
+    if (L.Tris[t] >= Count || L.Tris[t + 1] >= Count || L.Tris[t + 2] >= Count) continue;
+    const double *A = P + L.Tris[t] * 3, *B = P + L.Tris[t + 1] * 3, *C = P + L.Tris[t + 2] * 3;
+    TLumMathVector F;
+    LumMathCrossProduct({B[0] - A[0], B[1] - A[1], B[2] - A[2]},
+                        {C[0] - A[0], C[1] - A[1], C[2] - A[2]}, F);
+    for (int k = 0; k < 3; ++k) {
+      double* V = N.data() + L.Tris[t + k] * 3;
+      V[0] += F.X, V[1] += F.Y, V[2] += F.Z;
+    }
+  }
+  for (size_t v = 0; v < N.size(); v += 3) {
+    TLumMathVector V{N[v], N[v + 1], N[v + 2]};
+    if (!(LumMathVectorLength(V) > 0)) V = {0, 0, 1};
+    LumMathNormalize(V);
+    N[v] = V.X, N[v + 1] = V.Y, N[v + 2] = V.Z;
+  }
+  return N;
+}
+
+uint64_t TDxf::Count(const TEntity* Begin, const TEntity* End, int Depth) {
+  uint64_t N = 0;
+  const uint64_t Max = static_cast<uint64_t>(MaxMeshCount());
+  for (const TEntity* It = Begin; It != End && N <= Max; ++It) {
+    const TEntity& E = *It;
+    uint64_t K = 0;
+    if (E.Name == "3DFACE") {
+      K = 4;
+    } else if (E.Name == "LINE") {
+      K = 2;
+    } else if (E.Name == "CIRCLE" || E.Name == "ARC") {
+      K = 65;
+    } else if (E.Name == "LWPOLYLINE") {
+      for (const TPair& P : E.Pairs) K += P.Code == 10;
+    } else if (E.Name == "VERTEX") {
+      K = 1;  // of its polyline, or a face of a mesh, which makes none
+    } else if (E.Name == "INSERT") {
+      const std::string* Name = E.Get(2);
+      const auto B = Name ? FBlocks.find(*Name) : FBlocks.end();
+      if (B == FBlocks.end()) continue;
+      if (Depth >= 16) FR.Fail(E.Line, "blocks are nested deeper than 16 levels");
+      const auto Known = FBlockCounts.find(&B->second);
+      const std::vector<TEntity>& L = B->second.Entities;
+      K = Known != FBlockCounts.end() ? Known->second
+                                      : Count(L.data(), L.data() + L.size(), Depth + 1);
+      FBlockCounts[&B->second] = K;
+    }
+    N = K > UINT64_MAX - N ? UINT64_MAX : N + K;
+  }
+  return N;
+}
+
 void TDxf::Build(TLum3dObj* Obj) {
+  // What block inserts expand to is counted before anything is made: ten blocks each
+  // inserting the next ten times are a few lines of file and 10^10 entities.
+  const uint64_t Max = static_cast<uint64_t>(MaxMeshCount());
+  uint64_t Total = 0;
+  for (const TEntity& E : FEntities) {
+    const uint64_t K = Count(&E, &E + 1, 0);
+    Total = K > UINT64_MAX - Total ? UINT64_MAX : Total + K;
+    if (Total > Max)
+      FR.Fail(
+          E.Line,
+          (E.Name == "INSERT" ? "with this block insert the drawing makes" : "the drawing makes") +
+              std::string(" more than ") + std::to_string(Max) + " vertices, the bound of a mesh");
+  }
   Draw(FEntities, TPlace(), std::string(), 7, 0);
   for (auto& [Name, L] : FOut) {
     TLum3dPart* P = Obj->AddPart(Name);
-    P->SetVertexData(static_cast<int32_t>(L.Pos.size() / 3), L.Pos.data(), nullptr, nullptr, 2,
-                     L.Col.data());
+    const std::vector<double> Normals = VertexNormals(L);
+    P->SetVertexData(static_cast<int32_t>(L.Pos.size() / 3), L.Pos.data(), Normals.data(), nullptr,
+                     2, L.Col.data());
     if (!L.Tris.empty())
       P->AddIndices(GL_TRIANGLES, L.Tris.data(), static_cast<int32_t>(L.Tris.size()));
     if (!L.Lines.empty())
@@ -456,11 +633,17 @@ TLum3dObj* TLumDXFImport::Execute() {
   TDxf D(FFileName, FLayers, FColorMode, FUnknown);
   D.Read();
   auto Obj = std::make_unique<TLum3dObj>(nullptr);
-  D.Build(Obj.get());
+  try {
+    D.Build(Obj.get());
+  } catch (const std::bad_alloc&) {
+    throw Exception("DXF file \"" + FFileName + "\": there is not enough memory to draw it.");
+  }
   TComponent* Owner = FTarget && FTarget->Owner() ? FTarget->Owner() : this;
   auto* Result = new TLum3dObj(Owner);
   Result->Assign(Obj.get());
   Result->SetObjectName(std::filesystem::path(FFileName).stem().string());
+  // The colours are the drawing's own: lit, they stand for its material.
+  Result->SetColorAsMaterial(cmAmbientDiffuse);
   if (FTarget) FTarget->Add(Result);
   return Result;
 }

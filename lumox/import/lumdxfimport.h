@@ -1,5 +1,5 @@
-// TLumDXFImport: reads the drawing entities of a DXF file (ASCII) into a TLum3dObj added
-// to a target node, one part per layer.
+// TLumDXFImport: reads the drawing entities of a DXF file, ASCII or binary, into a
+// TLum3dObj added to a target node, one part per layer.
 //
 // Read: 3DFACE (two triangles, or one when the last corners agree), POLYLINE polyface
 // meshes (triangles) and polygon meshes (the M x N grid as triangles), LINE (a GL_LINES
@@ -9,7 +9,10 @@
 // as world coordinates: extrusion directions (object coordinate systems) and polyline
 // bulges are not applied. Other entities are counted by name in UnknownEntities and
 // skipped. A file that is not a sequence of group-code pairs, or that ends before its
-// EOF marker, gives an Exception naming the file and the line.
+// EOF marker, gives an Exception naming the file and the line (the byte of a binary
+// file). Numbers must be finite; arcs make at most one turn whatever their angles; and
+// what the entities with their block inserts expand to is counted before anything is
+// made and refused beyond MaxMeshCount vertices. Faces get normals from their winding.
 //
 // Colours: the AutoCAD colour index (DXFColor) of the entity, or of its layer when the
 // entity says BYLAYER (256) or when ColorMode is dcByLayer; BYBLOCK (0) takes the

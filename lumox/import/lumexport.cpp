@@ -2,27 +2,29 @@
 // library's exporters.
 #include <assimp/material.h>
 #include <assimp/scene.h>
+#include <assimp/texture.h>
 
 #include <algorithm>
 #include <assimp/Exporter.hpp>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <system_error>
 #include <vector>
 
+#include "lumox/host/graphics.h"
 #include "lumox/import/lumimport.h"
 #include "lumox/math/lumgl.h"
 #include "lumox/scene/lummat.h"
+#include "lumox/scene/lumtex.h"
 
 namespace lumox {
 
 namespace fs = std::filesystem;
 
 namespace {
-
-constexpr float kDegToRad = 0.017453292519943295f;
 
 const char* FormatOf(const std::string& FileName) {
   std::string E = fs::path(FileName).extension().string();
@@ -34,58 +36,12 @@ const char* FormatOf(const std::string& FileName) {
   return nullptr;
 }
 
-// The matrix the transformation's GL calls build (the first call outermost).
+// The matrix the transformation's GL calls build, in Asset Importer's row-major form.
 aiMatrix4x4 MatrixOf(const TLumTransformation* T) {
-  aiMatrix4x4 Tr, Sc, Ro, M;
-  const TLumTranslation* P = T->Translation();
-  aiMatrix4x4::Translation(aiVector3D(P->X(), P->Y(), P->Z()), Tr);
-  aiMatrix4x4::Scaling(aiVector3D(T->Scale()->X(), T->Scale()->Y(), T->Scale()->Z()), Sc);
-  const TLumRotation* R = T->Rotation();
-  aiMatrix4x4 Rx, Ry, Rz;
-  aiMatrix4x4::RotationX(R->X() * kDegToRad, Rx);
-  aiMatrix4x4::RotationY(R->Y() * kDegToRad, Ry);
-  aiMatrix4x4::RotationZ(R->Z() * kDegToRad, Rz);
-  switch (R->Order()) {
-    case roXYZ:
-      Ro = Rx * Ry * Rz;
-      break;
-    case roXZY:
-      Ro = Rx * Rz * Ry;
-      break;
-    case roYXZ:
-      Ro = Ry * Rx * Rz;
-      break;
-    case roYZX:
-      Ro = Ry * Rz * Rx;
-      break;
-    case roZXY:
-      Ro = Rz * Rx * Ry;
-      break;
-    case roZYX:
-      Ro = Rz * Ry * Rx;
-      break;
-  }
-  switch (T->Order()) {
-    case toRotTraSca:
-      M = Ro * Tr * Sc;
-      break;
-    case toRotScaTra:
-      M = Ro * Sc * Tr;
-      break;
-    case toTraRotSca:
-      M = Tr * Ro * Sc;
-      break;
-    case toTraScaRot:
-      M = Tr * Sc * Ro;
-      break;
-    case toScaRotTra:
-      M = Sc * Ro * Tr;
-      break;
-    case toScaTraRot:
-      M = Sc * Tr * Ro;
-      break;
-  }
-  return M;
+  const TLumMathMatrix M = T->GetMatrix();
+  auto F = [&M](int Row, int Col) { return static_cast<float>(M.M[Col * 4 + Row]); };
+  return aiMatrix4x4(F(0, 0), F(0, 1), F(0, 2), F(0, 3), F(1, 0), F(1, 1), F(1, 2), F(1, 3),
+                     F(2, 0), F(2, 1), F(2, 2), F(2, 3), F(3, 0), F(3, 1), F(3, 2), F(3, 3));
 }
 
 // Splits an index list of any OpenGL mode into triangles or line segments.
@@ -137,26 +93,53 @@ void PutColor(aiMaterial* M, const TLumColor* C, const char* Key, unsigned Type,
 
 class TExporter {
  public:
-  explicit TExporter(bool Apply, bool LinesToo) : FApply(Apply), FLinesToo(LinesToo) {}
-  // Meshes of one object into the list; returns the numbers of the meshes it added.
-  std::vector<unsigned> AddObject(TLumPrimitiveObj* Obj, const aiMatrix4x4& M);
+  // Apply: transformations into the vertices; LinesToo: line segments as line meshes;
+  // Textures: texture paths and coordinates (STL has none); Embed: textures as images
+  // inside the file, else as files named ImageStem_k.png beside it.
+  TExporter(bool Apply, bool LinesToo, bool Textures, bool Embed, const std::string& ImageStem)
+      : FApply(Apply),
+        FLinesToo(LinesToo),
+        FTexturesToo(Textures),
+        FEmbed(Embed),
+        FImageStem(ImageStem) {}
   std::unique_ptr<aiScene> Build(TLumNode* Root);
+  // The textures met, in the order of their numbers.
+  const std::vector<TLumTexture*>& Textures() const { return FTextures; }
+  std::string ImageName(size_t Index) const {
+    return FImageStem + "_" + std::to_string(Index) + ".png";
+  }
+  std::vector<std::string> Warnings;
 
  private:
-  void AddMesh(const TLumPrimitiveObj* Obj, const TLumMaterial* Mat, const aiMatrix4x4& M,
-               std::vector<unsigned>& Out);
-  bool FApply, FLinesToo;
+  void AddMesh(const TLumPrimitiveObj* Obj, const TLumMaterial* Mat, TLumTexture* Tex,
+               const aiMatrix4x4& M, std::vector<unsigned>& Out);
+  unsigned TextureNumber(TLumTexture* T);
+  bool FApply, FLinesToo, FTexturesToo, FEmbed;
+  std::string FImageStem;
   std::vector<aiMesh*> FMeshes;
   std::vector<aiMaterial*> FMaterials;
+  std::vector<TLumTexture*> FTextures;
+  int64_t FLinesLeft = 0;  // line segments a format without lines leaves out
 };
 
-void TExporter::AddMesh(const TLumPrimitiveObj* Obj, const TLumMaterial* Mat, const aiMatrix4x4& M,
-                        std::vector<unsigned>& Out) {
+unsigned TExporter::TextureNumber(TLumTexture* T) {
+  const auto It = std::find(FTextures.begin(), FTextures.end(), T);
+  if (It != FTextures.end()) return static_cast<unsigned>(It - FTextures.begin());
+  if (!T->Transformation()->GetEmpty())
+    Warnings.push_back("the transformation of texture \"" + T->Name() +
+                       "\" is left out: the format holds none");
+  FTextures.push_back(T);
+  return static_cast<unsigned>(FTextures.size() - 1);
+}
+
+void TExporter::AddMesh(const TLumPrimitiveObj* Obj, const TLumMaterial* Mat, TLumTexture* Tex,
+                        const aiMatrix4x4& M, std::vector<unsigned>& Out) {
   std::vector<uint32_t> Tris, Lines;
   for (int32_t i = 0; i < Obj->GetPrimitiveCount(); ++i)
     if (Obj->GetPrimitive(i)->Visible()) Decompose(Obj->GetPrimitive(i), Tris, Lines);
-  if (!FLinesToo) Lines.clear();
+  if (!FLinesToo) FLinesLeft += static_cast<int64_t>(Lines.size() / 2), Lines.clear();
   const TLumPrimitivePoints* P = Obj->Points();
+  if (!P->TexCoords() || !FTexturesToo) Tex = nullptr;
   aiMatrix3x3 NM(M);
   NM.Inverse().Transpose();
   for (int Kind = 0; Kind < 2; ++Kind) {
@@ -170,7 +153,7 @@ void TExporter::AddMesh(const TLumPrimitiveObj* Obj, const TLumMaterial* Mat, co
     Mesh->mVertices = new aiVector3D[N];
     const double *V = P->Vertices(), *Nr = P->Normals(), *T = P->TexCoords();
     if (Nr && !Kind) Mesh->mNormals = new aiVector3D[N];
-    if (T && !Kind && Obj->Textured()) {
+    if (Tex && !Kind) {
       Mesh->mTextureCoords[0] = new aiVector3D[N];
       Mesh->mNumUVComponents[0] = 2;
     }
@@ -205,6 +188,14 @@ void TExporter::AddMesh(const TLumPrimitiveObj* Obj, const TLumMaterial* Mat, co
     } else {
       PutColor(AM, Obj->Color(), AI_MATKEY_COLOR_DIFFUSE);
     }
+    if (Mesh->mTextureCoords[0]) {
+      // An embedded image is named "*k" by its number in the scene's textures.
+      const unsigned K = TextureNumber(Tex);
+      std::string Name = "*";  // appended to: GCC 12 warns falsely of literal + string at -O3
+      Name = FEmbed ? Name.append(std::to_string(K)) : ImageName(K);
+      const aiString Path(Name);
+      AM->AddProperty(&Path, AI_MATKEY_TEXTURE_DIFFUSE(0));
+    }
     Mesh->mMaterialIndex = static_cast<unsigned>(FMaterials.size());
     FMaterials.push_back(AM);
     Out.push_back(static_cast<unsigned>(FMeshes.size()));
@@ -212,26 +203,27 @@ void TExporter::AddMesh(const TLumPrimitiveObj* Obj, const TLumMaterial* Mat, co
   }
 }
 
-std::vector<unsigned> TExporter::AddObject(TLumPrimitiveObj* Obj, const aiMatrix4x4& M) {
-  std::vector<unsigned> Out;
-  if (!Obj->Initialized()) Obj->Init();
-  AddMesh(Obj, Obj->Material(), M, Out);
-  return Out;
-}
-
 std::unique_ptr<aiScene> TExporter::Build(TLumNode* Root) {
   auto Scene = std::make_unique<aiScene>();
   Scene->mRootNode = new aiNode("root");
-  // Depth-first with an explicit stack of (component, parent file node, matrix above it).
+  // Depth-first in drawing order with an explicit stack of (component, parent file node,
+  // matrix above it); materials and textures rendered as items colour what follows them.
   struct Item {
     TLumRender* R;
     aiNode* Parent;
     aiMatrix4x4 Above;
   };
   std::vector<Item> Stack{{Root, nullptr, aiMatrix4x4()}};
+  const TLumMaterial* CurrentMaterial = nullptr;
+  TLumTexture* CurrentTexture = nullptr;
+  bool MaterialsLeft = false;
   while (!Stack.empty()) {
     Item It = Stack.back();
     Stack.pop_back();
+    if (auto* Mat = dynamic_cast<TLumMaterial*>(It.R); Mat && Mat->Enabled()) CurrentMaterial = Mat;
+    if (auto* Tex = dynamic_cast<TLumTexture*>(It.R))
+      CurrentTexture = Tex->Enabled() ? Tex : nullptr;  // a disabled texture ends texturing
+    if (!It.R->Enabled()) continue;                     // not drawn
     const aiMatrix4x4 Own = MatrixOf(It.R->Transformation());
     const aiMatrix4x4 M = It.Above * Own;
     aiNode* Node = Scene->mRootNode;
@@ -253,11 +245,20 @@ std::unique_ptr<aiScene> TExporter::Build(TLumNode* Root) {
       for (int32_t i = 0; i < O3->PartCount(); ++i) {
         TLum3dPart* P = O3->Part(i);
         if (!P->Visible()) continue;
-        const TLumMaterial* Mat = P->PartMaterial() ? P->PartMaterial() : O3->Material();
-        AddMesh(P, Mat, M, Meshes);
+        const TLumMaterial* Mat = P->PartMaterial() ? P->PartMaterial()
+                                  : O3->Material()  ? O3->Material()
+                                                    : CurrentMaterial;
+        TLumTexture* Tex = P->Textured() ? (P->Texture() ? P->Texture() : CurrentTexture) : nullptr;
+        MaterialsLeft = MaterialsLeft || Mat || Tex;
+        AddMesh(P, Mat, Tex, M, Meshes);
       }
     } else if (auto* PO = dynamic_cast<TLumPrimitiveObj*>(It.R)) {
-      Meshes = AddObject(PO, M);
+      if (!PO->Initialized()) PO->Init();
+      const TLumMaterial* Mat = PO->Material() ? PO->Material() : CurrentMaterial;
+      TLumTexture* Tex =
+          PO->Textured() ? (PO->Texture() ? PO->Texture() : CurrentTexture) : nullptr;
+      MaterialsLeft = MaterialsLeft || Mat || Tex;
+      AddMesh(PO, Mat, Tex, M, Meshes);
     }
     if (!Meshes.empty()) {
       auto* Old = Node->mMeshes;
@@ -269,6 +270,11 @@ std::unique_ptr<aiScene> TExporter::Build(TLumNode* Root) {
     }
   }
   if (FMeshes.empty()) throw Exception("There are no meshes to write.");
+  if (FLinesLeft > 0)
+    Warnings.push_back(std::to_string(FLinesLeft) +
+                       " line segments are left out: the format holds triangles only");
+  if (!FTexturesToo && MaterialsLeft)
+    Warnings.push_back("materials and textures are left out: the format holds triangles only");
   Scene->mNumMeshes = static_cast<unsigned>(FMeshes.size());
   Scene->mMeshes = new aiMesh*[FMeshes.size()];
   std::copy(FMeshes.begin(), FMeshes.end(), Scene->mMeshes);
@@ -277,6 +283,22 @@ std::unique_ptr<aiScene> TExporter::Build(TLumNode* Root) {
   Scene->mMaterials = new aiMaterial*[FMaterials.size()];
   std::copy(FMaterials.begin(), FMaterials.end(), Scene->mMaterials);
   FMaterials.clear();
+  if (FEmbed && !FTextures.empty()) {
+    // Each texture as a PNG file held in the scene, which the writer puts in the file.
+    Scene->mNumTextures = static_cast<unsigned>(FTextures.size());
+    Scene->mTextures = new aiTexture*[FTextures.size()];
+    for (size_t k = 0; k < FTextures.size(); ++k) {
+      const std::string Png = FTextures[k]->Bitmap()->Encode("image.png");
+      auto* T = new aiTexture;
+      T->mWidth = static_cast<unsigned>(Png.size());
+      T->mHeight = 0;
+      std::strcpy(T->achFormatHint, "png");
+      T->pcData = new aiTexel[(Png.size() + 3) / 4];  // freed by the texture as texels
+      std::memcpy(T->pcData, Png.data(), Png.size());
+      T->mFilename = ImageName(k);
+      Scene->mTextures[k] = T;
+    }
+  }
   return Scene;
 }
 
@@ -284,35 +306,49 @@ std::unique_ptr<aiScene> TExporter::Build(TLumNode* Root) {
 
 bool IsExportFile(const std::string& FileName) { return FormatOf(FileName) != nullptr; }
 
-void SaveModel(TLumNode* Root, const std::string& FileName, bool ApplyTransformations) {
+void SaveModel(TLumNode* Root, const std::string& FileName, bool ApplyTransformations,
+               std::vector<std::string>* Warnings) {
   const char* Format = FormatOf(FileName);
   if (!Format)
     throw Exception("Cannot write the model file \"" + FileName +
                     "\": the extension names no format that can be written (.obj, .stl, "
                     ".gltf, .glb).");
   if (!Root) throw Exception("Cannot write the model file \"" + FileName + "\": no node given.");
-  // STL has neither nodes nor lines: its triangles are always placed.
-  const bool Stl = std::string(Format) == "stlb";
+  // STL has neither nodes nor lines nor materials: its triangles are always placed.
+  const std::string Kind = Format;
+  const bool Stl = Kind == "stlb";
+  const fs::path Target = fs::absolute(FileName);
+  TExporter Ex(ApplyTransformations || Stl, !Stl, !Stl, Kind == "glb2", Target.stem().string());
   std::unique_ptr<aiScene> Scene;
   try {
-    Scene = TExporter(ApplyTransformations || Stl, !Stl).Build(Root);
+    Scene = Ex.Build(Root);
   } catch (const Exception& E) {
     throw Exception("Cannot write the model file \"" + FileName + "\": " + E.what());
   }
-  // Formats that write companion files (.mtl, .bin) name them after the file, so the
-  // whole set goes into a private directory beside the target and is renamed from there.
-  const fs::path Target = fs::absolute(FileName);
+  // Formats that write companion files (.mtl, .bin, images) name them after the file, so
+  // the whole set goes into a private directory beside the target and is renamed from there.
   std::string Pattern = (Target.parent_path() / ".lumox-export-XXXXXX").string();
   if (!mkdtemp(Pattern.data()))
     throw Exception("Cannot write the model file \"" + FileName +
                     "\": its directory cannot be written.");
   const fs::path TempDir = Pattern;
   std::error_code Ec;
-  Assimp::Exporter Exp;
-  if (Exp.Export(Scene.get(), Format, (TempDir / Target.filename()).string()) != AI_SUCCESS) {
-    const std::string Reason = Exp.GetErrorString();
+  auto Fail = [&](const std::string& Reason) {
     fs::remove_all(TempDir, Ec);
     throw Exception("Cannot write the model file \"" + FileName + "\": " + Reason + ".");
+  };
+  try {
+    if (Kind != "glb2")
+      for (size_t k = 0; k < Ex.Textures().size(); ++k)
+        Ex.Textures()[k]->Bitmap()->SaveToFile((TempDir / Ex.ImageName(k)).string());
+  } catch (const std::exception& E) {
+    Fail(E.what());
+  }
+  Assimp::Exporter Exp;
+  if (Exp.Export(Scene.get(), Format, (TempDir / Target.filename()).string()) != AI_SUCCESS) {
+    std::string Reason = Exp.GetErrorString();
+    while (!Reason.empty() && (Reason.back() == '.' || Reason.back() == ' ')) Reason.pop_back();
+    Fail(Reason);
   }
   for (const auto& Entry : fs::directory_iterator(TempDir, Ec)) {
     fs::rename(Entry.path(), Target.parent_path() / Entry.path().filename(), Ec);
@@ -321,6 +357,7 @@ void SaveModel(TLumNode* Root, const std::string& FileName, bool ApplyTransforma
   fs::remove_all(TempDir);
   if (Ec)
     throw Exception("Cannot write the model file \"" + FileName + "\": " + Ec.message() + ".");
+  if (Warnings) *Warnings = Ex.Warnings;
 }
 
 }  // namespace lumox

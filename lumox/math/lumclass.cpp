@@ -2,6 +2,7 @@
 #include "lumox/math/lumclass.h"
 
 #include <cmath>
+#include <numbers>
 
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/host/proptable.h"
@@ -408,6 +409,39 @@ void TLumRotation::Execute() const {
   }
 }
 
+namespace {
+
+// The matrix of glRotatef(Angle, ...) about one coordinate axis (0 = X, 1 = Y, 2 = Z).
+TLumMathMatrix AxisRotation(float Angle, int Axis) {
+  const double A = static_cast<double>(Angle) * std::numbers::pi / 180.0;
+  const double C = std::cos(A), S = std::sin(A);
+  TLumMathMatrix R;
+  const int I = (Axis + 1) % 3, J = (Axis + 2) % 3;  // the plane the turn moves in
+  R.M[I * 4 + I] = C;
+  R.M[J * 4 + J] = C;
+  R.M[I * 4 + J] = S;  // column I, row J
+  R.M[J * 4 + I] = -S;
+  return R;
+}
+
+// The product of three matrices in the sequence an order value names: both order
+// enumerations list the six permutations of their three letters in the same sequence
+// (XYZ, XZY, YXZ, ... and RotTraSca, RotScaTra, TraRotSca, ...), the first outermost.
+TLumMathMatrix Product(const TLumMathMatrix (&M)[3], int Order) {
+  static constexpr int Sequence[6][3] = {{0, 1, 2}, {0, 2, 1}, {1, 0, 2},
+                                         {1, 2, 0}, {2, 0, 1}, {2, 1, 0}};
+  const int* Q = Sequence[Order];
+  return LumMathMatrixMultiply(LumMathMatrixMultiply(M[Q[0]], M[Q[1]]), M[Q[2]]);
+}
+
+}  // namespace
+
+TLumMathMatrix TLumRotation::GetMatrix() const {
+  if (GetEmpty() || FOrder > roZYX) return IDENTITYMATRIX;  // as Execute
+  const TLumMathMatrix Turns[3] = {AxisRotation(FX, 0), AxisRotation(FY, 1), AxisRotation(FZ, 2)};
+  return Product(Turns, FOrder);
+}
+
 void TLumRotation::Assign(TPersistent* Source) {
   TLumVector::Assign(Source);
   if (auto* R = dynamic_cast<TLumRotation*>(Source)) SetOrder(R->FOrder);
@@ -428,9 +462,25 @@ void TLumScale::Execute() const {
   if (!GetEmpty()) glScalef(FX, FY, FZ);
 }
 
+TLumMathMatrix TLumScale::GetMatrix() const {
+  TLumMathMatrix R;
+  R.M[0] = FX;
+  R.M[5] = FY;
+  R.M[10] = FZ;
+  return R;
+}
+
 bool TLumTranslation::GetEmpty() const { return FX == 0.0f && FY == 0.0f && FZ == 0.0f; }
 void TLumTranslation::Execute() const {
   if (!GetEmpty()) glTranslatef(FX, FY, FZ);
+}
+
+TLumMathMatrix TLumTranslation::GetMatrix() const {
+  TLumMathMatrix R;
+  R.M[12] = FX;
+  R.M[13] = FY;
+  R.M[14] = FZ;
+  return R;
 }
 
 TLumTransformation::TLumTransformation() {
@@ -487,6 +537,14 @@ void TLumTransformation::Execute() const {
     default: return;  // an unknown order executes nothing
   }
   for (const TLumTransform* P : Seq) P->Execute();
+}
+
+TLumMathMatrix TLumTransformation::GetMatrix() const {
+  if (GetEmpty() || FOrder > toScaTraRot) return IDENTITYMATRIX;  // as Execute
+  // Rotation, translation, scale: the letters of the order names.
+  const TLumMathMatrix Parts[3] = {FRotation.GetMatrix(), FTranslation.GetMatrix(),
+                                   FScale.GetMatrix()};
+  return Product(Parts, FOrder);
 }
 
 void TLumTransformation::SubChange(TObject*) { Changed(); }

@@ -208,6 +208,9 @@ class TLumTransform : public TLumVector {
   // True when applying it would change nothing.
   virtual bool GetEmpty() const = 0;
   virtual void Execute() const = 0;
+  // The matrix Execute multiplies onto the current one, computed on the CPU (the
+  // identity when it is empty).
+  virtual TLumMathMatrix GetMatrix() const = 0;
 };
 
 // Angles in degrees about X, Y and Z, applied as three glRotatef calls in Order.
@@ -222,6 +225,7 @@ class TLumRotation : public TLumTransform {
   void SetOrder(TLumRotationOrder Value);
   bool GetEmpty() const override;
   void Execute() const override;
+  TLumMathMatrix GetMatrix() const override;
   // Brings an angle into 0 <= result < 360.
   virtual float ModAngle(float Angle) const;
   void Assign(TPersistent* Source) override;
@@ -238,6 +242,7 @@ class TLumScale : public TLumTransform {
   const char* ClassName() const override { return "TLumScale"; }
   bool GetEmpty() const override;
   void Execute() const override;
+  TLumMathMatrix GetMatrix() const override;
 };
 
 class TLumTranslation : public TLumTransform {
@@ -245,6 +250,7 @@ class TLumTranslation : public TLumTransform {
   const char* ClassName() const override { return "TLumTranslation"; }
   bool GetEmpty() const override;
   void Execute() const override;
+  TLumMathMatrix GetMatrix() const override;
 };
 
 // Rotation, scale and translation applied in one of six orders.
@@ -266,6 +272,9 @@ class TLumTransformation : public TLumProperty {
 
   bool GetEmpty() const;
   void Execute() const;
+  // The matrix Execute multiplies onto the current one, computed on the CPU: where the
+  // component's own coordinates lie in its parent's. The identity when it is empty.
+  TLumMathMatrix GetMatrix() const;
   void SubChange(TObject* Sender);
   // Copies the three parts; Order is deliberately left as it is.
   void Assign(TPersistent* Source) override;

@@ -1,4 +1,5 @@
-// Vector routines on TLumMathVector: sums, products, normals, lengths, planes.
+// Vector routines on TLumMathVector (sums, products, normals, lengths, planes) and the
+// product of 4x4 matrices.
 #include "lumox/math/lummath.h"
 
 #include <cmath>
@@ -62,6 +63,24 @@ TLumMathVector4d LumMathPlanefromPoints(const TLumMathVector& P1, const TLumMath
   TLumMathVector N;
   LumMathNormalVector(P1, P2, P3, true, N);
   return {N.X, N.Y, N.Z, LumMathDotProduct(P1, N)};
+}
+
+TLumMathMatrix LumMathMatrixMultiply(const TLumMathMatrix& A, const TLumMathMatrix& B) {
+  TLumMathMatrix R;
+  for (int Col = 0; Col < 4; ++Col)
+    for (int Row = 0; Row < 4; ++Row) {
+      double S = 0.0;
+      for (int K = 0; K < 4; ++K) S += A.M[K * 4 + Row] * B.M[Col * 4 + K];
+      R.M[Col * 4 + Row] = S;
+    }
+  return R;
+}
+
+TLumMathVector LumMathMatrixTransform(const TLumMathMatrix& M, const TLumMathVector& P) {
+  const double* V = M.M;
+  return {V[0] * P.X + V[4] * P.Y + V[8] * P.Z + V[12],
+          V[1] * P.X + V[5] * P.Y + V[9] * P.Z + V[13],
+          V[2] * P.X + V[6] * P.Y + V[10] * P.Z + V[14]};
 }
 
 }  // namespace lumox

@@ -1,4 +1,5 @@
-// Vector records of three and four doubles and the free routines on them.
+// Vector records of three and four doubles, the 4x4 matrix value, and the free routines
+// on them.
 #pragma once
 
 namespace lumox {
@@ -12,6 +13,15 @@ struct TLumMathVector4d {
 };
 
 inline constexpr TLumMathVector ZEROVEC{0.0, 0.0, 0.0};
+
+// A 4x4 matrix of doubles in OpenGL's column-major order (value k is row k mod 4,
+// column k div 4): a value to compute with on the CPU, where TLumMatrix is the
+// notifying property.
+struct TLumMathMatrix {
+  double M[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+};
+
+inline constexpr TLumMathMatrix IDENTITYMATRIX{};
 
 TLumMathVector ToVec(double X, double Y, double Z);
 TLumMathVector4d ToVec4D(double X, double Y, double Z, double W);
@@ -34,5 +44,10 @@ void LumMathVectorInterpolate(const TLumMathVector& A, const TLumMathVector& B,
 // Plane (Nx, Ny, Nz, D) with unit normal N and D = P1 . N: the points Q with N . Q = D.
 TLumMathVector4d LumMathPlanefromPoints(const TLumMathVector& P1, const TLumMathVector& P2,
                                         const TLumMathVector& P3);
+
+// A * B: B acts first on a point, as when OpenGL multiplies B onto the current A.
+TLumMathMatrix LumMathMatrixMultiply(const TLumMathMatrix& A, const TLumMathMatrix& B);
+// The point P (w = 1) moved by M.
+TLumMathVector LumMathMatrixTransform(const TLumMathMatrix& M, const TLumMathVector& P);
 
 }  // namespace lumox

@@ -3,10 +3,12 @@
 #include "lumox/package/lumpackage.h"
 
 #include <cstdint>
+#include <cstdio>
 #include <map>
 #include <sstream>
+#include <vector>
 
-#include "lumox/geometry/lumprimitiveobj.h"
+#include "lumox/geometry/lumbounds.h"
 #include "lumox/math/lumgl.h"
 #include "lumox/package/lumversion.h"
 #include "lumox/scene/lumobj.h"
@@ -93,28 +95,26 @@ int CountWords(const std::string& S) {
   return N;
 }
 
-struct TSceneCounts {
-  std::map<std::string, int> Classes;
-  int64_t Vertices = 0;
-  int64_t Indices = 0;
-  int Meshes = 0;
-};
-
-void CountNode(TLumNode* Node, TSceneCounts& C, int Depth) {
-  if (Depth > 256) return;  // a node cannot hold itself, but stay finite whatever happens
-  for (int I = 0; I < Node->GetCount(); ++I) {
-    TLumRender* Item = Node->GetItems(I);
-    if (!Item) continue;
-    ++C.Classes[Item->ClassName()];
-    if (auto* Mesh = dynamic_cast<TLumPrimitiveObj*>(Item)) {
-      if (!Mesh->Initialized()) Mesh->Init();
-      ++C.Meshes;
-      C.Vertices += Mesh->Points()->Count();
-      for (int32_t P = 0; P < Mesh->GetPrimitiveCount(); ++P)
-        C.Indices += Mesh->GetPrimitive(P)->Count();
+// Items of each class under Node, through nested nodes (each held node once).
+void CountClasses(TLumNode* Node, std::map<std::string, int>& Classes) {
+  std::vector<TLumNode*> Nodes{Node};
+  while (!Nodes.empty()) {
+    TLumNode* N = Nodes.back();
+    Nodes.pop_back();
+    for (int I = 0; I < N->GetCount(); ++I) {
+      TLumRender* Item = N->GetItems(I);
+      if (!Item) continue;
+      ++Classes[Item->ClassName()];
+      if (auto* Child = dynamic_cast<TLumNode*>(Item); Child && !N->IsIndirect(I))
+        Nodes.push_back(Child);
     }
-    if (auto* Child = dynamic_cast<TLumNode*>(Item)) CountNode(Child, C, Depth + 1);
   }
+}
+
+std::string VectorText(const TLumMathVector& V) {
+  char S[100];
+  std::snprintf(S, sizeof S, "(%g, %g, %g)", V.X, V.Y, V.Z);
+  return S;
 }
 
 }  // namespace
@@ -146,15 +146,23 @@ std::string LumDiagnosticsReport(TLumView* View, TLumNode* Scene) {
     Out << "View size:    " << View->Width() << " x " << View->Height() << "\n";
   }
   if (Scene) {
-    TSceneCounts C;
-    CountNode(Scene, C, 0);
+    std::map<std::string, int> Classes;
+    CountClasses(Scene, Classes);
     int Total = 0;
-    for (const auto& [Name, N] : C.Classes) Total += N;
+    for (const auto& [Name, N] : Classes) Total += N;
     Out << "Objects:      " << Total << "\n";
-    for (const auto& [Name, N] : C.Classes) Out << "  " << Name << ": " << N << "\n";
-    Out << "Meshes:       " << C.Meshes << "\n";
+    for (const auto& [Name, N] : Classes) Out << "  " << Name << ": " << N << "\n";
+    const TLumMeshCounts C = LumCountMeshes(Scene);
+    Out << "Meshes:       " << C.Objects << "\n";
     Out << "Vertices:     " << C.Vertices << "\n";
-    Out << "Indices:      " << C.Indices << "\n";
+    Out << "Triangles:    " << C.Triangles << "\n";
+    Out << "Lines:        " << C.Lines << "\n";
+    Out << "Points:       " << C.Points << "\n";
+    const TLumBounds B = LumWorldBounds(Scene);
+    if (B.Empty())
+      Out << "Bounds:       none (no vertices)\n";
+    else
+      Out << "Bounds:       " << VectorText(B.Min) << " .. " << VectorText(B.Max) << "\n";
   }
   return Out.str();
 }

@@ -33,8 +33,9 @@ std::vector<std::string> GetPaletteClasses(const std::string& Page);
 
 // Plain-text diagnostics of a view: library version; GL vendor, renderer, version and
 // extension count; colour, depth and stencil bits; and, when Scene is given, its objects
-// counted by class and the vertex and index totals of its meshes (meshes that are not
-// built yet are built here). The view's context is created when it has none.
+// counted by class, the vertices, triangles, lines and points of its enabled geometry
+// (of every class; meshes that are not built yet are built here) and its world bounds.
+// The view's context is created when it has none.
 std::string LumDiagnosticsReport(TLumView* View, TLumNode* Scene = nullptr);
 
 }  // namespace lumox

@@ -8,7 +8,12 @@
 #include <vector>
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/geometry/lum3dobj.h"
+#include "lumox/geometry/lumpointset.h"
+#include "lumox/geometry/lumpolygon.h"
 #include "lumox/geometry/lumshape.h"
+#include "lumox/geometry/lumtube.h"
+#include "lumox/math/lumgl.h"
 #include "lumox/scene/lumattr.h"
 #include "lumox/scene/lummat.h"
 #include "lumox/scene/lumobj.h"
@@ -28,8 +33,9 @@ struct TWarningCase {
   std::vector<TExpected> Warnings;
 };
 
+// A hand-written file (its program is not Lumox).
 std::string Document(const std::string& Objects, const std::string& Eol = "\r\n") {
-  return "<LUMGL version=\"1\" program=\"Lumox\" description=\"t\">" + Eol + "<Objects>" + Eol +
+  return "<LUMGL version=\"1\" program=\"editor\" description=\"t\">" + Eol + "<Objects>" + Eol +
          Objects + Eol + "</Objects>" + Eol + "</LUMGL>" + Eol;
 }
 
@@ -115,9 +121,10 @@ TEST(LoadWarningTest, WhatIsLoadedStaysAsTheRulesSay) {
   EXPECT_EQ(X.Warnings()[1].Line, 0);  // no "Objects" at all: about the whole file
 }
 
-// Every registered class, saved with and without default values, loads back with only
-// the material's diffuse colour reported.
-TEST(LoadWarningTest, SavedFilesLoadWithoutWarningsButTheDiffuseColour) {
+// Every registered class, saved with and without default values and with content in the
+// classes that write child elements of their own, loads back without warnings; the
+// materials' diffuse colour is one note for the file.
+TEST(LoadWarningTest, SavedFilesLoadWithoutWarningsAndNoteTheDiffuseColourOnce) {
   test::TempDir Dir;
   for (bool NoDefaults : {false, true}) {
     TComponent Form(nullptr);
@@ -133,6 +140,19 @@ TEST(LoadWarningTest, SavedFilesLoadWithoutWarningsButTheDiffuseColour) {
       R->Transformation()->Translation()->SetValues(1, 2, 3);
       Sub->Add(R);
       Materials += dynamic_cast<TLumMaterial*>(R) != nullptr;
+      if (auto* O = dynamic_cast<TLum3dObj*>(R)) {
+        TLum3dPart* P = O->AddPart("p");
+        const double V[9] = {0, 0, 0, 1, 0, 0, 0, 1, 0};
+        const uint32_t I[3] = {0, 1, 2};
+        P->SetVertexData(3, V, V);
+        P->AddIndices(GL_TRIANGLES, I, 3);
+        P->CreateMaterial();  // written with a "Diffuse" of its own: no note
+      }
+      if (auto* P = dynamic_cast<TLumPolygon*>(R))
+        for (int K = 0; K < 3; ++K) P->AddPoint(K, K * K);
+      if (auto* P = dynamic_cast<TLumPointSet*>(R)) P->AddPoint(1, 2, 3, 0.5f, 0.5f, 0.5f);
+      if (auto* T = dynamic_cast<TLumTube*>(R))
+        T->AddSection({0, 0, 0}, 1), T->AddSection({1, 0, 0}, 1);
     }
     TLumExchange X(nullptr);
     X.SetNoDefaultValues(NoDefaults);
@@ -140,12 +160,20 @@ TEST(LoadWarningTest, SavedFilesLoadWithoutWarningsButTheDiffuseColour) {
     X.SavetoFile(&Root);
     TLumNode Loaded(nullptr);
     X.LoadfromFile(&Loaded);
-    int Diffuse = 0;
-    for (const auto& W : X.Warnings()) {
-      Diffuse += W.Kind == lwDiffuseNotRead;
-      EXPECT_EQ(W.Kind, lwDiffuseNotRead) << W.ToString();
-    }
-    EXPECT_EQ(Diffuse, Materials);
+    for (const auto& W : X.Warnings()) ADD_FAILURE() << W.ToString();
+    ASSERT_EQ(X.Notes().size(), 1u);
+    EXPECT_EQ(X.Notes()[0].Kind, lwDiffuseNotRead);
+    EXPECT_EQ(X.Notes()[0].Text.rfind(std::to_string(Materials) + " material", 0), 0u)
+        << X.Notes()[0].Text;
+    // A file Lumox did not write gets a warning per element, as before.
+    std::string Text = test::ReadText(Dir.File("all.lumgl"));
+    Text.replace(Text.find("program=\"Lumox"), 15, "program=\"other");
+    test::WriteText(Dir.File("other.lumgl"), Text);
+    X.SetFileName(Dir.File("other.lumgl"));
+    TLumNode Other(nullptr);
+    X.LoadfromFile(&Other);
+    EXPECT_EQ(X.Warnings().size(), static_cast<size_t>(Materials));
+    EXPECT_TRUE(X.Notes().empty());
   }
 }
 

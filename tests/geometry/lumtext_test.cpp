@@ -60,6 +60,47 @@ TEST(TextMeshTest, GlyphsWithHolesFillAndExtrudeClosed) {
   EXPECT_EQ(C.size(), 3u);
 }
 
+// Glyphs are filled in clusters that overlap no other: the same region as filling the
+// whole text at once, overlapping glyphs (a line set over another) included.
+TEST(TextMeshTest, ClusteredFillingCoversWhatTheWholeTextCovers) {
+  TLumText T(nullptr);
+  T.SetText("Lumox VAT ||\n==\nWAVE\n\n8o8");
+  T.SetSize(3);
+  T.Init();
+  std::vector<TLumContour> C;
+  TLumWindingRule Rule;
+  T.GetContours(C, Rule);
+  TLumPolygon Whole(nullptr);
+  Whole.SetWindingRule(Rule);
+  for (size_t I = 0; I < C.size(); ++I) Whole.SetContour(static_cast<int32_t>(I), C[I]);
+  Whole.Init();
+  EXPECT_NEAR(FacingArea(T), FacingArea(Whole), 1e-9 * FacingArea(Whole));
+  T.SetDepth(0.5);
+  T.Init();
+  EXPECT_EQ(test::OpenEdgeCount(T), 0);
+}
+
+// The work of a text is bounded: too many outline points (characters times Quality),
+// or a size that takes it beyond 1e15 units, is refused with the reason.
+TEST(TextMeshTest, TextsBeyondTheBoundsAreRefusedWithAReason) {
+  TLumText T(nullptr);
+  T.SetName("Title");
+  T.SetText(std::string(200000, '@'));
+  T.SetQuality(2000000000);
+  EXPECT_EQ(T.Quality(), 64);
+  std::string M = test::Thrown([&] { T.Init(); });
+  EXPECT_NE(M.find("The text \"Title\" would need more than 2097152 outline points"),
+            std::string::npos)
+      << M;
+  T.SetText("Lumox");
+  T.SetSize(1e30);
+  M = test::Thrown([&] { T.Init(); });
+  EXPECT_NE(M.find("reaches beyond 1e15 units"), std::string::npos) << M;
+  T.SetSize(1);
+  T.Init();
+  EXPECT_GT(T.Points()->Count(), 0);
+}
+
 TEST(TextLayoutTest, KerningAlignmentAndLineBreaks) {
   TLumText T(nullptr);
   T.SetSize(2);

@@ -5,7 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
+#include <sstream>
 
+#include "lumox/geometry/lumprimclasses.h"
 #include "lumox/math/lumgl.h"
 #include "support/scenefile.h"
 
@@ -129,6 +132,150 @@ TEST(DXFImportTest, ColourIndexTable) {
   EXPECT_EQ(DXFColor(90), 0x00FF00u);  // hue 120
   EXPECT_EQ(DXFColor(255), 0xFFFFFFu);
   EXPECT_EQ(DXFColor(300), 0xFFFFFFu);
+}
+
+// A drawing of these entities (group-code pairs, one per line) and blocks.
+std::string Dxf(const std::string& Entities, const std::string& Blocks = "") {
+  return "  0\nSECTION\n  2\nBLOCKS\n" + Blocks + "  0\nENDSEC\n  0\nSECTION\n  2\nENTITIES\n" +
+         Entities + "  0\nENDSEC\n  0\nEOF\n";
+}
+
+std::string Arc(const std::string& Start, const std::string& End) {
+  return "  0\nARC\n  8\n0\n 10\n0\n 20\n0\n 30\n0\n 40\n1\n 50\n" + Start + "\n 51\n" + End + "\n";
+}
+
+// What Execute says of the drawing, or "" when it reads; the object's vertices in N.
+std::string Read(const test::TempDir& Dir, const std::string& Text, int64_t* N = nullptr) {
+  test::WriteText(Dir.File("d.dxf"), Text);
+  TLumDXFImport D(nullptr);
+  D.SetFileName(Dir.File("d.dxf"));
+  std::string M;
+  TLum3dObj* O = nullptr;
+  M = test::Thrown([&] { O = D.Execute(); });
+  if (N && O) *N = O->VertexCount();
+  return O ? "" : M;
+}
+
+TEST(DXFImportTest, HostileNumbersAreBoundedOrRefusedWithTheLine) {
+  const test::TempDir Dir;
+  // Angles of any size make at most one turn of 64 pieces.
+  for (const auto& [A0, A1] : {std::pair{"1e300", "20"}, {"0", "-1e308"}, {"10", "3.6e9"}}) {
+    int64_t N = 0;
+    EXPECT_EQ(Read(Dir, Dxf(Arc(A0, A1)), &N), "") << A0 << " " << A1;
+    EXPECT_LE(N, 65) << A0 << " " << A1;
+  }
+  std::string M = Read(Dir, Dxf(Arc("inf", "20")));
+  EXPECT_NE(M.find("line 24: 'inf' is not a number"), std::string::npos) << M;
+  M = Read(Dir, Dxf(Arc("0", "nan")));
+  EXPECT_NE(M.find("'nan' is not a number"), std::string::npos) << M;
+  M = Read(Dir, Dxf("  0\nLINE\n 62\n1e300\n 10\n0\n 11\n1\n"));
+  EXPECT_NE(M.find("line 14: '1e300' is out of range"), std::string::npos) << M;
+}
+
+TEST(DXFImportTest, WhatBlockInsertsExpandToIsBoundedBeforeAnythingIsMade) {
+  const test::TempDir Dir;
+  // Block B0 is a line; B(k) inserts B(k-1) ten times; the drawing inserts B9: 10^9 lines.
+  std::string Blocks = "  0\nBLOCK\n  2\nB0\n  0\nLINE\n 10\n0\n 11\n1\n  0\nENDBLK\n";
+  for (int K = 1; K < 10; ++K) {
+    Blocks += "  0\nBLOCK\n  2\nB" + std::to_string(K) + "\n";
+    for (int I = 0; I < 10; ++I)
+      Blocks +=
+          "  0\nINSERT\n  2\nB" + std::to_string(K - 1) + "\n 10\n" + std::to_string(I) + "\n";
+    Blocks += "  0\nENDBLK\n";
+  }
+  const std::string Bomb = Dxf("  0\nINSERT\n  2\nB9\n", Blocks);
+  std::string M = Read(Dir, Bomb);
+  EXPECT_NE(M.find("with this block insert the drawing makes more than 67108864 vertices"),
+            std::string::npos)
+      << M;
+  // Within the bound the inserts are drawn; a lower bound refuses a smaller drawing.
+  int64_t N = 0;
+  EXPECT_EQ(Read(Dir, Dxf("  0\nINSERT\n  2\nB3\n", Blocks), &N), "");
+  EXPECT_EQ(N, 2000);
+  SetMaxMeshCount(1000);
+  M = Read(Dir, Dxf("  0\nINSERT\n  2\nB3\n", Blocks));
+  SetMaxMeshCount(DefaultMaxMeshCount);
+  EXPECT_NE(M.find("more than 1000 vertices"), std::string::npos) << M;
+}
+
+// The drawing in binary DXF: the sentinel, then each pair as a group code (two bytes, or
+// one for Release 12's files) and a value of the type its code's range gives.
+std::string Binary(const std::string& Ascii, bool ShortCodes) {
+  std::string Out("AutoCAD Binary DXF\r\n\x1a", 22);
+  std::istringstream In(Ascii);
+  std::string Code, Value;
+  while (std::getline(In, Code) && std::getline(In, Value)) {
+    const int C = std::stoi(Code);
+    if (ShortCodes && C < 255) {
+      Out += static_cast<char>(C);
+    } else {
+      if (ShortCodes) Out += '\xff';
+      Out += static_cast<char>(C & 0xFF);
+      Out += static_cast<char>(C >> 8);
+    }
+    auto Put = [&Out](const void* P, size_t N) { Out.append(static_cast<const char*>(P), N); };
+    if ((C >= 10 && C <= 59) || (C >= 210 && C <= 239)) {
+      const double D = std::stod(Value);
+      Put(&D, 8);
+    } else if ((C >= 60 && C <= 79) || (C >= 270 && C <= 289)) {
+      const int16_t I = static_cast<int16_t>(std::stoi(Value));
+      Put(&I, 2);
+    } else if (C >= 90 && C <= 99) {
+      const int32_t I = std::stoi(Value);
+      Put(&I, 4);
+    } else {
+      Out += Value;
+      Out += '\0';
+    }
+  }
+  return Out;
+}
+
+TEST(DXFImportTest, BinaryDrawingsReadAsTheirTextTwins) {
+  const test::TempDir Dir;
+  TLumDXFImport Text(nullptr);
+  Text.SetFileName(Drawing);
+  const TLum3dObj* T = Text.Execute();
+  for (bool Short : {false, true}) {
+    SCOPED_TRACE(Short ? "release 12" : "later releases");
+    test::WriteText(Dir.File("b.dxf"), Binary(test::ReadText(Drawing), Short));
+    TLumDXFImport D(nullptr);
+    D.SetFileName(Dir.File("b.dxf"));
+    const TLum3dObj* B = D.Execute();
+    ASSERT_EQ(B->PartCount(), T->PartCount());
+    for (int32_t P = 0; P < T->PartCount(); ++P) {
+      ASSERT_EQ(B->Part(P)->VertexCount(), T->Part(P)->VertexCount());
+      for (int32_t V = 0; V < T->Part(P)->VertexCount(); ++V) {
+        EXPECT_EQ(At(B->Part(P), V), At(T->Part(P), V));
+        EXPECT_EQ(ColorAt(B->Part(P), V), ColorAt(T->Part(P), V));
+      }
+    }
+    // A cut binary file names the byte where it ends.
+    test::WriteText(Dir.File("cut.dxf"), test::ReadText(Dir.File("b.dxf")).substr(0, 200));
+    D.SetFileName(Dir.File("cut.dxf"));
+    const std::string M = test::Thrown([&] { D.Execute(); });
+    EXPECT_NE(M.find("byte "), std::string::npos) << M;
+  }
+}
+
+// Every drawing that ever broke the reader (tests/data/fuzz-dxf) reads or is refused
+// with an Exception naming the file.
+TEST(DXFImportTest, EveryKeptFuzzFindReadsOrIsRefused) {
+  int Files = 0;
+  for (const auto& E :
+       std::filesystem::directory_iterator(std::string(LUMOX_TEST_DATA) + "/fuzz-dxf")) {
+    ++Files;
+    SCOPED_TRACE(E.path().string());
+    TLumDXFImport D(nullptr);
+    D.SetFileName(E.path().string());
+    try {
+      D.Execute();
+    } catch (const Exception& X) {
+      EXPECT_NE(std::string(X.what()).find(E.path().filename().string()), std::string::npos)
+          << X.what();
+    }
+  }
+  EXPECT_GT(Files, 0);
 }
 
 }  // namespace

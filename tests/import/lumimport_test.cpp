@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <set>
 
+#include "lumox/exchange/lumexchange.h"
 #include "lumox/geometry/lumshape.h"
 #include "lumox/host/graphics.h"
 #include "lumox/scene/lummat.h"
@@ -217,6 +218,165 @@ TEST(ModelErrorTest, BadFilesGiveAnExceptionNamingTheFileAndLeaveTheObjectAsItWa
   EXPECT_THROW(SaveModel(Root, (Dir / "empty.obj").string()), Exception);
   EXPECT_THROW(SaveModel(Root, (Dir / "scene.abc").string()), Exception);
   EXPECT_FALSE(fs::exists(Dir / "empty.obj"));
+}
+
+// The textured square of twoparts.obj in Dir, its material library naming the texture
+// MapKd; the image, when given, at Image under Dir.
+void TexturedModel(const fs::path& Dir, const std::string& MapKd, const std::string& Image) {
+  fs::copy_file(Data + "twoparts.obj", Dir / "twoparts.obj");
+  std::string Mtl = test::ReadText(Data + "twoparts.mtl");
+  Mtl.replace(Mtl.find("map_Kd green.png"), 16, "map_Kd " + MapKd);
+  test::WriteText((Dir / "twoparts.mtl").string(), Mtl);
+  if (!Image.empty()) {
+    fs::create_directories((Dir / Image).parent_path());
+    fs::copy_file(Data + "green.png", Dir / Image);
+  }
+}
+
+// The texture of the first textured part under Root, or nullptr.
+TLumTexture* PartTexture(TLumNode* Root) {
+  std::vector<TLum3dPart*> P;
+  Parts(Root, P);
+  for (TLum3dPart* X : P)
+    if (X->Textured() && X->Texture()) return X->Texture();
+  return nullptr;
+}
+
+TEST(ModelTextureTest, TexturesAreFoundAsTheirAuthorsMeantAndAMissingOneIsAWarning) {
+  struct TCase {
+    const char* MapKd;
+    const char* Image;    // where the image really is
+    const char* Warning;  // part of the warning, or "" when the texture is found
+  };
+  const TCase Cases[] = {
+      {"Maps\\GREEN.PNG", "maps/green.png", ""},  // backslash, and a name in other case
+      {"C:\\art\\green.png", "green.png", ""},    // a path of the author's machine
+      {"missing.png", "", "\"missing.png\" does not exist"},
+      {"../green.png", "../green.png", "\"../green.png\" lies outside the model's folder"},
+      {"../none.png", "", "\"../none.png\" lies outside the model's folder"},
+      {"/dev/zero", "", "\"/dev/zero\" lies outside the model's folder"},
+  };
+  for (const TCase& C : Cases) {
+    SCOPED_TRACE(C.MapKd);
+    const test::TempDir Tmp;
+    const fs::path Dir = Tmp.Path() / "m";
+    fs::create_directories(Dir);
+    TexturedModel(Dir, C.MapKd, C.Image);
+    TComponent Owner(nullptr);
+    TLumImportOptions O;
+    std::vector<TLumLoadWarning> W;
+    O.OnWarning = [&W](const TLumLoadWarning& X) { W.push_back(X); };
+    TLumNode* Root = LoadModel((Dir / "twoparts.obj").string(), &Owner, O);
+    if (*C.Warning) {
+      ASSERT_EQ(W.size(), 1u);
+      EXPECT_EQ(W[0].Kind, lwMissingFile);
+      EXPECT_NE(W[0].Text.find(C.Warning), std::string::npos) << W[0].Text;
+      EXPECT_EQ(PartTexture(Root), nullptr);
+    } else {
+      EXPECT_TRUE(W.empty()) << W[0].ToString();
+      ASSERT_NE(PartTexture(Root), nullptr);
+      EXPECT_EQ(PartTexture(Root)->Bitmap()->GetPixel(1, 1), 0x00FF00u);
+    }
+  }
+}
+
+TEST(ModelTextureTest, AnEmbeddedImageIsBoundedFromItsHeaderBeforeDecoding) {
+  // A GLB whose triangle is textured by the header of a 16000 x 16000 PNG and nothing
+  // after it: decoded it would take 1 GB.
+  const unsigned char Png[] = {0x89, 'P',  'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A, 0,    0, 0,
+                               13,   'I',  'H', 'D', 'R',  0,    0,    0x3E, 0x80, 0, 0,
+                               0x3E, 0x80, 8,   6,   0,    0,    0,    0,    0,    0, 0};
+  std::string Bin(36 + 24, '\0');  // three corners at the origin, three (0, 0) coordinates
+  Bin.append(reinterpret_cast<const char*>(Png), sizeof Png);
+  Bin.resize((Bin.size() + 3) / 4 * 4, '\0');
+  std::string Json =
+      R"({"asset":{"version":"2.0"},"scene":0,"scenes":[{"nodes":[0]}],"nodes":[{"mesh":0}],)"
+      R"("meshes":[{"primitives":[{"attributes":{"POSITION":0,"TEXCOORD_0":1},"material":0}]}],)"
+      R"("materials":[{"pbrMetallicRoughness":{"baseColorTexture":{"index":0}}}],)"
+      R"("textures":[{"source":0}],"images":[{"bufferView":2,"mimeType":"image/png"}],)"
+      R"("buffers":[{"byteLength":)" +
+      std::to_string(Bin.size()) +
+      R"(}],"bufferViews":[{"buffer":0,"byteLength":36},)"
+      R"({"buffer":0,"byteOffset":36,"byteLength":24},{"buffer":0,"byteOffset":60,"byteLength":)" +
+      std::to_string(sizeof Png) +
+      R"(}],"accessors":[{"bufferView":0,"componentType":5126,"count":3,"type":"VEC3",)"
+      R"("min":[0,0,0],"max":[0,0,0]},{"bufferView":1,"componentType":5126,"count":3,)"
+      R"("type":"VEC2"}]})";
+  Json.resize((Json.size() + 3) / 4 * 4, ' ');
+  auto U32 = [](uint32_t V) { return std::string(reinterpret_cast<const char*>(&V), 4); };
+  const std::string Glb = "glTF" + U32(2) + U32(uint32_t(28 + Json.size() + Bin.size())) +
+                          U32(uint32_t(Json.size())) + "JSON" + Json + U32(uint32_t(Bin.size())) +
+                          std::string("BIN\0", 4) + Bin;
+  const test::TempDir Tmp;
+  test::WriteText(Tmp.File("big.glb"), Glb);
+  TComponent Owner(nullptr);
+  TLumImportOptions O;
+  std::vector<TLumLoadWarning> W;
+  O.OnWarning = [&W](const TLumLoadWarning& X) { W.push_back(X); };
+  TLumNode* Root = LoadModel(Tmp.File("big.glb"), &Owner, O);
+  ASSERT_EQ(W.size(), 1u);
+  EXPECT_NE(W[0].Text.find("the embedded texture 0 cannot be read"), std::string::npos)
+      << W[0].Text;
+  EXPECT_NE(W[0].Text.find("16000 x 16000 pixels is larger than the limit"), std::string::npos)
+      << W[0].Text;
+  EXPECT_EQ(PartTexture(Root), nullptr);
+}
+
+TEST(ModelErrorTest, RefusalsSayWhyInWordsAndNeverTellWhatLiesOutside) {
+  const test::TempDir Tmp;
+  const fs::path Dir = Tmp.Path() / "m";
+  fs::create_directories(Dir);
+  test::WriteText((Tmp.Path() / "data.bin").string(), std::string(36, '\0'));
+  // A triangle whose buffer is named by Uri.
+  auto Gltf = [&](const std::string& Name, const std::string& Uri) {
+    test::WriteText(
+        (Dir / Name).string(),
+        R"({"asset":{"version":"2.0"},"scene":0,"scenes":[{"nodes":[0]}],)"
+        R"("nodes":[{"mesh":0}],"meshes":[{"primitives":[{"attributes":{"POSITION":0}}]}],)"
+        R"("buffers":[{"uri":")" +
+            Uri +
+            R"(","byteLength":36}],)"
+            R"("bufferViews":[{"buffer":0,"byteLength":36}],"accessors":[{"bufferView":0,)"
+            R"("componentType":5126,"count":3,"type":"VEC3","min":[0,0,0],"max":[0,0,0]}]})");
+    return (Dir / Name).string();
+  };
+  TComponent Owner(nullptr);
+  const std::string There = test::Thrown([&] { LoadModel(Gltf("a.gltf", "../data.bin"), &Owner); });
+  const std::string Missing =
+      test::Thrown([&] { LoadModel(Gltf("b.gltf", "../none.bin"), &Owner); });
+  EXPECT_NE(There.find("\"../data.bin\", which lies outside the model's folder"), std::string::npos)
+      << There;
+  EXPECT_NE(Missing.find("\"../none.bin\", which lies outside the model's folder"),
+            std::string::npos)
+      << Missing;
+  const std::string Etc =
+      test::Thrown([&] { LoadModel(Gltf("c.gltf", "../../../../../../../etc/passwd"), &Owner); });
+  EXPECT_NE(Etc.find("lies outside the model's folder"), std::string::npos) << Etc;
+  // Widened, the same file loads.
+  TLumImportOptions Wide;
+  Wide.ResourceRoots = {Tmp.Path().string()};
+  EXPECT_NE(LoadModel(Gltf("a.gltf", "../data.bin"), &Owner, Wide), nullptr);
+  // A file over the size bound, a damaged glTF (the reader's own words), a file that is
+  // not a model: each says why, ending in one full stop.
+  TLumImportOptions Small;
+  Small.MaxFileSize = 100;
+  const std::string Big = test::Thrown([&] { LoadModel(Gltf("d.gltf", "x.bin"), &Owner, Small); });
+  EXPECT_NE(Big.find("more than the bound of 100 bytes"), std::string::npos) << Big;
+  test::WriteText((Dir / "cut.gltf").string(), "{\"asset\":{\"version\":\"2.0\"},\"nodes\":[");
+  const std::string Cut = test::Thrown([&] { LoadModel((Dir / "cut.gltf").string(), &Owner); });
+  EXPECT_EQ(Cut.find("No suitable reader"), std::string::npos) << Cut;
+  // A word where a number should stand is named with its line, not as a piece of file.
+  test::WriteText((Dir / "bad.stl").string(),
+                  "solid x\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 0 0\n"
+                  "vertex abc 1 0\nendloop\nendfacet\nendsolid\n");
+  const std::string Stl = test::Thrown([&] { LoadModel((Dir / "bad.stl").string(), &Owner); });
+  EXPECT_NE(Stl.find(": line 6: \"abc\" is where a number should stand."), std::string::npos)
+      << Stl;
+  for (const std::string& M : {There, Missing, Etc, Big, Cut, Stl}) {
+    EXPECT_EQ(M.rfind("Cannot read the model file \"", 0), 0u) << M;
+    ASSERT_GE(M.size(), 2u);
+    EXPECT_TRUE(M.back() == '.' && M[M.size() - 2] != '.') << M;
+  }
 }
 
 }  // namespace

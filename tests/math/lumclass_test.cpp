@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <tuple>
 #include <vector>
 
 #include "support/glfixture.h"
@@ -288,4 +289,49 @@ TEST_F(LumTransformGLTest, GLMultMatrixAndProjectMatrixBetweenFrames) {
   TLumMatrix C;
   C.PickGLModelviewMatrix();
   for (int K = 0; K < 16; ++K) EXPECT_NEAR(C.Values()[K], B.Values()[K], 1e-12);
+}
+
+// The CPU matrix of a transformation is the one Execute builds on the GL stack, for
+// every transformation order and every rotation order.
+class TransformationMatrixTest : public GLTest,
+                                 public ::testing::WithParamInterface<std::tuple<int, int>> {};
+
+TEST_P(TransformationMatrixTest, GetMatrixEqualsTheModelviewMatrixExecuteLeaves) {
+  const auto [Order, RotationOrder] = GetParam();
+  TLumTransformation T;
+  T.SetOrder(static_cast<TLumTransformationOrder>(Order));
+  T.Rotation()->SetOrder(static_cast<TLumRotationOrder>(RotationOrder));
+  T.Rotation()->SetValues(30, -125, 400);
+  T.Translation()->SetValues(1.5f, -2, 3.25f);
+  T.Scale()->SetValues(2, 0.5f, -3);
+  glLoadIdentity();
+  T.Execute();
+  double GL[16];
+  ModelView(GL);
+  const TLumMathMatrix M = T.GetMatrix();
+  for (int K = 0; K < 16; ++K) EXPECT_NEAR(M.M[K], GL[K], 1e-5) << "value " << K;
+  // A part left empty is skipped alike, and a point lands where OpenGL puts it.
+  T.Translation()->SetValues(0, 0, 0);
+  glLoadIdentity();
+  T.Execute();
+  const TLumMathVector P = LumMathMatrixTransform(T.GetMatrix(), {0.5, -1, 2});
+  ExpectNear(P, Moved({0.5, -1, 2}), TLumTransformationOrderStr[Order]);
+}
+
+INSTANTIATE_TEST_SUITE_P(AllOrders, TransformationMatrixTest,
+                         ::testing::Combine(::testing::Range(0, 6), ::testing::Range(0, 6)));
+
+TEST(LumTransformationTest, GetMatrixOfAnEmptyTransformationIsTheIdentity) {
+  TLumTransformation T;
+  const TLumMathMatrix M = T.GetMatrix();
+  for (int K = 0; K < 16; ++K) EXPECT_EQ(M.M[K], IDENTITYMATRIX.M[K]);
+  // A product is applied right to left: B first, then A.
+  TLumTranslation A;
+  A.SetValues(1, 0, 0);
+  TLumScale B;
+  B.SetValues(2, 2, 2);
+  const TLumMathVector P =
+      LumMathMatrixTransform(LumMathMatrixMultiply(A.GetMatrix(), B.GetMatrix()), {1, 1, 1});
+  EXPECT_EQ(P.X, 3.0);
+  EXPECT_EQ(P.Y, 2.0);
 }

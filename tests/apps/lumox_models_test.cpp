@@ -1,0 +1,152 @@
+// The lumox command on models and scenes of every geometry class: --fit frames them, the
+// headlight shades them, and what convert writes keeps them.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "support/command.h"
+
+namespace lumox {
+namespace {
+
+using test::Coverage;
+using test::RunCommand;
+using test::Shades;
+namespace fs = std::filesystem;
+
+const std::string Models = std::string(LUMOX_TEST_DATA) + "/models/";
+
+// A scene of one object 40 units off the origin, given as its element's inside.
+std::string FarScene(const std::string& Class, const std::string& Attributes,
+                     const std::string& Children) {
+  return "<LUMGL version=\"0.1.0\" program=\"test\" description=\"\">\n<Objects>\n<" + Class +
+         " name=\"O\"" + (Attributes.empty() ? "" : " " + Attributes) +
+         ">\n<Transformation><Translation P=\"40,-30,5\"/>" + "</Transformation>\n" + Children +
+         "</" + Class + ">\n</Objects>\n</LUMGL>\n";
+}
+
+TEST(ModelCommandTest, FitFramesEveryGeometryClassAndModel) {
+  const test::TempDir Dir;
+  const std::pair<const char*, std::string> Scenes[] = {
+      {"obj.lumgl", FarScene("TLUM3DOBJ", "", R"(<Part Name="p" Arrays="daVertex">
+<Vertex P="0,0,0"/><Vertex P="1,0,0"/><Vertex P="0,1,0"/>
+<Indices Type="GL_TRIANGLES" Values="0 1 2"/></Part>)")},
+      {"cloud.lumgl", FarScene("TLUMPOINTSET", "PointSize=\"3\"",
+                               R"(<Point P="0,0,0"/><Point P="2,1,0"/><Point P="1,2,1"/>)")},
+      {"poly.lumgl", FarScene("TLUMPOLYGON", "Depth=\"0.2\"", R"(<Contour Points="3">
+<Point X="0" Y="0"/><Point X="2" Y="0"/><Point X="1" Y="1"/></Contour>)")},
+      {"text.lumgl", FarScene("TLUMTEXT", "Text=\"Fit\"", "")},
+      {"tube.lumgl", FarScene("TLUMTUBE", "", R"(<Section P="0,0,0" Radius="0.2"/>
+<Section P="3,0,0" Radius="0.2"/>)")},
+  };
+  for (const auto& [Name, Text] : Scenes) test::WriteText(Dir.File(Name), Text);
+  for (const std::string& Scene :
+       {std::string("obj.lumgl"), std::string("cloud.lumgl"), std::string("poly.lumgl"),
+        std::string("text.lumgl"), std::string("tube.lumgl"), Models + "cube_nodes.gltf",
+        Models + "drawing.dxf"}) {
+    SCOPED_TRACE(Scene);
+    const auto R = RunCommand(Dir, "render '" + Scene + "' -o f.png --size 120x90 --fit");
+    ASSERT_EQ(R.Status, 0) << R.Err;
+    TBitmap B;
+    B.LoadFromFile(Dir.File("f.png"));
+    const double C = Coverage(B);
+    EXPECT_GT(C, 0.002) << "not in sight";  // three points of a cloud are few pixels
+    EXPECT_LT(C, 0.95) << "cut off";
+  }
+}
+
+TEST(ModelCommandTest, ScenesWithoutLightsGetAHeadlight) {
+  const test::TempDir Dir;
+  // Seen from above a corner, the faces of a white cube turn differently to the eye.
+  const std::string Cube = "render '" + Models + "cube.obj' -o c.png --size 80x60 " +
+                           "--camera-position 1.2,1.6,2 --look-at 0,0,0";
+  ASSERT_EQ(RunCommand(Dir, Cube).Status, 0);
+  TBitmap Lit;
+  Lit.LoadFromFile(Dir.File("c.png"));
+  EXPECT_GE(Shades(Lit), 3);
+  ASSERT_EQ(RunCommand(Dir, Cube + " --no-headlight").Status, 0);
+  TBitmap Flat;
+  Flat.LoadFromFile(Dir.File("c.png"));
+  EXPECT_EQ(Shades(Flat), 1);
+  EXPECT_NEAR(Coverage(Lit), Coverage(Flat), 0.01);
+  // The help says so.
+  const auto H = RunCommand(Dir, "render --help");
+  EXPECT_NE(H.Out.find("--no-headlight"), std::string::npos) << H.Out;
+}
+
+// A textured model converted to every target keeps its texture: rendered back, the
+// textured square is green; the scene file Lumox wrote checks clean.
+TEST(ModelCommandTest, ConvertKeepsTexturesAndLumoxFilesCheckClean) {
+  const test::TempDir Dir;
+  const std::string Model = Models + "twoparts.obj";
+  for (const char* Out : {"t.lumgl", "t.obj", "t.gltf", "t.glb"}) {
+    SCOPED_TRACE(Out);
+    auto R = RunCommand(Dir, "convert '" + Model + "' " + Out);
+    ASSERT_EQ(R.Status, 0) << R.Err;
+    EXPECT_EQ(R.Err, "");
+    R = RunCommand(Dir, std::string("render ") + Out +
+                            " -o t.png --size 80x60 --camera-position 0,0,1.2 --look-at 0,0,0 "
+                            "--no-headlight --strict");
+    ASSERT_EQ(R.Status, 0) << R.Err;
+    TBitmap B;
+    B.LoadFromFile(Dir.File("t.png"));
+    EXPECT_EQ(B.GetPixel(60, 30), 0x00FF00u);  // the right square, textured green
+    // Beside an OBJ or glTF file as a PNG named by the material, inside a GLB file.
+    EXPECT_EQ(fs::exists(Dir.File("t_0.png")),
+              Out == std::string("t.obj") || Out == std::string("t.gltf"));
+    fs::remove(Dir.File("t_0.png"));
+  }
+  EXPECT_NE(test::ReadText(Dir.File("t.mtl")).find("map_Kd t_0.png"), std::string::npos);
+  const auto C = RunCommand(Dir, "check t.lumgl");
+  EXPECT_EQ(C.Status, 0) << C.Err;
+  EXPECT_NE(C.Out.find("no warnings"), std::string::npos);
+  // STL cannot hold the texture, and says so.
+  const auto S = RunCommand(Dir, "convert '" + Model + "' t.stl");
+  EXPECT_EQ(S.Status, 0) << S.Err;
+  EXPECT_NE(S.Err.find("materials and textures are left out"), std::string::npos) << S.Err;
+}
+
+// A model outside the folders it may read fails with status 1 and a message that names
+// the file and says why; --resource-root lets it read there.
+TEST(ModelCommandTest, ResourceRootWidensWhatAModelMayRead) {
+  const test::TempDir Dir;
+  fs::create_directories(Dir.Path() / "m");
+  fs::create_directories(Dir.Path() / "maps");
+  fs::copy_file(Models + "twoparts.obj", Dir.Path() / "m/twoparts.obj");
+  fs::copy_file(Models + "green.png", Dir.Path() / "maps/green.png");
+  std::string Mtl = test::ReadText(Models + "twoparts.mtl");
+  Mtl.replace(Mtl.find("green.png"), 9, "../maps/green.png");
+  test::WriteText(Dir.File("m/twoparts.mtl"), Mtl);
+  auto R = RunCommand(Dir, "check m/twoparts.obj");
+  EXPECT_EQ(R.Status, 1);
+  EXPECT_NE(R.Err.find("\"../maps/green.png\" lies outside the model's folder"), std::string::npos)
+      << R.Err;
+  R = RunCommand(Dir, "check m/twoparts.obj --resource-root maps");
+  EXPECT_EQ(R.Status, 0) << R.Err;
+  // A special file under a model's name is refused for what it is, not read.
+  fs::create_symlink("/dev/zero", Dir.Path() / "zero.obj");
+  R = RunCommand(Dir, "render zero.obj -o z.png");
+  EXPECT_EQ(R.Status, 1);
+  EXPECT_NE(R.Err.find("\"zero.obj\": it is a device, pipe or socket, not a file"),
+            std::string::npos)
+      << R.Err;
+}
+
+// A file that crashes the importer ends the command with status 1 and says so.
+TEST(ModelCommandTest, AReaderCrashIsExitStatusOneWithAMessage) {
+  const test::TempDir Dir;
+  const std::string File =
+      std::string(LUMOX_TEST_DATA) + "/fuzz-model/ply_binary_face_past_the_end_crashes.ply";
+  const auto R = RunCommand(Dir, "render '" + File + "' -o x.png");
+  EXPECT_EQ(R.Signal, 0);
+  EXPECT_EQ(R.Status, 1);
+  EXPECT_NE(R.Err.find("lumox: Cannot read the model file \"" + File +
+                       "\": the model reader crashed (signal 11, SIGSEGV).\n"),
+            std::string::npos)
+      << R.Err;
+  EXPECT_FALSE(fs::exists(Dir.File("x.png")));
+}
+
+}  // namespace
+}  // namespace lumox
