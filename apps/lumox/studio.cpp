@@ -11,6 +11,7 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QScrollArea>
 #include <QStatusBar>
 #include <QTimer>
 #include <QTreeView>
@@ -47,8 +48,14 @@ class TStudioWindow : public QMainWindow {
  public:
   TStudioWindow(TComponent* Form, TLumView* View, const std::string& File)
       : FForm(Form), FRun(Form), FView(View), FFile(File) {
-    FWidget = new TLumQtView(View, this);
-    setCentralWidget(FWidget);
+    // The view keeps the size its form gives it (Width, Height), as the running form
+    // opens it; the window around it scrolls.
+    FWidget = new TLumQtView(View);
+    FWidget->setFixedSize(View->Width(), View->Height());
+    auto* Area = new QScrollArea;
+    Area->setAlignment(Qt::AlignCenter);
+    Area->setWidget(FWidget);
+    setCentralWidget(Area);
     FRun.Connect(View);
     FTree = new TLumTreeModel(Form, this);
     FProps = new TLumPropertyModel(&FUndo, this);
@@ -68,6 +75,8 @@ class TStudioWindow : public QMainWindow {
         if (Current) Select(Current);
       }
       FTreeView->viewport()->update();
+      if (FView->Width() != FWidget->width() || FView->Height() != FWidget->height())
+        FWidget->setFixedSize(FView->Width(), FView->Height());
       FWidget->update();
     };
     connect(FTreeView->selectionModel(), &QItemSelectionModel::currentChanged, this,
@@ -90,6 +99,7 @@ class TStudioWindow : public QMainWindow {
     FView->OnMouseDown = nullptr;
     FView->OnMouseUp = nullptr;
     LumFreeScene(FForm);
+    FView->OnRender = nullptr;  // it calls on FRun, which goes with the window
   }
   TLumQtView* Widget() const { return FWidget; }
   void Select(TComponent* C) {
@@ -230,6 +240,7 @@ int StudioUsage() {
       "\n"
       "  --size WxH            window size (default 1100x640)\n"
       "  --select NAME         select a component at the start\n"
+      "  --save OUT            save as a form (.lumform) or a scene (.lumgl) before quitting\n"
       "  --quit-after SECONDS  close the window after this time\n"
       "  --screenshot OUT.png  write the window's image just before quitting\n");
   return 0;
@@ -237,16 +248,19 @@ int StudioUsage() {
 
 int RunStudio(const TArgs& Args) {
   TArgs Rest;
-  std::string Selected;
+  std::string Selected, SaveTo;
   for (size_t I = 0; I < Args.size(); ++I) {
     if (Args[I] == "--help") return StudioUsage();
     if (Args[I] == "--select" && I + 1 < Args.size())
       Selected = Args[++I];
+    else if (Args[I] == "--save" && I + 1 < Args.size())
+      SaveTo = Args[++I];
     else
       Rest.push_back(Args[I]);
   }
   TWindowOptions O;
   if (int Status = ParseWindowArgs(Rest, O)) return Status;
+  if (!SaveTo.empty() && !O.QuitAfter) return BadUsage("--save needs --quit-after SECONDS");
   LumQtSetDefaultFormat();
   int Argc = 1;
   char Name[] = "lumox";
@@ -279,6 +293,7 @@ int RunStudio(const TArgs& Args) {
       }
       PrintWarnings(Load.Warnings);
       View = TLumFormApp(&Form).EnsureView(Load.Camera);
+      View->SetBounds(640, 480);
       if (O.File.empty()) View->SetBackgroundColor(0x281810);
     }
   } catch (const std::exception& E) {
@@ -294,6 +309,11 @@ int RunStudio(const TArgs& Args) {
     QTimer::singleShot(static_cast<int>(*O.QuitAfter * 1000), Window.get(), [&] {
       if (!O.Screenshot.empty() && !GrabScreenshot(Window.get(), O.Screenshot))
         Status = ExitFailure;
+      if (!SaveTo.empty()) try {
+          SaveStudioFile(&Form, View, SaveTo, IsFormPath(SaveTo));
+        } catch (const std::exception& E) {
+          Status = Fail(SaveTo, E.what());
+        }
       Window->close();
     });
   App.exec();

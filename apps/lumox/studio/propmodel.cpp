@@ -6,6 +6,7 @@
 #include <QLineEdit>
 #include <QSpinBox>
 #include <QUndoStack>
+#include <cfloat>
 #include <cmath>
 #include <limits>
 
@@ -385,7 +386,7 @@ bool TLumPropertyModel::setData(const QModelIndex& Index, const QVariant& Value,
     case pkSingle:
     case pkDouble: {
       const double D = Value.toDouble(&Ok);
-      Ok = Ok && std::isfinite(D);
+      Ok = Ok && std::isfinite(D) && (P->Kind == pkDouble || std::fabs(D) <= FLT_MAX);
       if (P->Kind == pkSingle)
         New = float(D);
       else
