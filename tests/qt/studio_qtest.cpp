@@ -247,6 +247,18 @@ TEST(StudioTest, TreeOrdersComponentsAddsUndoablyAndSelectsWhatAPickHits) {
   EXPECT_EQ(Tree.rowCount(Root), 4);
   EXPECT_EQ(Tree.Component(Tree.index(3, 0, Root)), S.Ball);
 
+  // An item a second node only refers to is shown under both, each with its own parent.
+  auto* Extra = TStudioScene::Named(new TLumNode(&S.Form), "Extra");
+  Extra->AddIndirect(S.Ball);
+  Tree.Reload();
+  const QModelIndex ExtraAt = Tree.IndexOf(Extra);
+  ASSERT_TRUE(ExtraAt.isValid());
+  EXPECT_EQ(ExtraAt.row(), 1);
+  const QModelIndex Again = Tree.index(0, 0, ExtraAt);
+  EXPECT_EQ(Tree.Component(Again), S.Ball);
+  EXPECT_EQ(Tree.Component(Tree.parent(Again)), Extra);
+  EXPECT_EQ(Tree.Component(Tree.parent(Tree.index(3, 0, Tree.index(0, 0)))), S.Root);
+
   // A click on the middle of the view hits the ball, which the tree finds in its node.
   TComponent* Hit = LumPickComponent(S.View, 80, 60);
   EXPECT_EQ(Hit, S.Ball);
