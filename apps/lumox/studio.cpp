@@ -16,6 +16,7 @@
 #include <QTimer>
 #include <QTreeView>
 #include <QUndoStack>
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 
@@ -51,7 +52,7 @@ class TStudioWindow : public QMainWindow {
     // The view keeps the size its form gives it (Width, Height), as the running form
     // opens it; the window around it scrolls.
     FWidget = new TLumQtView(View);
-    FWidget->setFixedSize(View->Width(), View->Height());
+    FitWidget();
     auto* Area = new QScrollArea;
     Area->setAlignment(Qt::AlignCenter);
     Area->setWidget(FWidget);
@@ -62,7 +63,10 @@ class TStudioWindow : public QMainWindow {
     FTreeView = Dock(FTree, "Components", Qt::LeftDockWidgetArea);
     FPropView = Dock(FProps, "Properties", Qt::RightDockWidgetArea);
     FPropView->setItemDelegate(new TLumPropertyDelegate(FPropView));
-    FPropView->setEditTriggers(QAbstractItemView::AllEditTriggers);
+    // Not on a mere change of row: a colour row would open its dialog.
+    FPropView->setEditTriggers(QAbstractItemView::DoubleClicked |
+                               QAbstractItemView::SelectedClicked |
+                               QAbstractItemView::EditKeyPressed);
     FProps->OnError = [this](const std::string& M) {
       statusBar()->showMessage(QString::fromStdString(M), 8000);
     };
@@ -75,8 +79,7 @@ class TStudioWindow : public QMainWindow {
         if (Current) Select(Current);
       }
       FTreeView->viewport()->update();
-      if (FView->Width() != FWidget->width() || FView->Height() != FWidget->height())
-        FWidget->setFixedSize(FView->Width(), FView->Height());
+      if (FView->Width() != FWidget->width() || FView->Height() != FWidget->height()) FitWidget();
       FWidget->update();
     };
     connect(FTreeView->selectionModel(), &QItemSelectionModel::currentChanged, this,
@@ -127,6 +130,12 @@ class TStudioWindow : public QMainWindow {
     D->setWidget(Tree);
     addDockWidget(Area, D);
     return Tree;
+  }
+  // The widget takes the view's size, at most 4096 a side: a larger framebuffer would
+  // take gigabytes, and the widget's size then becomes the view's.
+  void FitWidget() {
+    FWidget->setFixedSize(std::clamp(FView->Width(), 1, 4096),
+                          std::clamp(FView->Height(), 1, 4096));
   }
   void Show(TComponent* C) {
     FProps->SetInstance(C, FForm);
