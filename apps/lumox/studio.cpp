@@ -250,6 +250,7 @@ int StudioUsage() {
       "  --size WxH            window size (default 1100x640)\n"
       "  --select NAME         select a component at the start\n"
       "  --save OUT            save as a form (.lumform) or a scene (.lumgl) before quitting\n"
+      "  --drag DX,DY          drag with the left button from the view's centre once shown\n"
       "  --quit-after SECONDS  close the window after this time\n"
       "  --screenshot OUT.png  write the window's image just before quitting\n");
   return 0;
