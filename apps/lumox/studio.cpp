@@ -36,12 +36,15 @@ namespace lumoxcmd {
 
 namespace {
 
-// The component named Name under Owner at any depth (nodes of a scene own their items).
+// The component named Name under Owner at any depth (nodes of a scene own their items),
+// breadth first with a list of its own: scenes may nest deeper than the call stack.
 TComponent* FindNamed(TComponent* Owner, const std::string& Name) {
   if (Name.empty()) return nullptr;
-  if (TComponent* C = Owner->FindComponent(Name)) return C;
-  for (int I = 0; I < Owner->ComponentCount(); ++I)
-    if (TComponent* C = FindNamed(Owner->Components(I), Name)) return C;
+  std::vector<TComponent*> Level{Owner};
+  for (size_t I = 0; I < Level.size(); ++I) {
+    if (TComponent* C = Level[I]->FindComponent(Name)) return C;
+    for (int K = 0; K < Level[I]->ComponentCount(); ++K) Level.push_back(Level[I]->Components(K));
+  }
   return nullptr;
 }
 

@@ -297,6 +297,33 @@ TEST(StudioTest, TreeOrdersComponentsAddsUndoablyAndSelectsWhatAPickHits) {
   EXPECT_EQ(S.Root->GetCount(), 4);
 }
 
+// Nodes a hundred thousand deep: the tree finds the leaf, and a reference lists every
+// node, without a call per level on the stack.
+TEST(StudioTest, DeeplyNestedScenesNeedNoDeepCallStack) {
+  constexpr int Many = 100000;
+  TComponent Form(nullptr);
+  auto* Root = TStudioScene::Named(new TLumNode(&Form), "Root");
+  TLumNode* At = Root;
+  for (int I = 0; I < Many; ++I) {
+    auto* N = new TLumNode(At);
+    At->Add(N);
+    At = N;
+  }
+  auto* Leaf = new TLumSphere(At);
+  At->Add(Leaf);
+  TLumTreeModel Tree(&Form);
+  const QModelIndex Index = Tree.IndexOf(Leaf);
+  ASSERT_TRUE(Index.isValid());
+  EXPECT_EQ(Tree.Component(Index), Leaf);
+  int Depth = 0;
+  for (QModelIndex P = Index; P.isValid(); P = Tree.parent(P)) ++Depth;
+  EXPECT_EQ(Depth, Many + 2);
+  QUndoStack Undo;
+  TLumPropertyModel Props(&Undo);
+  Props.SetInstance(Leaf, &Form);
+  EXPECT_EQ(Props.Choices(Props.Find("Node")).size(), size_t(Many) + 2);  // none, every node
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {

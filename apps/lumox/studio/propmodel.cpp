@@ -39,12 +39,19 @@ std::string ComponentText(const TComponent* C) {
   return std::string("(") + C->ClassName() + ")";
 }
 
-// Every component of Owner, depth first (nodes of a loaded scene own their items).
+// Every component of Owner, depth first (nodes of a loaded scene own their items), with
+// a list of its own rather than recursion: scenes may nest deeper than the call stack.
 void EachComponent(TComponent* Owner, const std::function<void(TComponent*)>& Each) {
-  for (int I = 0; I < Owner->ComponentCount(); ++I) {
-    TComponent* C = Owner->Components(I);
+  std::vector<std::pair<TComponent*, int>> Stack{{Owner, 0}};
+  while (!Stack.empty()) {
+    auto& [At, Next] = Stack.back();
+    if (Next >= At->ComponentCount()) {
+      Stack.pop_back();
+      continue;
+    }
+    TComponent* C = At->Components(Next++);
     Each(C);
-    EachComponent(C, Each);
+    Stack.emplace_back(C, 0);
   }
 }
 
