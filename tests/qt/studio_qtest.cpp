@@ -10,6 +10,7 @@
 
 #include "apps/lumox/studio/formapp.h"
 #include "apps/lumox/studio/inspector.h"
+#include "apps/lumox/studio/window.h"
 #include "lumox/control/lumcntrl.h"
 #include "lumox/control/lumtimer.h"
 #include "lumox/geometry/lumshape.h"
@@ -295,6 +296,48 @@ TEST(StudioTest, TreeOrdersComponentsAddsUndoablyAndSelectsWhatAPickHits) {
   S.Undo.undo();
   S.Undo.clear();
   EXPECT_EQ(S.Root->GetCount(), 4);
+}
+
+// The window: a click on the view selects what it hits in the tree and shows its
+// properties; adding goes into the current node and undoes; deleting cannot be undone,
+// clears the history and refuses the view shown.
+TEST(StudioTest, WindowSelectsByClickAddsAndDeletes) {
+  TComponent Form(nullptr);
+  auto* View = TStudioScene::Named(new TLumView(&Form), "View1");
+  View->SetBounds(160, 120);
+  auto* Eye = TStudioScene::Named(new TLumPerspectiveCamera(&Form), "Eye");
+  Eye->Transformation()->Translation()->SetZ(-2);
+  View->SetCamera(Eye);
+  auto* Root = TStudioScene::Named(new TLumNode(&Form), "Root");
+  auto* Ball = TStudioScene::Named(new TLumSphere(&Form), "Ball");
+  Ball->SetNode(Root);
+  TLumStudioWindow Window(&Form, View, "studio");
+  Window.resize(700, 400);
+  Window.show();
+  ASSERT_TRUE(QTest::qWaitForWindowExposed(&Window));
+  QTest::mouseClick(Window.Widget(), Qt::LeftButton, {}, QPoint(80, 60));
+  EXPECT_EQ(Window.Current(), Ball);
+  EXPECT_EQ(Window.Properties()->Instance(), Ball);
+  QTest::mouseClick(Window.Widget(), Qt::LeftButton, {}, QPoint(3, 3));
+  EXPECT_EQ(Window.Current(), Ball);  // a click on nothing keeps the selection
+
+  Window.AddComponent(FindClassInfo("TLumMaterial"));
+  ASSERT_EQ(Root->GetCount(), 2);
+  TComponent* Made = Root->GetItems(1);
+  EXPECT_EQ(Made->Name(), "Material1");
+  EXPECT_EQ(Window.Current(), Made);
+  Window.UndoStack()->undo();
+  EXPECT_EQ(Root->GetCount(), 1);
+
+  EXPECT_TRUE(Window.Select(View));
+  EXPECT_FALSE(Window.DeleteCurrent());
+  EXPECT_EQ(Form.FindComponent("View1"), View);
+  EXPECT_TRUE(Window.Select(Ball));
+  EXPECT_TRUE(Window.DeleteCurrent());
+  EXPECT_EQ(Root->GetCount(), 0);
+  EXPECT_EQ(Form.FindComponent("Ball"), nullptr);
+  EXPECT_EQ(Window.UndoStack()->count(), 0);
+  EXPECT_EQ(Window.Tree()->IndexOf(Root), Window.Tree()->index(0, 0));
 }
 
 // Nodes a hundred thousand deep: the tree finds the leaf, and a reference lists every
