@@ -4,6 +4,9 @@
 #include <string>
 
 #include "apps/lumox/lumoxcmd.h"
+#ifdef LUMOX_HAVE_VIEW
+#include "apps/lumox/studiocmd.h"
+#endif
 #include "lumox/package/lumpackage.h"
 
 namespace lumoxcmd {
@@ -66,6 +69,11 @@ int Usage(bool Error) {
                "  view [SCENE.lumgl] [options]\n"
                "              show a scene (without SCENE: the demo) in a window;\n"
                "              lumox view --help lists the keys and options\n"
+               "  view APP.lumform [options]\n"
+               "              run a form: its view with its camera, controller and timers\n"
+               "  studio [FILE.lumform | FILE.lumgl] [options]\n"
+               "              edit a form or a scene: component tree, property editor,\n"
+               "              undo, palette, save as form or scene; lumox studio --help\n"
 #endif
                "  Scenes may also be model files (.obj, .stl, .ply, .gltf, .glb, .3ds, .dxf\n"
                "  and the other formats of the model importer). A model reads only files in\n"
@@ -164,6 +172,7 @@ int main(int argc, char** argv) {
   if (Cmd == "bench") return RunBench(Args);
 #ifdef LUMOX_HAVE_VIEW
   if (Cmd == "view") return RunView(Args);
+  if (Cmd == "studio") return RunStudio(Args);
 #endif
   return BadUsage("unknown command '" + Cmd + "'");
 }

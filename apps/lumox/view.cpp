@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "apps/lumox/lumoxcmd.h"
+#include "apps/lumox/studiocmd.h"
 #include "apps/lumox/viewcontrols.h"
 #include "lumox/control/lumcntrl.h"
 #include "lumox/control/lumtimer.h"
@@ -252,6 +253,11 @@ void PrintCamera(const char* Label, TLumTransformed* Camera) {
 int ViewUsage() {
   std::printf(
       "usage: lumox view [SCENE.lumgl] [options]\n"
+      "       lumox view APP.lumform [--size WxH] [--drag DX,DY] [--quit-after S]\n"
+      "                  [--screenshot OUT.png]\n"
+      "\n"
+      "A form file runs as an application: its first view with its camera, controller\n"
+      "and timers.\n"
       "\n"
       "Shows a scene file (without SCENE: the built-in demo) in a window. Drag with the\n"
       "left button to turn and raise, with the right to move; M, P and T switch to the\n"
@@ -283,6 +289,9 @@ int ViewUsage() {
 int RunView(const TArgs& Args) {
   for (const std::string& A : Args)
     if (A == "--help") return ViewUsage();
+  // A form file is an application of its own: its view, camera, controller and timers.
+  for (const std::string& A : Args)
+    if (IsFormPath(A)) return RunFormView(Args);
   TViewOptions O;
   if (int Status = ParseViewArgs(Args, O)) return Status;
   const bool Demo = O.Scene.empty();

@@ -290,11 +290,24 @@ TLumQtView::TLumQtView(QWidget* Parent) : QOpenGLWidget(Parent), FView(new TLumV
   SyncSize();
 }
 
+TLumQtView::TLumQtView(TLumView* View, QWidget* Parent)
+    : QOpenGLWidget(Parent), FView(View), FOwnsView(false) {
+  setFocusPolicy(Qt::StrongFocus);
+  setMouseTracking(true);
+  LumQtInstallIdleHook();
+  // The widget takes the view's size first; from then on the view follows the widget.
+  resize(View->Width(), View->Height());
+  SyncSize();
+}
+
 TLumQtView::~TLumQtView() {
   if (context()) QObject::disconnect(context(), nullptr, this, nullptr);
   // Components that cache in the view delete their lists while the context lives.
   if (context()) makeCurrent();
-  delete FView;
+  if (FOwnsView)
+    delete FView;
+  else
+    FView->OpenGLDisconnect();
   if (context()) doneCurrent();
 }
 

@@ -35,6 +35,10 @@ bool LumQtIdleRunning();
 class TLumQtView : public QOpenGLWidget {
  public:
   explicit TLumQtView(QWidget* Parent = nullptr);
+  // Hosts a view that stays its owner's (a form's view): the widget connects it to its
+  // context and disconnects it when the widget goes, but never frees it. The view must
+  // outlive the widget.
+  explicit TLumQtView(TLumView* View, QWidget* Parent = nullptr);
   ~TLumQtView() override;
 
   TLumView* View() const { return FView; }
@@ -58,6 +62,7 @@ class TLumQtView : public QOpenGLWidget {
  private:
   void SyncSize();
   TLumView* FView;
+  bool FOwnsView = true;
   bool FInGL = false;
   QOpenGLContext* FWatched = nullptr;  // the context whose end disconnects the view
 };
