@@ -56,7 +56,7 @@ struct TRowSpan {
 // more than 256 K vertices, so a thread holds at most about 10 MB of it between calls.
 struct TWeldScratch {
   TScratch<int32_t> Used;
-  TScratch<uint64_t> Key, RunKey, RunKey2, RunSpan, RunSpan2;
+  TScratch<uint64_t> RunKey, RunKey2, RunSpan, RunSpan2;
   TScratch<int32_t> Idx;
   TScratch<double> X;
   TScratch<uint32_t> RunEnd;
@@ -180,29 +180,26 @@ bool WeldGrid(const double* Vertices, double Tol, TWeldScratch& S, const int32_t
       std::swap(RunSpan, Span2);
     }
   }
-  uint64_t* Key = S.Key.Get(M);
+  // The vertices in row order: the runs one after another, runs of one row making the
+  // row. Each row is then ordered along x (already so for vertices numbered along x, as
+  // generated meshes are), numbers ascending where x is the same; RunEnd marks the end
+  // of each run of one x.
   int32_t* Idx = S.Idx.Get(M);
-  for (size_t r = 0, p = 0; r < Runs; ++r) {
-    const size_t From = RunSpan[r] >> 32, Len = RunSpan[r] & 0xFFFFFFFFu;
-    for (size_t t = 0; t < Len; ++t, ++p) {
-      Key[p] = RunKey[r];
-      Idx[p] = Used[From + t];
-    }
-  }
-
-  // Rows in ascending order, each then ordered along x (already so for vertices numbered
-  // along x, as generated meshes are), numbers ascending where x is the same; RunEnd
-  // marks the end of each run of one x.
   std::vector<TRowSpan>& Rows = S.Rows;
   Rows.clear();
   double* X = S.X.Get(M);
   uint32_t* RunEnd = S.RunEnd.Get(M);
-  for (size_t p = 0; p < M;) {
+  for (size_t r = 0, p = 0; r < Runs;) {
     const size_t Begin = p;
+    const uint64_t Row = RunKey[r];
     bool Sorted = true;
-    for (; p < M && Key[p] == Key[Begin]; ++p) {
-      X[p] = Vertices[static_cast<size_t>(Idx[p]) * 3];
-      if (p > Begin && X[p] < X[p - 1]) Sorted = false;
+    for (; r < Runs && RunKey[r] == Row; ++r) {
+      const size_t From = RunSpan[r] >> 32, Len = RunSpan[r] & 0xFFFFFFFFu;
+      for (size_t t = 0; t < Len; ++t, ++p) {
+        Idx[p] = Used[From + t];
+        X[p] = Vertices[static_cast<size_t>(Idx[p]) * 3];
+        if (p > Begin && X[p] < X[p - 1]) Sorted = false;
+      }
     }
     if (!Sorted) {
       std::vector<std::pair<double, int32_t>>& Pairs = S.Pairs;
@@ -214,7 +211,7 @@ bool WeldGrid(const double* Vertices, double Tol, TWeldScratch& S, const int32_t
     RunEnd[p - 1] = static_cast<uint32_t>(p);
     for (size_t q = p - 1; q-- > Begin;)
       RunEnd[q] = X[q] == X[q + 1] ? RunEnd[q + 1] : static_cast<uint32_t>(q + 1);
-    Rows.push_back({Key[Begin], Begin, p});
+    Rows.push_back({Row, Begin, p});
   }
 
   const auto DY = static_cast<int64_t>(Bands);

@@ -2,6 +2,7 @@
 #include "lumox/host/rankedlist.h"
 
 #include <cstring>
+#include <utility>
 
 namespace lumox {
 
@@ -84,7 +85,16 @@ TRankedList::TLeaf* TRankedList::Seek(size_t Index) const {
   return FFinger;
 }
 
-uintptr_t TRankedList::At(size_t Index) const { return Seek(Index)->Entries[Index - FFingerStart]; }
+void TRankedList::Swap(size_t I, size_t J) {
+  TLeaf* LI = Seek(I);
+  uintptr_t& A = LI->Entries[I - FFingerStart];
+  TLeaf* LJ = Seek(J);
+  uintptr_t& B = LJ->Entries[J - FFingerStart];
+  std::swap(A, B);
+  if (LI == LJ) return;
+  Tell(B, LI, LJ);  // A's former entry, now at J
+  Tell(A, LJ, LI);
+}
 
 void TRankedList::Set(size_t Index, uintptr_t Entry) {
   TLeaf* L = Seek(Index);

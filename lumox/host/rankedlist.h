@@ -28,10 +28,17 @@ class TRankedList {
 
   size_t Size() const { return FSize; }
   bool Empty() const { return FSize == 0; }
-  // Index < Size().
-  uintptr_t At(size_t Index) const;
+  // Index < Size(). Near the last position used it reads the remembered leaf directly.
+  uintptr_t At(size_t Index) const {
+    if (FFinger && Index - FFingerStart < FFinger->Count)  // below the start: wraps, fails
+      return FFinger->Entries[Index - FFingerStart];
+    return Seek(Index)->Entries[Index - FFingerStart];
+  }
   uintptr_t Back() const { return At(FSize - 1); }
   void Set(size_t Index, uintptr_t Entry);
+  // Exchanges two entries; each is told as moving to the other's leaf (nothing is told
+  // when both are in one leaf).
+  void Swap(size_t I, size_t J);
   // Index <= Size().
   void Insert(size_t Index, uintptr_t Entry);
   void PushBack(uintptr_t Entry) { Insert(FSize, Entry); }

@@ -216,10 +216,7 @@ void TLumNode::Delete(int Index) {
 
 void TLumNode::Exchange(int I, int J) {
   if (I < 0 || J < 0 || I >= GetCount() || J >= GetCount() || I == J) return;
-  const uintptr_t A = FItems.At(static_cast<size_t>(I));
-  const uintptr_t B = FItems.At(static_cast<size_t>(J));
-  FItems.Set(static_cast<size_t>(I), B);
-  FItems.Set(static_cast<size_t>(J), A);
+  FItems.Swap(static_cast<size_t>(I), static_cast<size_t>(J));
 }
 
 void TLumNode::Move(int CurIndex, int NewIndex) {

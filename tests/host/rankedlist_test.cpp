@@ -75,10 +75,14 @@ TEST(RankedListTest, RandomEditsMatchAVectorAndReportEveryLeafChange) {
           const uintptr_t E = Model[At];
           ASSERT_TRUE(L.EraseFrom(W.Leaf.at(E), [E](uintptr_t X) { return X == E; }));
           Model.erase(Model.begin() + static_cast<ptrdiff_t>(At));
-        } else {
+        } else if (Random() % 2) {
           const size_t At = Pick(Model.size());
           L.Set(At, Next);
           Model[At] = Next++;
+        } else {
+          const size_t I = Pick(Model.size()), J = Pick(Model.size());
+          L.Swap(I, J);
+          std::swap(Model[I], Model[J]);
         }
         if (Step % 1500 == 0) ExpectSame(L, Model, W);
       }
