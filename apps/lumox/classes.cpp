@@ -1,7 +1,8 @@
 // The format reference that `lumox classes --attributes` prints: every render class
 // (and the cameras a file may hold) saved with all its values and read back, so the
 // element names, attributes, defaults, value kinds and child elements come from the
-// code itself.
+// code itself, and the ranges of values from the class tables; and the class tables that
+// `lumox classes --properties` prints.
 #include <unistd.h>
 
 #include <cstdio>
@@ -13,6 +14,7 @@
 
 #include "apps/lumox/lumoxcmd.h"
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/proptable.h"
 #include "lumox/scene/lumobj.h"
 #include "lumox/view/lumcam.h"
 
@@ -49,6 +51,27 @@ struct TTempFile {
     std::filesystem::remove(Path, Ec);
   }
 };
+
+// The ranges of the values that are published properties too (matched through the
+// class tables' exchange names), added to their kinds: what a setter takes.
+void AddRanges(std::vector<TElement>& Elements) {
+  std::vector<const TLumClassInfo*> Classes;  // the class of each open element, by depth
+  for (TElement& E : Elements) {
+    Classes.resize(size_t(E.Depth));
+    const TLumClassInfo* C = nullptr;
+    if (E.Depth == 0)
+      C = FindClassInfo(E.Name);
+    else if (const TLumClassInfo* Parent = Classes.back())
+      for (const TLumPropInfo* P : Parent->Properties())
+        if (P->Kind == pkObject && SameText(P->ExchangeName, E.Name)) C = P->ClassInfo;
+    Classes.push_back(C);
+    if (!C) continue;
+    for (TAttribute& A : E.Attributes)
+      for (const TLumPropInfo* P : C->Properties())
+        if (P->Range && !A.Type.empty() && SameText(P->ExchangeName, A.Name))
+          A.Type += ", " + P->Range->ToString();
+  }
+}
 
 // The elements of Component's saved text in file order, with the kind of value that
 // loading asked for of each attribute.
@@ -95,6 +118,7 @@ std::vector<TElement> Describe(TLumComponent* Component, bool Camera) {
     Attributes.push_back({Name, "", Type, false});  // read, but not written by default
   };
   In.LoadfromFile(Root);
+  AddRanges(Elements);
   return Elements;
 }
 
@@ -135,7 +159,42 @@ void Print(const std::vector<TElement>& Elements, const char* ClassName,
   std::printf("\n");
 }
 
+// One class's table: a line per property, inherited ones first.
+void PrintTable(const TLumClassInfo* C) {
+  std::printf("%s", C->ClassName().c_str());
+  if (C->Parent()) std::printf(" (%s)", C->Parent()->ClassName().c_str());
+  if (!C->PalettePage().empty()) std::printf(", palette page \"%s\"", C->PalettePage().c_str());
+  std::printf(": %s\n", C->Description().c_str());
+  for (const TLumPropInfo* P : C->Properties()) {
+    std::string Default = P->Kind == pkEvent ? "event, not stored"
+                          : !P->Stored       ? "not stored"
+                                             : P->DefaultText();
+    if (P->ReadOnly && P->Kind != pkObject) Default += ", read-only";
+    if (P->Range) Default += ", range " + P->Range->ToString();
+    std::printf("  %-22s %-30s %s\n", P->Name.c_str(), P->TypeText().c_str(), Default.c_str());
+  }
+}
+
 }  // namespace
+
+int PrintClassProperties(const std::string& ClassName) {
+  if (!ClassName.empty()) {
+    const TLumClassInfo* C = FindClassInfo(ClassName);
+    if (!C) {
+      std::fprintf(stderr, "lumox: no class %s (lumox classes lists them)\n", ClassName.c_str());
+      return ExitFailure;
+    }
+    PrintTable(C);
+    return 0;
+  }
+  bool First = true;
+  for (const TLumClassInfo* C : GetClassInfos()) {
+    if (!First) std::printf("\n");
+    First = false;
+    PrintTable(C);
+  }
+  return 0;
+}
 
 void PrintClassAttributes() {
   std::printf(

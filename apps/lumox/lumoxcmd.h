@@ -62,6 +62,10 @@ std::string LoadScene(const std::string& File, lumox::TComponent* Owner, lumox::
 
 // The format reference: every class's element, attributes, defaults and children.
 void PrintClassAttributes();
+// The published properties of one class (case-insensitive name), or of every class when
+// ClassName is empty: name, type and default, inherited ones first. Returns the exit
+// status.
+int PrintClassProperties(const std::string& ClassName);
 
 // Load warnings on stderr: the first 20, then how many there are.
 void PrintWarnings(const std::vector<lumox::TLumLoadWarning>& Warnings);

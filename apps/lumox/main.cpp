@@ -49,10 +49,12 @@ int Usage(bool Error) {
                "  check SCENE.lumgl\n"
                "              load a scene file and report its load warnings only\n"
                "              (exit status 1 when there are any)\n"
-               "  classes [--attributes]\n"
+               "  classes [--attributes | --properties [CLASS]]\n"
                "              the registered component classes by palette page; with\n"
                "              --attributes: every render class's element, attributes and\n"
-               "              child elements (the format reference of docs/format.md)\n"
+               "              child elements (the format reference of docs/format.md);\n"
+               "              with --properties: each class's published properties, with\n"
+               "              type and default, inherited ones first\n"
                "  bench SCENE|s1|s2|s3|s4 [--frames N] [--size WxH] [--uncached]\n"
                "        [--cache-root] [camera options]\n"
                "              time loading, frames, saving and freeing of a scene or a\n"
@@ -110,7 +112,10 @@ int RunClasses(const TArgs& Args) {
     }
     return 0;
   }
-  if (!Args.empty()) return BadUsage("classes takes no arguments but --attributes");
+  if (!Args.empty() && Args[0] == "--properties" && Args.size() <= 2)
+    return PrintClassProperties(Args.size() == 2 ? Args[1] : std::string());
+  if (!Args.empty())
+    return BadUsage("classes takes no arguments but --attributes or --properties [CLASS]");
   for (const auto& Page : lumox::GetPalettePages()) {
     std::printf("%s:\n", Page.Name.c_str());
     for (const auto& C : Page.Classes) std::printf("  %s\n", C.c_str());

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "lumox/host/proptable.h"
+
 namespace lumox {
 
 const char* const TLumCntrlFlagStr[6] = {"teMoveX", "teMoveY", "teMoveZ",
@@ -391,6 +393,109 @@ void TLumPresentationController::Assign(TPersistent* Source) {
     FMode = P->FMode;
   }
   TLumCustomController::Assign(Source);
+}
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumcntrlProperties();
+}  // namespace detail
+
+void detail::RegisterLumcntrlProperties() {
+  TLumClassTable<TLumCustomController, TLumComponent> Base(
+      "TLumCustomController", "", "Turns a view's key and mouse input into motion");
+  Base.Component("Controlled", &TLumCustomController::Controlled,
+                 &TLumCustomController::SetControlled, true, "The camera or object it moves");
+  const TLumRange NotNegative = TLumRange::AtLeast(0);
+
+  TLumClassTable<TLumCarController, TLumCustomController> Car(
+      "TLumCarController", "Lumox", "Drives like a car: arrows steer and change speed");
+  Car.Creatable();
+  // It is clamped to MaxSpeed and ReverseSpeed, so it is read after them.
+  Car.Single("CurrentSpeed", &TLumCarController::CurrentSpeed, &TLumCarController::SetCurrentSpeed,
+             0.0f, "Distance per Move; negative when reversing")
+      .LoadLast();
+  Car.Single("MaxSpeed", &TLumCarController::MaxSpeed, &TLumCarController::SetMaxSpeed, 1.0f,
+             "Highest speed, 0 or more")
+      .Range(NotNegative);
+  Car.Single("ReverseSpeed", &TLumCarController::ReverseSpeed, &TLumCarController::SetReverseSpeed,
+             0.0f, "Lowest speed, 0 or less")
+      .Range(TLumRange::AtMost(0));
+  Car.Single("Acceleration", &TLumCarController::Acceleration, &TLumCarController::SetAcceleration,
+             0.05f, "Speed gained per up arrow")
+      .Range(NotNegative);
+  Car.Single("Braking", &TLumCarController::Braking, &TLumCarController::SetBraking, 0.1f,
+             "Speed lost per down arrow")
+      .Range(NotNegative);
+  Car.Single("TurnAngle", &TLumCarController::TurnAngle, &TLumCarController::SetTurnAngle, 1.0f,
+             "Degrees turned per left or right arrow")
+      .Range(NotNegative);
+  Car.Single("EyeHeight", &TLumCarController::EyeHeight, &TLumCarController::SetEyeHeight,
+             NoStoredDefault, "The controlled object's height (its translation's Y)");
+  Car.DefineZero("CurrentSpeed", &TLumCarController::CurrentSpeed);
+  Car.DefineZero("MaxSpeed", &TLumCarController::MaxSpeed);
+  Car.DefineZero("ReverseSpeed", &TLumCarController::ReverseSpeed);
+  Car.DefineZero("Acceleration", &TLumCarController::Acceleration);
+  Car.DefineZero("Braking", &TLumCarController::Braking);
+  Car.DefineZero("TurnAngle", &TLumCarController::TurnAngle);
+
+  TLumClassTable<TLumPersonController, TLumCustomController> Person(
+      "TLumPersonController", "Lumox", "Walks like a person: a step or a turn per key");
+  Person.Creatable();
+  Person
+      .Single("StepLength", &TLumPersonController::StepLength, &TLumPersonController::SetStepLength,
+              0.1f, "Distance of one step, above 0")
+      .Range(TLumRange::Above(0));
+  Person
+      .Single("TurnAngle", &TLumPersonController::TurnAngle, &TLumPersonController::SetTurnAngle,
+              1.0f, "Degrees per turn or nod, above 0")
+      .Range(TLumRange::Above(0));
+  Person.Single("EyeHeight", &TLumPersonController::EyeHeight, &TLumPersonController::SetEyeHeight,
+                NoStoredDefault, "The controlled object's height (its translation's Y)");
+  Person.DefineZero("StepLength", &TLumPersonController::StepLength);
+  Person.DefineZero("TurnAngle", &TLumPersonController::TurnAngle);
+
+  TLumClassTable<TLumMouseController, TLumCustomController> Mouse(
+      "TLumMouseController", "Lumox", "Drag to turn and move: left button turns, right moves");
+  Mouse.Creatable();
+  Mouse
+      .Integer("TurnSensitivity", &TLumMouseController::TurnSensitivity,
+               &TLumMouseController::SetTurnSensitivity, 128, "Turning gain, at least 1")
+      .Range(TLumRange::AtLeast(1));
+  Mouse
+      .Integer("MoveSensitivity", &TLumMouseController::MoveSensitivity,
+               &TLumMouseController::SetMoveSensitivity, 128, "Moving gain, at least 1")
+      .Range(TLumRange::AtLeast(1));
+  Mouse.SetOf("CntrlFlags", "TLumCntrlFlag", &TLumMouseController::CntrlFlags,
+              &TLumMouseController::SetCntrlFlags, TLumCntrlFlagStr,
+              TLumCntrlFlags{teMoveX, teMoveY, teMoveZ, teTurnX, teTurnY, teTurnZ},
+              "The motions allowed (teTurnX and teTurnZ are kept but move nothing)");
+  Mouse.Boolean("SwitchButtons", &TLumMouseController::SwitchButtons,
+                &TLumMouseController::SetSwitchButtons, false,
+                "Exchanges the left and right buttons' roles");
+
+  TLumClassTable<TLumPresentationController, TLumCustomController> Show(
+      "TLumPresentationController", "Lumox", "Turns the controlled object round on each Present");
+  Show.Creatable();
+  Show.Single("TurnAngle", &TLumPresentationController::TurnAngle,
+              &TLumPresentationController::SetTurnAngle, 1.0f, "Degrees turned per Present")
+      .Range(NotNegative);
+  Show.Single("DistanceStep", &TLumPresentationController::DistanceStep,
+              &TLumPresentationController::SetDistanceStep, 0.1f,
+              "Change of Distance per up or down arrow")
+      .Range(NotNegative);
+  Show.Enum("Mode", "TLumPresentationMode", &TLumPresentationController::Mode,
+            &TLumPresentationController::SetMode, TLumPresentationModeStr, pmStop,
+            "Turning direction: stopped, left or right");
+  Show.Single("EyeHeight", &TLumPresentationController::EyeHeight,
+              &TLumPresentationController::SetEyeHeight, NoStoredDefault,
+              "The controlled object's height (its translation's Y)");
+  Show.Single("Distance", &TLumPresentationController::Distance,
+              &TLumPresentationController::SetDistance, NoStoredDefault,
+              "The controlled object's distance (its translation's Z)");
+  Show.DefineZero("TurnAngle", &TLumPresentationController::TurnAngle);
+  Show.DefineZero("DistanceStep", &TLumPresentationController::DistanceStep);
 }
 
 }  // namespace lumox

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "lumox/host/forms.h"
+#include "lumox/host/proptable.h"
 
 namespace lumox {
 
@@ -160,6 +161,50 @@ bool TLumTimer::DoTimer(int64_t Now) {
     FLastMeasure = Now;
   }
   return false;
+}
+
+// --- the published-property table ------------------------------------------------------
+
+namespace {
+
+// Whether the timer's interval counts come from Intervall (set last, or agreeing with
+// Rate) rather than from Rate: form files keep the one that was set, because each
+// setter rounds the other (Intervall 600 gives Rate 2, and Rate 2 Intervall 500).
+bool IntervalFromIntervall(const TLumTimer* T) {
+  return T->IntervalCounts() == RoundEven(double(T->Intervall()) * T->Frequency() / 1000.0);
+}
+
+}  // namespace
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumtimerProperties();
+}  // namespace detail
+
+void detail::RegisterLumtimerProperties() {
+  TLumClassTable<TLumTimer, TComponent> T(
+      "TLumTimer", "Lumox", "Fires OnTimer at a fixed rate from the application's idle time");
+  T.Creatable();
+  T.Boolean("Enabled", &TLumTimer::Enabled, &TLumTimer::SetEnabled, true, "Ticks at all");
+  T.Boolean("Activeonly", &TLumTimer::Activeonly, &TLumTimer::SetActiveonly, false,
+            "Ticks only while the application is the active one");
+  T.Integer("Intervall", &TLumTimer::Intervall, &TLumTimer::setintervall, 1000,
+            "Interval in milliseconds, 1..3600000; sets Rate")
+      .Range(TLumRange::Between(1, 3600000))
+      .StoredWhen([](const TPersistent* P) {
+        return IntervalFromIntervall(dynamic_cast<const TLumTimer*>(P));
+      });
+  T.Integer("Rate", &TLumTimer::Rate, &TLumTimer::setrate, 1,
+            "Ticks per second, 1..10000; sets Intervall")
+      .Range(TLumRange::Between(1, 10000))
+      .StoredWhen([](const TPersistent* P) {
+        return !IntervalFromIntervall(dynamic_cast<const TLumTimer*>(P));
+      });
+  T.Event("OnTimer", "TonTimer", &TLumTimer::OnTimer,
+          "The tick, with the number of whole intervals that passed");
+  T.Component("Parent", &TLumTimer::Parent, &TLumTimer::SetParent, true,
+              "The timer whose idle processing drives this one")
+      .Accept([](const TPersistent* Self, const TComponent* C) { return C != Self; });
 }
 
 }  // namespace lumox

@@ -16,6 +16,7 @@
 #include <type_traits>
 
 #include "lumox/host/graphics.h"
+#include "lumox/host/proptable.h"
 #include "lumox/package/lumpackage.h"
 #include "lumox/scene/lumcomp.h"
 
@@ -808,6 +809,31 @@ void TLumExchange::LoadfromFile(TObject* Target) {
   FParser->CloseOpenTags();
   FState = stReady;
   if (auto* T = dynamic_cast<TLumTransformed*>(Target)) T->SubChange(T);
+}
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumexchangeProperties();
+}  // namespace detail
+
+void detail::RegisterLumexchangeProperties() {
+  TLumClassTable<TLumExchange, TComponent> T("TLumExchange", "Lumox",
+                                             "Saves and loads LUMGL scene files");
+  T.Creatable();
+  T.Boolean("ParamNewLine", &TLumExchange::ParamNewLine, &TLumExchange::SetParamNewLine,
+            NoStoredDefault, "Every attribute after an element's first on a line of its own");
+  T.Boolean("NoDefaultValues", &TLumExchange::NoDefaultValues, &TLumExchange::SetNoDefaultValues,
+            NoStoredDefault, "Leaves out values equal to their defaults, and empty elements");
+  T.Integer("Decimals", &TLumExchange::Decimals, &TLumExchange::SetDecimals, NoStoredDefault,
+            "Significant digits of numbers; 0 = enough to read back exactly");
+  T.Event("OnSProgress", "TXMLProgressEvent", &TLumExchange::OnSProgress,
+          "Progress of saving and loading, 0..1");
+  T.String("FileDescription", &TLumExchange::FileDescription, &TLumExchange::SetFileDescription,
+           NoStoredDefault, "The root element's description");
+  T.String("FileName", &TLumExchange::FileName, &TLumExchange::SetFileName, NoStoredDefault,
+           "The file to save to or load from");
 }
 
 }  // namespace lumox

@@ -7,6 +7,8 @@
 #include <cstring>
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/formfile.h"
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 #include "lumox/scene/lummat.h"
 #include "lumox/scene/lumtex.h"
@@ -403,5 +405,136 @@ TObject* TLum3dObj::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 }
 
 void RegisterLum3dobjClasses() { RegisterRenderClass<TLum3dObj>(); }
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLum3dobjProperties();
+}  // namespace detail
+
+void detail::RegisterLum3dobjProperties() {
+  TLumClassTable<TLum3dPart, TPersistent> P("TLum3dPart", "", "One mesh of a TLum3dObj");
+  P.String("PartName", &TLum3dPart::PartName, &TLum3dPart::SetPartName, std::string(),
+           "The part's name")
+      .Exchange("Name");
+  P.Boolean("Visible", &TLum3dPart::Visible, &TLum3dPart::SetVisible, true, "Drawn and picked")
+      .Exchange();
+  P.SetOf("Arrays", "TLumArray", &TLum3dPart::Arrays, &TLum3dPart::SetArrays, TLumArrayStr,
+          TLumArrays{daVertex, daNormal, daTexture},
+          "The per-vertex arrays: daVertex and any of daNormal, daTexture, daColor")
+      .Exchange();
+  P.Boolean("Textured", &TLum3dPart::Textured, &TLum3dPart::SetTextured, false,
+            "Hands texture coordinates to GL");
+  P.Component("Texture", &TLum3dPart::Texture, &TLum3dPart::SetTexture, true,
+              "The texture of the part's index lists");
+  auto Material = P.Object("PartMaterial", &TLum3dPart::PartMaterial, nullptr,
+                           "The part's own material, or none (the container's then)");
+  P.CreatesObject(Material, [](TLum3dPart* X) -> TPersistent* { return X->CreateMaterial(); });
+  // A vertex per line: the position, then the normal, texture coordinate (s, t, r) and
+  // colour (r, g, b, a) where the part has those arrays.
+  P.DefineData(
+      "Vertices", "The vertices, a list per vertex of the values of the part's Arrays",
+      [](const TLum3dPart* X) { return X->VertexCount() > 0; },
+      [](const TLum3dPart* X, TLumFormWriter& W) {
+        const TLumPrimitivePoints* Pts = X->Points();
+        W.WriteListBegin();
+        for (int32_t I = 0; I < Pts->Count(); ++I) {
+          const size_t K = size_t(I);
+          W.NewLine();
+          W.WriteListBegin();
+          for (const double* A : {Pts->Vertices(), Pts->Normals(), Pts->TexCoords()})
+            if (A)
+              for (int C = 0; C < 3; ++C) W.WriteFloat(A[K * 3 + size_t(C)]);
+          if (const float* Col = Pts->Colors())
+            for (int C = 0; C < 4; ++C) W.WriteSingle(Col[K * 4 + size_t(C)]);
+          W.WriteListEnd();
+        }
+        W.WriteListEnd();
+      },
+      [](TLum3dPart* X, TLumFormReader& R) {
+        const TLumArrays A = X->Arrays();
+        std::vector<double> V, N, T;
+        std::vector<float> Col;
+        R.ReadListBegin();
+        while (!R.EndOfList()) {
+          R.ReadListBegin();
+          for (int C = 0; C < 3; ++C) V.push_back(R.ReadFloat());
+          for (int C = 0; C < 3 && A.Contains(daNormal); ++C) N.push_back(R.ReadFloat());
+          for (int C = 0; C < 3 && A.Contains(daTexture); ++C) T.push_back(R.ReadFloat());
+          for (int C = 0; C < 4 && A.Contains(daColor); ++C) Col.push_back(R.ReadSingle());
+          if (!R.EndOfList()) R.Error("a vertex has more values than the part's Arrays");
+          R.ReadListEnd();
+        }
+        R.ReadListEnd();
+        if (V.size() / 3 > size_t(INT32_MAX)) R.Error("too many vertices");
+        auto Data = [](const auto& Values) { return Values.empty() ? nullptr : Values.data(); };
+        // The arrays read are the part's arrays, also when it has no vertices.
+        X->SetVertexData(int32_t(V.size() / 3), Data(V), A.Contains(daNormal) ? N.data() : nullptr,
+                         A.Contains(daTexture) ? T.data() : nullptr, 3,
+                         A.Contains(daColor) ? Col.data() : nullptr);
+        X->SetArrays(A);
+      });
+  // An index list per line: its GL primitive, whether it is drawn, its vertex numbers.
+  P.DefineData(
+      "Indices", "The index lists: primitive type, visibility and vertex numbers each",
+      [](const TLum3dPart* X) { return X->GetPrimitiveCount() > 0; },
+      [](const TLum3dPart* X, TLumFormWriter& W) {
+        W.WriteListBegin();
+        for (int32_t I = 0; I < X->GetPrimitiveCount(); ++I) {
+          const TLumPrimitiveArray* L = X->GetPrimitive(I);
+          W.NewLine();
+          W.WriteListBegin();
+          W.WriteIdent(TLumPrimitiveTypeStr[L->PrimitiveType()]);
+          W.WriteBoolean(L->Visible());
+          W.WriteListBegin();
+          for (int32_t K = 0; K < L->Count(); ++K) W.WriteInteger(L->IndexData()[K]);
+          W.WriteListEnd();
+          W.WriteListEnd();
+        }
+        W.WriteListEnd();
+      },
+      [](TLum3dPart* X, TLumFormReader& R) {
+        X->ClearPrimitives();
+        R.ReadListBegin();
+        while (!R.EndOfList()) {
+          R.ReadListBegin();
+          const std::string Type = R.ReadIdent();
+          int32_t Mode = 0;
+          while (Mode < 10 && Type != TLumPrimitiveTypeStr[Mode]) ++Mode;
+          if (Mode == 10) R.Error(Type + " is not a GL primitive type");
+          const bool Visible = R.ReadBoolean();
+          std::vector<uint32_t> Indices;
+          R.ReadListBegin();
+          while (!R.EndOfList()) {
+            const int64_t K = R.ReadInteger();
+            if (K < 0 || K > int64_t(UINT32_MAX)) R.Error("a vertex number is out of range");
+            Indices.push_back(uint32_t(K));
+          }
+          R.ReadListEnd();
+          R.ReadListEnd();
+          const int32_t L = X->AddIndices(Mode, Indices.empty() ? nullptr : Indices.data(),
+                                          int32_t(Indices.size()));
+          X->GetPrimitive(L)->SetVisible(Visible);
+        }
+        R.ReadListEnd();
+      });
+
+  TLumClassTable<TLum3dObj, TLumObject> T("TLum3dObj", "Lumox Obj",
+                                          "A container of meshes (parts), as model import fills");
+  T.Creatable();
+  // The textures a model file brings belong to the object.
+  T.StoresOwnedComponents();
+  T.Integer("MaxVertices", &TLum3dObj::MaxVertices, &TLum3dObj::SetMaxVertices, 16777216,
+            "The most vertices the parts may hold together, at least 1")
+      .Range(TLumRange::AtLeast(1))
+      .Exchange();
+  T.DefineObjects<TLum3dPart>(
+      "Part", "A mesh of the container, a block per part",
+      [](const TLum3dObj* X, const std::function<void(TLum3dPart*)>& Each) {
+        for (int32_t I = 0; I < X->PartCount(); ++I) Each(X->Part(I));
+      },
+      [](TLum3dObj* X) { return X->AddPart(std::string()); });
+}
 
 }  // namespace lumox

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 
 namespace lumox {
@@ -188,6 +189,33 @@ void TLumCustomFuncObj::WriteValues(TLumExchange* Exchange) {
 void TLumCustomFuncObj::ReadValues(TLumExchange* Exchange) {
   TLumPrimitiveObj::ReadValues(Exchange);
   Exchange->getvalue("overdraw", FOverDraw);
+}
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumcustomfuncobjProperties();
+}  // namespace detail
+
+void detail::RegisterLumcustomfuncobjProperties() {
+  TLumClassTable<TLumCustomFuncObj, TLumPrimitiveObj> T(
+      "TLumCustomFuncObj", "", "A surface swept from the program's curve and sweep functions");
+  T.Event("OnCalcXY", "Tfunction", &TLumCustomFuncObj::OnCalcXY,
+          "Sweeps a curve point into a row of surface points")
+      .Hidden();
+  T.Event("OnCalcZ", "Tfunction", &TLumCustomFuncObj::OnCalcZ,
+          "The next curve point from the previous one")
+      .Hidden();
+  T.Integer("OverDraw", &TLumCustomFuncObj::OverDraw, &TLumCustomFuncObj::SetOverDraw, 1,
+            "How many times the curve's parameter range is run through")
+      .Exchange("overdraw")
+      .Hidden();
+  // Written to their fields: a change takes effect at the next build (Init).
+  T.Integer("Slices", &TLumCustomFuncObj::Slices, &TLumCustomFuncObj::SetSlices, 10,
+            "Samples of the sweep over 0..1 (used at the next build)");
+  T.Integer("Stacks", &TLumCustomFuncObj::Stacks, &TLumCustomFuncObj::SetStacks, 10,
+            "Samples of the curve per unit of its parameter (used at the next build)");
 }
 
 }  // namespace lumox

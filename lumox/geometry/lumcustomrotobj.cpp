@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/proptable.h"
 
 namespace lumox {
 
@@ -42,6 +43,29 @@ void TLumCustomRotObj::ReadValues(TLumExchange* Exchange) {
     Exchange->getvalue(Names[i], V);
     setangle(i, V);
   }
+}
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumcustomrotobjProperties();
+}  // namespace detail
+
+void detail::RegisterLumcustomrotobjProperties() {
+  TLumClassTable<TLumCustomRotObj, TLumCustomFuncObj> T(
+      "TLumCustomRotObj", "", "A body of rotation of the program's profile curve");
+  const TLumRange NotNegative = TLumRange::AtLeast(0);
+  T.Single("RotStartAngle", &TLumCustomRotObj::RotStartAngle, &TLumCustomRotObj::SetRotStartAngle,
+           0.0f, "Start of the turn in degrees, from +Y towards +X")
+      .Range(NotNegative)
+      .Exchange()
+      .Hidden();
+  T.Single("RotSweepAngle", &TLumCustomRotObj::RotSweepAngle, &TLumCustomRotObj::SetRotSweepAngle,
+           360.0f, "Extent of the turn in degrees")
+      .Range(NotNegative)
+      .Exchange()
+      .Hidden();
 }
 
 }  // namespace lumox

@@ -3,6 +3,7 @@
 #include "lumox/geometry/lumgeom.h"
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 
 namespace lumox {
@@ -180,6 +181,54 @@ void RegisterLumgeomClasses() {
   RegisterRenderClass<TLumLine>();
   RegisterRenderClass<TLumTriangle>();
   RegisterRenderClass<TLumRectangle>();
+}
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumgeomProperties();
+}  // namespace detail
+
+void detail::RegisterLumgeomProperties() {
+  TLumClassTable<TLumPoint, TLumPrimitiveObj>("TLumPoint", "Lumox Obj", "A point at the origin")
+      .Creatable();
+
+  TLumClassTable<TLumLine, TLumPrimitiveObj> Line("TLumLine", "Lumox Obj",
+                                                  "A line from the origin along +Z");
+  Line.Creatable();
+  Line.Single("Length", &TLumLine::Length, &TLumLine::SetLength, 1.0f, "Length along +Z")
+      .Exchange();
+  Line.DefineZero("Length", &TLumLine::Length);
+
+  TLumClassTable<TLumTriangle, TLumPrimitiveObj> Tri(
+      "TLumTriangle", "Lumox Obj", "A triangle in the X-Z plane, apex at the origin");
+  Tri.Creatable();
+  Tri.Single("Base", &TLumTriangle::Base, &TLumTriangle::SetBase, 1.0f, "Base along X").Exchange();
+  Tri.Single("Height", &TLumTriangle::Height, &TLumTriangle::SetHeight, 1.0f, "Height along +Z")
+      .Exchange();
+  Tri.DefineZero("Base", &TLumTriangle::Base);
+  Tri.DefineZero("Height", &TLumTriangle::Height);
+
+  TLumClassTable<TLumRectangle, TLumPrimitiveObj> Rect(
+      "TLumRectangle", "Lumox Obj", "A grid of cells in the X-Z plane, facing +Y");
+  Rect.Creatable();
+  Rect.Single("Width", &TLumRectangle::Width, &TLumRectangle::SetWidth, 1.0f,
+              "Width along X, centred")
+      .Exchange();
+  Rect.Single("Height", &TLumRectangle::Height, &TLumRectangle::SetHeight, 1.0f,
+              "Height along +Z from 0")
+      .Exchange();
+  Rect.Integer("DetailX", &TLumRectangle::DetailX, &TLumRectangle::SetDetX, 1,
+               "Cells along X, at least 1")
+      .Range(TLumRange::AtLeast(1))
+      .Exchange();
+  Rect.Integer("DetailY", &TLumRectangle::DetailY, &TLumRectangle::SetDetY, 1,
+               "Cells along Z, at least 1")
+      .Range(TLumRange::AtLeast(1))
+      .Exchange();
+  Rect.DefineZero("Width", &TLumRectangle::Width);
+  Rect.DefineZero("Height", &TLumRectangle::Height);
 }
 
 }  // namespace lumox

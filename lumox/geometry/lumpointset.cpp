@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/formfile.h"
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 
 namespace lumox {
@@ -264,5 +266,67 @@ TObject* TLumPointSet::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 }
 
 void RegisterLumpointsetClasses() { RegisterRenderClass<TLumPointSet>(); }
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumpointsetProperties();
+}  // namespace detail
+
+void detail::RegisterLumpointsetProperties() {
+  TLumClassTable<TLumPointSet, TLumPrimitiveObj> T("TLumPointSet", "Lumox Obj",
+                                                   "A point cloud drawn as GL points");
+  T.Creatable();
+  T.Single("PointSize", &TLumPointSet::PointSize, &TLumPointSet::SetPointSize, 1.0f,
+           "Point diameter in pixels, above 0")
+      .Range(TLumRange::Above(0))
+      .Exchange();
+  T.Boolean("Colored", &TLumPointSet::Colored, &TLumPointSet::SetColored, false,
+            "Draws the points' own colours")
+      .Exchange();
+  T.DefineZero("PointSize", &TLumPointSet::PointSize);
+  // A point per line: x, y, z, and r, g, b, a (0..1) when the set has colours.
+  T.DefineData(
+      "Points", "The points, x, y, z each, and r, g, b, a (0..1) when the set has colours",
+      [](const TLumPointSet* S) { return S->PointCount() > 0; },
+      [](const TLumPointSet* S, TLumFormWriter& W) {
+        const bool Colors = S->Points()->Colors() != nullptr;
+        W.WriteListBegin();
+        for (int32_t I = 0; I < S->PointCount(); ++I) {
+          W.NewLine();
+          W.WriteListBegin();
+          const TLumMathVector P = S->GetPoint(I);
+          for (double V : {P.X, P.Y, P.Z}) W.WriteFloat(V);
+          if (Colors)
+            for (float C : S->GetPointColor(I)) W.WriteSingle(C);
+          W.WriteListEnd();
+        }
+        W.WriteListEnd();
+      },
+      [](TLumPointSet* S, TLumFormReader& R) {
+        std::vector<double> XYZ;
+        std::vector<float> RGBA;
+        R.ReadListBegin();
+        while (!R.EndOfList()) {
+          R.ReadListBegin();
+          for (int K = 0; K < 3; ++K) XYZ.push_back(R.ReadFloat());
+          if (!R.EndOfList() || !RGBA.empty()) {
+            if (RGBA.size() != (XYZ.size() / 3 - 1) * 4)
+              R.Error("either every point has a colour or none has");
+            for (int K = 0; K < 4; ++K) RGBA.push_back(R.ReadSingle());
+          }
+          R.ReadListEnd();
+        }
+        R.ReadListEnd();
+        const int64_t N = int64_t(XYZ.size() / 3);
+        if (N > INT32_MAX) R.Error("too many points");
+        // SetPointData switches the colours on when it is given some; the set keeps
+        // the Colored read before.
+        const bool Colored = S->Colored();
+        if (N > 0) S->SetPointData(int32_t(N), XYZ.data(), RGBA.empty() ? nullptr : RGBA.data());
+        S->SetColored(Colored);
+      });
+}
 
 }  // namespace lumox

@@ -7,6 +7,8 @@
 #include <string>
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/formfile.h"
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 
 namespace lumox {
@@ -339,5 +341,62 @@ TObject* TLumPolygon::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 }
 
 void RegisterLumpolygonClasses() { RegisterRenderClass<TLumPolygon>(); }
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumpolygonProperties();
+}  // namespace detail
+
+void detail::RegisterLumpolygonProperties() {
+  TLumClassTable<TLumPolygon, TLumPrimitiveObj> T(
+      "TLumPolygon", "Lumox Obj", "A polygon with holes in the X-Y plane, flat or extruded");
+  T.Creatable();
+  T.Double("Depth", &TLumPolygon::Depth, &TLumPolygon::SetDepth, 0.0,
+           "0 = flat; a solid this thick along +Z")
+      .Range(TLumRange::AtLeast(0))
+      .Exchange();
+  T.Boolean("Outline", &TLumPolygon::Outline, &TLumPolygon::SetOutline, false,
+            "Lines along the boundary instead of faces")
+      .Exchange();
+  T.Enum("WindingRule", "TLumWindingRule", &TLumPolygon::WindingRule, &TLumPolygon::SetWindingRule,
+         TLumWindingRuleStr, wrOdd, "Which overlapping regions are filled")
+      .Exchange();
+  // One contour per line: x, y of each point; the first is the outline.
+  T.DefineData(
+      "Contours", "The contours, a list of x, y pairs each; the first is the outline",
+      [](const TLumPolygon* P) { return P->ContourCount() > 0; },
+      [](const TLumPolygon* P, TLumFormWriter& W) {
+        W.WriteListBegin();
+        for (int32_t C = 0; C < P->ContourCount(); ++C) {
+          W.NewLine();
+          W.WriteListBegin();
+          for (const TLumPoint2& Pt : P->Contour(C)) {
+            W.WriteFloat(Pt.X);
+            W.WriteFloat(Pt.Y);
+          }
+          W.WriteListEnd();
+        }
+        W.WriteListEnd();
+      },
+      [](TLumPolygon* P, TLumFormReader& R) {
+        std::vector<TLumContour> Contours;
+        R.ReadListBegin();
+        while (!R.EndOfList()) {
+          TLumContour& C = Contours.emplace_back();
+          R.ReadListBegin();
+          while (!R.EndOfList()) {
+            const double X = R.ReadFloat();
+            if (R.EndOfList()) R.Error("a contour point lacks its y");
+            C.push_back({X, R.ReadFloat()});
+          }
+          R.ReadListEnd();
+        }
+        R.ReadListEnd();
+        P->ClearContours();
+        for (size_t I = 0; I < Contours.size(); ++I) P->SetContour(int32_t(I), Contours[I]);
+      });
+}
 
 }  // namespace lumox

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 #include "lumox/scene/lumcomp.h"
 
@@ -712,6 +713,35 @@ TObject* TLumTextureFlags::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
     return FParamVector;
   }
   return TLumProperty::ReadComp(Exchange, Tag);
+}
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumprimclassesProperties();
+}  // namespace detail
+
+void detail::RegisterLumprimclassesProperties() {
+  TLumClassTable<TLumTextureFlags, TLumProperty> T("TLumTextureFlags", "",
+                                                   "How a mesh's texture coordinates are made");
+  T.Creatable();
+  T.Enum("Mode", "TLumTextureMode", &TLumTextureFlags::Mode, &TLumTextureFlags::SetMode,
+         TLumTextureModeStr, txStandard, "The shape's own coordinates, or a projection")
+      .Exchange();
+  T.Double("ShiftX", &TLumTextureFlags::ShiftX, &TLumTextureFlags::SetShiftX, 0.0, "Added to s")
+      .Exchange();
+  T.Double("ShiftY", &TLumTextureFlags::ShiftY, &TLumTextureFlags::SetShiftY, 0.0, "Added to t")
+      .Exchange();
+  T.Double("ScaleX", &TLumTextureFlags::ScaleX, &TLumTextureFlags::SetScaleX, 1.0, "Multiplies s")
+      .Exchange();
+  T.Double("ScaleY", &TLumTextureFlags::ScaleY, &TLumTextureFlags::SetScaleY, 1.0, "Multiplies t")
+      .Exchange();
+  T.Object("ParamVector", &TLumTextureFlags::ParamVector, &TLumTextureFlags::SetParamVec,
+           "The centre of txSphereZ")
+      .Exchange();
+  T.DefineZero("ScaleX", &TLumTextureFlags::ScaleX);
+  T.DefineZero("ScaleY", &TLumTextureFlags::ScaleY);
 }
 
 }  // namespace lumox

@@ -9,6 +9,7 @@
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/geometry/lumweld.h"
 #include "lumox/host/graphics.h"
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 #include "lumox/scene/lumtex.h"
 
@@ -628,6 +629,29 @@ TObject* TLumPrimitiveObj::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
     return FTextureFlags;
   }
   return TLumObject::ReadComp(Exchange, Tag);
+}
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumprimitiveobjProperties();
+}  // namespace detail
+
+void detail::RegisterLumprimitiveobjProperties() {
+  TLumClassTable<TLumPrimitiveObj, TLumObject> T("TLumPrimitiveObj", "",
+                                                 "A mesh of a vertex block and index lists");
+  T.Component("View", &TLumRender::View, &TLumRender::SetView, false,
+              "The view whose GL context holds the display list");
+  T.Boolean("Textured", &TLumPrimitiveObj::Textured, &TLumPrimitiveObj::SetTextured,
+            NoStoredDefault, "Hands texture coordinates to GL");
+  T.Component("Texture", &TLumPrimitiveObj::Texture, &TLumPrimitiveObj::SetTexture, false,
+              "The texture of the index lists (referenced, not owned)");
+  T.Object("TextureFlags", &TLumPrimitiveObj::TextureFlags, &TLumPrimitiveObj::SetTextureFlags,
+           "How texture coordinates are made")
+      .Exchange();
+  T.Event("OnAfterInit", "TNotifyEvent", &TLumPrimitiveObj::OnAfterInit,
+          "Raised after each build of the mesh");
 }
 
 }  // namespace lumox

@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 
 namespace lumox {
@@ -799,6 +800,145 @@ void RegisterLumshapeClasses() {
   RegisterRenderClass<TLumDisc>();
   RegisterRenderClass<TLumTorus>();
   RegisterRenderClass<TLumBox>();
+}
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumshapeProperties();
+}  // namespace detail
+
+void detail::RegisterLumshapeProperties() {
+  const TLumRange AtLeast1 = TLumRange::AtLeast(1), NotNegative = TLumRange::AtLeast(0);
+
+  TLumClassTable<TLumSphere, TLumPrimitiveObj> S("TLumSphere", "Lumox Obj",
+                                                 "A sphere centred on the origin, poles on Z");
+  S.Creatable();
+  S.Integer("Slices", &TLumSphere::Slices, &TLumSphere::SetSlices, 10,
+            "Divisions around Z, at least 1 (smRegular: a multiple of 4, Stacks follows)")
+      .Range(AtLeast1)
+      .Exchange();
+  S.Integer("Stacks", &TLumSphere::Stacks, &TLumSphere::SetStacks, 10,
+            "Divisions from pole to pole, at least 2 (smRegular: Slices follows)")
+      .Range(TLumRange::AtLeast(2))
+      .Exchange();
+  S.Double("Radius", &TLumSphere::Radius, &TLumSphere::SetRadius, 1.0,
+           "Radius (a negative one becomes 1)")
+      .Range(NotNegative)
+      .Exchange();
+  S.Enum("Mode", "TSphereMode", &TLumSphere::Mode, &TLumSphere::SetMode, TSphereModeStr, smGlobal,
+         "Latitude-longitude grid or regular subdivision")
+      .Exchange();
+  S.DefineZero("Radius", &TLumSphere::Radius);
+
+  TLumClassTable<TLumCylinder, TLumPrimitiveObj> C("TLumCylinder", "Lumox Obj",
+                                                   "A cone frustum along Z from 0 to Height");
+  C.Creatable();
+  C.Double("BaseRadius", &TLumCylinder::BaseRadius, &TLumCylinder::SetBaseRadius, 1.0,
+           "Radius at z = 0")
+      .Exchange();
+  C.Double("TopRadius", &TLumCylinder::TopRadius, &TLumCylinder::SetTopRadius, 1.0,
+           "Radius at z = Height")
+      .Exchange();
+  C.Double("Height", &TLumCylinder::Height, &TLumCylinder::SetHeight, 1.0,
+           "Length along +Z (a negative one becomes 1)")
+      .Range(NotNegative)
+      .Exchange();
+  C.Boolean("Closed", &TLumCylinder::Closed, &TLumCylinder::SetClosed, false,
+            "Caps at the ends whose radius is not 0")
+      .Exchange();
+  C.Integer("Slices", &TLumCylinder::Slices, &TLumCylinder::SetSlices, 10,
+            "Divisions around Z, at least 1")
+      .Range(AtLeast1)
+      .Exchange();
+  C.Integer("Stacks", &TLumCylinder::Stacks, &TLumCylinder::SetStacks, 10,
+            "Divisions along Z, at least 1")
+      .Range(AtLeast1)
+      .Exchange();
+  C.DefineZero("BaseRadius", &TLumCylinder::BaseRadius);
+  C.DefineZero("TopRadius", &TLumCylinder::TopRadius);
+  C.DefineZero("Height", &TLumCylinder::Height);
+
+  TLumClassTable<TLumDisc, TLumPrimitiveObj> D("TLumDisc", "Lumox Obj",
+                                               "An annulus sector in the X-Y plane, facing +Z");
+  D.Creatable();
+  D.Double("OuterRadius", &TLumDisc::OuterRadius, &TLumDisc::SetOuterRadius, 1.0,
+           "Outer radius, above 0")
+      .Range(TLumRange::Above(0))
+      .Exchange();
+  D.Double("InnerRadius", &TLumDisc::InnerRadius, &TLumDisc::SetInnerRadius, 0.0,
+           "Inner radius, 0 or more")
+      .Range(NotNegative)
+      .Exchange();
+  D.Double("StartAngle", &TLumDisc::StartAngle, &TLumDisc::SetStartAngle, 0.0,
+           "Start in degrees from +Y towards +X, kept in 0..360")
+      .Exchange();
+  D.Double("SweepAngle", &TLumDisc::SweepAngle, &TLumDisc::SetSweepAngle, 360.0,
+           "Extent in degrees, 0..360")
+      .Range(TLumRange::Between(0, 360))
+      .Exchange();
+  D.Integer("Slices", &TLumDisc::Slices, &TLumDisc::SetSlices, 10, "Divisions around, at least 1")
+      .Range(AtLeast1)
+      .Exchange();
+  D.Integer("Stacks", &TLumDisc::Stacks, &TLumDisc::SetStacks, 10,
+            "Divisions from inside to outside, at least 1")
+      .Range(AtLeast1)
+      .Exchange();
+  D.DefineZero("OuterRadius", &TLumDisc::OuterRadius);
+  D.DefineZero("InnerRadius", &TLumDisc::InnerRadius);
+  D.DefineZero("StartAngle", &TLumDisc::StartAngle);
+  D.DefineZero("SweepAngle", &TLumDisc::SweepAngle);
+
+  TLumClassTable<TLumTorus, TLumPrimitiveObj> T("TLumTorus", "Lumox Obj",
+                                                "A torus around Z in the X-Y plane");
+  T.Creatable();
+  T.Double("Radius", &TLumTorus::Radius, &TLumTorus::SetRadius, 1.0,
+           "Distance to the tube's centre (a negative one becomes 0)")
+      .Range(NotNegative)
+      .Exchange();
+  T.Double("Thickness", &TLumTorus::Thickness, &TLumTorus::SetThickness, 0.2,
+           "The tube's radius (a negative one becomes 0)")
+      .Range(NotNegative)
+      .Exchange();
+  T.Integer("Slices", &TLumTorus::Slices, &TLumTorus::SetSlices, 10,
+            "Divisions around the ring, at least 1")
+      .Range(AtLeast1)
+      .Exchange();
+  T.Integer("Stacks", &TLumTorus::Stacks, &TLumTorus::SetStacks, 10,
+            "Divisions around the tube, at least 1")
+      .Range(AtLeast1)
+      .Exchange();
+  T.DefineZero("Radius", &TLumTorus::Radius);
+  T.DefineZero("Thickness", &TLumTorus::Thickness);
+
+  TLumClassTable<TLumBox, TLumPrimitiveObj> B(
+      "TLumBox", "Lumox Obj", "A box: X centred, Y from 0 to Height, Z from 0 to Depth");
+  B.Creatable();
+  B.Single("Width", &TLumBox::Width, &TLumBox::SetWidth, 1.0f, "Extent along X").Exchange();
+  B.Single("Height", &TLumBox::Height, &TLumBox::SetHeight, 1.0f, "Extent along Y").Exchange();
+  B.Single("Depth", &TLumBox::Depth, &TLumBox::SetDepth, 1.0f, "Extent along Z").Exchange();
+  B.SetOf("Faces", "TBoxFace", &TLumBox::Faces, &TLumBox::SetFaces, TBoxFaceStr,
+          TBoxFaces{bfFront, bfLeft, bfRight, bfBack, bfTop, bfBottom}, "The faces generated")
+      .Exchange();
+  B.Integer(
+       "DetailX", &TLumBox::DetailX, [](TLumBox* X, int32_t V) { X->SetDetail(0, V); }, 1,
+       "Cells along X, at least 1")
+      .Range(AtLeast1)
+      .Exchange();
+  B.Integer(
+       "DetailY", &TLumBox::DetailY, [](TLumBox* X, int32_t V) { X->SetDetail(1, V); }, 1,
+       "Cells along Y, at least 1")
+      .Range(AtLeast1)
+      .Exchange();
+  B.Integer(
+       "DetailZ", &TLumBox::DetailZ, [](TLumBox* X, int32_t V) { X->SetDetail(2, V); }, 1,
+       "Cells along Z, at least 1")
+      .Range(AtLeast1)
+      .Exchange();
+  B.DefineZero("Width", &TLumBox::Width);
+  B.DefineZero("Height", &TLumBox::Height);
+  B.DefineZero("Depth", &TLumBox::Depth);
 }
 
 }  // namespace lumox

@@ -12,6 +12,7 @@
 
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/host/fonts.h"
+#include "lumox/host/proptable.h"
 
 namespace lumox {
 
@@ -302,5 +303,43 @@ void TLumText::ReadValues(TLumExchange* Exchange) {
 }
 
 void RegisterLumtextClasses() { RegisterRenderClass<TLumText>(); }
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumtextProperties();
+}  // namespace detail
+
+void detail::RegisterLumtextProperties() {
+  TLumClassTable<TLumText, TLumPrimitiveObj> T("TLumText", "Lumox Obj",
+                                               "3D text from a font's outlines");
+  T.Creatable();
+  T.String("Text", &TLumText::Text, &TLumText::SetText, std::string(),
+           "The text, UTF-8; a line feed breaks a line")
+      .Exchange();
+  T.String("FontName", &TLumText::FontName, &TLumText::SetFontName, std::string("DejaVu Sans"),
+           "A font family (DejaVu Sans stands in for one not installed)")
+      .Exchange();
+  T.Double("Size", &TLumText::Size, &TLumText::SetSize, 1.0,
+           "Height of the font's em square, above 0")
+      .Range(TLumRange::Above(0))
+      .Exchange();
+  T.Double("Depth", &TLumText::Depth, &TLumText::SetDepth, 0.0,
+           "0 = flat; glyph solids this thick along +Z")
+      .Range(TLumRange::AtLeast(0))
+      .Exchange();
+  T.Enum("Alignment", "TLumHorzAlign", &TLumText::Alignment, &TLumText::SetAlignment,
+         TLumHorzAlignStr, haLeft, "Where lines start, centre or end at x = 0")
+      .Exchange();
+  T.Boolean("Kerning", &TLumText::Kerning, &TLumText::SetKerning, true,
+            "Moves pairs of glyphs by the face's kerning")
+      .Exchange();
+  T.Integer("Quality", &TLumText::Quality, &TLumText::SetQuality, 6,
+            "Straight pieces per curve of an outline, 1..64")
+      .Range(TLumRange::Between(1, 64))
+      .Exchange();
+  T.DefineZero("Size", &TLumText::Size);
+}
 
 }  // namespace lumox

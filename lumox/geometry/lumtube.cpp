@@ -3,10 +3,14 @@
 #include "lumox/geometry/lumtube.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <numbers>
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/formfile.h"
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 
 namespace lumox {
@@ -356,5 +360,78 @@ TObject* TLumTube::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 }
 
 void RegisterLumtubeClasses() { RegisterRenderClass<TLumTube>(); }
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumtubeProperties();
+}  // namespace detail
+
+void detail::RegisterLumtubeProperties() {
+  TLumClassTable<TLumTube, TLumPrimitiveObj> T("TLumTube", "Lumox Obj",
+                                               "A tube along a path of sections");
+  T.Creatable();
+  T.Integer("Segments", &TLumTube::Segments, &TLumTube::SetSegments, 12,
+            "Quads around the circumference, at least 3")
+      .Range(TLumRange::AtLeast(3))
+      .Exchange();
+  T.Boolean("Closed", &TLumTube::Closed, &TLumTube::SetClosed, false,
+            "The path returns to its first section")
+      .Exchange();
+  T.Boolean("Caps", &TLumTube::Caps, &TLumTube::SetCaps, true, "Flat caps at an open tube's ends")
+      .Exchange();
+  T.Boolean("Smooth", &TLumTube::Smooth, &TLumTube::SetSmooth, true,
+            "Normals shared across sections")
+      .Exchange();
+  // A section per line: x, y, z, radius, and its colour ($00BBGGRR) when it has one.
+  T.DefineData(
+      "Sections", "The sections, x, y, z, radius each, and a colour $00BBGGRR where given",
+      [](const TLumTube* X) { return X->SectionCount() > 0; },
+      [](const TLumTube* X, TLumFormWriter& W) {
+        W.WriteListBegin();
+        for (int32_t I = 0; I < X->SectionCount(); ++I) {
+          const TLumTubeSection S = X->Section(I);
+          W.NewLine();
+          W.WriteListBegin();
+          for (double V : {S.Point.X, S.Point.Y, S.Point.Z, S.Radius}) W.WriteFloat(V);
+          if (S.HasColor) {
+            char Hex[16];
+            std::snprintf(Hex, sizeof Hex, "$%08X", unsigned(S.Color));
+            W.WriteIdent(Hex);
+          }
+          W.WriteListEnd();
+        }
+        W.WriteListEnd();
+      },
+      [](TLumTube* X, TLumFormReader& R) {
+        std::vector<TLumTubeSection> Sections;
+        R.ReadListBegin();
+        while (!R.EndOfList()) {
+          TLumTubeSection& S = Sections.emplace_back();
+          R.ReadListBegin();
+          S.Point.X = R.ReadFloat();
+          S.Point.Y = R.ReadFloat();
+          S.Point.Z = R.ReadFloat();
+          S.Radius = R.ReadFloat();
+          if (!R.EndOfList()) {
+            const std::string Hex = R.ReadIdent();
+            auto Res = std::from_chars(Hex.data() + std::min<size_t>(1, Hex.size()),
+                                       Hex.data() + Hex.size(), S.Color, 16);
+            if (Hex.size() < 2 || Hex[0] != '$' || Res.ptr != Hex.data() + Hex.size())
+              R.Error("\"" + Hex + "\" is not a colour ($00BBGGRR)");
+            S.HasColor = true;
+          }
+          R.ReadListEnd();
+        }
+        R.ReadListEnd();
+        X->ClearSections();
+        for (const TLumTubeSection& S : Sections)
+          if (S.HasColor)
+            X->AddSection(S.Point, S.Radius, S.Color);
+          else
+            X->AddSection(S.Point, S.Radius);
+      });
+}
 
 }  // namespace lumox

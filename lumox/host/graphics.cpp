@@ -4,7 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -20,6 +22,9 @@
 #include <stb_image.h>
 #include <stb_image_write.h>
 #pragma GCC diagnostic pop
+
+#include "lumox/host/formfile.h"
+#include "lumox/host/proptable.h"
 
 namespace lumox {
 
@@ -251,6 +256,74 @@ std::string TBitmap::SaveToTemporary(const std::string& FileName) const {
     throw Exception("Cannot write image file \"" + QuotedPart(FileName) +
                     "\": the image could not be encoded.");
   return WriteTemporaryBeside(FileName, Encoded.data(), Encoded.size());
+}
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the registry of class tables (proptable.cpp).
+void RegisterGraphicsProperties();
+}  // namespace detail
+
+void detail::RegisterGraphicsProperties() {
+  TLumClassTable<TBitmap, TPersistent> T("TBitmap", "", "An image of RGBA pixels");
+  T.Creatable();
+  T.Integer("Width", &TBitmap::Width, nullptr, NoStoredDefault, "Width in pixels");
+  T.Integer("Height", &TBitmap::Height, nullptr, NoStoredDefault, "Height in pixels");
+  // The pixels: width, height, then one row of RGBA bytes in hexadecimal per line,
+  // top row first.
+  T.DefineData(
+      "Data", "Width, height and the RGBA pixels, a row per line",
+      [](const TBitmap* B) { return !B->Empty(); },
+      [](const TBitmap* B, TLumFormWriter& W) {
+        static const char Hex[] = "0123456789ABCDEF";
+        W.WriteListBegin();
+        W.WriteInteger(B->Width());
+        W.WriteInteger(B->Height());
+        std::string Row;
+        for (int Y = 0; Y < B->Height(); ++Y) {
+          const uint8_t* P = B->ScanLine(Y);
+          Row.resize(size_t(B->Width()) * 8);
+          for (size_t I = 0; I < Row.size() / 2; ++I) {
+            Row[I * 2] = Hex[P[I] >> 4];
+            Row[I * 2 + 1] = Hex[P[I] & 15];
+          }
+          W.NewLine();
+          W.WriteString(Row);
+        }
+        W.WriteListEnd();
+      },
+      [](TBitmap* B, TLumFormReader& R) {
+        R.ReadListBegin();
+        const int64_t W = R.ReadInteger(), H = R.ReadInteger();
+        const int64_t Max = TBitmap::MaxImagePixels;
+        if (W < 1 || H < 1 || W > Max || H > Max || W * H > Max)
+          R.Error("an image of " + std::to_string(W) + " x " + std::to_string(H) +
+                  " pixels is refused");
+        // The rows are read before the pixels are made, so that a short file cannot ask
+        // for a large image.
+        std::vector<std::string> Rows;
+        while (!R.EndOfList()) {
+          Rows.push_back(R.ReadString());
+          if (Rows.back().size() != size_t(W) * 8)
+            R.Error("a row of the image has the wrong length");
+        }
+        if (int64_t(Rows.size()) != H) R.Error("the image has not as many rows as its height");
+        std::vector<uint8_t> Pixels(size_t(W * H * 4));
+        for (size_t Y = 0; Y < Rows.size(); ++Y) {
+          const std::string& Row = Rows[Y];
+          for (size_t I = 0; I < Row.size() / 2; ++I) {
+            unsigned V = 0;
+            auto Res = std::from_chars(Row.data() + I * 2, Row.data() + I * 2 + 2, V, 16);
+            if (Res.ptr != Row.data() + I * 2 + 2) R.Error("a row of the image is not hexadecimal");
+            Pixels[Y * size_t(W) * 4 + I] = uint8_t(V);
+          }
+        }
+        R.ReadListEnd();
+        B->SetSize(int(W), int(H));
+        std::copy(Pixels.begin(), Pixels.end(), B->Pixels());
+        B->Changed();
+      });
 }
 
 }  // namespace lumox

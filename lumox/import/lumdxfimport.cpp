@@ -11,6 +11,7 @@
 #include <memory>
 #include <unordered_map>
 
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 
 namespace lumox {
@@ -462,6 +463,48 @@ TLum3dObj* TLumDXFImport::Execute() {
   Result->SetObjectName(std::filesystem::path(FFileName).stem().string());
   if (FTarget) FTarget->Add(Result);
   return Result;
+}
+
+// --- the published-property table ------------------------------------------------------
+
+namespace {
+const char* const TLumDXFColorModeStr[2] = {"dcByEntity", "dcByLayer"};
+}  // namespace
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumdxfimportProperties();
+}  // namespace detail
+
+void detail::RegisterLumdxfimportProperties() {
+  TLumClassTable<TLumDXFImport, TComponent> T("TLumDXFImport", "Lumox",
+                                              "Reads a DXF drawing into a TLum3dObj");
+  T.Creatable();
+  T.String("FileName", &TLumDXFImport::FileName, &TLumDXFImport::SetFileName, std::string(),
+           "The drawing Execute reads");
+  T.Component("Target", &TLumDXFImport::Target, &TLumDXFImport::SetTarget, true,
+              "The node the imported object is added to");
+  // The layer list as one text, a layer per line.
+  T.String(
+      "Layers",
+      [](const TLumDXFImport* X) {
+        std::string S;
+        for (const std::string& L : X->Layers()) S += (S.empty() ? "" : "\n") + L;
+        return S;
+      },
+      [](TLumDXFImport* X, const std::string& Text) {
+        std::vector<std::string> Layers;
+        size_t Start = 0;
+        while (Start < Text.size()) {
+          const size_t End = std::min(Text.find('\n', Start), Text.size());
+          Layers.push_back(Text.substr(Start, End - Start));
+          Start = End + 1;
+        }
+        X->SetLayers(Layers);
+      },
+      std::string(), "The layers to read, one per line; none reads them all");
+  T.Enum("ColorMode", "TLumDXFColorMode", &TLumDXFImport::ColorMode, &TLumDXFImport::SetColorMode,
+         TLumDXFColorModeStr, dcByEntity, "Colours by entity, or by layer");
 }
 
 }  // namespace lumox

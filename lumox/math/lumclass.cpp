@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 
 namespace lumox {
@@ -521,6 +522,88 @@ TObject* TLumTransformation::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 void TLumTransformation::ReadValues(TLumExchange* Exchange) {
   SetOrder(static_cast<TLumTransformationOrder>(
       Exchange->getenums("Order", TLumTransformationOrderStr, 5)));
+}
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumclassProperties();
+}  // namespace detail
+
+void detail::RegisterLumclassProperties() {
+  TLumClassTable<TLumProperty, TPersistent>("TLumProperty", "", "Base of the owned value objects");
+  TLumClassTable<TLumRenderProperty, TLumProperty>("TLumRenderProperty", "",
+                                                   "A value object that emits GL state");
+
+  TLumClassTable<TLumVector, TLumProperty> Vector("TLumVector", "", "Three Single components");
+  Vector.Creatable();
+  Vector.Single("X", &TLumVector::X, &TLumVector::SetX, 0.0f, "The x component");
+  Vector.Single("Y", &TLumVector::Y, &TLumVector::SetY, 0.0f, "The y component");
+  Vector.Single("Z", &TLumVector::Z, &TLumVector::SetZ, 0.0f, "The z component");
+  // Zero components are written, so that a vector whose constructor sets another value
+  // (a scale's 1) loads back 0.
+  Vector.DefineZero("X", &TLumVector::X);
+  Vector.DefineZero("Y", &TLumVector::Y);
+  Vector.DefineZero("Z", &TLumVector::Z);
+
+  TLumClassTable<TLumDirection, TLumVector> Direction("TLumDirection", "",
+                                                      "A vector whose components lie in -1..1");
+  Direction.Creatable();
+  const TLumRange Unit = TLumRange::Between(-1, 1);
+  Direction.Single("X", &TLumVector::X, &TLumVector::SetX, 0.0f, "The x component, -1..1")
+      .Range(Unit);
+  Direction.Single("Y", &TLumVector::Y, &TLumVector::SetY, 0.0f, "The y component, -1..1")
+      .Range(Unit);
+  Direction.Single("Z", &TLumVector::Z, &TLumVector::SetZ, 1.0f, "The z component, -1..1")
+      .Range(Unit);
+  TLumClassTable<TLumNormal, TLumVector>("TLumNormal", "", "A vector that can be normalised")
+      .Creatable();
+
+  TLumClassTable<TLumColor, TLumProperty> Color("TLumColor", "", "A colour with an alpha");
+  Color.Creatable();
+  Color.Color("Color", &TLumColor::Color, &TLumColor::SetColor, 0u, "Red, green, blue: $00BBGGRR")
+      .Exchange();
+  Color.Single("Alpha", &TLumColor::Alpha, &TLumColor::SetAlpha, 1.0f, "Opacity, 0..1")
+      .Range(TLumRange::Between(0, 1))
+      .Exchange();
+  Color.DefineZero("Alpha", &TLumColor::Alpha);
+  Color.DefineZero("Color", &TLumColor::Color);
+
+  TLumClassTable<TLumTransform, TLumVector>("TLumTransform", "",
+                                            "A vector that applies itself to the GL matrix");
+  TLumClassTable<TLumRotation, TLumTransform> Rotation(
+      "TLumRotation", "", "Angles in degrees about X, Y and Z, kept in 0..360");
+  Rotation.Creatable();
+  Rotation
+      .Enum("Order", "TLumRotationOrder", &TLumRotation::Order, &TLumRotation::SetOrder,
+            TLumRotationOrderStr, roXYZ, "The order of the three turns, first to last")
+      .Exchange();
+  TLumClassTable<TLumScale, TLumTransform> Scale("TLumScale", "", "Scale factors along X, Y, Z");
+  Scale.Creatable();
+  Scale.Single("X", &TLumVector::X, &TLumVector::SetX, 1.0f, "The factor along x");
+  Scale.Single("Y", &TLumVector::Y, &TLumVector::SetY, 1.0f, "The factor along y");
+  Scale.Single("Z", &TLumVector::Z, &TLumVector::SetZ, 1.0f, "The factor along z");
+  TLumClassTable<TLumTranslation, TLumTransform>("TLumTranslation", "",
+                                                 "A displacement along X, Y, Z")
+      .Creatable();
+
+  TLumClassTable<TLumTransformation, TLumProperty> T(
+      "TLumTransformation", "", "Rotation, scale and translation applied in one of six orders");
+  T.Creatable();
+  T.Object("Rotation", &TLumTransformation::Rotation, &TLumTransformation::SetRotation,
+           "Angles in degrees about X, Y and Z")
+      .Exchange();
+  T.Object("Scale", &TLumTransformation::Scale, &TLumTransformation::SetScale,
+           "Scale factors along X, Y and Z")
+      .Exchange();
+  T.Object("Translation", &TLumTransformation::Translation, &TLumTransformation::SetTranslation,
+           "Displacement along X, Y and Z")
+      .Exchange();
+  T.Enum("Order", "TLumTransformationOrder", &TLumTransformation::Order,
+         &TLumTransformation::SetOrder, TLumTransformationOrderStr, NoStoredDefault,
+         "The order of rotation, translation and scale, first call to last")
+      .Exchange();
 }
 
 }  // namespace lumox

@@ -1,5 +1,6 @@
-// Every unit's render classes enter the registry here, in unit order, so that the
-// order does not depend on the order in which the linker runs static initialisers.
+// Every unit's render classes and class tables enter their registries here, in unit
+// order, so that the order does not depend on the order in which the linker runs
+// static initialisers.
 #include "lumox/package/lumregister.h"
 
 #include "lumox/geometry/lum3dobj.h"
@@ -36,6 +37,38 @@ void RegisterUnitClasses() {
   RegisterLumtubeClasses();
   RegisterLum3dobjClasses();
   RegisterLumtextClasses();
+}
+
+// Ancestors before descendants: each table extends its parent's finished one.
+void RegisterUnitPropertyTables() {
+  RegisterLumclassProperties();
+  RegisterLumcompProperties();
+  RegisterLumobjProperties();
+  RegisterLummatProperties();
+  RegisterLumattrProperties();
+  RegisterLumlightProperties();
+  RegisterLumtexProperties();
+  RegisterLumclipProperties();
+  RegisterLumcamProperties();
+  RegisterLumcntrlProperties();
+  RegisterLumtimerProperties();
+  RegisterLumcanvasviewProperties();
+  RegisterLumviewProperties();
+  RegisterLumprimclassesProperties();
+  RegisterLumprimitiveobjProperties();
+  RegisterLumgeomProperties();
+  RegisterLumshapeProperties();
+  RegisterLumcustomfuncobjProperties();
+  RegisterLumfuncobjProperties();
+  RegisterLumcustomrotobjProperties();
+  RegisterLumrotobjProperties();
+  RegisterLumpolygonProperties();
+  RegisterLumpointsetProperties();
+  RegisterLumtubeProperties();
+  RegisterLum3dobjProperties();
+  RegisterLumtextProperties();
+  RegisterLumexchangeProperties();
+  RegisterLumdxfimportProperties();
 }
 
 }  // namespace lumox::detail

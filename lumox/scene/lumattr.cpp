@@ -3,6 +3,7 @@
 #include "lumox/scene/lumattr.h"
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 #include "lumox/scene/lumobj.h"
 
@@ -333,6 +334,90 @@ TObject* TLumFog::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 void RegisterLumattrClasses() {
   RegisterRenderClass<TLumAttributes>();
   RegisterRenderClass<TLumFog>();
+}
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumattrProperties();
+}  // namespace detail
+
+void detail::RegisterLumattrProperties() {
+  TLumClassTable<TLumAttributes, TLumRender> A(
+      "TLumAttributes", "Lumox", "Rasterisation, lighting model, blending, lines and points");
+  A.Creatable();
+  A.Boolean("Antialiasing", &TLumAttributes::Antialiasing, &TLumAttributes::SetAntialiasing, false,
+            "Smooths points, lines and polygons")
+      .Exchange();
+  A.Object("ColorAmbient", &TLumAttributes::ColorAmbient, &TLumAttributes::SetAmbient,
+           "The ambient light of the lighting model")
+      .Exchange();
+  A.Enum("CullFace", "TLumCullFace", &TLumAttributes::CullFace, &TLumAttributes::SetCullFace,
+         TLumCullFaceStr, cfNone, "Which polygon faces are not drawn")
+      .Exchange();
+  A.Boolean("Dithering", &TLumAttributes::Dithering, &TLumAttributes::SetDithering, false,
+            "Dithers colours")
+      .Exchange();
+  A.Boolean("Lighting", &TLumAttributes::Lighting, &TLumAttributes::SetLighting, false,
+            "Lights the geometry after it")
+      .Exchange();
+  A.Boolean("LightTwoSide", &TLumAttributes::LightTwoSide, &TLumAttributes::SetLightTwoSide, false,
+            "Lights back faces with their own normals")
+      .Exchange();
+  A.Enum("PolygonMode", "TLumPolygonMode", &TLumAttributes::PolygonMode,
+         &TLumAttributes::SetPolygonMode, TLumPolygonModeStr, pmFill,
+         "Polygons as points, lines or filled")
+      .Exchange();
+  A.Enum("PerspectiveCorrection", "TLumQuality", &TLumAttributes::PerspectiveCorrection,
+         &TLumAttributes::SetPerspectiveCorrection, TLumQualityStr, quDontCare,
+         "The quality of perspective-correct interpolation")
+      .Exchange();
+  A.Enum("ShadeModel", "TLumShadeModel", &TLumAttributes::ShadeModel,
+         &TLumAttributes::SetShadeModel, TLumShadeModelStr, smSmooth,
+         "Flat or smooth (interpolated) shading")
+      .Exchange();
+  A.Enum("Transparency", "TLumTransparencyMode", &TLumAttributes::Transparency,
+         &TLumAttributes::SetTransparency, TLumTransparencyModeStr, tmNone,
+         "How colours blend with what is drawn")
+      .Exchange();
+  A.Enum("LineStipple", "TLumLineStipple", &TLumAttributes::LineStipple,
+         &TLumAttributes::SetLineStipple, TLumLineStippleStr, lsSolid, "The dash pattern of lines")
+      .Exchange();
+  A.Single("PointSize", &TLumAttributes::PointSize, &TLumAttributes::SetPointSize, 1.0f,
+           "Point diameter in pixels, above 0")
+      .Range(TLumRange::Above(0))
+      .Exchange();
+  A.Single("LineWidth", &TLumAttributes::LineWidth, &TLumAttributes::SetLineWidth, 0.0f,
+           "Line width in pixels, above 0 (0 at first: the context's width stays)")
+      .Range(TLumRange::Above(0))
+      .Exchange();
+  for (const char* Name : {"View", "Cached", "OnBeforeRender", "OnAfterRender"}) A.Publish(Name);
+  A.DefineZero("PointSize", &TLumAttributes::PointSize);
+  A.DefineZero("LineWidth", &TLumAttributes::LineWidth);
+
+  TLumClassTable<TLumFog, TLumRender> F("TLumFog", "Lumox", "Fog for what is rendered after it");
+  F.Creatable();
+  F.Enum("Mode", "TLumFogMode", &TLumFog::Mode, &TLumFog::SetMode, TLumFogModeStr, fmExp,
+         "How fog grows with distance")
+      .Exchange();
+  F.Single("Density", &TLumFog::Density, &TLumFog::SetDensity, 0.2f,
+           "Density of the exponential modes")
+      .Exchange();
+  F.Single("StartDepth", &TLumFog::StartDepth, &TLumFog::SetStartDepth, 0.0f,
+           "Where linear fog starts")
+      .Exchange();
+  F.Single("EndDepth", &TLumFog::EndDepth, &TLumFog::SetEndDepth, 1.0f,
+           "Where linear fog is complete")
+      .Exchange();
+  F.Object("Color", &TLumFog::Color, &TLumFog::SetColor, "The fog's colour").Exchange();
+  F.Enum("Quality", "TLumQuality", &TLumFog::Quality, &TLumFog::SetQuality, TLumQualityStr,
+         quDontCare, "The quality of the fog computation")
+      .Exchange();
+  for (const char* Name : {"View", "Cached", "OnBeforeRender", "OnAfterRender"}) F.Publish(Name);
+  F.DefineZero("Density", &TLumFog::Density);
+  F.DefineZero("StartDepth", &TLumFog::StartDepth);
+  F.DefineZero("EndDepth", &TLumFog::EndDepth);
 }
 
 }  // namespace lumox

@@ -2,6 +2,7 @@
 #include "lumox/scene/lumclip.h"
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 #include "lumox/scene/lumobj.h"
 
@@ -53,5 +54,29 @@ void TLumClip::ReadValues(TLumExchange* Exchange) {
 }
 
 void RegisterLumclipClasses() { RegisterRenderClass<TLumClip>(); }
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumclipProperties();
+}  // namespace detail
+
+void detail::RegisterLumclipProperties() {
+  TLumClassTable<TLumClip, TLumRender> T(
+      "TLumClip", "Lumox", "A user clip plane: keeps x*X + y*Y + z*Z + w >= 0 after it");
+  T.Creatable();
+  T.Enum("ID", "TLumClipIds", &TLumClip::ID, &TLumClip::SetID, TLumClipIdsStr, idClipPlane0,
+         "Which of the six GL clip planes")
+      .Exchange();
+  T.Double("x", &TLumClip::x, &TLumClip::Setx, 1.0, "Plane coefficient A").Exchange();
+  T.Double("y", &TLumClip::y, &TLumClip::Sety, 0.0, "Plane coefficient B").Exchange();
+  T.Double("z", &TLumClip::z, &TLumClip::Setz, 0.0, "Plane coefficient C").Exchange();
+  T.Double("w", &TLumClip::w, &TLumClip::Setw, 1.0, "Plane coefficient D").Exchange();
+  for (const char* Name : {"Transformation", "View", "Cached", "OnBeforeRender", "OnAfterRender"})
+    T.Publish(Name);
+  T.DefineZero("x", &TLumClip::x);
+  T.DefineZero("w", &TLumClip::w);
+}
 
 }  // namespace lumox

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 
 namespace lumox {
@@ -516,6 +517,69 @@ void TLumCustomNode::Held(TLumRender* Item, TRankedList::TLeaf* From, TRankedLis
   if (First.Node == this && First.Leaf == From) return Update(First, Last);
   for (size_t I = More.size(); I-- > 0;)
     if (More[I].Node == this && More[I].Leaf == From) return Update(More[I], Last);
+}
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumcompProperties();
+}  // namespace detail
+
+void detail::RegisterLumcompProperties() {
+  TLumClassTable<TLumCustomView, TComponent>("TLumCustomView", "",
+                                             "The view as render components see it");
+  TLumClassTable<TLumComponent, TComponent>("TLumComponent", "", "A component of the scene format");
+
+  TLumClassTable<TLumTransformed, TLumComponent> Transformed("TLumTransformed", "",
+                                                             "A component with a transformation");
+  Transformed
+      .Object("Transformation", &TLumTransformed::Transformation,
+              &TLumTransformed::SetTransformation, "Rotation, scale and translation")
+      .Exchange()
+      .Hidden();
+
+  TLumClassTable<TLumRender, TLumTransformed> Render("TLumRender", "",
+                                                     "A component that renders in a view");
+  Render
+      .Boolean("Enabled", &TLumRender::Enabled, &TLumRender::SetEnabled, true,
+               "Rendered; when off it only switches its feature off")
+      .Exchange();
+  // Node membership is held by the node's list of items in form files.
+  Render
+      .Component("Node", &TLumRender::Node, &TLumRender::SetNode, true,
+                 "The node that contains the component")
+      .NotStored()
+      .Accept([](const TPersistent* Self, const TComponent* C) { return C != Self; });
+  Render
+      .Component("View", &TLumRender::View, &TLumRender::SetView, true,
+                 "The view whose GL context holds the display list")
+      .Hidden();
+  Render
+      .Boolean("Cached", &TLumRender::Cached, &TLumRender::SetCached, false,
+               "Compiles the drawing into a display list")
+      .Exchange()
+      .Hidden();
+  Render
+      .Event("OnTransform", "TNotifyEvent", &TLumRender::OnTransform,
+             "Places the component instead of its transformation")
+      .Hidden();
+  Render
+      .Event("OnAfterRender", "TLumRenderEvent", &TLumRender::OnAfterRender,
+             "Raised after the component is drawn")
+      .Hidden();
+  Render
+      .Event("OnBeforeRender", "TLumRenderEvent", &TLumRender::OnBeforeRender,
+             "Raised before the component is drawn")
+      .Hidden();
+  Render
+      .Boolean("ProjectionEnabled", &TLumRender::ProjectionEnabled,
+               &TLumRender::SetProjectionEnabled, false,
+               "Keeps the modelview matrix at which the component was last drawn")
+      .Hidden();
+
+  TLumClassTable<TLumCustomNode, TLumRender>("TLumCustomNode", "",
+                                             "The container of render components");
 }
 
 }  // namespace lumox

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 #include "lumox/scene/lumobj.h"
 
@@ -147,5 +148,42 @@ TObject* TLumLight::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 }
 
 void RegisterLumlightClasses() { RegisterRenderClass<TLumLight>(); }
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumlightProperties();
+}  // namespace detail
+
+void detail::RegisterLumlightProperties() {
+  TLumClassTable<TLumLight, TLumRender> T("TLumLight", "Lumox",
+                                          "One of the eight GL lights: point, direction or spot");
+  T.Creatable();
+  T.Enum("ID", "TLightID", &TLumLight::ID, &TLumLight::SetID, TLightIDStr, idLight0,
+         "Which GL light it configures")
+      .Exchange();
+  T.Object("ColorAmbient", &TLumLight::ColorAmbient, &TLumLight::SetAmbient, "Ambient colour")
+      .Exchange("Ambient");
+  T.Object("ColorDiffuse", &TLumLight::ColorDiffuse, &TLumLight::SetDiffuse, "Diffuse colour")
+      .Exchange("Diffuse");
+  T.Object("ColorSpecular", &TLumLight::ColorSpecular, &TLumLight::SetSpecular, "Specular colour")
+      .Exchange("Specular");
+  T.Enum("Kind", "TLightKind", &TLumLight::Kind, &TLumLight::SetKind, TLightKindStr, lkPoint,
+         "Point, directional or spot light; sets CutOff to 180 or 90")
+      .Exchange();
+  T.Single("CutOff", &TLumLight::CutOff, &TLumLight::SetCutOff, 180.0f,
+           "Spot cone half-angle in degrees, 0..90 (180 for point and directional lights)")
+      .Range(TLumRange::Between(0, 180))
+      .Exchange();
+  T.Object("Direction", &TLumLight::Direction, &TLumLight::SetDirection,
+           "Direction of directional and spot lights")
+      .Exchange();
+  for (const char* Name : {"Transformation", "View", "Cached", "OnBeforeRender", "OnAfterRender"})
+    T.Publish(Name);
+  // Written when it is not 0, as the light defines it; so a cut-off of 0 is left out of
+  // form files and loads as its kind's value (docs/forms.md says so).
+  T.DefineZeroWhen("CutOff", [](const TLumLight* L) { return L->CutOff() != 0.0f; });
+}
 
 }  // namespace lumox

@@ -3,6 +3,7 @@
 #include "lumox/scene/lummat.h"
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 #include "lumox/scene/lumobj.h"
 
@@ -143,5 +144,39 @@ TObject* TLumMaterial::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 }
 
 void RegisterLummatClasses() { RegisterRenderClass<TLumMaterial>(); }
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLummatProperties();
+}  // namespace detail
+
+void detail::RegisterLummatProperties() {
+  TLumClassTable<TLumMaterial, TLumRender> T("TLumMaterial", "Lumox",
+                                             "The GL material of the geometry after it");
+  T.Creatable();
+  T.Enum("Face", "TMaterialFace", &TLumMaterial::Face, &TLumMaterial::SetFace, TMaterialFaceStr,
+         mfFrontBack, "The polygon faces that receive the material")
+      .Exchange();
+  T.Object("ColorAmbient", &TLumMaterial::ColorAmbient, &TLumMaterial::SetColorAmbient,
+           "Ambient reflectance")
+      .Exchange("Ambient");
+  // Written as "FDiffuse", which loading does not read back (kept for existing files).
+  T.Object("ColorDiffuse", &TLumMaterial::ColorDiffuse, &TLumMaterial::SetColorDiffuse,
+           "Diffuse reflectance")
+      .Exchange("FDiffuse");
+  T.Object("ColorSpecular", &TLumMaterial::ColorSpecular, &TLumMaterial::SetColorSpecular,
+           "Specular reflectance")
+      .Exchange("Specular");
+  T.Object("ColorEmission", &TLumMaterial::ColorEmission, &TLumMaterial::SetColorEmission,
+           "Emitted colour")
+      .Exchange("Emission");
+  T.Integer("Shininess", &TLumMaterial::Shininess, &TLumMaterial::SetShininess, 0,
+            "Specular exponent, 0..128")
+      .Range(TLumRange::Between(0, 128))
+      .Exchange();
+  for (const char* Name : {"View", "Cached", "OnBeforeRender", "OnAfterRender"}) T.Publish(Name);
+}
 
 }  // namespace lumox

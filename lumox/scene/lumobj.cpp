@@ -2,10 +2,13 @@
 #include "lumox/scene/lumobj.h"
 
 #include <algorithm>
+#include <memory>
 #include <typeinfo>
 #include <unordered_set>
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/formfile.h"
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 #include "lumox/scene/lumattr.h"
 #include "lumox/scene/lummat.h"
@@ -476,5 +479,67 @@ const TLumRenderClass* GetRenderClass(const std::string& Name) {
 }
 
 void GetRenderClassList(std::vector<TLumRenderClass>& List) { List = Registry().Classes; }
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumobjProperties();
+}  // namespace detail
+
+void detail::RegisterLumobjProperties() {
+  TLumClassTable<TLumObject, TLumRender> Obj("TLumObject", "",
+                                             "A visible scene object: colour, material, name");
+  Obj.String("ObjectName", &TLumObject::ObjectName, &TLumObject::SetObjectName, std::string(),
+             "The picking name; follows the component's name unless set apart")
+      .Exchange();
+  Obj.Object("Color", &TLumObject::Color, &TLumObject::SetColor,
+             "The colour drawn when no material is in force")
+      .Exchange();
+  Obj.Component("Attributes", &TLumObject::Attributes, &TLumObject::SetAttributes, true,
+                "Render attributes applied before the geometry (shared, not owned)");
+  Obj.Component("Material", &TLumObject::Material, &TLumObject::SetMaterial, true,
+                "The material applied before the geometry (shared, not owned)");
+  for (const char* Name :
+       {"Transformation", "OnTransform", "OnAfterRender", "OnBeforeRender", "ProjectionEnabled"})
+    Obj.Publish(Name);
+
+  TLumClassTable<TLumNode, TLumCustomNode> Node("TLumNode", "Lumox",
+                                                "A group that renders its items in order");
+  Node.Creatable();
+  // The items of a scene loaded from a file belong to their nodes.
+  Node.StoresOwnedComponents();
+  for (const char* Name : {"OnTransform", "OnAfterRender", "OnBeforeRender", "Transformation"})
+    Node.Publish(Name);
+  Node.Event("OnRender", "TLumRenderEvent", &TLumNode::OnRender,
+             "Draws instead of the items when assigned");
+  // The items in render order; "@" marks those the node only refers to (AddIndirect).
+  Node.DefineData(
+      "Items", "The items in render order; @ marks items only referred to",
+      [](const TLumNode* N) { return N->GetCount() > 0; },
+      [](const TLumNode* N, TLumFormWriter& W) {
+        W.WriteListBegin();
+        for (int I = 0; I < N->GetCount(); ++I) {
+          if (N->GetCount() > 1) W.NewLine();
+          W.WriteReference(N->GetItems(I), N->IsIndirect(I));
+        }
+        W.WriteListEnd();
+      },
+      [](TLumNode* N, TLumFormReader& R) {
+        R.ReadListBegin();
+        while (!R.EndOfList()) {
+          auto Indirect = std::make_shared<bool>(false);
+          *Indirect = R.ReadReference([N, Indirect](TComponent* C) {
+            auto* Item = dynamic_cast<TLumRender*>(C);
+            if (!Item) throw Exception(std::string("a ") + C->ClassName() + " cannot be an item");
+            if (*Indirect)
+              N->AddIndirect(Item);
+            else
+              N->Add(Item);
+          });
+        }
+        R.ReadListEnd();
+      });
+}
 
 }  // namespace lumox

@@ -9,6 +9,7 @@
 #include <filesystem>
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 #include "lumox/scene/lumobj.h"
 #include "lumox/view/lumwgl.h"
@@ -395,5 +396,34 @@ void SetLastRenderedTex(TLumTexture* t) {
 }
 
 void RegisterLumtexClasses() { RegisterRenderClass<TLumTexture>(); }
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumtexProperties();
+}  // namespace detail
+
+void detail::RegisterLumtexProperties() {
+  TLumClassTable<TLumTexture, TLumRender> T("TLumTexture", "Lumox",
+                                            "A 2D texture from a bitmap for what follows");
+  T.Creatable();
+  T.Object("Bitmap", &TLumTexture::Bitmap, &TLumTexture::SetBitmap, "The image").Exchange();
+  T.Single("Alpha", &TLumTexture::Alpha, &TLumTexture::SetAlpha, 1.0f,
+           "Opacity of every pixel, 0..1")
+      .Range(TLumRange::Between(0, 1))
+      .Exchange();
+  T.Enum("Mode", "TLumTexMode", &TLumTexture::Mode, &TLumTexture::SetMode, TLumTexModeStr,
+         tmModulate, "How texels combine with the fragment's colour")
+      .Exchange();
+  T.Object("BlendColor", &TLumTexture::BlendColor, &TLumTexture::SetBlendColor,
+           "The colour of the blend mode")
+      .Exchange();
+  for (const char* Name : {"View", "Transformation", "OnBeforeRender", "OnAfterRender"})
+    T.Publish(Name);
+  // Written when it is not 0, as the texture defines it; so an alpha of 0 is left out of
+  // form files and loads as 1 (docs/forms.md says so).
+  T.DefineZeroWhen("Alpha", [](const TLumTexture* X) { return X->Alpha() != 0.0f; });
+}
 
 }  // namespace lumox

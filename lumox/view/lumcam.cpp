@@ -2,6 +2,7 @@
 #include "lumox/view/lumcam.h"
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 
 namespace lumox {
@@ -118,6 +119,52 @@ void TLumOrthographicCamera::ReadValues(TLumExchange* Exchange) {
   TLumCamera::ReadValues(Exchange);
   SetViewWidth(Exchange->getvalueor("ViewWidth", FViewWidth));
   SetViewHeight(Exchange->getvalueor("ViewHeight", FViewHeight));
+}
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumcamProperties();
+}  // namespace detail
+
+void detail::RegisterLumcamProperties() {
+  TLumClassTable<TLumCamera, TLumTransformed> C("TLumCamera", "",
+                                                "A view's projection and viewing transformation");
+  C.Single("ViewNear", &TLumCamera::ViewNear, &TLumCamera::SetViewNear, 0.1f,
+           "Distance of the near clipping plane, above 0")
+      .Range(TLumRange::Above(0))
+      .Exchange();
+  C.Single("ViewFar", &TLumCamera::ViewFar, &TLumCamera::SetViewFar, 10.0f,
+           "Distance of the far clipping plane, above 0")
+      .Range(TLumRange::Above(0))
+      .Exchange();
+  C.Publish("Transformation");
+  C.DefineZero("ViewNear", &TLumCamera::ViewNear);
+  C.DefineZero("ViewFar", &TLumCamera::ViewFar);
+
+  TLumClassTable<TLumPerspectiveCamera, TLumCamera> P("TLumPerspectiveCamera", "Lumox",
+                                                      "A camera with a perspective projection");
+  P.Creatable();
+  P.Single("ViewAngle", &TLumPerspectiveCamera::ViewAngle, &TLumPerspectiveCamera::SetViewAngle,
+           45.0f, "Vertical field of view in degrees, 0..180")
+      .Range(TLumRange::Between(0, 180))
+      .Exchange();
+  P.DefineZero("ViewAngle", &TLumPerspectiveCamera::ViewAngle);
+
+  TLumClassTable<TLumOrthographicCamera, TLumCamera> O("TLumOrthographicCamera", "Lumox",
+                                                       "A camera with a parallel projection");
+  O.Creatable();
+  O.Single("ViewWidth", &TLumOrthographicCamera::ViewWidth, &TLumOrthographicCamera::SetViewWidth,
+           2.0f, "Visible width at a square window, 0 or more; it follows the window's shape")
+      .Range(TLumRange::AtLeast(0))
+      .Exchange();
+  O.Single("ViewHeight", &TLumOrthographicCamera::ViewHeight,
+           &TLumOrthographicCamera::SetViewHeight, 2.0f, "Visible height, 0 or more")
+      .Range(TLumRange::AtLeast(0))
+      .Exchange();
+  O.DefineZero("ViewWidth", &TLumOrthographicCamera::ViewWidth);
+  O.DefineZero("ViewHeight", &TLumOrthographicCamera::ViewHeight);
 }
 
 }  // namespace lumox

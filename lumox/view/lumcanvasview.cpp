@@ -12,6 +12,7 @@
 #include <deque>
 #include <numbers>
 
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 #include "lumox/scene/lumattr.h"
 #include "lumox/scene/lumtex.h"
@@ -681,6 +682,18 @@ void TLumCanvas::DrawTexture(const TRect& Dest, TLumTexture* Texture, const TRec
   glMatrixMode(GL_TEXTURE);
   glPopMatrix();
   ResetAttribs();
+}
+
+// --- the published-property table ------------------------------------------------------
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumcanvasviewProperties();
+}  // namespace detail
+
+void detail::RegisterLumcanvasviewProperties() {
+  TLumClassTable<TLumCanvasView, TLumCustomView>("TLumCanvasView", "",
+                                                 "A view with a 2D canvas over the frame");
 }
 
 }  // namespace lumox

@@ -6,6 +6,7 @@
 
 #include "lumox/control/lumcntrl.h"
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 #include "lumox/view/lumcam.h"
 
@@ -467,6 +468,89 @@ void TLumView::Notification(TComponent* AComponent, TOperation Operation) {
   if (Operation != opRemove || !AComponent) return;
   if (AComponent == FCamera) FCamera = nullptr;
   if (AComponent == FController) FController = nullptr;
+}
+
+// --- the published-property table ------------------------------------------------------
+
+namespace {
+const char* const TAlignStr[6] = {"alNone", "alTop", "alBottom", "alLeft", "alRight", "alClient"};
+}  // namespace
+
+namespace detail {
+// Called once from the package's registration (package/lumregister.cpp).
+void RegisterLumviewProperties();
+}  // namespace detail
+
+void detail::RegisterLumviewProperties() {
+  TLumClassTable<TLumCoordinates, TLumRenderProperty> C("TLumCoordinates", "",
+                                                        "The axes cross drawn before the scene");
+  C.Creatable();
+  C.Boolean("Visible", &TLumCoordinates::Visible, &TLumCoordinates::SetVisible, false,
+            "Draws the axes")
+      .Exchange();
+  C.Single("Length", &TLumCoordinates::Length, &TLumCoordinates::SetLength, 1.0f,
+           "Length of each half-axis")
+      .Exchange();
+  C.Color("ColorX", &TLumCoordinates::ColorX, &TLumCoordinates::SetColorX, 0x0000FFu,
+          "Colour of the x axis")
+      .Exchange();
+  C.Color("ColorY", &TLumCoordinates::ColorY, &TLumCoordinates::SetColorY, 0x008000u,
+          "Colour of the y axis")
+      .Exchange();
+  C.Color("ColorZ", &TLumCoordinates::ColorZ, &TLumCoordinates::SetColorZ, 0xFF0000u,
+          "Colour of the z axis")
+      .Exchange();
+  C.DefineZero("Length", &TLumCoordinates::Length);
+
+  TLumClassTable<TLumView, TLumCanvasView> V(
+      "TLumView", "Lumox", "The view a scene is drawn in, in a window or off-screen");
+  V.Creatable();
+  // The control's own properties, which a toolkit adapter applies to its widget.
+  V.Integer("Width", &TLumView::Width, &TLumView::SetWidth, 400, "Width in pixels")
+      .Range(TLumRange::AtLeast(0));
+  V.Integer("Height", &TLumView::Height, &TLumView::SetHeight, 250, "Height in pixels")
+      .Range(TLumRange::AtLeast(0));
+  V.Enum("Align", "TAlign", &TLumView::Align, &TLumView::SetAlign, TAlignStr, alNone,
+         "How the view is laid out in its parent");
+  V.Color("Color", &TLumView::Color, &TLumView::SetColor, 0x80000005u,
+          "The control colour (the frame clears with BackgroundColor)");
+  V.Boolean("TabStop", &TLumView::TabStop, &TLumView::SetTabStop, false,
+            "Takes the keyboard focus with the Tab key");
+  V.Integer("TabOrder", &TLumView::TabOrder, &TLumView::SetTabOrder, -1,
+            "Position in the Tab order");
+  V.Boolean("Visible", &TLumView::Visible, &TLumView::SetVisible, true, "Shown");
+  V.Event("OnClick", "TNotifyEvent", &TLumView::OnClick, "A click");
+  V.Event("OnDblClick", "TNotifyEvent", &TLumView::OnDblClick, "A double click");
+  V.Event("OnEnter", "TNotifyEvent", &TLumView::OnEnter, "The view gained the focus");
+  V.Event("OnExit", "TNotifyEvent", &TLumView::OnExit, "The view lost the focus");
+  V.Event("OnKeyDown", "TKeyEvent", &TLumView::OnKeyDown, "A key went down");
+  V.Event("OnKeyPress", "TKeyPressEvent", &TLumView::OnKeyPress, "A character was typed");
+  V.Event("OnKeyUp", "TKeyEvent", &TLumView::OnKeyUp, "A key went up");
+  V.Event("OnMouseDown", "TMouseEvent", &TLumView::OnMouseDown, "A mouse button went down");
+  V.Event("OnMouseMove", "TMouseMoveEvent", &TLumView::OnMouseMove, "The mouse moved");
+  V.Event("OnMouseUp", "TMouseEvent", &TLumView::OnMouseUp, "A mouse button went up");
+  V.Event("OnMouseWheel", "TMouseWheelEvent", &TLumView::OnMouseWheel, "The wheel turned");
+  V.Event("OnMouseWheelDown", "TMouseWheelUpDownEvent", &TLumView::OnMouseWheelDown,
+          "The wheel turned towards the user");
+  V.Event("OnMouseWheelUp", "TMouseWheelUpDownEvent", &TLumView::OnMouseWheelUp,
+          "The wheel turned away from the user");
+  V.Event("OnResize", "TNotifyEvent", &TLumView::OnResize, "The size changed");
+  // The view's own.
+  V.Boolean("Active", &TLumView::Active, nullptr, NoStoredDefault, "Has a GL context");
+  V.Color("BackgroundColor", &TLumView::BackgroundColor, &TLumView::SetBackgroundColor, 0u,
+          "The clear colour of every frame");
+  V.Object("Coordinates", &TLumView::Coordinates, &TLumView::SetCoordinates, "The axes cross");
+  V.Component("Camera", &TLumView::Camera, &TLumView::SetCamera, true,
+              "Projection and viewing transformation");
+  V.Boolean("DoubleBuffer", &TLumView::DoubleBuffer, &TLumView::SetDoubleBuffer, true,
+            "A double-buffered context");
+  V.Integer("SelectWidth", &TLumView::SelectWidth, &TLumView::SetSelectWidth, 5,
+            "Width in pixels of the picking region");
+  V.Integer("SelectHeight", &TLumView::SelectHeight, &TLumView::SetSelectHeight, 5,
+            "Height in pixels of the picking region");
+  V.Event("OnRender", "TLumViewRenderEvent", &TLumView::OnRender, "Draws the scene");
+  V.Component("Controller", &TLumView::Controller, &TLumView::SetController, true,
+              "Receives the view's key and mouse input");
 }
 
 }  // namespace lumox

@@ -354,6 +354,27 @@ TEST_F(CommandTest, FormatReferenceInTheDocsIsTheCommandsOutput) {
   EXPECT_NE(Out.find("<FDiffuse>  written, not read back"), std::string::npos);
 }
 
+// The class tables: a line per property with type and default, inherited ones first.
+TEST_F(CommandTest, ClassesPropertiesPrintsTheTables) {
+  ASSERT_EQ(Run("classes --properties tlumfog"), 0) << Err;
+  const size_t Enabled = Out.find("\n  Enabled                Boolean                        true\n");
+  const size_t Density = Out.find("\n  Density                Single                         0.2\n");
+  EXPECT_EQ(Out.rfind("TLumFog (TLumRender), palette page \"Lumox\"", 0), 0u) << Out;
+  EXPECT_NE(Enabled, std::string::npos) << Out;
+  EXPECT_NE(Density, std::string::npos) << Out;
+  EXPECT_LT(Enabled, Density);
+  EXPECT_NE(Out.find("  Color                  TLumColor (owned)              no stored default"),
+            std::string::npos);
+  ASSERT_EQ(Run("classes --properties"), 0) << Err;
+  EXPECT_NE(Out.find("\nTLumTimer (TComponent)"), std::string::npos);
+  EXPECT_NE(
+      Out.find("  Intervall              Integer                        1000, range 1..3600000"),
+      std::string::npos);
+  EXPECT_EQ(Run("classes --properties TLumNoSuchClass"), 1);
+  EXPECT_NE(Err.find("no class TLumNoSuchClass"), std::string::npos) << Err;
+  EXPECT_EQ(Run("classes --properties A B"), 2);
+}
+
 TEST_F(CommandTest, OnATerminalRenderWithoutOutputWritesScenePngBesideTheScene) {
   if (std::system("command -v script >/dev/null 2>&1") != 0)
     GTEST_SKIP() << "no script(1) for a terminal";
