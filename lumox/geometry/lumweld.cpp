@@ -612,15 +612,20 @@ struct TSmoothing {
   }
 
   // The mean normal of each vertex's representative, normalised, where there is one.
+  // From the last vertex to the first: when the sums lie in Normals themselves, a slot
+  // is only read by its own vertex and higher ones (a representative is never above
+  // what it stands for), so each slot is overwritten after its last reader.
   template <bool Welded>
   void Finish(double* Normals) const {
     auto Of = [this](uint32_t v) { return Welded ? static_cast<size_t>(Rep[v]) : size_t{v}; };
-    uint32_t v = 0;
-    for (; v + 1 < Count; v += 2) {  // two at a time where both received normals
+    uint32_t v = Count;
+    if (v % 2 == 1) Finish1(--v, Normals);
+    while (v >= 2) {  // two at a time where both received normals
+      v -= 2;
       const size_t r0 = Of(v), r1 = Of(v + 1);
       if (Hits[r0] <= 0 || Hits[r1] <= 0) {
-        Finish1(v, Normals);
         Finish1(v + 1, Normals);
+        Finish1(v, Normals);
         continue;
       }
       const TPair f =
@@ -634,7 +639,6 @@ struct TSmoothing {
       N[0] = Nx[0], N[1] = Ny[0], N[2] = Nz[0];
       N[3] = Nx[1], N[4] = Ny[1], N[5] = Nz[1];
     }
-    if (v < Count) Finish1(v, Normals);
   }
 
   void Finish1(uint32_t v, double* Normals) const {
@@ -661,11 +665,20 @@ void LumSmoothNormals(const double* Vertices, int32_t Readable, const uint8_t* F
   bool Welded = false;
   for (int32_t v = 0; v < Count && !Welded; ++v) Welded = Rep[static_cast<size_t>(v)] != v;
   const auto N = static_cast<size_t>(Count);
-  std::unique_ptr<double[]> Sum(new double[N * 3]);
+  // The sums are gathered in Normals itself (a slot is written only once a normal lands
+  // in it, and a vertex that receives none keeps its normal), which spares the fresh
+  // pages of a second array as large. That needs each representative to stand for
+  // itself: a slot holding a sum is then only its own vertex's. A chain of welds that
+  // breaks this (a ~ b ~ c, a and c apart) gathers in an array of its own instead.
+  std::unique_ptr<double[]> Apart;
+  if (Welded)
+    for (size_t v = 0; v < N && !Apart; ++v)
+      if (Rep[static_cast<size_t>(Rep[v])] != Rep[v]) Apart.reset(new double[N * 3]);
   std::unique_ptr<int32_t[]> Hits(new int32_t[N]());
   const auto Limit = static_cast<uint32_t>(Vertices ? std::max(Readable, 0) : 0);
-  TSmoothing Smooth{Vertices,   Limit,     static_cast<uint32_t>(Count),
-                    Rep.data(), Sum.get(), Hits.get()};
+  TSmoothing Smooth{
+      Vertices,  Limit, static_cast<uint32_t>(Count), Rep.data(), Apart ? Apart.get() : Normals,
+      Hits.get()};
   for (size_t l = 0; l < ListCount; ++l) {
     const TLumFaceList& L = Lists[l];
     if (L.Count <= 0) continue;
