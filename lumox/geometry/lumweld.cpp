@@ -39,6 +39,7 @@ class TScratch {
     }
     return FData.get();
   }
+  T* Data() const { return FData.get(); }
 
  private:
   std::unique_ptr<T[]> FData;
@@ -53,13 +54,12 @@ struct TRowSpan {
 
 // Working memory of the welding, kept by each thread between calls: a fresh block of
 // tens of megabytes costs a page fault per page on every call. Released after a mesh of
-// more than 256 K vertices, so a thread holds at most about 10 MB of it between calls.
+// more than 256 K vertices, so a thread holds at most about 15 MB of it between calls.
 struct TWeldScratch {
   TScratch<int32_t> Used;
-  TScratch<uint64_t> RunKey, RunKey2, RunSpan, RunSpan2;
+  TScratch<uint64_t> RunKey, RunKey2, RunSpan, RunSpan2, RunBand;
   TScratch<int32_t> Idx;
   TScratch<double> X;
-  TScratch<uint32_t> RunEnd;
   TScratch<uint8_t> Edge;
   std::vector<size_t> Count;
   std::vector<TRowSpan> Rows;
@@ -101,57 +101,49 @@ size_t Seek(const double* Values, size_t From, size_t End, double Bound) {
   }
 }
 
-// The welding of the usable vertices (S.Used, ascending) on a grid of cells. Vertices are
-// sorted by row (y cell, then z band: meshes laid out along y are read in order), then
-// by x, numbers ascending where x is the same.
+// What the first pass over the vertices found for the grid: the usable vertices (S.Used,
+// ascending) cut into runs of one row (S.RunKey: y cell, S.RunBand: z band; S.RunSpan:
+// first position in the high half, length in the low half), the ranges of those, and
+// the largest |x|. Vertices that follow one another in the same row (as meshes laid out
+// along x do) make one run, and the runs are sorted instead of the vertices.
+struct TGridRuns {
+  size_t Runs = 0;
+  int64_t YMin = INT64_MAX, YMax = INT64_MIN, BMin = INT64_MAX, BMax = INT64_MIN;
+  double XMax = 0.0;
+  bool Fits = true;  // every position within the grid's keys
+};
+
+// The welding of the usable vertices on a grid of cells. Vertices are sorted by row (y
+// cell, then z band: meshes laid out along y are read in order), then by x, numbers
+// ascending where x is the same.
 // A vertex's candidates lie within one cell of its own along y, in its own z band or,
 // when its z cell is at the band's edge, the next one, and within the tolerance along
 // x: in each of those rows a window moving forward with the vertex keeps them. False
 // (nothing done) when the positions are too far out or spread for the grid.
 template <bool Full, typename TStore>
 bool WeldGrid(const double* Vertices, double Tol, TWeldScratch& S, const int32_t* Used, size_t M,
-              const double* Lo, const double* Hi, TStore Store) {
-  const double K = 1.0 / (Tol * CellSlack);
-  // y and z cells counted from one below the lowest (z: a band below), so that the
-  // neighbours of every row have a key.
-  int64_t Base[3] = {};
-  uint64_t Range[3] = {};
-  for (int a = 1; a < 3; ++a) {
-    if (!(std::fabs(Lo[a] * K) < CellLimit && std::fabs(Hi[a] * K) < CellLimit)) return false;
-    Base[a] = Floor(Lo[a] * K) - (a == 2 ? ZBand : 1);
-    Range[a] = static_cast<uint64_t>(Floor(Hi[a] * K) - Base[a]) + (a == 2 ? ZBand : 2);
-  }
-  const uint64_t RY = Range[1], Bands = Range[2] / ZBand + 1;
+              const TGridRuns& G, TStore Store) {
+  if (!G.Fits) return false;
+  // Rows counted from one below the lowest y cell and band, so that the neighbours of
+  // every row have a key.
+  const auto RY = static_cast<uint64_t>(G.YMax - G.YMin) + 3;
+  const auto Bands = static_cast<uint64_t>(G.BMax - G.BMin) + 3;
   if (static_cast<double>(RY) * static_cast<double>(Bands) > 4.0e18) return false;
   // Half the width of a window along x: the tolerance, and room for the rounding of
   // x -/+ Width, so that every x the exact test accepts lies inside (little room: x too
   // is bounded, or a far position would widen every window).
-  const double XMax = std::max(std::fabs(Lo[0]), std::fabs(Hi[0]));
-  if (!(XMax * K < CellLimit)) return false;
+  const double XMax = G.XMax;
   const double Width = Tol * (1.0 + 1.0 / 1048576) + 4 * (std::nextafter(XMax, HUGE_VAL) - XMax);
 
-  // The row of each vertex; vertices that follow one another in the same row (as
-  // meshes laid out along x do) make runs, which are sorted instead of the vertices.
-  uint64_t *RunKey = S.RunKey.Get(M), *RunSpan = S.RunSpan.Get(M);
-  // Which band beside its own a vertex may meet, by vertex number: 1 for a z cell at the
-  // bottom of its band, 2 at the top, 0 inside.
-  uint8_t* Edge = S.Edge.Get(static_cast<size_t>(Used[M - 1]) + 1);
+  const size_t Runs = G.Runs;
+  uint64_t *RunKey = S.RunKey.Data(), *RunSpan = S.RunSpan.Data();
+  const uint64_t* RunBand = S.RunBand.Data();
+  const uint8_t* Edge = S.Edge.Data();
   uint64_t MaxKey = 0;
-  size_t Runs = 0;
-  for (size_t p = 0; p < M; ++p) {
-    const int32_t i = Used[p];
-    const double* P = Vertices + static_cast<size_t>(i) * 3;
-    const auto Z = static_cast<uint64_t>(Floor(P[2] * K) - Base[2]);
-    const uint64_t InBand = Z % ZBand;
-    Edge[i] = InBand == 0 ? 1 : InBand == ZBand - 1 ? 2 : 0;
-    const uint64_t Row = static_cast<uint64_t>(Floor(P[1] * K) - Base[1]) * Bands + Z / ZBand;
-    if (Runs > 0 && RunKey[Runs - 1] == Row) {
-      ++RunSpan[Runs - 1];  // the length, in the low half
-    } else {
-      RunKey[Runs] = Row;
-      RunSpan[Runs++] = (uint64_t{p} << 32) | 1;
-      MaxKey = std::max(MaxKey, Row);
-    }
+  for (size_t r = 0; r < Runs; ++r) {
+    RunKey[r] = static_cast<uint64_t>(static_cast<int64_t>(RunKey[r]) - G.YMin + 1) * Bands +
+                static_cast<uint64_t>(static_cast<int64_t>(RunBand[r]) - G.BMin + 1);
+    MaxKey = std::max(MaxKey, RunKey[r]);
   }
   // Stable radix sort of the runs by row, in as few passes of at most 11 bits as the
   // rows need, the counts of every pass taken in one read: vertex numbers stay ascending
@@ -182,13 +174,11 @@ bool WeldGrid(const double* Vertices, double Tol, TWeldScratch& S, const int32_t
   }
   // The vertices in row order: the runs one after another, runs of one row making the
   // row. Each row is then ordered along x (already so for vertices numbered along x, as
-  // generated meshes are), numbers ascending where x is the same; RunEnd marks the end
-  // of each run of one x.
+  // generated meshes are), numbers ascending where x is the same.
   int32_t* Idx = S.Idx.Get(M);
   std::vector<TRowSpan>& Rows = S.Rows;
   Rows.clear();
   double* X = S.X.Get(M);
-  uint32_t* RunEnd = S.RunEnd.Get(M);
   for (size_t r = 0, p = 0; r < Runs;) {
     const size_t Begin = p;
     const uint64_t Row = RunKey[r];
@@ -208,9 +198,6 @@ bool WeldGrid(const double* Vertices, double Tol, TWeldScratch& S, const int32_t
       std::sort(Pairs.begin(), Pairs.end());
       for (size_t q = Begin; q < p; ++q) std::tie(X[q], Idx[q]) = Pairs[q - Begin];
     }
-    RunEnd[p - 1] = static_cast<uint32_t>(p);
-    for (size_t q = p - 1; q-- > Begin;)
-      RunEnd[q] = X[q] == X[q + 1] ? RunEnd[q + 1] : static_cast<uint32_t>(q + 1);
     Rows.push_back({Row, Begin, p});
   }
 
@@ -236,24 +223,19 @@ bool WeldGrid(const double* Vertices, double Tol, TWeldScratch& S, const int32_t
       const double* P = Vertices + static_cast<size_t>(i) * 3;
       const double XL = X[p] - Width, XH = X[p] + Width;
       TWeldFound F;
-      // Without counts, only a lower number than the vertex's own can change anything;
-      // numbers ascend in a run of one x, so past one that cannot, the run is done.
+      // Without counts, only a lower number than the vertex's own can change anything.
       if constexpr (!Full) F = {i, INT32_MAX, 1};
       auto Scan = [&](size_t From, size_t To) {
-        for (size_t q = From; q < To;) {
+        for (size_t q = From; q < To; ++q) {
           const int32_t j = Idx[q];
           if constexpr (!Full) {
-            if (j >= F.Lowest) {
-              q = RunEnd[q];
-              continue;
-            }
-            if (Coincide(P, Vertices + static_cast<size_t>(j) * 3, Tol)) F.Lowest = j;
+            if (j < F.Lowest && Coincide(P, Vertices + static_cast<size_t>(j) * 3, Tol))
+              F.Lowest = j;
           } else if (Coincide(P, Vertices + static_cast<size_t>(j) * 3, Tol)) {
             ++F.Found;
             F.Lowest = std::min(F.Lowest, j);
             if (j != 0) F.LowestNonZero = std::min(F.LowestNonZero, j);
           }
-          ++q;
         }
       };
       // The rows of its own band move along with it: their windows advance by steps.
@@ -403,18 +385,46 @@ void LumWeldPoints(const double* Vertices, const uint8_t* Flags, int32_t Count, 
   if (RepNonZero) *RepNonZero = Rep;
   if (!Vertices || !Flags || N == 0 || Mask == 0 || !(Tol > 0.0)) return;
 
-  // The masked vertices, and their bounds; non-finite positions coincide with nothing.
+  // The masked vertices (non-finite positions coincide with nothing), and in the same
+  // read of the positions their cells and the runs of the grid (TGridRuns), until some
+  // position lies beyond the grid's keys.
   TWeldScratch& S = WeldScratch;
   int32_t* Used = S.Used.Get(N);
+  uint64_t *RunKey = S.RunKey.Get(N), *RunBand = S.RunBand.Get(N), *RunSpan = S.RunSpan.Get(N);
+  uint8_t* Edge = S.Edge.Get(N);
+  const double K = 1.0 / (Tol * CellSlack);
+  TGridRuns G;
   size_t M = 0;
-  double Lo[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, Hi[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
   for (size_t i = 0; i < N; ++i) {
     const double* P = Vertices + i * 3;
     if ((Flags[i] & Mask) == 0 || !std::isfinite(P[0]) || !std::isfinite(P[1]) ||
         !std::isfinite(P[2]))
       continue;
-    Used[M++] = static_cast<int32_t>(i);
-    for (int a = 0; a < 3; ++a) Lo[a] = std::min(Lo[a], P[a]), Hi[a] = std::max(Hi[a], P[a]);
+    Used[M] = static_cast<int32_t>(i);
+    const double CX = P[0] * K, CY = P[1] * K, CZ = P[2] * K;
+    G.Fits = G.Fits && std::fabs(CX) < CellLimit && std::fabs(CY) < CellLimit &&
+             std::fabs(CZ) < CellLimit;
+    if (G.Fits) {
+      G.XMax = std::max(G.XMax, std::fabs(P[0]));
+      const int64_t Y = Floor(CY), Z = Floor(CZ);
+      // Bands of ZBand cells from z cell 0, and where in its band the cell lies.
+      const int64_t Band = Z >= 0 ? Z / ZBand : -((ZBand - 1 - Z) / ZBand);
+      const int64_t InBand = Z - Band * ZBand;
+      Edge[i] = InBand == 0 ? 1 : InBand == ZBand - 1 ? 2 : 0;
+      const size_t R = G.Runs;
+      if (R > 0 && RunKey[R - 1] == static_cast<uint64_t>(Y) &&
+          RunBand[R - 1] == static_cast<uint64_t>(Band)) {
+        ++RunSpan[R - 1];  // the length, in the low half
+      } else {
+        RunKey[R] = static_cast<uint64_t>(Y);
+        RunBand[R] = static_cast<uint64_t>(Band);
+        RunSpan[R] = (uint64_t{M} << 32) | 1;
+        G.Runs = R + 1;
+        G.YMin = std::min(G.YMin, Y), G.YMax = std::max(G.YMax, Y);
+        G.BMin = std::min(G.BMin, Band), G.BMax = std::max(G.BMax, Band);
+      }
+    }
+    ++M;
   }
   if (M > 0) {
     if (Counts || RepNonZero) {
@@ -423,11 +433,11 @@ void LumWeldPoints(const double* Vertices, const uint8_t* Flags, int32_t Count, 
         if (Counts) (*Counts)[i] = F.Found;
         if (RepNonZero) (*RepNonZero)[i] = F.LowestNonZero == INT32_MAX ? 0 : F.LowestNonZero;
       };
-      if (!WeldGrid<true>(Vertices, Tol, S, Used, M, Lo, Hi, Store))
+      if (!WeldGrid<true>(Vertices, Tol, S, Used, M, G, Store))
         WeldHashed<true>(Vertices, Tol, Used, M, Store);
     } else {
       auto Store = [&](size_t i, const TWeldFound& F) { Rep[i] = F.Lowest; };
-      if (!WeldGrid<false>(Vertices, Tol, S, Used, M, Lo, Hi, Store))
+      if (!WeldGrid<false>(Vertices, Tol, S, Used, M, G, Store))
         WeldHashed<false>(Vertices, Tol, Used, M, Store);
     }
   }
