@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -125,41 +126,136 @@ TEST(ComponentTest, RemovalIsToldLastRegisteredFirstThenToTheOwnersListeners) {
   EXPECT_EQ(Heard, (std::vector<TEar*>{L3, L1}));  // T2's owner passes it on; no holder is left
 }
 
-// Frees in every order and changes of owner, against a plain vector of the expected
-// components: positions, counts and names stay right in lists of several hundred.
-TEST(ComponentTest, OwnedComponentsKeepTheirOrderThroughFreesInAnyOrder) {
+namespace {
+
+// One notification heard: who heard it, of which component, and what happened.
+struct THeard {
+  const TComponent* Ear;
+  const TComponent* Of;
+  TOperation Operation;
+  bool operator==(const THeard&) const = default;
+};
+
+// Notes every notification it receives.
+class TLogger : public TComponent {
+ public:
+  TLogger(TComponent* AOwner, std::vector<THeard>* Log) : TComponent(AOwner), FLog(Log) {}
+
+ protected:
+  void Notification(TComponent* AComponent, TOperation Operation) override {
+    TComponent::Notification(AComponent, Operation);
+    FLog->push_back({this, AComponent, Operation});
+  }
+
+ private:
+  std::vector<THeard>* FLog;
+};
+
+}  // namespace
+
+// Frees in every order, changes of owner, renames and listeners that come and go,
+// against a plain model: after every step the owned components' positions and count,
+// every name found and unique, and every notification heard, by whom and in which
+// order (registered holders last registered first, then the owner's listeners last to
+// ask first; those that did not ask hear nothing), in lists of several hundred.
+TEST(ComponentTest, OwnedComponentsKeepOrderNamesAndNotificationsThroughAnyEdits) {
   std::mt19937 Random(7);
-  TComponent Owner(nullptr), Other(nullptr);
+  std::vector<THeard> Log, Expected;
+  TComponent Owner(nullptr), Other(nullptr), Elsewhere(nullptr);
   std::vector<TComponent*> Model;
+  // Siblings that may listen (never freed here), in the order they asked.
+  std::vector<TLogger*> Ears, Listening;
+  for (int I = 0; I < 4; ++I) {
+    Ears.push_back(new TLogger(&Owner, &Log));
+    Model.push_back(Ears.back());
+  }
+  // Holders in another owner, registered with some components, in registration order.
+  std::vector<TLogger*> Holders;
+  for (int I = 0; I < 3; ++I) Holders.push_back(new TLogger(&Elsewhere, &Log));
+  std::map<TComponent*, std::vector<TLogger*>> HeldBy;
+  auto Tell = [&](TComponent* C, TOperation Op) {
+    for (auto It = Listening.rbegin(); It != Listening.rend(); ++It)
+      Expected.push_back({*It, C, Op});
+  };
   int Named = 0;
-  for (int Step = 0; Step < 4000; ++Step) {
-    const uint32_t Op = Random() % 8;
-    if (Op < 4 || Model.empty()) {
-      Model.push_back(new TComponent(&Owner));
-      if (Op == 0) Model.back()->SetName("C" + std::to_string(Named++));
-    } else if (Op < 7) {
-      const size_t I = Op == 4 ? 0 : Op == 5 ? Model.size() - 1 : Random() % Model.size();
-      delete Model[I];
+  for (int Step = 0; Step < 5000; ++Step) {
+    Log.clear();
+    Expected.clear();
+    const uint32_t Op = Random() % 12;
+    const size_t Plain = Model.size() - Ears.size();  // components after the ears
+    auto PickPlain = [&] { return Ears.size() + Random() % Plain; };
+    if (Op < 4 || Plain == 0) {
+      auto* C = new TComponent(nullptr);
+      if (Op == 0) C->SetName("N" + std::to_string(Named++));  // never taken
+      Owner.InsertComponent(C);
+      Model.push_back(C);
+      Tell(C, opInsert);
+    } else if (Op < 7) {  // oldest, newest, anywhere
+      const size_t I = Op == 4 ? Ears.size() : Op == 5 ? Model.size() - 1 : PickPlain();
+      TComponent* C = Model[I];
+      const auto& H = HeldBy[C];
+      for (auto It = H.rbegin(); It != H.rend(); ++It) Expected.push_back({*It, C, opRemove});
+      Tell(C, opRemove);
+      HeldBy.erase(C);
+      delete C;
       Model.erase(Model.begin() + static_cast<ptrdiff_t>(I));
-    } else {  // to another owner, and back at the end
-      const size_t I = Random() % Model.size();
+    } else if (Op == 7) {  // to another owner, and back at the end
+      const size_t I = PickPlain();
       TComponent* C = Model[I];
       Other.InsertComponent(C);
       Owner.InsertComponent(C);
+      Tell(C, opRemove);
+      Tell(C, opInsert);
       Model.erase(Model.begin() + static_cast<ptrdiff_t>(I));
       Model.push_back(C);
-    }
-    if (Step % 97 != 0) continue;
-    ASSERT_EQ(Owner.ComponentCount(), static_cast<int>(Model.size()));
-    for (int I = 0; I < Owner.ComponentCount(); ++I)
-      ASSERT_EQ(Owner.Components(I), Model[static_cast<size_t>(I)]) << Step << " " << I;
-    for (TComponent* C : Model)
-      if (!C->Name().empty()) {
-        ASSERT_EQ(Owner.FindComponent(C->Name()), C);
+    } else if (Op == 8) {  // a sibling starts or stops listening
+      TLogger* E = Ears[Random() % Ears.size()];
+      const bool Was = std::find(Listening.begin(), Listening.end(), E) != Listening.end();
+      E->SetSiblingNotifications(!Was);
+      if (Was)
+        Listening.erase(std::find(Listening.begin(), Listening.end(), E));
+      else
+        Listening.push_back(E);
+    } else if (Op == 9) {  // a holder registers (once per pair)
+      TComponent* C = Model[PickPlain()];
+      TLogger* H = Holders[Random() % Holders.size()];
+      C->FreeNotification(H);
+      auto& L = HeldBy[C];
+      if (std::find(L.begin(), L.end(), H) == L.end()) L.push_back(H);
+    } else {  // a rename, to a free name or to one taken (refused, nothing changes)
+      TComponent* C = Model[PickPlain()];
+      // A name of the renames' own, or another component's (which may be empty).
+      const std::string Name =
+          Random() % 2 ? "C" + std::to_string(Random() % 40) : Model[PickPlain()]->Name();
+      TComponent* Taken = Owner.FindComponent(Name);
+      if (Taken && Taken != C) {
+        const std::string Before = C->Name();
+        EXPECT_THROW(C->SetName(Name), Exception);
+        ASSERT_EQ(C->Name(), Before);
+      } else {
+        C->SetName(Name);
       }
+    }
+    ASSERT_EQ(Log, Expected) << "step " << Step << " operation " << Op;
+    if (Step % 97 != 0 && Model.size() > 20) continue;
+    ASSERT_EQ(Owner.ComponentCount(), static_cast<int>(Model.size()));
+    std::map<std::string, int> Names;
+    for (int I = 0; I < Owner.ComponentCount(); ++I) {
+      TComponent* C = Model[static_cast<size_t>(I)];
+      ASSERT_EQ(Owner.Components(I), C) << Step << " " << I;
+      if (C->Name().empty()) continue;
+      ASSERT_EQ(Owner.FindComponent(C->Name()), C);
+      ASSERT_EQ(++Names[C->Name()], 1) << C->Name();
+    }
   }
   EXPECT_EQ(Other.ComponentCount(), 0);
   EXPECT_EQ(Owner.Components(-1), nullptr);
+  // The holders die first: the components they held no longer tell them anything.
+  for (TLogger* H : Holders) delete H;
+  Log.clear();
+  for (TLogger* E : Ears) E->SetSiblingNotifications(false);
+  while (Owner.ComponentCount() > static_cast<int>(Ears.size())) delete Owner.Components(4);
+  EXPECT_TRUE(Log.empty());
 }
 
 TEST(ComponentTest, NamesAreIdentifiersUniqueWithinTheOwner) {
