@@ -20,6 +20,7 @@
 #include <numeric>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "lumox/lumox.h"
@@ -172,6 +173,18 @@ std::vector<TRow> Rows() {
                  auto* Node = new TLumNode(Form.get());
                  for (int I = 0; I < N; ++I) Node->Add(new TItem(Node));
                  return std::function<void()>([Form, Node] { delete Node; });
+               }});
+
+  // S4's layout without a view: N boxes, each after a material of its own, in one node,
+  // all owned by one form that is freed (the component side of freeing S4).
+  R.push_back({"form of boxes after materials: free it", "whole scene", [=](int N) {
+                 auto Form = std::make_shared<TComponent*>(new TComponent(nullptr));
+                 auto* Root = new TLumNode(*Form);
+                 for (int I = 0; I < N; ++I) {
+                   (new TLumMaterial(*Form))->SetNode(Root);
+                   (new TItem(*Form))->SetNode(Root);
+                 }
+                 return std::function<void()>([Form] { delete std::exchange(*Form, nullptr); });
                }});
 
   // An owner of N plain components.
