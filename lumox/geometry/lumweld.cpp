@@ -101,11 +101,11 @@ size_t Seek(const double* Values, size_t From, size_t End, double Bound) {
   }
 }
 
-// What the first pass over the vertices found for the grid: the usable vertices (S.Used,
-// ascending) cut into runs of one row (S.RunKey: y cell, S.RunBand: z band; S.RunSpan:
-// first position in the high half, length in the low half), the ranges of those, and
-// the largest |x|. Vertices that follow one another in the same row (as meshes laid out
-// along x do) make one run, and the runs are sorted instead of the vertices.
+// What the first pass over the vertices found for the grid: the usable vertices (Used,
+// ascending; nullptr when every vertex is usable) cut into runs of one row (S.RunKey: y cell,
+// S.RunBand: z band; S.RunSpan: first position in the high half, length in the low half), the
+// ranges of those, and the largest |x|. Vertices that follow one another in the same row (as meshes
+// laid out along x do) make one run, and the runs are sorted instead of the vertices.
 struct TGridRuns {
   size_t Runs = 0;
   int64_t YMin = INT64_MAX, YMax = INT64_MIN, BMin = INT64_MAX, BMax = INT64_MIN;
@@ -186,7 +186,7 @@ bool WeldGrid(const double* Vertices, double Tol, TWeldScratch& S, const int32_t
     for (; r < Runs && RunKey[r] == Row; ++r) {
       const size_t From = RunSpan[r] >> 32, Len = RunSpan[r] & 0xFFFFFFFFu;
       for (size_t t = 0; t < Len; ++t, ++p) {
-        Idx[p] = Used[From + t];
+        Idx[p] = Used ? Used[From + t] : static_cast<int32_t>(From + t);
         X[p] = Vertices[static_cast<size_t>(Idx[p]) * 3];
         if (p > Begin && X[p] < X[p - 1]) Sorted = false;
       }
@@ -395,12 +395,18 @@ void LumWeldPoints(const double* Vertices, const uint8_t* Flags, int32_t Count, 
   const double K = 1.0 / (Tol * CellSlack);
   TGridRuns G;
   size_t M = 0;
+  // Every vertex usable so far: Used[p] would be p, and is only written once one is not
+  // (4 bytes a vertex not written, read nor faulted in for the usual mesh).
+  bool Dense = true;
   for (size_t i = 0; i < N; ++i) {
     const double* P = Vertices + i * 3;
     if ((Flags[i] & Mask) == 0 || !std::isfinite(P[0]) || !std::isfinite(P[1]) ||
-        !std::isfinite(P[2]))
+        !std::isfinite(P[2])) {
+      if (Dense) std::iota(Used, Used + M, 0);
+      Dense = false;
       continue;
-    Used[M] = static_cast<int32_t>(i);
+    }
+    if (!Dense) Used[M] = static_cast<int32_t>(i);
     const double CX = P[0] * K, CY = P[1] * K, CZ = P[2] * K;
     G.Fits = G.Fits && std::fabs(CX) < CellLimit && std::fabs(CY) < CellLimit &&
              std::fabs(CZ) < CellLimit;
@@ -426,6 +432,11 @@ void LumWeldPoints(const double* Vertices, const uint8_t* Flags, int32_t Count, 
     }
     ++M;
   }
+  auto UsedList = [&] {
+    if (Dense) std::iota(Used, Used + M, 0);
+    Dense = false;
+    return Used;
+  };
   if (M > 0) {
     if (Counts || RepNonZero) {
       auto Store = [&](size_t i, const TWeldFound& F) {
@@ -433,12 +444,12 @@ void LumWeldPoints(const double* Vertices, const uint8_t* Flags, int32_t Count, 
         if (Counts) (*Counts)[i] = F.Found;
         if (RepNonZero) (*RepNonZero)[i] = F.LowestNonZero == INT32_MAX ? 0 : F.LowestNonZero;
       };
-      if (!WeldGrid<true>(Vertices, Tol, S, Used, M, G, Store))
-        WeldHashed<true>(Vertices, Tol, Used, M, Store);
+      if (!WeldGrid<true>(Vertices, Tol, S, Dense ? nullptr : Used, M, G, Store))
+        WeldHashed<true>(Vertices, Tol, UsedList(), M, Store);
     } else {
       auto Store = [&](size_t i, const TWeldFound& F) { Rep[i] = F.Lowest; };
-      if (!WeldGrid<false>(Vertices, Tol, S, Used, M, G, Store))
-        WeldHashed<false>(Vertices, Tol, Used, M, Store);
+      if (!WeldGrid<false>(Vertices, Tol, S, Dense ? nullptr : Used, M, G, Store))
+        WeldHashed<false>(Vertices, Tol, UsedList(), M, Store);
     }
   }
   if (N > ScratchKept) S = TWeldScratch();
@@ -522,15 +533,12 @@ struct TSmoothing {
     double* S = Sum + r * 3;
     // The first normal is stored as 0 + n (not n: a -0 becomes +0, as it does when added
     // to a zeroed sum), which spares zeroing the sums first.
-    if (Hits[r]++ == 0) {
-      S[0] = N[0] + 0.0;
-      S[1] = N[1] + 0.0;
-      S[2] = N[2] + 0.0;
-    } else {
-      S[0] += N[0];
-      S[1] += N[1];
-      S[2] += N[2];
-    }
+    // A select rather than a branch: whether a vertex is reached the first time follows
+    // no pattern the processor could predict.
+    const bool First = Hits[r]++ == 0;
+    S[0] = (First ? 0.0 : S[0]) + N[0];
+    S[1] = (First ? 0.0 : S[1]) + N[1];
+    S[2] = (First ? 0.0 : S[2]) + N[2];
   }
 
   template <bool Checked, bool Welded>
