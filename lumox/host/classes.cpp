@@ -223,8 +223,12 @@ void TComponent::RemoveComponent(TComponent* AComponent) {
   if (!AComponent || AComponent->FOwner != this) return;
   if (!AComponent->FComponentState.Contains(csDestroying)) Notification(AComponent, opRemove);
   const auto Entry = reinterpret_cast<uintptr_t>(AComponent);
-  if (AComponent->FOwnerLeaf)
-    FComponents.EraseFrom(AComponent->FOwnerLeaf, [Entry](uintptr_t E) { return E == Entry; });
+  // A component is in its owner's list once: looked for from the end of its leaf.
+  if (TRankedList::TLeaf* Leaf = AComponent->FOwnerLeaf) {
+    const size_t Offset =
+        TRankedList::LastOffsetIn(Leaf, [Entry](uintptr_t E) { return E == Entry; });
+    if (Offset != TRankedList::npos) FComponents.EraseAt(Leaf, Offset);
+  }
   if (AComponent->FListenerIndex >= 0) DropListener(AComponent);
   if (!AComponent->FName.empty()) {
     auto It = FNames.find(UpperCase(AComponent->FName));

@@ -55,6 +55,14 @@ class TRankedList {
       if (Match(Leaf->Entries[I])) return I;
     return npos;
   }
+  // The offset of the last entry of Leaf that Match accepts, or npos: for an entry that
+  // is there once, found sooner when entries go newest first (as owners free them).
+  template <typename F>
+  static size_t LastOffsetIn(const TLeaf* Leaf, F&& Match) {
+    for (size_t I = Leaf->Count; I-- > 0;)
+      if (Match(Leaf->Entries[I])) return I;
+    return npos;
+  }
   // The position of the entry at Offset in Leaf.
   size_t IndexAt(const TLeaf* Leaf, size_t Offset) const {
     return (Leaf == FFinger ? FFingerStart : LeafStart(Leaf)) + Offset;

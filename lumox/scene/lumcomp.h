@@ -248,6 +248,8 @@ class TLumCustomNode : public TLumRender {
   // every component its list holds (FreeNotification), so that it hears of the
   // component's end and drops its entries, whatever else links the two.
   void Held(TLumRender* Item, TRankedList::TLeaf* From, TRankedList::TLeaf* To);
+  // How many places Item has in nodes' lists.
+  static size_t PlacesOf(const TLumRender* Item) { return Item->HoldingCount(); }
   // The places of Item in nodes' lists: Fn(Holding) for each, while Fn returns true.
   template <typename F>
   static void ForEachHolding(const TLumRender* Item, F&& Fn) {

@@ -150,9 +150,10 @@ TLumNode::TLumNode(TComponent* AOwner) : TLumCustomNode(AOwner) {}
 void TLumNode::Placed(void* Context, uintptr_t Entry, TRankedList::TLeaf* From,
                       TRankedList::TLeaf* To) {
   auto* Node = static_cast<TLumNode*>(Context);
-  if (TLumRender* Item = ItemOf(Entry))
+  if (TLumRender* Item = ItemOf(Entry)) {
     Node->Held(Item, From, To);
-  else
+    if (IndirectEntry(Entry) && !From != !To) Node->FIndirectHeld += To ? 1 : -1;
+  } else
     Node->FEmpty += (To ? 1 : 0) - (From ? 1 : 0);
 }
 
@@ -251,8 +252,10 @@ bool TLumNode::FirstPlace(const TLumRender* Item, TPlace& First) const {
   First.Index = TRankedList::npos;
   ForEachHolding(Item, [&](const TLumHolding& H) {
     if (H.Node != this) return true;
-    const size_t Offset =
-        TRankedList::OffsetIn(H.Leaf, [Item](uintptr_t E) { return ItemOf(E) == Item; });
+    auto Match = [Item](uintptr_t E) { return ItemOf(E) == Item; };
+    // An item with one place has one entry: it may be looked for from either end.
+    const size_t Offset = PlacesOf(Item) == 1 ? TRankedList::LastOffsetIn(H.Leaf, Match)
+                                              : TRankedList::OffsetIn(H.Leaf, Match);
     if (Offset == TRankedList::npos) return true;
     const size_t Index = FItems.IndexAt(H.Leaf, Offset);
     if (Index < First.Index) First = {H.Leaf, Offset, Index};
@@ -426,6 +429,7 @@ void TLumNode::Notification(TComponent* AComponent, TOperation Operation) {
 void TLumNode::DropEntries(TLumRender* Item) {
   // Direct items of this node leave through their own destructor (SetNode(nullptr)).
   const bool Own = Item->Node() == this;
+  if (Own && FIndirectHeld == 0) return;  // only references could be left
   auto Stale = [Item, Own](uintptr_t E) { return ItemOf(E) == Item && (IndirectEntry(E) || !Own); };
   // Each erasure changes the places: look again from the first until none is stale.
   for (bool Erased = true; Erased;) {

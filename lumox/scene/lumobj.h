@@ -152,6 +152,9 @@ class TLumNode : public TLumCustomNode {
   TRankedList FItems{&Placed, this};
   // Empty entries (SetItems(i, nullptr)), which no item can hold the place of.
   int FEmpty = 0;
+  // Entries of components held as references; while there are none, a component's end
+  // leaves nothing of it behind in its own node (DropEntries has nothing to look for).
+  int FIndirectHeld = 0;
   static void Placed(void* Context, uintptr_t Entry, TRankedList::TLeaf* From,
                      TRankedList::TLeaf* To);
   struct TPlace {
