@@ -251,6 +251,25 @@ TEST(SmoothNormalsTest, EqualThePlainSmoothingBitForBit) {
   }
 }
 
+// A chain of welds (a ~ b and b ~ c, a and c apart): b stands for c, a for b. The sums
+// are then kept apart from the normals; a vertex that no face reaches, here a and b,
+// keeps its normal even where it stands for another that a face reaches.
+TEST(SmoothNormalsTest, ChainsOfWeldsKeepTheNormalsOfVerticesNoFaceReaches) {
+  const double T = tolerance;
+  const std::vector<double> V = {0, 0, 0, 0.7 * T, 0, 0, 1.4 * T, 0, 0, 1, 0, 0, 0, 1, 0};
+  const std::vector<uint8_t> F = {1, 1, 1, 1, 1};
+  const std::vector<std::pair<int32_t, std::vector<uint32_t>>> Lists = {{GL_TRIANGLES, {2, 3, 4}}};
+  const std::vector<double> Old = {5, 5, 5, 6, 6, 6, 7, 7, 7, 8, 8, 8, 9, 9, 9};
+  const std::vector<uint32_t> Idx = Lists[0].second;
+  const TLumFaceList Face{GL_TRIANGLES, Idx.data(), 3};
+  std::vector<double> Got = Old;
+  LumSmoothNormals(V.data(), 5, F.data(), 5, &Face, 1, T, Got.data());
+  EXPECT_EQ(Bits(Got), Bits(PlainNormals(V, 5, F, Lists, Old)));
+  EXPECT_EQ(Got[0], 5.0);  // a: nothing reached it nor b, its representative
+  EXPECT_EQ(Got[3], 6.0);  // b: stands for c, but its own representative a got nothing
+  EXPECT_EQ(Got[8], 1.0);  // c: the face's normal, through b
+}
+
 // A large rippled sheet of quad strips whose vertices all weld, with the grid spacing at
 // the tolerance, as the reference scene S2 is built.
 TEST(SmoothNormalsTest, RippledSheetOfQuadStripsEqualsThePlainSmoothing) {
