@@ -74,7 +74,7 @@ void TLumPrimitiveObj::Init() {
   CalcTexture();
   InitPrimitives();
   FInitialized = true;
-  if (OnAfterInit) CallEventHandler([&] { OnAfterInit(this); });
+  if (OnAfterInit) OnAfterInit(this);
 }
 
 void TLumPrimitiveObj::InitPoints() {}
