@@ -19,6 +19,7 @@
 #include "lumox/geometry/lumshape.h"
 #include "lumox/geometry/lumtext.h"
 #include "lumox/geometry/lumtube.h"
+#include "lumox/geometry/lumweld.h"
 #include "lumox/host/classes.h"
 #include "lumox/host/controls.h"
 #include "lumox/host/fonts.h"

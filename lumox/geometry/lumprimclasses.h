@@ -271,16 +271,4 @@ class TLumTextureFlags : public TLumProperty {
   TLumVector* FParamVector;
 };
 
-// Welding of coincident vertices. Two vertices coincide when their positions differ by
-// less than Tol on each axis. For every vertex whose flag byte has a bit of Mask set,
-// Rep receives the lowest-numbered such vertex that coincides with it (itself when none
-// does, e.g. for non-finite positions); other vertices get themselves. When Counts is
-// given it receives the number of coinciding masked vertices (1 for unmasked ones), and
-// RepNonZero, when given, the lowest coinciding masked vertex other than 0 (0 only when
-// none exists). Exactly the linear scan's result, found through a spatial hash in
-// expected linear time. Flags may be nullptr: then no vertex is masked.
-void LumWeldPoints(const double* Vertices, const uint8_t* Flags, int32_t Count, uint8_t Mask,
-                   double Tol, std::vector<int32_t>& Rep, std::vector<int32_t>* Counts = nullptr,
-                   std::vector<int32_t>* RepNonZero = nullptr);
-
 }  // namespace lumox

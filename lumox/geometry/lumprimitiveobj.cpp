@@ -7,6 +7,7 @@
 #include <unordered_map>
 
 #include "lumox/exchange/lumexchange.h"
+#include "lumox/geometry/lumweld.h"
 #include "lumox/host/graphics.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
@@ -245,95 +246,13 @@ void TLumPrimitiveObj::CalcNormals() {
     Defined.Include(daNormal);
     FPoints->SetDefineArrays(Defined);
   }
-  const int32_t N = FPoints->Count();
-  // Kept by each thread between calls (released after a mesh of more than 256 K
-  // vertices): fresh blocks of this size would cost a page fault per page on every call.
-  thread_local std::vector<double> Sum;
-  thread_local std::vector<int32_t> Hits, Rep;
-  Sum.assign(static_cast<size_t>(N) * 3, 0.0);
-  Hits.assign(static_cast<size_t>(N), 0);
-  LumWeldPoints(FPoints->Vertices(), FPoints->Flags(), N, 0x01, tolerance, Rep);
-
-  auto Pos = [this](uint32_t v) { return FPoints->GetVector(static_cast<int32_t>(v), 0); };
-  auto Give = [&](const TLumMathVector& Nv, uint32_t v) {
-    if (v >= static_cast<uint32_t>(N)) return;
-    const int32_t r = Rep[v];
-    Sum[r * 3] += Nv.X;
-    Sum[r * 3 + 1] += Nv.Y;
-    Sum[r * 3 + 2] += Nv.Z;
-    ++Hits[r];
-  };
-  auto Normal = [&](uint32_t a, uint32_t b, uint32_t c) {
-    TLumMathVector R;
-    LumMathNormalVector(Pos(a), Pos(b), Pos(c), true, R);
-    return R;
-  };
-  const double Tol = tolerance;
-
-  if (FPoints->IsDefined(daVertex)) {
-    for (const auto* P : FPrimitives) {
-      if (!P->Visible()) continue;
-      const uint32_t* s = P->IndexData();
-      const int32_t C = P->Count();
-      switch (P->PrimitiveType()) {
-        case GL_TRIANGLES:
-          for (int32_t t = 0; t + 2 < C; t += 3) {
-            const TLumMathVector Nv = Normal(s[t], s[t + 1], s[t + 2]);
-            for (int k = 0; k < 3; ++k) Give(Nv, s[t + k]);
-          }
-          break;
-        case GL_TRIANGLE_STRIP:
-          for (int32_t k = 0; k + 2 < C; ++k) {
-            const TLumMathVector Nv =
-                k % 2 ? Normal(s[k + 1], s[k], s[k + 2]) : Normal(s[k], s[k + 1], s[k + 2]);
-            if (std::fabs(Nv.X) < Tol && std::fabs(Nv.Y) < Tol && std::fabs(Nv.Z) < Tol)
-              continue;  // degenerate joint of a strip
-            for (int j = 0; j < 3; ++j) Give(Nv, s[k + j]);
-          }
-          break;
-        case GL_TRIANGLE_FAN:
-          for (int32_t j = 1; j + 1 < C; ++j) {
-            const TLumMathVector Nv = Normal(s[0], s[j], s[j + 1]);
-            Give(Nv, s[0]), Give(Nv, s[j]), Give(Nv, s[j + 1]);
-          }
-          break;
-        case GL_QUADS:
-          for (int32_t q = 0; q + 3 < C; q += 4) {
-            const TLumMathVector N1 = Normal(s[q], s[q + 1], s[q + 2]);
-            Give(N1, s[q]), Give(N1, s[q + 1]), Give(N1, s[q + 2]);
-            const TLumMathVector N2 = Normal(s[q + 2], s[q + 3], s[q]);
-            Give(N2, s[q + 2]), Give(N2, s[q + 3]), Give(N2, s[q]);
-          }
-          break;
-        case GL_QUAD_STRIP:
-          for (int32_t k = 0; k <= C / 2 - 2; ++k) {
-            const TLumMathVector Nv = Normal(s[2 * k], s[2 * k + 1], s[2 * k + 2]);
-            for (int j = 0; j < 4; ++j) Give(Nv, s[2 * k + j]);
-          }
-          break;
-        case GL_POLYGON:
-          for (int32_t i = 0; i < C; ++i) {
-            const uint32_t a = s[i], b = s[(i + 1) % C], c = s[(i + 2) % C];
-            const TLumMathVector Nv = Normal(a, b, c);
-            Give(Nv, a), Give(Nv, b), Give(Nv, c);
-          }
-          break;
-        default:
-          for (int32_t i = 0; i < C; ++i) Give({0.0, 0.0, 1.0}, s[i]);
-          break;
-      }
-    }
-  }
-
-  for (int32_t v = 0; v < N; ++v) {
-    const int32_t r = Rep[v];
-    if (Hits[r] <= 0) continue;
-    const double f = 1.0 / Hits[r];
-    TLumMathVector Nv{Sum[r * 3] * f, Sum[r * 3 + 1] * f, Sum[r * 3 + 2] * f};
-    LumMathNormalize(Nv);
-    FPoints->SetVector(v, 1, Nv);
-  }
-  if (N > (1 << 18)) Sum = {}, Hits = {}, Rep = {};
+  // Without vertices there are no faces; the weld still runs, and changes nothing.
+  std::vector<TLumFaceList> Lists;
+  if (FPoints->IsDefined(daVertex))
+    for (const auto* P : FPrimitives)
+      if (P->Visible()) Lists.push_back({P->PrimitiveType(), P->IndexData(), P->Count()});
+  LumSmoothNormals(FPoints->Vertices(), FPoints->Size(), FPoints->Flags(), FPoints->Count(),
+                   Lists.data(), Lists.size(), tolerance, FPoints->Normals());
 }
 
 void TLumPrimitiveObj::CalcTexture() {

@@ -3,6 +3,9 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
+#include <mutex>
+#include <new>
 
 namespace lumox {
 
@@ -34,6 +37,106 @@ void TPersistent::AssignTo(TPersistent* Dest) {
                       (Dest ? Dest->ClassName() : "nil") + ".");
 }
 
+// One FreeNotification registration: a link in the lists of both components, so that
+// either side unlinks it in constant time.
+struct TComponent::TLink {
+  TComponent* Side[2];
+  TLink* Prev[2] = {nullptr, nullptr};
+  TLink* Next[2] = {nullptr, nullptr};
+  int SideOf(const TComponent* C) const { return Side[0] == C ? 0 : 1; }
+};
+
+namespace {
+
+// FreeNotification links come from blocks carved into links: a scene registers a few
+// for each component, and taking them from blocks calls no allocator for each and keeps
+// the links of one scene close together, so that unlinking them as the scene is freed
+// reads memory that is mostly cached. A block goes back when its last link is freed
+// (one empty block is kept). Components may live on several threads: one mutex.
+class TLinkPool {
+ public:
+  void* Take(size_t LinkSize) {
+    std::lock_guard<std::mutex> Lock(FMutex);
+    if (!FPartial) Push(NewBlock(LinkSize));
+    TBlock* B = FPartial;
+    void* P;
+    if (B->Free) {
+      P = B->Free;
+      B->Free = *static_cast<void**>(P);
+    } else {
+      P = reinterpret_cast<char*>(B) + HeaderSize + B->Carved++ * B->LinkSize;
+    }
+    if (++B->Live == B->Capacity) Pop(B);  // full: out of the list of blocks with room
+    return P;
+  }
+
+  void Give(void* P) {
+    std::lock_guard<std::mutex> Lock(FMutex);
+    auto* B = reinterpret_cast<TBlock*>(reinterpret_cast<uintptr_t>(P) & ~(BlockSize - 1));
+    if (B->Live-- == B->Capacity) Push(B);
+    *static_cast<void**>(P) = B->Free;
+    B->Free = P;
+    if (B->Live == 0 && (B->Prev || B->Next)) {
+      Pop(B);
+      std::free(B);
+    }
+  }
+
+ private:
+  static constexpr size_t BlockSize = 16384;
+  struct TBlock {
+    TBlock* Prev;
+    TBlock* Next;
+    void* Free;
+    uint32_t Live, Carved, Capacity, LinkSize;
+  };
+  static constexpr size_t HeaderSize = (sizeof(TBlock) + 63) / 64 * 64;
+
+  static TBlock* NewBlock(size_t LinkSize) {
+    void* Memory = std::aligned_alloc(BlockSize, BlockSize);
+    if (!Memory) throw std::bad_alloc();
+    auto* B = static_cast<TBlock*>(Memory);
+    *B = {nullptr,
+          nullptr,
+          nullptr,
+          0,
+          0,
+          static_cast<uint32_t>((BlockSize - HeaderSize) / LinkSize),
+          static_cast<uint32_t>(LinkSize)};
+    return B;
+  }
+  void Push(TBlock* B) {
+    B->Prev = nullptr;
+    B->Next = FPartial;
+    if (FPartial) FPartial->Prev = B;
+    FPartial = B;
+  }
+  void Pop(TBlock* B) {
+    if (B->Prev)
+      B->Prev->Next = B->Next;
+    else
+      FPartial = B->Next;
+    if (B->Next) B->Next->Prev = B->Prev;
+    B->Prev = B->Next = nullptr;
+  }
+
+  std::mutex FMutex;
+  TBlock* FPartial = nullptr;  // blocks with room
+};
+
+TLinkPool& LinkPool() {
+  static TLinkPool* Pool = new TLinkPool;  // never destroyed: links may outlive statics
+  return *Pool;
+}
+
+}  // namespace
+
+TComponent::TLink* TComponent::NewLink(TComponent* A, TComponent* B) {
+  return new (LinkPool().Take(sizeof(TLink))) TLink{{A, B}};
+}
+
+void TComponent::FreeLink(TLink* L) { LinkPool().Give(L); }
+
 TComponent::TComponent(TComponent* AOwner) {
   if (AOwner) AOwner->InsertComponent(this);
 }
@@ -42,25 +145,33 @@ TComponent::~TComponent() {
   Destroying();
   DestroyComponents();
   if (FOwner) FOwner->RemoveComponent(this);
+  // Beyond the usual steps: a handler that registered anew with this component while it
+  // was dying would otherwise keep a pointer to it.
+  while (FLastLink) Unlink(FLastLink);
 }
 
 void TComponent::Destroying() {
   if (FComponentState.Contains(csDestroying)) return;
   FComponentState.Include(csDestroying);
-  // Everyone that asked to be told, then the owner (which tells its listeners).
-  while (!FFreeNotifies.empty()) {
-    TComponent* C = *FFreeNotifies.begin();
-    FFreeNotifies.erase(FFreeNotifies.begin());
-    C->FFreeNotifies.erase(this);
+  // Everyone that asked to be told, the last to ask first, then the owner (which tells
+  // its listeners).
+  while (FLastLink) {
+    TLink* L = FLastLink;
+    TComponent* C = L->Side[1 - L->SideOf(this)];
+    Unlink(L);
     // The owner hears of it below, once (it passes it on to its listeners).
     if (C != FOwner) C->Notification(this, opRemove);
   }
   if (FOwner) FOwner->Notification(this, opRemove);
 }
 
+void TComponent::Placed(void*, uintptr_t Entry, TRankedList::TLeaf*, TRankedList::TLeaf* To) {
+  reinterpret_cast<TComponent*>(Entry)->FOwnerLeaf = To;
+}
+
 TComponent* TComponent::Components(int Index) const {
   if (Index < 0 || Index >= ComponentCount()) return nullptr;
-  return FComponents[static_cast<size_t>(Index)];
+  return reinterpret_cast<TComponent*>(FComponents.At(static_cast<size_t>(Index)));
 }
 
 TComponent* TComponent::FindComponent(std::string_view AName) const {
@@ -97,39 +208,54 @@ void TComponent::InsertComponent(TComponent* AComponent) {
   if (!AComponent->FName.empty() && FindComponent(AComponent->FName))
     throw Exception("A component named " + AComponent->FName + " already exists.");
   if (AComponent->FOwner) AComponent->FOwner->RemoveComponent(AComponent);
-  FComponents.push_back(AComponent);
+  FComponents.PushBack(reinterpret_cast<uintptr_t>(AComponent));
   if (!AComponent->FName.empty()) FNames[UpperCase(AComponent->FName)] = AComponent;
   if (AComponent->FSiblingNotifications) {
+    AComponent->FListenerIndex = static_cast<int32_t>(FListeners.size());
     FListeners.push_back(AComponent);
-    FListenerSet.insert(AComponent);
   }
   AComponent->FOwner = this;
   if (FComponentState.Contains(csDesigning)) AComponent->SetDesigning(true);
   Notification(AComponent, opInsert);
 }
 
-// Removes one entry, looking from the end first (components die last-first).
-static void EraseFromBack(std::vector<TComponent*>& List, TComponent* C) {
-  for (size_t I = List.size(); I-- > 0;)
-    if (List[I] == C) {
-      List.erase(List.begin() + static_cast<std::ptrdiff_t>(I));
-      return;
-    }
-}
-
 void TComponent::RemoveComponent(TComponent* AComponent) {
   if (!AComponent || AComponent->FOwner != this) return;
   if (!AComponent->FComponentState.Contains(csDestroying)) Notification(AComponent, opRemove);
-  EraseFromBack(FComponents, AComponent);
-  if (AComponent->FSiblingNotifications) {
-    EraseFromBack(FListeners, AComponent);
-    FListenerSet.erase(AComponent);
+  const auto Entry = reinterpret_cast<uintptr_t>(AComponent);
+  // A component is in its owner's list once: looked for from the end of its leaf.
+  if (TRankedList::TLeaf* Leaf = AComponent->FOwnerLeaf) {
+    const size_t Offset =
+        TRankedList::LastOffsetIn(Leaf, [Entry](uintptr_t E) { return E == Entry; });
+    if (Offset != TRankedList::npos) FComponents.EraseAt(Leaf, Offset);
   }
+  if (AComponent->FListenerIndex >= 0) DropListener(AComponent);
   if (!AComponent->FName.empty()) {
     auto It = FNames.find(UpperCase(AComponent->FName));
     if (It != FNames.end() && It->second == AComponent) FNames.erase(It);
   }
   AComponent->FOwner = nullptr;
+}
+
+// Leaves an empty place, so that a notification going through the list meanwhile skips
+// it; the places are compacted once none runs and half the list is empty.
+void TComponent::DropListener(TComponent* C) {
+  FListeners[static_cast<size_t>(C->FListenerIndex)] = nullptr;
+  C->FListenerIndex = -1;
+  ++FListenerHoles;
+  CompactListeners();
+}
+
+void TComponent::CompactListeners() {
+  if (FNotifying > 0 || FListenerHoles == 0 || FListenerHoles * 2 < FListeners.size()) return;
+  size_t Kept = 0;
+  for (TComponent* L : FListeners)
+    if (L) {
+      L->FListenerIndex = static_cast<int32_t>(Kept);
+      FListeners[Kept++] = L;
+    }
+  FListeners.resize(Kept);
+  FListenerHoles = 0;
 }
 
 namespace {
@@ -147,11 +273,12 @@ void TComponent::DestroyComponents() {
     // Taken out of this owner (which tells its listeners, as a removal does) and
     // freed by the outermost call, last first as here.
     std::vector<TComponent*> Orphans;
-    Orphans.reserve(FComponents.size());
-    while (!FComponents.empty()) {
-      TComponent* C = FComponents.back();
+    Orphans.reserve(FComponents.Size());
+    while (!FComponents.Empty()) {
+      auto* C = reinterpret_cast<TComponent*>(FComponents.Back());
       RemoveComponent(C);
-      if (!FComponents.empty() && FComponents.back() == C) FComponents.pop_back();
+      if (!FComponents.Empty() && FComponents.Back() == reinterpret_cast<uintptr_t>(C))
+        FComponents.Erase(FComponents.Size() - 1);
       Orphans.push_back(C);
     }
     DeferredFrees->insert(DeferredFrees->end(), Orphans.rbegin(), Orphans.rend());
@@ -161,10 +288,11 @@ void TComponent::DestroyComponents() {
   const bool Outermost = DeferredFrees == nullptr;
   if (Outermost) DeferredFrees = &Deferred;
   ++DestroyDepth;
-  while (!FComponents.empty()) {
-    TComponent* C = FComponents.back();
+  while (!FComponents.Empty()) {
+    auto* C = reinterpret_cast<TComponent*>(FComponents.Back());
     delete C;  // its destructor removes it from this list
-    if (!FComponents.empty() && FComponents.back() == C) FComponents.pop_back();
+    if (!FComponents.Empty() && FComponents.Back() == reinterpret_cast<uintptr_t>(C))
+      FComponents.Erase(FComponents.Size() - 1);
   }
   if (Outermost) {
     while (!Deferred.empty()) {
@@ -177,15 +305,60 @@ void TComponent::DestroyComponents() {
   --DestroyDepth;
 }
 
+void TComponent::Attach(TLink* L, int Side) {
+  L->Prev[Side] = FLastLink;
+  L->Next[Side] = nullptr;
+  if (FLastLink)
+    FLastLink->Next[FLastLink->SideOf(this)] = L;
+  else
+    FFirstLink = L;
+  FLastLink = L;
+  ++FLinkCount;
+}
+
+void TComponent::Detach(TLink* L, int Side) {
+  TLink* P = L->Prev[Side];
+  TLink* N = L->Next[Side];
+  if (P)
+    P->Next[P->SideOf(this)] = N;
+  else
+    FFirstLink = N;
+  if (N)
+    N->Prev[N->SideOf(this)] = P;
+  else
+    FLastLink = P;
+  --FLinkCount;
+}
+
+void TComponent::Unlink(TLink* L) {
+  L->Side[0]->Detach(L, 0);
+  L->Side[1]->Detach(L, 1);
+  FreeLink(L);
+}
+
+TComponent::TLink* TComponent::FindLink(const TComponent* Other) const {
+  // Both lists hold the link: the shorter is walked (a view registered with thousands
+  // of cached components finds each through the component's two or three links).
+  const TComponent* Walk = FLinkCount <= Other->FLinkCount ? this : Other;
+  const TComponent* Peer = Walk == this ? Other : this;
+  for (TLink* L = Walk->FFirstLink; L;) {
+    const int S = L->SideOf(Walk);
+    if (L->Side[1 - S] == Peer) return L;
+    L = L->Next[S];
+  }
+  return nullptr;
+}
+
 void TComponent::FreeNotification(TComponent* AComponent) {
-  if (!AComponent || AComponent == this) return;
-  FFreeNotifies.insert(AComponent);
-  AComponent->FFreeNotifies.insert(this);
+  if (!AComponent || AComponent == this || FindLink(AComponent)) return;
+  TLink* L = NewLink(this, AComponent);
+  Attach(L, 0);
+  AComponent->Attach(L, 1);
 }
 
 void TComponent::RemoveFreeNotification(TComponent* AComponent) {
-  if (!AComponent || FFreeNotifies.erase(AComponent) == 0) return;
-  AComponent->FFreeNotifies.erase(this);
+  if (!AComponent || FLinkCount == 0) return;
+  if (TLink* L = FindLink(AComponent)) Unlink(L);
 }
 
 void TComponent::SetSiblingNotifications(bool Value) {
@@ -193,23 +366,28 @@ void TComponent::SetSiblingNotifications(bool Value) {
   FSiblingNotifications = Value;
   if (!FOwner) return;
   if (Value) {
+    FListenerIndex = static_cast<int32_t>(FOwner->FListeners.size());
     FOwner->FListeners.push_back(this);
-    FOwner->FListenerSet.insert(this);
-  } else {
-    EraseFromBack(FOwner->FListeners, this);
-    FOwner->FListenerSet.erase(this);
+  } else if (FListenerIndex >= 0) {
+    FOwner->DropListener(this);
   }
 }
 
 void TComponent::Notification(TComponent* AComponent, TOperation Operation) {
   if (Operation == opRemove && AComponent) RemoveFreeNotification(AComponent);
   if (FListeners.empty()) return;
-  // Copy: a handler may free components of this owner. Last listener first.
-  const std::vector<TComponent*> Items = FListeners;
-  for (auto It = Items.rbegin(); It != Items.rend(); ++It) {
-    TComponent* C = *It;
-    if (FListenerSet.count(C)) C->Notification(AComponent, Operation);
-  }
+  // Last listener first. A handler may free components of this owner or change who
+  // listens: those that stop are skipped, those that start hear the next notification.
+  struct TRunning {
+    TComponent* Owner;
+    ~TRunning() {
+      --Owner->FNotifying;
+      Owner->CompactListeners();
+    }
+  } Running{this};
+  ++FNotifying;
+  for (size_t I = FListeners.size(); I-- > 0;)
+    if (TComponent* C = FListeners[I]) C->Notification(AComponent, Operation);
 }
 
 void TComponent::ChangeState(TComponentStateItem Item, bool Value) {
@@ -222,7 +400,8 @@ void TComponent::ChangeState(TComponentStateItem Item, bool Value) {
       C->FComponentState.Include(Item);
     else
       C->FComponentState.Exclude(Item);
-    Pending.insert(Pending.end(), C->FComponents.begin(), C->FComponents.end());
+    C->FComponents.ForEach(
+        [&](uintptr_t E) { Pending.push_back(reinterpret_cast<TComponent*>(E)); });
   }
 }
 

@@ -10,8 +10,9 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
+
+#include "lumox/host/rankedlist.h"
 
 namespace lumox {
 
@@ -92,11 +93,15 @@ using TNotificationEvent = std::function<void(class TComponent* AComponent, TOpe
 
 // A component is owned by another component (or by nobody) and freed by its owner.
 // When a component dies, every component registered through FreeNotification
-// receives Notification(it, opRemove) so that it can clear its references; the
-// owner receives it too and passes it (like insertions) on to those of its
-// components that asked for their siblings' notifications (SetSiblingNotifications).
-// Holding a reference means registering FreeNotification: that keeps scenes of
-// many components linear in time, since an insertion does not visit every sibling.
+// receives Notification(it, opRemove), the last registered first, so that it can clear
+// its references; the owner receives it next and passes it (like insertions) on to
+// those of its components that asked for their siblings' notifications
+// (SetSiblingNotifications), the last to ask first. Holding a reference means
+// registering FreeNotification: that keeps scenes of many components linear in time,
+// since an insertion does not visit every sibling. The bookkeeping is held in the
+// components themselves (each registration is one link in both components' lists, each
+// component knows where it is in its owner's lists), so that a death costs constant
+// time whatever the number of siblings and registrations around it.
 class TComponent : public TPersistent {
  public:
   explicit TComponent(TComponent* AOwner);
@@ -112,7 +117,7 @@ class TComponent : public TPersistent {
   int64_t Tag() const { return FTag; }
   void SetTag(int64_t Value) { FTag = Value; }
 
-  int ComponentCount() const { return static_cast<int>(FComponents.size()); }
+  int ComponentCount() const { return static_cast<int>(FComponents.Size()); }
   TComponent* Components(int Index) const;
   TComponent* FindComponent(std::string_view AName) const;
   void InsertComponent(TComponent* AComponent);
@@ -147,20 +152,43 @@ class TComponent : public TPersistent {
   void Destroying();
 
  private:
+  struct TLink;
   void ChangeState(TComponentStateItem Item, bool Value);
+  // The registration between this component and Other, or nullptr; looked for in the
+  // shorter of the two lists.
+  TLink* FindLink(const TComponent* Other) const;
+  void Attach(TLink* L, int Side);
+  void Detach(TLink* L, int Side);
+  static void Unlink(TLink* L);
+  static TLink* NewLink(TComponent* A, TComponent* B);
+  static void FreeLink(TLink* L);
+  void DropListener(TComponent* C);
+  void CompactListeners();
+  // Where each owned component is in FComponents (TRankedList::TPlaced).
+  static void Placed(void* Context, uintptr_t Entry, TRankedList::TLeaf* From,
+                     TRankedList::TLeaf* To);
+
   TComponent* FOwner = nullptr;
   std::string FName;
   TComponentState FComponentState;
-  int64_t FTag = 0;
   bool FSiblingNotifications = false;
-  std::vector<TComponent*> FComponents;
+  int64_t FTag = 0;
+  // Owned components in insertion order, and where this one is in its owner's.
+  TRankedList FComponents{&Placed};
+  TRankedList::TLeaf* FOwnerLeaf = nullptr;
   // Owned components by upper-cased name, for unique names in constant time.
   std::unordered_map<std::string, TComponent*> FNames;
-  // Owned components that asked for sibling notifications, in insertion order, and
-  // the same as a set, so that a notification visits each listener once in O(1).
+  // Owned components that asked for sibling notifications, in the order they asked; a
+  // listener that stops leaves an empty place (its index is kept in it), filled in when
+  // no notification is running.
   std::vector<TComponent*> FListeners;
-  std::unordered_set<TComponent*> FListenerSet;
-  std::unordered_set<TComponent*> FFreeNotifies;
+  uint32_t FListenerHoles = 0;
+  uint32_t FNotifying = 0;
+  int32_t FListenerIndex = -1;
+  // The FreeNotification registrations, oldest first.
+  uint32_t FLinkCount = 0;
+  TLink* FFirstLink = nullptr;
+  TLink* FLastLink = nullptr;
 };
 
 }  // namespace lumox

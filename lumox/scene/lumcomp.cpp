@@ -15,6 +15,13 @@ namespace lumox {
 const char* const TLumDrawModeStr[5] = {"dmWindow", "dmBitmap", "dmSelection", "dmPick",
                                         "dmNothing"};
 
+void TLumCustomView::ListMade() {
+  ++FLiveLists;
+  const size_t Need = FDeferredLists.size() + FLiveLists;
+  if (FDeferredLists.capacity() < Need)
+    FDeferredLists.reserve(std::max(Need, 2 * FDeferredLists.capacity()));
+}
+
 void TLumCustomView::DeleteDeferredLists() {
   for (const TListRange& R : FDeferredLists) glDeleteLists(R.First, R.Count);
   FDeferredLists.clear();
@@ -142,10 +149,17 @@ void TLumRender::SetNodeDirect(TLumCustomNode* NewNode) {
   LinkNode(NewNode);
 }
 
+bool TLumRender::HeldBy(const TLumCustomNode* Node) const {
+  for (size_t I = 0; I < HoldingCount(); ++I)
+    if (Holding(I).Node == Node) return true;
+  return false;
+}
+
 void TLumRender::LinkNode(TLumCustomNode* NewNode) {
   if (FNode == NewNode) return;
-  // Told when the node dies, whoever owns it, so the field never dangles.
-  if (FNode) RemoveFreeNotification(FNode);
+  // Told when the node dies, whoever owns it, so the field never dangles; the old node
+  // stays registered while its list still holds this component (as a reference).
+  if (FNode && !HeldBy(FNode)) RemoveFreeNotification(FNode);
   FNode = NewNode;
   if (FNode) FNode->FreeNotification(this);
 }
@@ -336,7 +350,10 @@ void TLumRender::OpenCache() {
   // component too (a single off-screen frame would otherwise come out empty).
   glNewList(FListId, GL_COMPILE_AND_EXECUTE);
   // Drawing goes on uncompiled when no list was made; the next render tries again.
-  if (!glIsList(FListId)) FListId = 0;
+  if (!glIsList(FListId))
+    FListId = 0;
+  else
+    FView->ListMade();
   // Deliberately beyond the plain protocol: the list must hold all the state it draws
   // with, so the material, attributes and texture before it must not be skipped as
   // "last rendered". Otherwise it replays with whatever state precedes it later.
@@ -358,6 +375,7 @@ void TLumRender::ClearCache() {
   if (!FView || FListId == 0) return;
   if (FView->GetCurrent()) {
     glDeleteLists(FListId, 1);
+    FView->ListDeleted();
     FListId = 0;
     return;
   }
@@ -375,6 +393,7 @@ void TLumRender::ClearCache() {
   FView->SetCurrent(true);
   if (!FView->GetCurrent()) return;  // no context: the list is kept
   glDeleteLists(FListId, 1);
+  FView->ListDeleted();
   FListId = 0;
   FView->SetCurrent(false);
 }
@@ -420,22 +439,41 @@ void TLumCustomNode::CheckLink(const TLumRender* Item) const {
   while (!Pending.empty()) {
     const TLumCustomNode* N = Pending.back();
     Pending.pop_back();
-    for (const TLumCustomNode* H : N->FHolders) {
+    for (size_t I = 0; I < N->HoldingCount(); ++I) {
+      const TLumCustomNode* H = N->Holding(I).Node;
       if (H == Item) throw Exception("Can not create a link to myself.");
       if (Seen.insert(H).second) Pending.push_back(H);
     }
   }
 }
 
-void TLumCustomNode::Hold(TLumRender* Item, bool Value) {
-  auto& H = Item->FHolders;
-  if (Value) {
-    H.push_back(this);
+void TLumCustomNode::Held(TLumRender* Item, TRankedList::TLeaf* From, TRankedList::TLeaf* To) {
+  TLumHolding& First = Item->FHolding;
+  auto& More = Item->FMoreHoldings;
+  if (!From) {
+    if (!Item->HeldBy(this)) Item->FreeNotification(this);
+    (First.Node ? More.emplace_back() : First) = {this, To};
     ++FHeldCount;
-  } else {
-    H.erase(std::remove(H.begin(), H.end(), this), H.end());
-    --FHeldCount;
+    return;
   }
+  // Places of one item in one leaf are alike: any of them stands for the entry.
+  auto Update = [&](TLumHolding& H, TLumHolding& Last) {
+    if (To) {
+      H.Leaf = To;
+      return;
+    }
+    H = Last;  // the last place fills the gap
+    if (More.empty())
+      First = {nullptr, nullptr};
+    else
+      More.pop_back();
+    --FHeldCount;
+    if (Item->Node() != this && !Item->HeldBy(this)) Item->RemoveFreeNotification(this);
+  };
+  TLumHolding& Last = More.empty() ? First : More.back();
+  if (First.Node == this && First.Leaf == From) return Update(First, Last);
+  for (size_t I = More.size(); I-- > 0;)
+    if (More[I].Node == this && More[I].Leaf == From) return Update(More[I], Last);
 }
 
 // --- the published-property table ------------------------------------------------------

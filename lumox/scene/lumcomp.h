@@ -44,7 +44,16 @@ class TLumCustomView : public TComponent {
   // is (DeleteDeferredLists): freeing a scene then costs one switch of context, not
   // one per cached component. Count consecutive lists from First (a font's glyphs).
   void DeferListDeletion(uint32_t First, int32_t Count = 1) {
-    FDeferredLists.push_back({First, Count});
+    ListDeleted();
+    FDeferredLists.push_back({First, Count});  // room was taken when the list was made
+  }
+  // A list was made in the view's context: room for its deferred deletion is taken
+  // now, so that freeing a scene allocates nothing (an allocation amid many frees makes
+  // the allocator sort all the small blocks just freed, which costs more than the frees).
+  void ListMade();
+  // A list of the view's context was deleted at once.
+  void ListDeleted() {
+    if (FLiveLists > 0) --FLiveLists;
   }
   // Deletes the deferred lists; the view's context (or one sharing its lists) must
   // be current.
@@ -66,6 +75,7 @@ class TLumCustomView : public TComponent {
     int32_t Count;
   };
   std::vector<TListRange> FDeferredLists;
+  size_t FLiveLists = 0;
   TLumRenderState FOwnState;
   TLumRenderState* FRenderState = &FOwnState;
 };
@@ -107,6 +117,12 @@ class TLumTransformed : public TLumComponent {
   // Part of the component rather than allocated apart, so the frame finds it next to
   // the component's own fields; mutable because the accessor hands it out from const.
   mutable TLumTransformation FTransformation;
+};
+
+// One place of a component in a node's list (see TLumCustomNode::Held).
+struct TLumHolding {
+  TLumCustomNode* Node;
+  TRankedList::TLeaf* Leaf;
 };
 
 class TLumRender : public TLumTransformed {
@@ -175,8 +191,14 @@ class TLumRender : public TLumTransformed {
   void RenderOutermost(TLumCustomView* aView, TLumTraversal& T);
   // Sets FNode, keeping the removal notification between component and node.
   void LinkNode(TLumCustomNode* NewNode);
-  // The nodes whose lists hold this component, as an item or a reference, each once.
-  std::vector<TLumCustomNode*> FHolders;
+  // Each place in a node's list that holds this component, as an item or a reference:
+  // the node and the leaf of its list the entry is in. The first is kept here, the usual
+  // single place, so that finding it reads no other block; the others follow it.
+  TLumHolding FHolding{nullptr, nullptr};
+  std::vector<TLumHolding> FMoreHoldings;
+  size_t HoldingCount() const { return FHolding.Node ? 1 + FMoreHoldings.size() : 0; }
+  const TLumHolding& Holding(size_t I) const { return I == 0 ? FHolding : FMoreHoldings[I - 1]; }
+  bool HeldBy(const TLumCustomNode* Node) const;
   bool FEnabled = true;
   TLumCustomView* FView = nullptr;
   uint32_t FListId = 0;
@@ -207,12 +229,24 @@ class TLumCustomNode : public TLumRender {
   // Throws Exception("Can not create a link to myself.") when Item is this node or
   // holds it at any depth, so that linking Item below this node would close a cycle.
   void CheckLink(const TLumRender* Item) const;
-  // Records that this node's list holds Item (Value true) or no longer does.
-  void Hold(TLumRender* Item, bool Value);
+  // Records that an entry of Item entered a leaf of this node's list (From null), left
+  // the list (To null) or moved from one leaf to another. A node is registered with
+  // every component its list holds (FreeNotification), so that it hears of the
+  // component's end and drops its entries, whatever else links the two.
+  void Held(TLumRender* Item, TRankedList::TLeaf* From, TRankedList::TLeaf* To);
+  // How many places Item has in nodes' lists.
+  static size_t PlacesOf(const TLumRender* Item) { return Item->HoldingCount(); }
+  // The places of Item in nodes' lists: Fn(Holding) for each, while Fn returns true.
+  template <typename F>
+  static void ForEachHolding(const TLumRender* Item, F&& Fn) {
+    for (size_t I = 0; I < Item->HoldingCount(); ++I)
+      if (!Fn(Item->Holding(I))) return;
+  }
 
  private:
-  // How many components this node's list holds; a node that holds none cannot close a
-  // cycle, which keeps linking fresh nodes (a load, nested to any depth) constant-time.
+  // How many entries of components this node's list holds; a node that holds none cannot
+  // close a cycle, which keeps linking fresh nodes (a load, nested to any depth)
+  // constant-time.
   int FHeldCount = 0;
 };
 

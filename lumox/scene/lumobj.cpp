@@ -136,23 +136,31 @@ void TLumObject::Notification(TComponent* AComponent, TOperation Operation) {
 
 // --- TLumNode -------------------------------------------------------------------------
 
+namespace {
+// A list entry: the item, with the indirect bit in the lowest bit (items are aligned).
+uintptr_t EntryOf(const TLumRender* Item, bool Indirect) {
+  return reinterpret_cast<uintptr_t>(Item) | (Indirect ? 1u : 0u);
+}
+TLumRender* ItemOf(uintptr_t Entry) { return reinterpret_cast<TLumRender*>(Entry & ~uintptr_t{1}); }
+bool IndirectEntry(uintptr_t Entry) { return (Entry & 1) != 0; }
+}  // namespace
+
 TLumNode::TLumNode(TComponent* AOwner) : TLumCustomNode(AOwner) {}
 
-void TLumNode::Counted(TLumRender* Item, int Delta) {
-  if (!Item) return;
-  auto It = FOccurrences.try_emplace(Item, 0).first;
-  if (It->second == 0) Hold(Item, true);
-  It->second += Delta;
-  if (It->second <= 0) {
-    Hold(Item, false);
-    FOccurrences.erase(It);
-  }
+void TLumNode::Placed(void* Context, uintptr_t Entry, TRankedList::TLeaf* From,
+                      TRankedList::TLeaf* To) {
+  auto* Node = static_cast<TLumNode*>(Context);
+  if (TLumRender* Item = ItemOf(Entry)) {
+    Node->Held(Item, From, To);
+    if (IndirectEntry(Entry) && !From != !To) Node->FIndirectHeld += To ? 1 : -1;
+  } else
+    Node->FEmpty += (To ? 1 : 0) - (From ? 1 : 0);
 }
 
 TLumNode::~TLumNode() {
   if (OnItemNotify) OnItemNotify(this, opRemove);
-  // The items leave first, last to first, each in constant time; whatever still
-  // names this node is told next, while it is a complete node.
+  // The items leave first, last to first, each in O(log n); whatever still names this
+  // node is told next, while it is a complete node.
   Clear();
   Destroying();
 }
@@ -161,21 +169,18 @@ int TLumNode::Add(TLumRender* Item) {
   if (!Item) return -1;  // nothing to add
   const int Old = GetCount();
   Insert(Old, Item);
-  FIndirect.resize(FItems.size());
-  FIndirect.back() = false;
+  // The new last bit is cleared (a handler of the insertion may have added after it).
+  if (const size_t N = FItems.Size(); N > 0 && IndirectEntry(FItems.At(N - 1)))
+    FItems.Set(N - 1, FItems.At(N - 1) & ~uintptr_t{1});
   return Old;
 }
 
 int TLumNode::AddIndirect(TLumRender* Item) {
   CheckLink(Item);
   const int Old = GetCount();
-  FItems.push_back(Item);
-  Counted(Item, 1);
-  FIndirect.resize(FItems.size());
-  FIndirect.back() = true;
-  // A reference only: the item stays in its own node, but this node must not keep
-  // a dangling entry when the item dies.
-  if (Item) Item->FreeNotification(this);
+  // A reference only: the item stays in its own node (this node hears of its end
+  // through the registration its entries keep, Held).
+  FItems.PushBack(EntryOf(Item, true));
   return Old;
 }
 
@@ -184,32 +189,23 @@ void TLumNode::Insert(int Index, TLumRender* Item) {
   if (!Item) return;
   Item->SetNodeDirect(this);
   Index = std::clamp(Index, 0, GetCount());
-  FItems.insert(FItems.begin() + Index, Item);
-  Counted(Item, 1);
-  // Keep the indirect bits aligned with their items.
-  if (FIndirect.size() + 1 == FItems.size()) FIndirect.insert(FIndirect.begin() + Index, false);
+  FItems.Insert(static_cast<size_t>(Index), EntryOf(Item, false));
   Item->OnChange = [this](TObject* Sender) { SubChange(Sender); };
   if (OnItemNotify) OnItemNotify(Item, opInsert);
 }
 
-int TLumNode::FindItem(TLumRender* Item) const {
-  auto Found = FOccurrences.find(Item);
-  if (Found == FOccurrences.end()) return Item ? -1 : IndexOf(Item);
-  if (Found->second > 1) return IndexOf(Item);
-  for (int I = GetCount() - 1; I >= 0; --I)
-    if (FItems[static_cast<size_t>(I)] == Item) return I;
-  return -1;
-}
-
 int TLumNode::Remove(TLumRender* Item) {
-  const int Index = FindItem(Item);
+  TPlace P;
+  const int Index = Item ? (FirstPlace(Item, P) ? static_cast<int>(P.Index) : -1) : IndexOf(Item);
   if (Index >= 0) {
-    const bool Indirect = IsIndirect(Index);
-    FItems.erase(FItems.begin() + Index);
-    Counted(Item, -1);
-    if (static_cast<size_t>(Index) < FIndirect.size()) FIndirect.erase(FIndirect.begin() + Index);
-    FIndirect.resize(FItems.size());
-    if (!Indirect && Item) {  // SetItems may have left an empty entry
+    uintptr_t Entry = 0;
+    if (Item) {
+      Entry = P.Leaf->Entries[P.Offset];
+      FItems.EraseAt(P.Leaf, P.Offset);
+    } else {
+      Entry = FItems.Erase(static_cast<size_t>(Index));
+    }
+    if (!IndirectEntry(Entry) && Item) {  // SetItems may have left an empty entry
       Item->OnChange = nullptr;
       Item->SetNode(nullptr);
     }
@@ -219,59 +215,76 @@ int TLumNode::Remove(TLumRender* Item) {
 }
 
 void TLumNode::Delete(int Index) {
-  if (Index >= 0 && Index < GetCount()) Remove(FItems[static_cast<size_t>(Index)]);
+  if (Index >= 0 && Index < GetCount()) Remove(GetItems(Index));
 }
 
 void TLumNode::Exchange(int I, int J) {
-  if (I < 0 || J < 0 || I >= GetCount() || J >= GetCount()) return;
-  std::swap(FItems[static_cast<size_t>(I)], FItems[static_cast<size_t>(J)]);
-  const bool B = FIndirect[static_cast<size_t>(I)];
-  FIndirect[static_cast<size_t>(I)] = FIndirect[static_cast<size_t>(J)];
-  FIndirect[static_cast<size_t>(J)] = B;
+  if (I < 0 || J < 0 || I >= GetCount() || J >= GetCount() || I == J) return;
+  FItems.Swap(static_cast<size_t>(I), static_cast<size_t>(J));
 }
 
 void TLumNode::Move(int CurIndex, int NewIndex) {
-  if (FItems.empty()) return;
+  if (FItems.Empty()) return;
   const int Last = GetCount() - 1;
   CurIndex = std::clamp(CurIndex, 0, Last);
   NewIndex = std::clamp(NewIndex, 0, Last);
   if (CurIndex == NewIndex) return;
-  TLumRender* Item = FItems[static_cast<size_t>(CurIndex)];
-  const bool Bit = FIndirect[static_cast<size_t>(CurIndex)];
-  FItems.erase(FItems.begin() + CurIndex);
-  FIndirect.erase(FIndirect.begin() + CurIndex);
-  FItems.insert(FItems.begin() + NewIndex, Item);
-  FIndirect.insert(FIndirect.begin() + NewIndex, Bit);
+  const uintptr_t Entry = FItems.Erase(static_cast<size_t>(CurIndex));
+  FItems.Insert(static_cast<size_t>(NewIndex), Entry);
 }
 
 int TLumNode::IndexOf(TLumRender* Item) const {
-  auto It = std::find(FItems.begin(), FItems.end(), Item);
-  return It == FItems.end() ? -1 : static_cast<int>(It - FItems.begin());
+  if (!Item) {
+    // Empty entries hold no place of their own: counted, and looked for when there are.
+    if (FEmpty == 0) return -1;
+    int I = 0, Found = -1;
+    FItems.ForEach([&](uintptr_t E) {
+      if (Found < 0 && !ItemOf(E)) Found = I;
+      ++I;
+    });
+    return Found;
+  }
+  TPlace P;
+  return FirstPlace(Item, P) ? static_cast<int>(P.Index) : -1;
+}
+
+bool TLumNode::FirstPlace(const TLumRender* Item, TPlace& First) const {
+  First.Index = TRankedList::npos;
+  ForEachHolding(Item, [&](const TLumHolding& H) {
+    if (H.Node != this) return true;
+    auto Match = [Item](uintptr_t E) { return ItemOf(E) == Item; };
+    // An item with one place has one entry: it may be looked for from either end.
+    const size_t Offset = PlacesOf(Item) == 1 ? TRankedList::LastOffsetIn(H.Leaf, Match)
+                                              : TRankedList::OffsetIn(H.Leaf, Match);
+    if (Offset == TRankedList::npos) return true;
+    const size_t Index = FItems.IndexAt(H.Leaf, Offset);
+    if (Index < First.Index) First = {H.Leaf, Offset, Index};
+    return true;
+  });
+  return First.Index != TRankedList::npos;
 }
 
 void TLumNode::Clear() {
   for (int I = GetCount() - 1; I >= 0; --I) Delete(std::min(I, GetCount() - 1));
-  FItems.clear();
-  FIndirect.clear();
-  FOccurrences.clear();
+  FItems.Clear();
 }
 
 TLumRender* TLumNode::GetItems(int Index) const {
   if (Index < 0 || Index >= GetCount()) return nullptr;
-  return FItems[static_cast<size_t>(Index)];
+  return ItemOf(FItems.At(static_cast<size_t>(Index)));
 }
 
 void TLumNode::SetItems(int Index, TLumRender* Item) {
   if (Index < 0 || Index >= GetCount()) return;
   CheckLink(Item);
-  Counted(FItems[static_cast<size_t>(Index)], -1);
-  FItems[static_cast<size_t>(Index)] = Item;
-  Counted(Item, 1);
+  const uintptr_t Old = FItems.At(static_cast<size_t>(Index));
+  // Beyond replacing the entry: the node is registered with the item like with every
+  // item it holds (Held), so the entry does not dangle when the item dies.
+  FItems.Set(static_cast<size_t>(Index), EntryOf(Item, IndirectEntry(Old)));
 }
 
 bool TLumNode::IsIndirect(int Index) const {
-  return Index >= 0 && static_cast<size_t>(Index) < FIndirect.size() &&
-         FIndirect[static_cast<size_t>(Index)];
+  return Index >= 0 && Index < GetCount() && IndirectEntry(FItems.At(static_cast<size_t>(Index)));
 }
 
 int TLumNode::CountAllItems() const {
@@ -283,13 +296,13 @@ int TLumNode::CountAllItems() const {
   while (!Pending.empty()) {
     const TLumNode* Node = Pending.back();
     Pending.pop_back();
-    for (TLumRender* Item : Node->FItems) {
-      if (auto* Sub = dynamic_cast<TLumNode*>(Item)) {
+    Node->FItems.ForEach([&](uintptr_t E) {
+      if (auto* Sub = dynamic_cast<TLumNode*>(ItemOf(E))) {
         if (Seen.insert(Sub).second) Pending.push_back(Sub);
       } else {
         ++N;
       }
-    }
+    });
   }
   return N;
 }
@@ -303,14 +316,15 @@ constexpr size_t PrefetchLines = 15;
 
 void TLumNode::RenderItems(TLumCustomView* aView) {
   // Indexed on purpose: a handler may change the list while it renders.
-  for (size_t I = 0; I < FItems.size(); ++I) {
+  for (size_t I = 0; I < FItems.Size(); ++I) {
     // Each item lives in a block of its own: fetching the blocks of the items a few
     // places ahead overlaps their cache misses with the drawing of this one. A hint
     // only: it reads nothing and cannot fault.
-    if (I + PrefetchDistance < FItems.size())
-      if (const char* Ahead = reinterpret_cast<const char*>(FItems[I + PrefetchDistance]))
+    if (I + PrefetchDistance < FItems.Size())
+      if (const char* Ahead =
+              reinterpret_cast<const char*>(ItemOf(FItems.At(I + PrefetchDistance))))
         for (size_t Line = 0; Line < PrefetchLines; ++Line) __builtin_prefetch(Ahead + 64 * Line);
-    if (FItems[I]) FItems[I]->Render(aView);
+    if (TLumRender* Item = ItemOf(FItems.At(I))) Item->Render(aView);
   }
 }
 
@@ -364,7 +378,7 @@ void TLumNode::WriteItems(TLumExchange* Exchange) {
   std::unordered_set<TLumNode*> Open{this};
   while (!Stack.empty()) {
     TFrame& Top = Stack.back();
-    if (Top.Next >= Top.Node->FItems.size()) {
+    if (Top.Next >= Top.Node->FItems.Size()) {
       Open.erase(Top.Node);
       Stack.pop_back();
       if (!Stack.empty()) {
@@ -373,7 +387,7 @@ void TLumNode::WriteItems(TLumExchange* Exchange) {
       }
       continue;
     }
-    TLumRender* Item = Top.Node->FItems[Top.Next++];
+    TLumRender* Item = ItemOf(Top.Node->FItems.At(Top.Next++));
     if (!Item) continue;
     if (typeid(*Item) == typeid(TLumNode)) {
       auto* Sub = static_cast<TLumNode*>(Item);
@@ -407,27 +421,24 @@ TObject* TLumNode::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 
 void TLumNode::Notification(TComponent* AComponent, TOperation Operation) {
   TLumRender::Notification(AComponent, Operation);
-  auto* AsItem = Operation == opRemove ? dynamic_cast<TLumRender*>(AComponent) : nullptr;
-  auto Found = AsItem ? FOccurrences.find(AsItem) : FOccurrences.end();
-  if (Found != FOccurrences.end() && Found->second == 1) {
-    // The common case, an item that dies while it is in the list once.
-    const int I = FindItem(AsItem);
-    if (I >= 0 && IsIndirect(I)) {
-      Counted(AsItem, -1);
-      FItems.erase(FItems.begin() + I);
-      FIndirect.erase(FIndirect.begin() + I);
-    }
-  } else if (Found != FOccurrences.end()) {
-    // Drop indirect references to a dying component; direct items leave through
-    // their own destructor.
-    for (int I = GetCount() - 1; I >= 0; --I)
-      if (FItems[static_cast<size_t>(I)] == AComponent && IsIndirect(I)) {
-        Counted(FItems[static_cast<size_t>(I)], -1);
-        FItems.erase(FItems.begin() + I);
-        FIndirect.erase(FIndirect.begin() + I);
-      }
-  }
+  if (Operation == opRemove && AComponent)
+    if (auto* Item = dynamic_cast<TLumRender*>(AComponent)) DropEntries(Item);
   if (OnItemNotify) OnItemNotify(AComponent, Operation);
+}
+
+void TLumNode::DropEntries(TLumRender* Item) {
+  // Direct items of this node leave through their own destructor (SetNode(nullptr)).
+  const bool Own = Item->Node() == this;
+  if (Own && FIndirectHeld == 0) return;  // only references could be left
+  auto Stale = [Item, Own](uintptr_t E) { return ItemOf(E) == Item && (IndirectEntry(E) || !Own); };
+  // Each erasure changes the places: look again from the first until none is stale.
+  for (bool Erased = true; Erased;) {
+    Erased = false;
+    ForEachHolding(Item, [&](const TLumHolding& H) {
+      Erased = H.Node == this && FItems.EraseFrom(H.Leaf, Stale);
+      return !Erased;
+    });
+  }
 }
 
 // --- registry -------------------------------------------------------------------------

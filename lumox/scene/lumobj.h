@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <functional>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "lumox/scene/lumcomp.h"
@@ -128,7 +127,7 @@ class TLumNode : public TLumCustomNode {
   TLumRender* GetItems(int Index) const;
   // Replaces the list entry only, without any bookkeeping; a cycle is still refused.
   void SetItems(int Index, TLumRender* Item);
-  int GetCount() const { return static_cast<int>(FItems.size()); }
+  int GetCount() const { return static_cast<int>(FItems.Size()); }
   bool IsIndirect(int Index) const;
   // Leaves below this node; nested nodes count their own leaves.
   int CountAllItems() const override;
@@ -147,15 +146,26 @@ class TLumNode : public TLumCustomNode {
   void Notification(TComponent* AComponent, TOperation Operation) override;
 
  private:
-  std::vector<TLumRender*> FItems;
-  std::vector<bool> FIndirect;
-  // How often each component is in the list, so that removals stay constant-time
-  // for items that are there once (the usual case) in large scenes.
-  std::unordered_map<TLumRender*, int> FOccurrences;
-  void Counted(TLumRender* Item, int Delta);
-  // The first index of Item, as IndexOf gives it; an item held once is looked for
-  // from the end, where removals of large lists (Clear, dying items) happen.
-  int FindItem(TLumRender* Item) const;
+  // The items in render order, each with its indirect bit as the lowest bit of the
+  // entry; every item knows where its entries are (its holdings), so that finding,
+  // removing and moving items cost O(log n) in lists of any size.
+  TRankedList FItems{&Placed, this};
+  // Empty entries (SetItems(i, nullptr)), which no item can hold the place of.
+  int FEmpty = 0;
+  // Entries of components held as references; while there are none, a component's end
+  // leaves nothing of it behind in its own node (DropEntries has nothing to look for).
+  int FIndirectHeld = 0;
+  static void Placed(void* Context, uintptr_t Entry, TRankedList::TLeaf* From,
+                     TRankedList::TLeaf* To);
+  struct TPlace {
+    TRankedList::TLeaf* Leaf = nullptr;
+    size_t Offset = 0, Index = 0;
+  };
+  // Where the first entry of Item (not nullptr) is; false when it is not in the list.
+  bool FirstPlace(const TLumRender* Item, TPlace& First) const;
+  // Drops the entries of a component leaving the scene that its own removal from this
+  // node will not take: references, and entries that SetItems placed.
+  void DropEntries(TLumRender* Item);
   void WriteItems(TLumExchange* Exchange);
 };
 

@@ -1,11 +1,9 @@
-// Tests of vertex blocks, index lists with their conversions, and vertex welding.
+// Tests of vertex blocks and index lists with their conversions.
 #include "lumox/geometry/lumprimclasses.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
-#include <random>
-#include <set>
 #include <vector>
 
 #include "lumox/math/lumgl.h"
@@ -163,82 +161,6 @@ TEST(PrimitiveArrayTest, InsertOverwritesDeleteAndAddMerge) {
   Fill(L, {1});
   D.Add(&L, 10);  // another type is not merged
   EXPECT_EQ(D.Count(), 5);
-}
-
-// --- welding -------------------------------------------------------------------------------
-
-struct Brute {
-  std::vector<int32_t> Rep, Counts, RepNonZero;
-};
-
-Brute Scan(const std::vector<double>& V, const std::vector<uint8_t>& F, uint8_t Mask) {
-  const int32_t N = static_cast<int32_t>(F.size());
-  const double Tol = tolerance;
-  Brute B{std::vector<int32_t>(N), std::vector<int32_t>(N, 1), std::vector<int32_t>(N)};
-  for (int32_t i = 0; i < N; ++i) {
-    B.Rep[i] = B.RepNonZero[i] = i;
-    if (!(F[i] & Mask)) continue;
-    int32_t First = -1, FirstNZ = 0, C = 0;
-    for (int32_t j = 0; j < N; ++j) {
-      if (!(F[j] & Mask)) continue;
-      if (std::fabs(V[3 * i] - V[3 * j]) < Tol && std::fabs(V[3 * i + 1] - V[3 * j + 1]) < Tol &&
-          std::fabs(V[3 * i + 2] - V[3 * j + 2]) < Tol) {
-        ++C;
-        if (First < 0) First = j;
-        if (j != 0 && FirstNZ == 0) FirstNZ = j;
-      }
-    }
-    if (C == 0) continue;
-    B.Rep[i] = First;
-    B.Counts[i] = C;
-    B.RepNonZero[i] = FirstNZ;
-  }
-  return B;
-}
-
-TEST(WeldTest, SpatialHashEqualsLinearScanOnRandomClusters) {
-  std::mt19937 Rng(7);
-  const double Tol = tolerance;
-  for (int Round = 0; Round < 24; ++Round) {
-    // Some rounds are large, and some hold one far-away vertex, which spreads the cells
-    // too wide for the sorted sweep and takes the table instead.
-    const int N = Round % 4 == 3 ? 3000 : 400;
-    const bool FarAway = Round % 3 == 1;
-    std::vector<double> V;
-    std::vector<uint8_t> F;
-    std::uniform_int_distribution<int> Pick(0, 9);
-    std::uniform_real_distribution<double> Jitter(-1.2 * Tol, 1.2 * Tol);
-    for (int i = 0; i < N; ++i) {
-      // Cluster centres on cell borders (multiples of the tolerance), jittered by about
-      // a tolerance, so that neighbouring cells and non-transitive chains both occur.
-      const double Base[3] = {Tol * Pick(Rng), -Tol * Pick(Rng),
-                              Round % 2 ? Tol * 3.0 : Tol * (Pick(Rng) % 4)};
-      for (double B : Base) V.push_back(B + (Rng() % 3 == 0 ? 0.0 : Jitter(Rng)));
-      F.push_back(static_cast<uint8_t>(Rng() % 4));
-    }
-    if (FarAway) V[3 * (N / 2)] = 1e17;
-    for (uint8_t Mask : {uint8_t{1}, uint8_t{2}}) {
-      std::vector<int32_t> Rep, Counts, RepNonZero;
-      LumWeldPoints(V.data(), F.data(), N, Mask, Tol, Rep, &Counts, &RepNonZero);
-      const Brute B = Scan(V, F, Mask);
-      ASSERT_EQ(Rep, B.Rep) << "round " << Round;
-      ASSERT_EQ(Counts, B.Counts) << "round " << Round;
-      ASSERT_EQ(RepNonZero, B.RepNonZero) << "round " << Round;
-      std::vector<int32_t> Fast;
-      LumWeldPoints(V.data(), F.data(), N, Mask, Tol, Fast);  // early-exit path
-      ASSERT_EQ(Fast, B.Rep);
-    }
-  }
-}
-
-TEST(WeldTest, NonFiniteAndHugePositionsWeldOnlyWhatTheScanWelds) {
-  const double Inf = HUGE_VAL;
-  std::vector<double> V = {Inf, 0, 0, Inf, 0, 0, 1e300, 0, 0, 1e300, 0, 0, std::nan(""), 0, 0};
-  std::vector<uint8_t> F(5, 1);
-  std::vector<int32_t> Rep;
-  LumWeldPoints(V.data(), F.data(), 5, 1, tolerance, Rep);
-  EXPECT_EQ(Rep, Scan(V, F, 1).Rep);
-  EXPECT_EQ(Rep, (std::vector<int32_t>{0, 1, 2, 2, 4}));
 }
 
 }  // namespace

@@ -3,7 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
 
 using namespace lumox;
 
@@ -55,8 +60,8 @@ TEST(ComponentTest, ReferencesAreClearedWhenTheTargetDies) {
   auto* Holder = new TRef(&FormA);
   auto* Sibling = new TRef(&FormB);
   auto* Target = new TComponent(&FormB);
-  Holder->SetTarget(Target);    // another owner: needs FreeNotification
-  Sibling->Target = Target;     // same owner: told through the owner when it asks
+  Holder->SetTarget(Target);  // another owner: needs FreeNotification
+  Sibling->Target = Target;   // same owner: told through the owner when it asks
   Sibling->SetSiblingNotifications(true);
   auto* Deaf = new TRef(&FormB);  // did not ask: insertions and removals pass it by
   Deaf->Target = Target;
@@ -67,6 +72,190 @@ TEST(ComponentTest, ReferencesAreClearedWhenTheTargetDies) {
   // The dead component is gone from the holder's list: freeing the holder later is safe.
   delete Holder;
   EXPECT_EQ(FormA.ComponentCount(), 0);
+}
+
+namespace {
+
+// Notes every removal it hears of, in order, and can stop another listener meanwhile.
+class TEar : public TComponent {
+ public:
+  TEar(TComponent* AOwner, std::vector<TEar*>* Log) : TComponent(AOwner), FLog(Log) {}
+  TEar* Silences = nullptr;
+
+ protected:
+  void Notification(TComponent* AComponent, TOperation Operation) override {
+    TComponent::Notification(AComponent, Operation);
+    if (Operation != opRemove) return;
+    FLog->push_back(this);
+    if (Silences) Silences->SetSiblingNotifications(false);
+  }
+
+ private:
+  std::vector<TEar*>* FLog;
+};
+
+}  // namespace
+
+TEST(ComponentTest, RemovalIsToldLastRegisteredFirstThenToTheOwnersListeners) {
+  std::vector<TEar*> Heard;
+  TComponent Form(nullptr), Elsewhere(nullptr);
+  auto* Target = new TComponent(&Form);
+  TEar* H[3];
+  for (auto*& E : H) {
+    E = new TEar(&Elsewhere, &Heard);
+    Target->FreeNotification(E);
+  }
+  Target->FreeNotification(H[0]);  // once is enough: no second registration
+  H[1]->FreeNotification(Target);  // either side registers the same pair
+  auto* L1 = new TEar(&Form, &Heard);
+  auto* L2 = new TEar(&Form, &Heard);
+  auto* L3 = new TEar(&Form, &Heard);
+  for (TEar* L : {L1, L2, L3}) L->SetSiblingNotifications(true);
+  L3->Silences = L2;  // L2 stops listening before its turn comes
+  delete Target;
+  EXPECT_EQ(Heard, (std::vector<TEar*>{H[2], H[1], H[0], L3, L1}));
+  // Registrations go both ways and end with either side: a holder that dies first is
+  // not told later.
+  Heard.clear();
+  auto* T2 = new TComponent(&Form);
+  T2->FreeNotification(H[0]);
+  T2->FreeNotification(H[1]);
+  delete H[0];
+  H[1]->RemoveFreeNotification(T2);
+  delete T2;
+  EXPECT_EQ(Heard, (std::vector<TEar*>{L3, L1}));  // T2's owner passes it on; no holder is left
+}
+
+namespace {
+
+// One notification heard: who heard it, of which component, and what happened.
+struct THeard {
+  const TComponent* Ear;
+  const TComponent* Of;
+  TOperation Operation;
+  bool operator==(const THeard&) const = default;
+};
+
+// Notes every notification it receives.
+class TLogger : public TComponent {
+ public:
+  TLogger(TComponent* AOwner, std::vector<THeard>* Log) : TComponent(AOwner), FLog(Log) {}
+
+ protected:
+  void Notification(TComponent* AComponent, TOperation Operation) override {
+    TComponent::Notification(AComponent, Operation);
+    FLog->push_back({this, AComponent, Operation});
+  }
+
+ private:
+  std::vector<THeard>* FLog;
+};
+
+}  // namespace
+
+// Frees in every order, changes of owner, renames and listeners that come and go,
+// against a plain model: after every step the owned components' positions and count,
+// every name found and unique, and every notification heard, by whom and in which
+// order (registered holders last registered first, then the owner's listeners last to
+// ask first; those that did not ask hear nothing), in lists of several hundred.
+TEST(ComponentTest, OwnedComponentsKeepOrderNamesAndNotificationsThroughAnyEdits) {
+  std::mt19937 Random(7);
+  std::vector<THeard> Log, Expected;
+  TComponent Owner(nullptr), Other(nullptr), Elsewhere(nullptr);
+  std::vector<TComponent*> Model;
+  // Siblings that may listen (never freed here), in the order they asked.
+  std::vector<TLogger*> Ears, Listening;
+  for (int I = 0; I < 4; ++I) {
+    Ears.push_back(new TLogger(&Owner, &Log));
+    Model.push_back(Ears.back());
+  }
+  // Holders in another owner, registered with some components, in registration order.
+  std::vector<TLogger*> Holders;
+  for (int I = 0; I < 3; ++I) Holders.push_back(new TLogger(&Elsewhere, &Log));
+  std::map<TComponent*, std::vector<TLogger*>> HeldBy;
+  auto Tell = [&](TComponent* C, TOperation Op) {
+    for (auto It = Listening.rbegin(); It != Listening.rend(); ++It)
+      Expected.push_back({*It, C, Op});
+  };
+  int Named = 0;
+  for (int Step = 0; Step < 5000; ++Step) {
+    Log.clear();
+    Expected.clear();
+    const uint32_t Op = Random() % 12;
+    const size_t Plain = Model.size() - Ears.size();  // components after the ears
+    auto PickPlain = [&] { return Ears.size() + Random() % Plain; };
+    if (Op < 4 || Plain == 0) {
+      auto* C = new TComponent(nullptr);
+      if (Op == 0) C->SetName("N" + std::to_string(Named++));  // never taken
+      Owner.InsertComponent(C);
+      Model.push_back(C);
+      Tell(C, opInsert);
+    } else if (Op < 7) {  // oldest, newest, anywhere
+      const size_t I = Op == 4 ? Ears.size() : Op == 5 ? Model.size() - 1 : PickPlain();
+      TComponent* C = Model[I];
+      const auto& H = HeldBy[C];
+      for (auto It = H.rbegin(); It != H.rend(); ++It) Expected.push_back({*It, C, opRemove});
+      Tell(C, opRemove);
+      HeldBy.erase(C);
+      delete C;
+      Model.erase(Model.begin() + static_cast<ptrdiff_t>(I));
+    } else if (Op == 7) {  // to another owner, and back at the end
+      const size_t I = PickPlain();
+      TComponent* C = Model[I];
+      Other.InsertComponent(C);
+      Owner.InsertComponent(C);
+      Tell(C, opRemove);
+      Tell(C, opInsert);
+      Model.erase(Model.begin() + static_cast<ptrdiff_t>(I));
+      Model.push_back(C);
+    } else if (Op == 8) {  // a sibling starts or stops listening
+      TLogger* E = Ears[Random() % Ears.size()];
+      const bool Was = std::find(Listening.begin(), Listening.end(), E) != Listening.end();
+      E->SetSiblingNotifications(!Was);
+      if (Was)
+        Listening.erase(std::find(Listening.begin(), Listening.end(), E));
+      else
+        Listening.push_back(E);
+    } else if (Op == 9) {  // a holder registers (once per pair)
+      TComponent* C = Model[PickPlain()];
+      TLogger* H = Holders[Random() % Holders.size()];
+      C->FreeNotification(H);
+      auto& L = HeldBy[C];
+      if (std::find(L.begin(), L.end(), H) == L.end()) L.push_back(H);
+    } else {  // a rename, to a free name or to one taken (refused, nothing changes)
+      TComponent* C = Model[PickPlain()];
+      // A name of the renames' own, or another component's (which may be empty).
+      const std::string Name =
+          Random() % 2 ? "C" + std::to_string(Random() % 40) : Model[PickPlain()]->Name();
+      TComponent* Taken = Owner.FindComponent(Name);
+      if (Taken && Taken != C) {
+        const std::string Before = C->Name();
+        EXPECT_THROW(C->SetName(Name), Exception);
+        ASSERT_EQ(C->Name(), Before);
+      } else {
+        C->SetName(Name);
+      }
+    }
+    ASSERT_EQ(Log, Expected) << "step " << Step << " operation " << Op;
+    if (Step % 97 != 0 && Model.size() > 20) continue;
+    ASSERT_EQ(Owner.ComponentCount(), static_cast<int>(Model.size()));
+    std::map<std::string, int> Names;
+    for (int I = 0; I < Owner.ComponentCount(); ++I) {
+      TComponent* C = Model[static_cast<size_t>(I)];
+      ASSERT_EQ(Owner.Components(I), C) << Step << " " << I;
+      if (C->Name().empty()) continue;
+      ASSERT_EQ(Owner.FindComponent(C->Name()), C);
+      ASSERT_EQ(++Names[C->Name()], 1) << C->Name();
+    }
+  }
+  EXPECT_EQ(Other.ComponentCount(), 0);
+  EXPECT_EQ(Owner.Components(-1), nullptr);
+  // The holders die first: the components they held no longer tell them anything.
+  for (TLogger* H : Holders) delete H;
+  Log.clear();
+  for (TLogger* E : Ears) E->SetSiblingNotifications(false);
+  while (Owner.ComponentCount() > static_cast<int>(Ears.size())) delete Owner.Components(4);
+  EXPECT_TRUE(Log.empty());
 }
 
 TEST(ComponentTest, NamesAreIdentifiersUniqueWithinTheOwner) {

@@ -3,9 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
+#include <map>
+#include <random>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "lumox/geometry/lumpointset.h"
 #include "lumox/geometry/lumshape.h"
@@ -311,6 +315,206 @@ TEST(NodeTest, OnRenderReplacesTheItems) {
   N->Render(nullptr);
   Ctx->Release();
   EXPECT_TRUE(Calls == 1 && S->Draws == 0);
+}
+
+namespace {
+
+// An object that notes each time it is drawn.
+class TDrawn : public TLumObject {
+ public:
+  TDrawn(TComponent* AOwner, std::vector<const TLumRender*>* Log) : TLumObject(AOwner), FLog(Log) {}
+  void DoRender(TLumCustomView* aView) override {
+    TLumObject::DoRender(aView);
+    FLog->push_back(this);
+  }
+
+ private:
+  std::vector<const TLumRender*>* FLog;
+};
+
+// The list operations of nodes as plain vectors, step by step as the operations are
+// defined (a direct entry's removal clears the item's node, which removes it again from
+// that node, and so on).
+struct TNodeModel {
+  struct TEntry {
+    TLumRender* Item;
+    bool Indirect;
+    bool operator==(const TEntry&) const = default;
+  };
+  std::map<const TLumNode*, std::vector<TEntry>> Lists;
+  std::map<const TLumRender*, TLumNode*> NodeOf;
+
+  int IndexOf(const TLumNode* N, const TLumRender* Item) {
+    auto& L = Lists[N];
+    for (size_t I = 0; I < L.size(); ++I)
+      if (L[I].Item == Item) return static_cast<int>(I);
+    return -1;
+  }
+  int Remove(TLumNode* N, TLumRender* Item) {
+    const int I = IndexOf(N, Item);
+    if (I < 0) return -1;
+    const TEntry E = Lists[N][static_cast<size_t>(I)];
+    Lists[N].erase(Lists[N].begin() + I);
+    if (!E.Indirect && Item) SetNode(Item, nullptr);
+    return I;
+  }
+  void SetNode(TLumRender* Item, TLumNode* New) {
+    TLumNode* Cur = NodeOf[Item];
+    if (Cur != New && Cur) Remove(Cur, Item);
+    NodeOf[Item] = nullptr;
+    if (New) Add(New, Item);
+  }
+  void Insert(TLumNode* N, int Index, TLumRender* Item) {
+    if (TLumNode* Cur = NodeOf[Item]) Remove(Cur, Item);
+    NodeOf[Item] = N;
+    auto& L = Lists[N];
+    Index = std::clamp(Index, 0, static_cast<int>(L.size()));
+    L.insert(L.begin() + Index, {Item, false});
+  }
+  int Add(TLumNode* N, TLumRender* Item) {
+    const int Old = static_cast<int>(Lists[N].size());
+    Insert(N, Old, Item);
+    Lists[N].back().Indirect = false;
+    return Old;
+  }
+  void Move(TLumNode* N, int From, int To) {
+    auto& L = Lists[N];
+    if (L.empty()) return;
+    const int Last = static_cast<int>(L.size()) - 1;
+    From = std::clamp(From, 0, Last);
+    To = std::clamp(To, 0, Last);
+    const TEntry E = L[static_cast<size_t>(From)];
+    L.erase(L.begin() + From);
+    L.insert(L.begin() + To, E);
+  }
+  // An item's end: every entry of it goes, from every list.
+  void Dies(TLumRender* Item) {
+    for (auto& [N, L] : Lists)
+      L.erase(
+          std::remove_if(L.begin(), L.end(), [Item](const TEntry& E) { return E.Item == Item; }),
+          L.end());
+    NodeOf.erase(Item);
+  }
+};
+
+}  // namespace
+
+// Random sequences of every list operation, on lists of a few entries (the same items
+// held many times, directly and as references) and of thousands (several levels of
+// the list's tree), against the model: positions, IndexOf, indirect bits, every item's
+// node, the drawing order, and no entry left behind by an item's end (the sanitizer
+// build reads freed memory otherwise).
+TEST_F(ViewTest, NodeListOperationsKeepEveryPositionAgainstAModel) {
+  std::vector<const TLumRender*> Drawn;
+  auto* N = new TLumNode(&Form);
+  auto* Other = new TLumNode(&Form);
+  View->OnRender = [&](TLumView* V) { N->Render(V); };
+  TNodeModel M;
+  M.Lists[N], M.Lists[Other];
+  std::mt19937 Random(26);
+  auto Pick = [&](int Count) { return Count > 0 ? static_cast<int>(Random() % Count) : 0; };
+  std::vector<TLumRender*> Pool;
+  auto NewItem = [&] {
+    auto* Item = new TDrawn(&Form, &Drawn);
+    M.NodeOf[Item] = nullptr;
+    return Item;
+  };
+
+  auto Check = [&](bool Draw) {
+    for (TLumNode* Node : {N, Other}) {
+      const auto& L = M.Lists[Node];
+      ASSERT_EQ(Node->GetCount(), static_cast<int>(L.size()));
+      for (int I = 0; I < Node->GetCount(); ++I) {
+        ASSERT_EQ(Node->GetItems(I), L[static_cast<size_t>(I)].Item) << I;
+        ASSERT_EQ(Node->IsIndirect(I), L[static_cast<size_t>(I)].Indirect) << I;
+      }
+      for (TLumRender* Item : Pool) ASSERT_EQ(Node->IndexOf(Item), M.IndexOf(Node, Item));
+      ASSERT_EQ(Node->IndexOf(nullptr), M.IndexOf(Node, nullptr));
+    }
+    for (TLumRender* Item : Pool) ASSERT_EQ(Item->Node(), M.NodeOf[Item]);
+    if (!Draw) return;
+    Drawn.clear();
+    Frame();
+    std::vector<const TLumRender*> Expected;
+    for (const auto& E : M.Lists[N])
+      if (E.Item) Expected.push_back(E.Item);
+    ASSERT_EQ(Drawn, Expected);
+  };
+
+  for (auto [PoolSize, Steps, Target] : {std::tuple{8, 6000, 60}, std::tuple{2500, 9000, 2000}}) {
+    while (static_cast<int>(Pool.size()) < PoolSize) Pool.push_back(NewItem());
+    for (int Step = 0; Step < Steps; ++Step) {
+      TLumRender* Item = Pool[static_cast<size_t>(Pick(static_cast<int>(Pool.size())))];
+      const int Count = N->GetCount();
+      // Below the target size the list mostly grows, above it mostly shrinks.
+      const bool Grow = Count < Target ? Random() % 4 != 0 : Random() % 4 == 0;
+      const int Op = static_cast<int>(Random() % 6) + (Grow ? 0 : 6);
+      const int I = Pick(Count + 4) - 2, J = Pick(Count + 4) - 2;  // now and then out of range
+      switch (Op) {
+        case 0:
+          ASSERT_EQ(N->Add(Item), M.Add(N, Item));
+          break;
+        case 1:
+          ASSERT_EQ(N->AddIndirect(Item), static_cast<int>(M.Lists[N].size()));
+          M.Lists[N].push_back({Item, true});
+          break;
+        case 2:
+          N->Insert(I, Item);
+          M.Insert(N, I, Item);
+          break;
+        case 3:
+          N->Exchange(I, J);
+          if (I >= 0 && J >= 0 && I < Count && J < Count)
+            std::swap(M.Lists[N][static_cast<size_t>(I)], M.Lists[N][static_cast<size_t>(J)]);
+          break;
+        case 4:
+          N->Move(I, J);
+          M.Move(N, I, J);
+          break;
+        case 5: {
+          TLumNode* To = Random() % 2 ? N : Other;
+          Item->SetNode(To);
+          M.SetNode(Item, To);
+          break;
+        }
+        case 6:
+          ASSERT_EQ(N->Remove(Item), M.Remove(N, Item));
+          break;
+        case 7:
+          N->Delete(I);
+          if (I >= 0 && I < Count) M.Remove(N, M.Lists[N][static_cast<size_t>(I)].Item);
+          break;
+        case 8: {  // SetItems: an empty entry, or an item placed without its node knowing
+          TLumRender* New = Random() % 3 ? Item : nullptr;
+          N->SetItems(I, New);
+          if (I >= 0 && I < Count) M.Lists[N][static_cast<size_t>(I)].Item = New;
+          break;
+        }
+        case 9: {  // an item's end
+          auto It = std::find(Pool.begin(), Pool.end(), Item);
+          delete Item;
+          M.Dies(Item);
+          *It = NewItem();
+          break;
+        }
+        case 10:
+          Other->AddIndirect(Item);
+          M.Lists[Other].push_back({Item, true});
+          break;
+        default:
+          Item->SetNode(nullptr);
+          M.SetNode(Item, nullptr);
+          break;
+      }
+      if (PoolSize < 100 || Step % 100 == 0) Check(Step % 500 == 0);
+      if (HasFatalFailure()) return;
+    }
+  }
+  Check(true);
+  N->Clear();  // Delete from the last entry to the first
+  for (int I = static_cast<int>(M.Lists[N].size()) - 1; I >= 0 && !M.Lists[N].empty(); --I)
+    M.Remove(N, M.Lists[N][std::min<size_t>(static_cast<size_t>(I), M.Lists[N].size() - 1)].Item);
+  Check(true);
 }
 
 TEST(ObjectTest, NameFollowsComponentNameAndReferencesClear) {
