@@ -8,6 +8,8 @@
 
 #include "lumox/geometry/lum3dobj.h"
 #include "lumox/geometry/lumpointset.h"
+#include "lumox/geometry/lumpolygon.h"
+#include "lumox/geometry/lumtube.h"
 #include "lumox/geometry/lumprimclasses.h"
 #include "lumox/scene/lummat.h"
 #include "lumoxpy.h"
@@ -90,37 +92,39 @@ TLumPrimitivePoints* Built(TLumPrimitiveObj& O) {
 
 py::object PrimitiveTypes() { return EnumType("TLumPrimitiveType", TLumPrimitiveTypeStr); }
 
-void RegisterPrimitive() {
+// On every mesh class; a part's table descends from TPersistent, not from the meshes'
+// so it gets them too.
+void RegisterPrimitive(const char* Class) {
   AddMethod(
-      "TLumPrimitiveObj", "vertices", nullptr,
+      Class, "vertices", nullptr,
       [](TLumPrimitiveObj& O) {
         TLumPrimitivePoints* P = Built(O);
         return Copy(P->Vertices(), P->Count(), 3);
       },
       "A copy of the vertex positions, (N, 3) float64 (the mesh is built first if needed).");
   AddMethod(
-      "TLumPrimitiveObj", "normals", nullptr,
+      Class, "normals", nullptr,
       [](TLumPrimitiveObj& O) {
         TLumPrimitivePoints* P = Built(O);
         return Copy(P->Normals(), P->Count(), 3);
       },
       "A copy of the vertex normals, (N, 3) float64, or None when the mesh has none.");
   AddMethod(
-      "TLumPrimitiveObj", "tex_coords", nullptr,
+      Class, "tex_coords", nullptr,
       [](TLumPrimitiveObj& O) {
         TLumPrimitivePoints* P = Built(O);
         return Copy(P->TexCoords(), P->Count(), 3);
       },
       "A copy of the texture coordinates, (N, 3) float64, or None when the mesh has none.");
   AddMethod(
-      "TLumPrimitiveObj", "colors", nullptr,
+      Class, "colors", nullptr,
       [](TLumPrimitiveObj& O) {
         TLumPrimitivePoints* P = Built(O);
         return Copy(P->Colors(), P->Count(), 4);
       },
       "A copy of the vertex colours, (N, 4) float32 RGBA 0..1, or None when the mesh has none.");
   AddMethod(
-      "TLumPrimitiveObj", "index_lists", nullptr,
+      Class, "index_lists", nullptr,
       [](TLumPrimitiveObj& O) {
         Built(O);
         py::list L;
@@ -134,7 +138,7 @@ void RegisterPrimitive() {
         return L;
       },
       "The index lists as (PrimitiveType, uint32 array) pairs, in drawing order.");
-  AddProperty("TLumPrimitiveObj", "vertex_count", nullptr,
+  AddProperty(Class, "vertex_count", nullptr,
               py::cpp_function([](TLumPrimitiveObj& O) { return Built(O)->Count(); }), {},
               "Vertices of the (built) mesh.");
 }
@@ -294,13 +298,65 @@ void RegisterPointSet() {
       "naming the file and line, the points as they were.");
 }
 
+// Polygons' contours and tubes' paths, from arrays of points.
+void RegisterPolygonAndTube() {
+  AddMethod(
+      "TLumPolygon", "set_contour", "SetContour",
+      [](TLumPolygon& P, int32_t I, py::handle Points) {
+        int32_t Count = 0;
+        TDoubles A = Doubles(Points, 2, "points", Count);
+        TLumContour C(static_cast<size_t>(Count));
+        for (int32_t K = 0; K < Count; ++K) C[size_t(K)] = {A.data()[2 * K], A.data()[2 * K + 1]};
+        P.SetContour(I, C);
+      },
+      py::arg("index"), py::arg("points"),
+      "Replaces contour i (appended when i is contour_count) by (N, 2) points; contour 0 is "
+      "the outline, the others holes.");
+  AddMethod(
+      "TLumPolygon", "contour", "Contour",
+      [](TLumPolygon& P, int32_t I) {
+        const TLumContour& C = P.Contour(I);
+        py::array_t<double> A({py::ssize_t(C.size()), py::ssize_t(2)});
+        for (size_t K = 0; K < C.size(); ++K) {
+          A.mutable_data()[2 * K] = C[K].X;
+          A.mutable_data()[2 * K + 1] = C[K].Y;
+        }
+        return A;
+      },
+      py::arg("index"), "Contour i as (N, 2) points (empty when out of range).");
+  AddMethod("TLumPolygon", "add_point", "AddPoint",
+            [](TLumPolygon& P, double X, double Y, int32_t C) { P.AddPoint(X, Y, C); }, py::arg("x"),
+            py::arg("y"), py::arg("contour") = 0, "Appends a point to a contour.");
+  AddMethod("TLumPolygon", "clear_contours", "ClearContours", [](TLumPolygon& P) { P.ClearContours(); },
+            "Removes every contour.");
+  AddProperty("TLumPolygon", "contour_count", "ContourCount",
+              py::cpp_function([](TLumPolygon& P) { return P.ContourCount(); }), {},
+              "How many contours.");
+  AddMethod(
+      "TLumTube", "add_section", "AddSection",
+      [](TLumTube& T, const TLumMathVector& Point, double Radius, std::optional<uint32_t> Color) {
+        return Color ? T.AddSection(Point, Radius, *Color) : T.AddSection(Point, Radius);
+      },
+      py::arg("point"), py::arg("radius"), py::arg("color") = py::none(),
+      "Appends a section of the path (with a colour $00BBGGRR); -1 for bad values, which are "
+      "ignored.");
+  AddMethod("TLumTube", "delete_section", "DeleteSection", [](TLumTube& T, int32_t I) { T.DeleteSection(I); },
+            py::arg("index"), "Removes section i.");
+  AddMethod("TLumTube", "clear_sections", "ClearSections", [](TLumTube& T) { T.ClearSections(); },
+            "Removes every section.");
+  AddProperty("TLumTube", "section_count", "SectionCount",
+              py::cpp_function([](TLumTube& T) { return T.SectionCount(); }), {}, "How many sections.");
+}
+
 }  // namespace
 
 void RegisterMeshes(py::module_& M) {
   PrimitiveTypes();
-  RegisterPrimitive();
+  RegisterPrimitive("TLumPrimitiveObj");
+  RegisterPrimitive("TLum3dPart");
   RegisterParts();
   RegisterPointSet();
+  RegisterPolygonAndTube();
   (void)M;
 }
 
