@@ -180,8 +180,13 @@ const TCreator* CreatorOfType(PyTypeObject* Type) {
 void SetKeywords(PyObject* Self, PyObject* Kwds) {
   PyObject *Key, *Value;
   Py_ssize_t Pos = 0;
-  while (Kwds && PyDict_Next(Kwds, &Pos, &Key, &Value))
+  while (Kwds && PyDict_Next(Kwds, &Pos, &Key, &Value)) {
+    // Instances take attributes of their own, so a misspelt keyword would vanish there.
+    if (!PyObject_HasAttr(reinterpret_cast<PyObject*>(Py_TYPE(Self)), Key))
+      ThrowType(std::string(Py_TYPE(Self)->tp_name) + " has no property " +
+                std::string(py::str(Key)));
     if (PyObject_SetAttr(Self, Key, Value) < 0) throw py::error_already_set();
+  }
 }
 
 // --- the slots -------------------------------------------------------------------------
