@@ -40,7 +40,7 @@ def test_scene_saved_from_python_loads_back_and_renders(scene, tmp_path):
         assert img[60, 80, :3].min() > 100 and img[60, 80, 0] > img[60, 80, 1]
         assert img[3, 3, :3].max() < 40
     # Without an owner the root belongs to its Python object.
-    alone = lumox.load_scene(name)
+    alone = lumox.load_scene(name, warnings=[])
     assert alone.owner is None and alone.count == scene.root.count
 
 
