@@ -66,7 +66,7 @@ def test_out_of_range_values_are_ignored_as_the_setters_do(form):
     view.height = -5  # the view's bounds clamp at 0
     assert view.height == 0
     # The library's names go through the same setters.
-    ball.Radius = float("inf")
+    ball.Radius = float("nan")
     assert ball.Radius == 1.0
 
 
