@@ -1,5 +1,5 @@
 """What the Python bindings cost, as ratios against the same work driven from C++ in the
-same process:
+same process (and, for the frame, C++ over C++: the noise floor of the method):
 
   frame   a frame of a reference scene (S4 by default) whose on_render is a Python
           callable calling root.render, over the same frame with a C++ handler;
@@ -55,8 +55,9 @@ def frame_ratio(scene, size, runs):
             return cpp.timed_paint(view)
 
         py_ms, cpp_ms = paired(from_python, from_cpp, runs, warmup=3)
+        same_a, same_b = paired(from_cpp, from_cpp, runs, warmup=0)
         view.on_render = None
-    return renderer, py_ms, cpp_ms
+    return renderer, py_ms, cpp_ms, statistics.median(same_a) / statistics.median(same_b)
 
 
 def points_ratio(count, runs):
@@ -81,17 +82,17 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     parser.add_argument("--scene", default="s4", choices=["s1", "s4"])
     parser.add_argument("--size", type=int, default=256)
-    parser.add_argument("--frames", type=int, default=21, help="frame pairs measured")
+    parser.add_argument("--frames", type=int, default=41, help="frame pairs measured")
     parser.add_argument("--points", type=int, default=1_000_000)
     parser.add_argument("--point-runs", type=int, default=41, help="set_points pairs measured")
     args = parser.parse_args()
     print("load average: %.2f %.2f %.2f" % os.getloadavg())
     print("LP_NUM_THREADS:", os.environ.get("LP_NUM_THREADS", "(unset)"))
-    renderer, py_ms, cpp_ms = frame_ratio(args.scene, args.size, args.frames)
+    renderer, py_ms, cpp_ms, floor = frame_ratio(args.scene, args.size, args.frames)
     print("renderer:", renderer)
     f_py, f_cpp = statistics.median(py_ms), statistics.median(cpp_ms)
     print(f"frame {args.scene} {args.size}x{args.size}: Python {f_py:.2f} ms, C++ {f_cpp:.2f} ms "
-          f"(medians of {args.frames}), ratio {f_py / f_cpp:.3f}")
+          f"(medians of {args.frames}), ratio {f_py / f_cpp:.3f} (C++ over C++: {floor:.3f})")
     py_ms, cpp_ms = points_ratio(args.points, args.point_runs)
     p_py, p_cpp = statistics.median(py_ms), statistics.median(cpp_ms)
     print(f"set_points {args.points}: Python {p_py:.2f} ms, C++ SetPointData {p_cpp:.2f} ms "
