@@ -80,6 +80,17 @@ void RegisterErrors(py::module_& M);
 // Sets the Python exception of a C++ one (for CPython slots outside pybind11).
 void RaisePython(std::exception_ptr E);
 
+// Guards every call from Python into the library (a pybind11 call guard): a component
+// freed from a Python handler may still be on the library's stack (a view freed from its
+// own on_render, an object from its on_before_render), so such frees wait until the
+// outermost call returns.
+struct TLibraryCall {
+  TLibraryCall();
+  ~TLibraryCall();
+  TLibraryCall(const TLibraryCall&) = delete;
+  TLibraryCall& operator=(const TLibraryCall&) = delete;
+};
+
 // --- objects ----------------------------------------------------------------------------
 
 // Whether O is an instance of a generated class.
@@ -105,7 +116,8 @@ void AddMethod(const char* LibraryName, const char* Name, const char* CppName, F
                const Extra&... Ex) {
   py::object Cls = ClassObject(LibraryName);
   py::cpp_function Cf(std::forward<F>(Fn), py::name(Name), py::is_method(Cls),
-                      py::sibling(py::getattr(Cls, Name, py::none())), Ex...);
+                      py::sibling(py::getattr(Cls, Name, py::none())),
+                      py::call_guard<TLibraryCall>(), Ex...);
   Cls.attr(Name) = Cf;
   if (CppName && std::string(CppName) != Name) Cls.attr(CppName) = Cf;
 }
@@ -178,6 +190,11 @@ int VisitHandlers(lumox::TComponent* Root, visitproc Visit, void* Arg);
 void ClearHandlers(lumox::TComponent* Root);
 // A component was freed: its handlers no longer count as held by its owners.
 void ForgetHandlersOf(lumox::TComponent* Comp);
+// Frees Comp now, or after the library call that runs the current handler returns;
+// OnlyUnowned: then only if it has no owner (a Python object's own component).
+void FreeComponent(lumox::TComponent* Comp, bool OnlyUnowned);
+// Whether a Python handler is running (called by the library).
+bool InHandler();
 // Whether the interpreter still runs (false once it finalized: handlers of objects
 // that outlive it are then left alone).
 bool PythonAlive();

@@ -53,11 +53,57 @@ class TCellRef {
   TCell* FCell;
 };
 
+// --- frees that wait for the library to return ----------------------------------------------
+
+// Python handlers running now (nested), and calls from Python into the library.
+int GHandlerDepth = 0;
+int GCallDepth = 0;
+
+struct TPendingFree {
+  TComponent* Comp;
+  bool OnlyUnowned;  // a Python object's own component: freed only if still without owner
+};
+
+// Hears of pending components that something else freed meanwhile.
+class TPendingWatcher : public TComponent {
+ public:
+  TPendingWatcher() : TComponent(nullptr) {}
+  std::vector<TPendingFree> Pending;
+
+ protected:
+  void Notification(TComponent* AComponent, TOperation Operation) override {
+    if (Operation != opRemove) return;
+    for (size_t I = Pending.size(); I-- > 0;)
+      if (Pending[I].Comp == AComponent) Pending.erase(Pending.begin() + I);
+  }
+};
+
+TPendingWatcher& PendingWatcher() {
+  static auto* W = new TPendingWatcher;  // lives as long as the process
+  return *W;
+}
+
+void FreePending() {
+  TPendingWatcher& W = PendingWatcher();
+  while (!W.Pending.empty() && GHandlerDepth == 0 && GCallDepth == 0) {
+    const TPendingFree P = W.Pending.back();
+    W.Pending.pop_back();
+    P.Comp->RemoveFreeNotification(&W);
+    if (P.OnlyUnowned && (P.Comp->Owner() || P.Comp->ComponentState().Contains(csDestroying)))
+      continue;
+    delete P.Comp;
+  }
+}
+
 // Calls the cell's callable; None when it was cleared or Python is gone.
 template <typename... A>
 py::object CallCell(const TCellRef& Cell, A&&... Args) {
   if (!GAlive || !Cell->Fn) return py::none();
   py::object Fn = py::reinterpret_borrow<py::object>(Cell->Fn);
+  ++GHandlerDepth;
+  struct TLeave {
+    ~TLeave() { --GHandlerDepth; }
+  } Leave;
   return Fn(std::forward<A>(Args)...);
 }
 
@@ -208,6 +254,33 @@ int ForRootCells(TComponent* Root, F&& Each) {
 }  // namespace
 
 bool PythonAlive() { return GAlive; }
+
+TLibraryCall::TLibraryCall() { ++GCallDepth; }
+
+TLibraryCall::~TLibraryCall() {
+  --GCallDepth;
+  try {
+    FreePending();
+  } catch (...) {
+    // A destructor's handler that raised: its error is reported, the call's result stands.
+    PyErr_WriteUnraisable(nullptr);
+  }
+}
+
+bool InHandler() { return GHandlerDepth > 0; }
+
+void FreeComponent(TComponent* Comp, bool OnlyUnowned) {
+  if (GHandlerDepth == 0) {
+    if (!OnlyUnowned || (!Comp->Owner() && !Comp->ComponentState().Contains(csDestroying)))
+      delete Comp;
+    return;
+  }
+  TPendingWatcher& W = PendingWatcher();
+  for (const TPendingFree& P : W.Pending)
+    if (P.Comp == Comp) return;
+  W.Pending.push_back({Comp, OnlyUnowned});
+  Comp->FreeNotification(&W);
+}
 
 py::object ShiftToPython(TShiftState S) {
   return SetValue(EnumType("TShiftStateItem", ShiftNames), S.Bits());

@@ -9,8 +9,8 @@
 #include "lumox/geometry/lum3dobj.h"
 #include "lumox/geometry/lumpointset.h"
 #include "lumox/geometry/lumpolygon.h"
-#include "lumox/geometry/lumtube.h"
 #include "lumox/geometry/lumprimclasses.h"
+#include "lumox/geometry/lumtube.h"
 #include "lumox/scene/lummat.h"
 #include "lumoxpy.h"
 
@@ -88,6 +88,14 @@ py::object Copy(const T* Data, int32_t Count, py::ssize_t Width) {
 TLumPrimitivePoints* Built(TLumPrimitiveObj& O) {
   if (!O.Initialized()) O.Init();
   return O.Points();
+}
+
+// Parts are freed at once (they are no components, so their frees cannot wait): not
+// while a handler runs, as the object may be drawing them.
+void NotFromHandler(const char* What) {
+  if (InHandler())
+    ThrowError(std::string(What) +
+               " frees parts, which a handler cannot do while the library may be drawing them");
 }
 
 py::object PrimitiveTypes() { return EnumType("TLumPrimitiveType", TLumPrimitiveTypeStr); }
@@ -228,11 +236,17 @@ void RegisterParts() {
       [](TLum3dObj& O, int64_t I) {
         if (I < 0) I += O.PartCount();
         if (I < 0 || I >= O.PartCount()) throw py::index_error("no part " + std::to_string(I));
+        NotFromHandler("delete_part");
         O.DeletePart(static_cast<int32_t>(I));
       },
       py::arg("index"), "Frees part i; Python references to it then raise lumox.Error.");
   AddMethod(
-      "TLum3dObj", "clear", "Clear", [](TLum3dObj& O) { O.Clear(); }, "Frees every part.");
+      "TLum3dObj", "clear", "Clear",
+      [](TLum3dObj& O) {
+        NotFromHandler("clear");
+        O.Clear();
+      },
+      "Frees every part.");
   AddProperty("TLum3dObj", "parts", nullptr, py::cpp_function([](TLum3dObj& O) {
                 py::list L;
                 for (int32_t I = 0; I < O.PartCount(); ++I) L.append(Wrapped(O.Part(I)));
@@ -324,11 +338,13 @@ void RegisterPolygonAndTube() {
         return A;
       },
       py::arg("index"), "Contour i as (N, 2) points (empty when out of range).");
-  AddMethod("TLumPolygon", "add_point", "AddPoint",
-            [](TLumPolygon& P, double X, double Y, int32_t C) { P.AddPoint(X, Y, C); }, py::arg("x"),
-            py::arg("y"), py::arg("contour") = 0, "Appends a point to a contour.");
-  AddMethod("TLumPolygon", "clear_contours", "ClearContours", [](TLumPolygon& P) { P.ClearContours(); },
-            "Removes every contour.");
+  AddMethod(
+      "TLumPolygon", "add_point", "AddPoint",
+      [](TLumPolygon& P, double X, double Y, int32_t C) { P.AddPoint(X, Y, C); }, py::arg("x"),
+      py::arg("y"), py::arg("contour") = 0, "Appends a point to a contour.");
+  AddMethod(
+      "TLumPolygon", "clear_contours", "ClearContours", [](TLumPolygon& P) { P.ClearContours(); },
+      "Removes every contour.");
   AddProperty("TLumPolygon", "contour_count", "ContourCount",
               py::cpp_function([](TLumPolygon& P) { return P.ContourCount(); }), {},
               "How many contours.");
@@ -340,12 +356,15 @@ void RegisterPolygonAndTube() {
       py::arg("point"), py::arg("radius"), py::arg("color") = py::none(),
       "Appends a section of the path (with a colour $00BBGGRR); -1 for bad values, which are "
       "ignored.");
-  AddMethod("TLumTube", "delete_section", "DeleteSection", [](TLumTube& T, int32_t I) { T.DeleteSection(I); },
-            py::arg("index"), "Removes section i.");
-  AddMethod("TLumTube", "clear_sections", "ClearSections", [](TLumTube& T) { T.ClearSections(); },
-            "Removes every section.");
+  AddMethod(
+      "TLumTube", "delete_section", "DeleteSection",
+      [](TLumTube& T, int32_t I) { T.DeleteSection(I); }, py::arg("index"), "Removes section i.");
+  AddMethod(
+      "TLumTube", "clear_sections", "ClearSections", [](TLumTube& T) { T.ClearSections(); },
+      "Removes every section.");
   AddProperty("TLumTube", "section_count", "SectionCount",
-              py::cpp_function([](TLumTube& T) { return T.SectionCount(); }), {}, "How many sections.");
+              py::cpp_function([](TLumTube& T) { return T.SectionCount(); }), {},
+              "How many sections.");
 }
 
 }  // namespace

@@ -26,6 +26,15 @@ TPersistent* Live(py::handle H) {
   return P;
 }
 
+// Frees what C owns, last first; from a handler, once the library call returns.
+void DestroyOwned(TComponent& C) {
+  if (!InHandler()) {
+    C.DestroyComponents();
+    return;
+  }
+  for (int I = C.ComponentCount(); I-- > 0;) FreeComponent(C.Components(I), false);
+}
+
 // Index I of a list of N entries, counting from the end when negative.
 int32_t ListIndex(int64_t I, int32_t N) {
   if (I < 0) I += N;
@@ -178,7 +187,7 @@ void RegisterComponent() {
       "Takes an owned component out: it then has no owner and belongs to its Python object.");
   AddMethod(
       "TComponent", "destroy_components", "DestroyComponents",
-      [](TComponent& C) { C.DestroyComponents(); }, "Frees every owned component, last first.");
+      [](TComponent& C) { DestroyOwned(C); }, "Frees every owned component, last first.");
   AddMethod(
       "TComponent", "free", "Free",
       [](py::handle H) {
@@ -189,7 +198,7 @@ void RegisterComponent() {
         if (!C->Owner() && !Self(H)->Owned)
           ThrowError(std::string("the ") + P->ClassName() +
                      " is held by the library, not by an owner: it cannot be freed here");
-        delete C;
+        FreeComponent(C, false);
       },
       "Frees the component now (and what it owns); Python references to it then raise "
       "lumox.Error.");
@@ -203,10 +212,10 @@ void RegisterComponent() {
                        py::is_method(Owner), py::name("__enter__"));
   Owner.attr("__exit__") = py::cpp_function(
       [](TComponent& C, py::args) {
-        C.DestroyComponents();
+        DestroyOwned(C);
         return false;
       },
-      py::is_method(Owner), py::name("__exit__"),
+      py::is_method(Owner), py::name("__exit__"), py::call_guard<TLibraryCall>(),
       "Frees every owned component when the with block ends.");
 }
 

@@ -149,7 +149,7 @@ PyObject* NewObject(PyTypeObject* Type, TPersistent* Ptr, TComponent* Guard, PyO
 // Frees what Python owned, unless an owner took it over meanwhile.
 void FreeOwned(TPersistent* Obj) {
   if (auto* C = dynamic_cast<TComponent*>(Obj)) {
-    if (!C->Owner() && !C->ComponentState().Contains(csDestroying)) delete C;
+    if (!C->Owner() && !C->ComponentState().Contains(csDestroying)) FreeComponent(C, true);
     return;
   }
   delete Obj;

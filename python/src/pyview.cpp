@@ -291,12 +291,23 @@ void RegisterView(py::module_& M) {
   RegisterApplication(M);
   RegisterBitmap();
   // The virtual-key codes key_down and on_key_down take.
-  for (const auto& [Name, Code] :
-       {std::pair{"VK_BACK", VK_BACK}, {"VK_TAB", VK_TAB}, {"VK_RETURN", VK_RETURN},
-        {"VK_SHIFT", VK_SHIFT}, {"VK_CONTROL", VK_CONTROL}, {"VK_ESCAPE", VK_ESCAPE},
-        {"VK_SPACE", VK_SPACE}, {"VK_PRIOR", VK_PRIOR}, {"VK_NEXT", VK_NEXT}, {"VK_END", VK_END},
-        {"VK_HOME", VK_HOME}, {"VK_LEFT", VK_LEFT}, {"VK_UP", VK_UP}, {"VK_RIGHT", VK_RIGHT},
-        {"VK_DOWN", VK_DOWN}, {"VK_INSERT", VK_INSERT}, {"VK_DELETE", VK_DELETE}})
+  for (const auto& [Name, Code] : {std::pair{"VK_BACK", VK_BACK},
+                                   {"VK_TAB", VK_TAB},
+                                   {"VK_RETURN", VK_RETURN},
+                                   {"VK_SHIFT", VK_SHIFT},
+                                   {"VK_CONTROL", VK_CONTROL},
+                                   {"VK_ESCAPE", VK_ESCAPE},
+                                   {"VK_SPACE", VK_SPACE},
+                                   {"VK_PRIOR", VK_PRIOR},
+                                   {"VK_NEXT", VK_NEXT},
+                                   {"VK_END", VK_END},
+                                   {"VK_HOME", VK_HOME},
+                                   {"VK_LEFT", VK_LEFT},
+                                   {"VK_UP", VK_UP},
+                                   {"VK_RIGHT", VK_RIGHT},
+                                   {"VK_DOWN", VK_DOWN},
+                                   {"VK_INSERT", VK_INSERT},
+                                   {"VK_DELETE", VK_DELETE}})
     M.attr(Name) = Code;
   M.def("egl_platform", &EGLPlatformName,
         "The EGL platform headless views use (surfaceless, device or default), or empty when "

@@ -135,3 +135,41 @@ def test_interpreter_exit_inside_a_with_block_and_after_free():
             sys.exit(0)
     """)
     assert p.returncode == 0, p.stderr
+
+
+def test_freeing_from_a_handler_waits_for_the_frame_to_end(form):
+    # The view frees itself, an object frees itself while drawn, an owner frees all:
+    # each happens once the call from Python returns, never under the library's feet.
+    view = lumox.View(form, width=16, height=16)
+    view.on_render = lambda v: v.free()
+    assert view.image().shape == (16, 16, 4)
+    assert view.freed
+    ball = lumox.Sphere(form)
+    ball.on_before_render = lambda v: ball.free()
+    root = lumox.Node(form)
+    root.add(ball)
+    other = lumox.View(form, width=16, height=16)
+    other.on_render = lambda v: root.render(v)
+    other.image()
+    assert ball.freed and root.count == 0
+    inner = lumox.Owner(form)
+    clicked = lumox.View(inner, width=8, height=8)
+    clicked.on_click = lambda v: inner.destroy_components()
+    clicked.click()
+    assert clicked.freed and not inner.freed
+    alone = lumox.View(width=8, height=8)
+
+    def drop(v):
+        nonlocal alone
+        alone = None  # the last reference goes inside the frame
+
+    alone.on_render = drop
+    alone.image()
+    assert alone is None
+    obj = lumox.Lum3dObj(form)
+    obj.add_part()
+    obj.on_before_render = lambda v: obj.delete_part(0)
+    root.add(obj)
+    with pytest.raises(lumox.Error, match="handler"):
+        other.image()
+    assert obj.part_count == 1
