@@ -84,7 +84,7 @@ def main():
     parser.add_argument("--size", type=int, default=256)
     parser.add_argument("--frames", type=int, default=41, help="frame pairs measured")
     parser.add_argument("--points", type=int, default=1_000_000)
-    parser.add_argument("--point-runs", type=int, default=41, help="set_points pairs measured")
+    parser.add_argument("--point-runs", type=int, default=101, help="set_points pairs measured")
     args = parser.parse_args()
     print("load average: %.2f %.2f %.2f" % os.getloadavg())
     print("LP_NUM_THREADS:", os.environ.get("LP_NUM_THREADS", "(unset)"))
