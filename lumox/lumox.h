@@ -38,6 +38,7 @@
 #include "lumox/scene/lumlight.h"
 #include "lumox/scene/lummat.h"
 #include "lumox/scene/lumobj.h"
+#include "lumox/scene/lumrenderstate.h"
 #include "lumox/scene/lumtex.h"
 #include "lumox/view/lumcam.h"
 #include "lumox/view/lumcanvasview.h"

@@ -1,17 +1,24 @@
 // The view subcommand: a scene file or the built-in demo in a Qt window, with the mouse,
 // person and presentation controllers on the camera, picking by click, screenshots, and
-// options for scripted runs (a drag, a screenshot, quitting after a time).
+// options for scripted runs (the controller, keys, a drag, a screenshot, quitting after
+// a time).
 #include <QApplication>
 #include <QImage>
+#include <QKeyEvent>
 #include <QMouseEvent>
 #include <QTimer>
+#include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <exception>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "apps/lumox/lumoxcmd.h"
+#include "apps/lumox/viewcontrols.h"
 #include "lumox/control/lumcntrl.h"
 #include "lumox/control/lumtimer.h"
 #include "lumox/qt/lumqtview.h"
@@ -31,6 +38,10 @@ struct TViewOptions {
   std::optional<double> Distance, Fov, Near, Far, QuitAfter;
   bool Axes = false;
   std::optional<std::pair<int, int>> Drag;
+  // The controller at start, the button that drags, and keys pressed once shown.
+  TViewController Controller = vcMouse;
+  Qt::MouseButton DragButton = Qt::LeftButton;
+  std::vector<Qt::Key> Keys;
 };
 
 bool Number(const std::string& Text, double& Value) {
@@ -56,7 +67,55 @@ bool Pair(const std::string& Text, char Sep, int& A, int& B) {
   return true;
 }
 
+// The keys --key names, without regard to case: letters, digits, F1 to F12 and these.
+Qt::Key KeyNamed(std::string Name) {
+  for (char& C : Name) C = static_cast<char>(std::toupper(static_cast<unsigned char>(C)));
+  if (Name.size() == 1 && std::isalnum(static_cast<unsigned char>(Name[0])))
+    return static_cast<Qt::Key>(Name[0]);  // Qt's codes of letters and digits are ASCII
+  if (Name.size() >= 2 && Name.size() <= 3 && Name[0] == 'F' &&
+      Name.find_first_not_of("0123456789", 1) == std::string::npos) {
+    const int N = std::stoi(Name.substr(1));
+    if (N >= 1 && N <= 12) return static_cast<Qt::Key>(Qt::Key_F1 + N - 1);
+  }
+  static const std::pair<const char*, Qt::Key> Named[] = {
+      {"LEFT", Qt::Key_Left},   {"RIGHT", Qt::Key_Right},   {"UP", Qt::Key_Up},
+      {"DOWN", Qt::Key_Down},   {"PAGEUP", Qt::Key_PageUp}, {"PAGEDOWN", Qt::Key_PageDown},
+      {"HOME", Qt::Key_Home},   {"END", Qt::Key_End},       {"ESCAPE", Qt::Key_Escape},
+      {"SPACE", Qt::Key_Space}, {"RETURN", Qt::Key_Return}, {"TAB", Qt::Key_Tab}};
+  for (const auto& [N, K] : Named)
+    if (Name == N) return K;
+  return Qt::Key_unknown;
+}
+
+// --controller, --drag-button and --key; true when A is one of them (Status then tells
+// whether its value was good).
+bool ParseControlOption(const std::string& A, const std::string& V, TViewOptions& O, int& Status) {
+  if (A == "--controller") {
+    if (!ParseViewController(V, O.Controller))
+      Status = BadUsage("--controller needs mouse, person or presentation");
+  } else if (A == "--drag-button") {
+    static const std::pair<const char*, Qt::MouseButton> Buttons[] = {
+        {"left", Qt::LeftButton}, {"right", Qt::RightButton}, {"middle", Qt::MiddleButton}};
+    auto It = std::find_if(std::begin(Buttons), std::end(Buttons),
+                           [&](const auto& B) { return V == B.first; });
+    if (It == std::end(Buttons))
+      Status = BadUsage("--drag-button needs left, right or middle");
+    else
+      O.DragButton = It->second;
+  } else if (A == "--key") {
+    const Qt::Key K = KeyNamed(V);
+    if (K == Qt::Key_unknown)
+      Status = BadUsage("unknown key '" + V + "' for --key (e.g. Up, PageDown, Home, T, F12)");
+    else
+      O.Keys.push_back(K);
+  } else {
+    return false;
+  }
+  return true;
+}
+
 int ParseViewArgs(const TArgs& Args, TViewOptions& O) {
+  bool DragButton = false;
   for (size_t I = 0; I < Args.size(); ++I) {
     std::string A = Args[I], V;
     const size_t Eq = A.rfind("--", 0) == 0 ? A.find('=') : std::string::npos;
@@ -106,6 +165,8 @@ int ParseViewArgs(const TArgs& Args, TViewOptions& O) {
       int X = 0, Y = 0;
       if (!Pair(V, ',', X, Y)) return BadUsage("--drag needs DX,DY in pixels, e.g. 80,0");
       O.Drag = {X, Y};
+    } else if (ParseControlOption(A, V, O, Status)) {
+      DragButton = DragButton || A == "--drag-button";
     } else if (!A.empty() && A[0] == '-') {
       return BadUsage("unknown option '" + Args[I] + "'");
     } else if (!O.Scene.empty()) {
@@ -117,6 +178,7 @@ int ParseViewArgs(const TArgs& Args, TViewOptions& O) {
   }
   if (!O.Screenshot.empty() && !O.QuitAfter)
     return BadUsage("--screenshot needs --quit-after SECONDS (F12 takes screenshots by hand)");
+  if (DragButton && !O.Drag) return BadUsage("--drag-button needs --drag DX,DY");
   return 0;
 }
 
@@ -144,6 +206,32 @@ void SendMouse(QWidget* W, QEvent::Type T, QPoint P, Qt::MouseButton B, Qt::Mous
   QApplication::sendEvent(W, &E);
 }
 
+// The scripted input once the window shows: the keys in order, then the drag from the
+// window's centre with the chosen button.
+void SendScriptedInput(QWidget* W, const TViewOptions& O) {
+  for (Qt::Key K : O.Keys) {
+    QKeyEvent Press(QEvent::KeyPress, K, Qt::NoModifier);
+    QApplication::sendEvent(W, &Press);
+    QKeyEvent Release(QEvent::KeyRelease, K, Qt::NoModifier);
+    QApplication::sendEvent(W, &Release);
+  }
+  if (!O.Drag) return;
+  const QPoint C(W->width() / 2, W->height() / 2), D(O.Drag->first, O.Drag->second);
+  const Qt::MouseButton B = O.DragButton;
+  SendMouse(W, QEvent::MouseButtonPress, C, B, B);
+  for (int I = 1; I <= 8; ++I) SendMouse(W, QEvent::MouseMove, C + D * I / 8, Qt::NoButton, B);
+  SendMouse(W, QEvent::MouseButtonRelease, C + D, B, Qt::NoButton);
+}
+
+// "camera LABEL: translation X Y Z rotation X Y Z", for scripts that check the motion.
+void PrintCamera(const char* Label, TLumTransformed* Camera) {
+  const TLumTransformation* T = Camera->Transformation();
+  std::printf("camera %s: translation %.6g %.6g %.6g rotation %.6g %.6g %.6g\n", Label,
+              T->Translation()->X(), T->Translation()->Y(), T->Translation()->Z(),
+              T->Rotation()->X(), T->Rotation()->Y(), T->Rotation()->Z());
+  std::fflush(stdout);
+}
+
 }  // namespace
 
 int ViewUsage() {
@@ -160,8 +248,15 @@ int ViewUsage() {
       "  --background RRGGBB   background colour\n"
       "  --camera-distance D, --fov DEG, --near N, --far F, --axes\n"
       "                        the camera and axes, as for render\n"
-      "  --drag DX,DY          drag with the left button from the centre once shown\n"
-      "  --quit-after SECONDS  close the window after this time\n"
+      "  --controller NAME     start with the mouse (default), person or presentation\n"
+      "                        controller\n"
+      "  --key NAME            press a key once shown (repeatable, in order): Up, Down,\n"
+      "                        Left, Right, PageUp, PageDown, Home, End, Escape, Space,\n"
+      "                        Return, Tab, F1..F12, a letter or a digit\n"
+      "  --drag DX,DY          drag from the centre once shown, after the keys\n"
+      "  --drag-button BUTTON  the button that drags: left (default), right or middle\n"
+      "  --quit-after SECONDS  close the window after this time, printing the camera's\n"
+      "                        translation and rotation\n"
       "  --screenshot OUT.png  write the window's image just before quitting\n");
   return 0;
 }
@@ -221,32 +316,17 @@ int RunView(const TArgs& Args) {
   View->SetCamera(Start);
   View->OnRender = [Root](TLumView* V) { Root->Render(V); };
 
-  // The controllers all steer the camera; the mouse controller keeps its transformation
-  // order, the presentation controller turns from a timer while it is the active one.
-  auto* Mouse = new TLumMouseController(&Form);
-  auto* Person = new TLumPersonController(&Form);
-  auto* Presentation = new TLumPresentationController(&Form);
-  auto* Timer = new TLumTimer(&Form);
-  Timer->setrate(60);
-  Timer->SetEnabled(false);
-  Timer->OnTimer = [Presentation](TObject*, int32_t Lag) {
-    for (int32_t I = 0; I < std::max(Lag, 1); ++I) Presentation->Present();
-  };
-  auto Use = [&](TLumCustomController* C, const char* Label) {
-    View->SetController(C);
-    C->SetControlled(Start);
-    Timer->SetEnabled(C == Presentation);
-    std::printf("controller: %s\n", Label);
-    std::fflush(stdout);
-    View->InvalidateGL();
-  };
-  Use(Mouse, "mouse");
+  // The controllers all steer the camera; the presentation controller turns from a
+  // timer while it is the one in use.
+  TViewControls Controls(&Form, View, Start);
+  Controls.Use(O.Controller);
+  PrintCamera("start", Start);
 
   int Shots = 0;
   View->OnKeyDown = [&](TObject*, uint16_t& Key, TShiftState) {
-    if (Key == 'M') Use(Mouse, "mouse");
-    if (Key == 'P') Use(Person, "person");
-    if (Key == 'T') Use(Presentation, "presentation");
+    if (Key == 'M') Controls.Use(vcMouse);
+    if (Key == 'P') Controls.Use(vcPerson);
+    if (Key == 'T') Controls.Use(vcPresentation);
     if (Key == VK_ESCAPE || Key == 'Q') Widget.close();
     if (Key == 123) SaveScreenshot(&Widget, "lumox-" + std::to_string(++Shots) + ".png");  // F12
   };
@@ -272,19 +352,13 @@ int RunView(const TArgs& Args) {
   };
 
   Widget.show();
-  if (O.Drag) {
-    QTimer::singleShot(200, &Widget, [&] {
-      const QPoint C(Widget.width() / 2, Widget.height() / 2), D(O.Drag->first, O.Drag->second);
-      SendMouse(&Widget, QEvent::MouseButtonPress, C, Qt::LeftButton, Qt::LeftButton);
-      for (int I = 1; I <= 8; ++I)
-        SendMouse(&Widget, QEvent::MouseMove, C + D * I / 8, Qt::NoButton, Qt::LeftButton);
-      SendMouse(&Widget, QEvent::MouseButtonRelease, C + D, Qt::LeftButton, Qt::NoButton);
-    });
-  }
+  if (O.Drag || !O.Keys.empty())
+    QTimer::singleShot(200, &Widget, [&] { SendScriptedInput(&Widget, O); });
   int Status = 0;
   if (O.QuitAfter) {
     QTimer::singleShot(static_cast<int>(std::min(*O.QuitAfter, 86400.0) * 1000), &Widget, [&] {
       if (!O.Screenshot.empty() && !SaveScreenshot(&Widget, O.Screenshot)) Status = ExitFailure;
+      PrintCamera("end", Start);
       Widget.close();
     });
   }

@@ -26,13 +26,13 @@ void TLumTimer::SetClock(TLumTimerClock C) { Clock() = std::move(C); }
 
 int64_t TLumTimer::ReadCounter() {
   if (Clock()) return Clock()();
-  return std::chrono::duration_cast<std::chrono::nanoseconds>(
-             std::chrono::steady_clock::now().time_since_epoch())
+  using TCounts = std::chrono::duration<int64_t, std::ratio<1, CounterFrequency>>;
+  return std::chrono::duration_cast<TCounts>(std::chrono::steady_clock::now().time_since_epoch())
       .count();
 }
 
 TLumTimer::TLumTimer(TComponent* AOwner) : TComponent(AOwner) {
-  FFrequency = 1000000000;  // the counter counts nanoseconds
+  FFrequency = CounterFrequency;
   setintervall(1000);
   FMeasurePeriod = RoundEven(FFrequency * 1000 / 1000.0);
   FEnabled = true;

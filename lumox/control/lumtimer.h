@@ -1,5 +1,5 @@
 // TLumTimer: an animation timer that ticks from the application's idle processing on a
-// fixed interval grid, measured with a monotonic nanosecond clock; it also offers a
+// fixed interval grid, measured with a monotonic counter at 10 MHz; it also offers a
 // stopwatch (Start, Stop) and can be chained under another timer (Parent).
 #pragma once
 
@@ -14,7 +14,7 @@ namespace lumox {
 // The tick event; lagcount is the number of whole intervals since the previous tick
 // (more than 1 when the loop lagged).
 using TonTimer = std::function<void(TObject* sender, int32_t lagcount)>;
-// A monotonic counter in nanoseconds.
+// A monotonic counter of TLumTimer::CounterFrequency counts a second.
 using TLumTimerClock = std::function<int64_t()>;
 
 // The first timer of the process installs itself as the application's idle handler
@@ -28,8 +28,11 @@ class TLumTimer : public TComponent {
   ~TLumTimer() override;
   const char* ClassName() const override { return "TLumTimer"; }
 
-  // The counter every timer reads: std::chrono::steady_clock unless a clock is set
-  // (tests set their own). nullptr restores the steady clock.
+  // Counts a second of the counter: 10 MHz. At that rate the counter's low 32 bits wrap
+  // every 429.5 s, so Stop's word-wise subtraction rarely comes out wrong.
+  static constexpr int64_t CounterFrequency = 10000000;
+  // The counter every timer reads: std::chrono::steady_clock in 100 ns steps unless a
+  // clock is set (tests set their own). nullptr restores the steady clock.
   static void SetClock(TLumTimerClock Clock);
   static int64_t ReadCounter();
 
@@ -47,7 +50,7 @@ class TLumTimer : public TComponent {
   void setrate(int32_t Value);
   // Ticks per second counted over the last measuring period (about a second).
   int32_t MeasuredRate() const { return FMeasuredRate; }
-  // Counts per second of the counter (1e9: nanoseconds).
+  // Counts per second of the counter (CounterFrequency).
   int64_t Frequency() const { return FFrequency; }
   int64_t IntervalCounts() const { return FIntervalCounts; }
   int64_t LastTick() const { return FLastTick; }
@@ -68,8 +71,9 @@ class TLumTimer : public TComponent {
   void Start();
   // Seconds since the latest pending Start, which it pops; -1.0 without one. The
   // difference is taken word by word (high words, then low words, no borrow between
-  // them), so when the counter's low 32 bits wrapped in between, the result is 2^32
-  // counts (about 4.29 s) too large. Kept so for compatibility with stored timings.
+  // them), so when the counter's low 32 bits wrapped in between (once in 429.5 s), the
+  // result is 2^32 counts (429.5 s) too large. Kept so for compatibility with stored
+  // timings.
   double Stop();
   bool getisstarted() const { return !FStartStamps.empty(); }
 
@@ -91,7 +95,7 @@ class TLumTimer : public TComponent {
   int32_t FMeasuredRate = 0;
   int64_t FNow = 0;
   int64_t FLastTick = 0;
-  int64_t FFrequency = 1000000000;
+  int64_t FFrequency = CounterFrequency;
   int64_t FLastMeasure = 0;
   int64_t FMeasurePeriod = 0;
   int64_t FIntervalCounts = 0;

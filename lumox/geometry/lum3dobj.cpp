@@ -147,7 +147,7 @@ void TLum3dPart::RemoveMaterial() {
 
 void TLum3dPart::Init() {
   SetInitialized(true);
-  if (OnAfterInit) CallEventHandler([&] { OnAfterInit(this); });
+  if (OnAfterInit) OnAfterInit(this);
 }
 
 void TLum3dPart::DrawMesh(TLumCustomView* aView) {

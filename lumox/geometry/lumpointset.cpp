@@ -182,7 +182,7 @@ void TLumPointSet::SetColored(bool Value) {
 void TLumPointSet::Init() {
   ClearPrimitives();
   SetInitialized(true);
-  if (OnAfterInit) CallEventHandler([&] { OnAfterInit(this); });
+  if (OnAfterInit) OnAfterInit(this);
 }
 
 void TLumPointSet::DoRender(TLumCustomView* aView) {

@@ -388,25 +388,38 @@ void TLumPrimitivePoints::BeforeRender(TLumCustomView*) {
   auto Used = [this](TLumArray Kind) {
     return FUsedArrays.Contains(Kind) && FDefineArrays.Contains(Kind) && FSize > 0;
   };
-  const bool Normals = Used(daNormal), Texture = Used(daTexture), Colors = Used(daColor),
-             EdgeFlags = Used(daEdgeFlag), Vertices = Used(daVertex);
-  EnableClientArrays(static_cast<uint8_t>((Normals ? caNormal : 0) | (Texture ? caTexCoord : 0) |
-                                          (Colors ? caColor : 0) | (EdgeFlags ? caEdgeFlag : 0) |
-                                          (Vertices ? caVertex : 0)));
-  if (Normals) glNormalPointer(GL_DOUBLE, 0, FNormals.data());
-  if (Texture) {
+  if (Used(daNormal)) {
+    glEnableClientState(GL_NORMAL_ARRAY);
+    glNormalPointer(GL_DOUBLE, 0, FNormals.data());
+  }
+  if (Used(daTexture)) {
     glEnable(GL_TEXTURE_2D);
+    glEnableClientState(GL_TEXTURE_COORD_ARRAY);
     glTexCoordPointer(3, GL_DOUBLE, 0, FTexCoords.data());
   } else {
     glDisable(GL_TEXTURE_2D);
   }
-  if (Colors) glColorPointer(4, GL_FLOAT, 0, FColors.data());
-  if (EdgeFlags) glEdgeFlagPointer(0, FEdgeFlags.data());
-  if (Vertices) glVertexPointer(3, GL_DOUBLE, 0, FVertices.data());
+  if (Used(daColor)) {
+    glEnableClientState(GL_COLOR_ARRAY);
+    glColorPointer(4, GL_FLOAT, 0, FColors.data());
+  }
+  if (Used(daEdgeFlag)) {
+    glEnableClientState(GL_EDGE_FLAG_ARRAY);
+    glEdgeFlagPointer(0, FEdgeFlags.data());
+  }
+  if (Used(daVertex)) {
+    glEnableClientState(GL_VERTEX_ARRAY);
+    glVertexPointer(3, GL_DOUBLE, 0, FVertices.data());
+  }
 }
 
 void TLumPrimitivePoints::AfterRender(TLumCustomView*) {
-  FinishClientArrays();
+  // All five, whatever was enabled: nothing after a mesh finds an array of it on.
+  glDisableClientState(GL_NORMAL_ARRAY);
+  glDisableClientState(GL_TEXTURE_COORD_ARRAY);
+  glDisableClientState(GL_COLOR_ARRAY);
+  glDisableClientState(GL_EDGE_FLAG_ARRAY);
+  glDisableClientState(GL_VERTEX_ARRAY);
   glEdgeFlag(GL_TRUE);
 }
 

@@ -73,7 +73,7 @@ void TLumPrimitiveObj::Init() {
   CalcTexture();
   InitPrimitives();
   FInitialized = true;
-  if (OnAfterInit) CallEventHandler([&] { OnAfterInit(this); });
+  if (OnAfterInit) OnAfterInit(this);
 }
 
 void TLumPrimitiveObj::InitPoints() {}

@@ -30,7 +30,8 @@ inline constexpr uint16_t VK_DELETE = 46;
 enum TShiftStateItem : uint8_t { ssShift, ssAlt, ssCtrl, ssLeft, ssRight, ssMiddle, ssDouble };
 using TShiftState = TLumSet<TShiftStateItem>;
 
-enum TMouseButton : uint8_t { mbLeft, mbRight, mbMiddle };
+// The extra buttons are the fourth and fifth (back and forward, as a rule).
+enum TMouseButton : uint8_t { mbLeft, mbRight, mbMiddle, mbExtra1, mbExtra2 };
 
 using TKeyEvent = std::function<void(TObject* Sender, uint16_t& Key, TShiftState Shift)>;
 using TMouseEvent =

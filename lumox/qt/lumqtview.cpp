@@ -120,6 +120,15 @@ void LumQtInstallIdleHook() {
     QObject::connect(D, &QAbstractEventDispatcher::aboutToBlock, IdleTimer, [] {
       if (!IdleTimer->isActive()) RunIdle();
     });
+  // The application is the active one while one of its windows is: Activeonly timers
+  // stop when the user turns to another program.
+  if (auto* Gui = qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
+    Application()->SetActive(QGuiApplication::applicationState() == Qt::ApplicationActive);
+    QObject::connect(Gui, &QGuiApplication::applicationStateChanged, IdleTimer,
+                     [](Qt::ApplicationState State) {
+                       Application()->SetActive(State == Qt::ApplicationActive);
+                     });
+  }
 }
 
 bool LumQtIdleRunning() { return IdleTimer && IdleTimer->isActive(); }
@@ -246,10 +255,28 @@ class TQtWidgetContext : public TLumGLContext {
   TLumQtView* FWidget;
 };
 
-TMouseButton ButtonOf(Qt::MouseButton B) {
-  if (B == Qt::RightButton) return mbRight;
-  if (B == Qt::MiddleButton) return mbMiddle;
-  return mbLeft;
+// The library's button for a Qt button; false for buttons beyond the fifth, which the
+// library has no name for and which are not passed on.
+bool ButtonOf(Qt::MouseButton B, TMouseButton& Button) {
+  switch (B) {
+    case Qt::LeftButton:
+      Button = mbLeft;
+      return true;
+    case Qt::RightButton:
+      Button = mbRight;
+      return true;
+    case Qt::MiddleButton:
+      Button = mbMiddle;
+      return true;
+    case Qt::BackButton:
+      Button = mbExtra1;
+      return true;
+    case Qt::ForwardButton:
+      Button = mbExtra2;
+      return true;
+    default:
+      return false;
+  }
 }
 
 }  // namespace
@@ -321,15 +348,17 @@ void TLumQtView::keyReleaseEvent(QKeyEvent* Event) {
 
 void TLumQtView::mousePressEvent(QMouseEvent* Event) {
   const QPoint P = Event->position().toPoint();
-  FView->MouseDown(ButtonOf(Event->button()), LumQtShiftState(Event->modifiers(), Event->buttons()),
-                   P.x(), P.y());
+  TMouseButton B;
+  if (!ButtonOf(Event->button(), B)) return;
+  FView->MouseDown(B, LumQtShiftState(Event->modifiers(), Event->buttons()), P.x(), P.y());
 }
 
 void TLumQtView::mouseReleaseEvent(QMouseEvent* Event) {
   const QPoint P = Event->position().toPoint();
-  FView->MouseUp(ButtonOf(Event->button()), LumQtShiftState(Event->modifiers(), Event->buttons()),
-                 P.x(), P.y());
-  if (Event->button() == Qt::LeftButton && rect().contains(P)) FView->Click();
+  TMouseButton B;
+  if (!ButtonOf(Event->button(), B)) return;
+  FView->MouseUp(B, LumQtShiftState(Event->modifiers(), Event->buttons()), P.x(), P.y());
+  if (B == mbLeft && rect().contains(P)) FView->Click();
 }
 
 void TLumQtView::mouseMoveEvent(QMouseEvent* Event) {
@@ -341,7 +370,9 @@ void TLumQtView::mouseDoubleClickEvent(QMouseEvent* Event) {
   const QPoint P = Event->position().toPoint();
   TShiftState Shift = LumQtShiftState(Event->modifiers(), Event->buttons());
   Shift.Include(ssDouble);
-  FView->MouseDown(ButtonOf(Event->button()), Shift, P.x(), P.y());
+  TMouseButton B;
+  if (!ButtonOf(Event->button(), B)) return;
+  FView->MouseDown(B, Shift, P.x(), P.y());
   FView->DblClick();
 }
 

@@ -25,7 +25,9 @@ TShiftState LumQtShiftState(Qt::KeyboardModifiers Modifiers, Qt::MouseButtons Bu
 // for events it runs Application()->ProcessIdle once, and while that asks to be called
 // again (an enabled TLumTimer) a zero-interval timer keeps running it; as soon as it
 // reports done the timer stops, so an application without running timers uses no CPU
-// while it waits. Installed by the first TLumQtView; a program may install it earlier.
+// while it waits. It also keeps Application()->Active() to Qt's application state
+// (active while a window of the program is), which Activeonly timers follow. Installed
+// by the first TLumQtView; a program may install it earlier.
 void LumQtInstallIdleHook();
 // Whether the zero-interval timer is running now.
 bool LumQtIdleRunning();

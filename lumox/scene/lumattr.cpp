@@ -1,5 +1,5 @@
 // Render attributes and fog: setters, the GL state they emit, their exchange attributes
-// and the one-entry cache of the last rendered attributes.
+// and the "last rendered" test of the context they render in.
 #include "lumox/scene/lumattr.h"
 
 #include "lumox/exchange/lumexchange.h"
@@ -10,15 +10,6 @@
 namespace lumox {
 
 namespace {
-
-TLumAttributes* LastRenderedAttributes = nullptr;
-
-void ResetAttributesFrame(bool) { LastRenderedAttributes = nullptr; }
-
-[[maybe_unused]] const bool AttributesResetRegistered = [] {
-  RegisterFrameResetHook(ResetAttributesFrame);
-  return true;
-}();
 
 constexpr GLenum PolygonModeGL[3] = {GL_POINT, GL_LINE, GL_FILL};
 constexpr GLenum FogModeGL[3] = {GL_LINEAR, GL_EXP, GL_EXP2};
@@ -48,8 +39,13 @@ uint32_t QualityToGL(TLumQuality Value) {
   }
 }
 
-bool IsLastRenderedAttributes(const TLumAttributes* a) { return LastRenderedAttributes == a; }
-void SetLastRenderedAttributes(TLumAttributes* a) { LastRenderedAttributes = a; }
+bool IsLastRenderedAttributes(TLumCustomView* aView, const TLumAttributes* a) {
+  return aView && a && aView->RenderState().Attributes.Is(a->StateKey());
+}
+
+void SetLastRenderedAttributes(TLumCustomView* aView, TLumAttributes* a) {
+  if (aView) aView->RenderState().Attributes.Set(a ? a->StateKey() : 0);
+}
 
 // --- TLumAttributes ---------------------------------------------------------------------
 
@@ -61,7 +57,6 @@ TLumAttributes::TLumAttributes(TComponent* AOwner)
 
 TLumAttributes::~TLumAttributes() {
   Destroying();
-  if (LastRenderedAttributes == this) LastRenderedAttributes = nullptr;
   delete FColorAmbient;
 }
 
@@ -109,7 +104,8 @@ uint16_t TLumAttributes::StipplePattern() const {
 
 void TLumAttributes::Changed() {
   TLumRender::Changed();
-  if (LastRenderedAttributes == this) LastRenderedAttributes = nullptr;
+  // A new name: no context takes these attributes as the ones it holds any more.
+  FStateKey = NewStateKey();
 }
 
 void TLumAttributes::Assign(TPersistent* Source) {
@@ -156,8 +152,8 @@ void LumApplySmoothing(bool On) {
 }
 
 void TLumAttributes::DoRender(TLumCustomView* aView) {
-  if (IsLastRenderedAttributes(this)) return;
-  SetLastRenderedAttributes(this);
+  if (IsLastRenderedAttributes(aView, this)) return;
+  SetLastRenderedAttributes(aView, this);
   TLumRender::DoRender(aView);
 
   LumApplySmoothing(FAntialiasing);

@@ -55,6 +55,9 @@ class TLumAttributes : public TLumRender {
 
   // Notifies, and forgets this component as the last rendered so it emits again.
   void Changed() override;
+  // Names these attributes in the "last rendered" test of a render state; renewed by
+  // every change.
+  TLumStateKey StateKey() const { return FStateKey; }
   void Assign(TPersistent* Source) override;
   void WriteValues(TLumExchange* Exchange) override;
   void ReadValues(TLumExchange* Exchange) override;
@@ -62,6 +65,7 @@ class TLumAttributes : public TLumRender {
   void DoRender(TLumCustomView* aView) override;
 
  private:
+  TLumStateKey FStateKey = NewStateKey();
   bool FAntialiasing = false;
   TLumColor* FColorAmbient;
   TLumCullFace FCullFace = cfNone;
@@ -122,10 +126,12 @@ void LumApplySmoothing(bool On);
 // GL's hint value for a quality.
 uint32_t QualityToGL(TLumQuality Value);
 
-// The attributes whose state is in the GL context now, shared by all attributes; the
-// view forgets it at the start of each frame and before an image capture.
-bool IsLastRenderedAttributes(const TLumAttributes* a);
-void SetLastRenderedAttributes(TLumAttributes* a);
+// Whether a is the attributes component whose state the context aView renders in holds
+// now (its render state's). The view forgets it at the start of each frame and image,
+// and lists forget it when they open and after they are called. Without a view nothing
+// is known: false, and the setter does nothing.
+bool IsLastRenderedAttributes(TLumCustomView* aView, const TLumAttributes* a);
+void SetLastRenderedAttributes(TLumCustomView* aView, TLumAttributes* a);
 
 void RegisterLumattrClasses();
 

@@ -2,8 +2,8 @@
 #include "lumox/scene/lumcomp.h"
 
 #include <algorithm>
-#include <unordered_set>
 #include <cstdio>
+#include <unordered_set>
 #include <vector>
 
 #include "lumox/exchange/lumexchange.h"
@@ -15,24 +15,8 @@ namespace lumox {
 const char* const TLumDrawModeStr[5] = {"dmWindow", "dmBitmap", "dmSelection", "dmPick",
                                         "dmNothing"};
 
-static std::vector<TLumFrameResetHook>& FrameResetHooks() {
-  static std::vector<TLumFrameResetHook> Hooks;
-  return Hooks;
-}
-
-void RegisterFrameResetHook(TLumFrameResetHook Hook) {
-  auto& Hooks = FrameResetHooks();
-  for (auto H : Hooks)
-    if (H == Hook) return;
-  Hooks.push_back(Hook);
-}
-
-void RunFrameResetHooks(bool BeforeImage) {
-  for (auto H : FrameResetHooks()) H(BeforeImage);
-}
-
 void TLumCustomView::DeleteDeferredLists() {
-  for (uint32_t List : FDeferredLists) glDeleteLists(List, 1);
+  for (const TListRange& R : FDeferredLists) glDeleteLists(R.First, R.Count);
   FDeferredLists.clear();
 }
 
@@ -182,29 +166,23 @@ void TLumRender::SetProjectionEnabled(bool Value) {
 void TLumRender::BeforeRender(TLumCustomView* aView) {
   glPushMatrix();
   if (OnTransform)
-    CallEventHandler([&] { OnTransform(this); });
+    OnTransform(this);
   else
     Transformation()->Execute();
   if (FProjectionMatrix) FProjectionMatrix->PickGLModelviewMatrix();
-  if (OnBeforeRender) CallEventHandler([&] { OnBeforeRender(aView); });
+  if (OnBeforeRender) OnBeforeRender(aView);
 }
 
 void TLumRender::DoRender(TLumCustomView*) {}
 
 void TLumRender::AfterRender(TLumCustomView* aView) {
-  if (OnAfterRender) CallEventHandler([&] { OnAfterRender(aView); });
+  if (OnAfterRender) OnAfterRender(aView);
   glPopMatrix();
 }
 
 void TLumRender::DoDisable(TLumCustomView*) {}
 
 namespace {
-
-// Nesting of Render calls on this thread, the levels the modelview stack has room
-// for below the outermost call, and the branches left out for want of room.
-thread_local int RenderDepth = 0;
-thread_local int RenderRoom = 0;
-thread_local int RenderRefused = 0;
 
 TLumRenderMessageEvent& RenderDiagnostics() {
   static TLumRenderMessageEvent Handler;
@@ -224,50 +202,21 @@ void ReportRenderMessage(const std::string& Message) {
 
 // Counts one level of nesting for the lifetime of a Render call.
 struct TRenderLevel {
-  TRenderLevel() { ++RenderDepth; }
-  ~TRenderLevel() { --RenderDepth; }
+  explicit TRenderLevel(TLumTraversal& T) : FT(T) { ++FT.Depth; }
+  ~TRenderLevel() { --FT.Depth; }
+  TLumTraversal& FT;
 };
 
+// Pops the modelview stack down to Depth levels, as it was before a Render call that
+// threw: whatever the protocol or a handler pushed goes.
+void RestoreModelviewStack(int Depth) {
+  glMatrixMode(GL_MODELVIEW);
+  GLint Now = 0;
+  glGetIntegerv(GL_MODELVIEW_STACK_DEPTH, &Now);
+  for (; Now > Depth && Now > 1; --Now) glPopMatrix();
+}
+
 }  // namespace
-
-namespace {
-// The client arrays meshes left enabled, and whether that is all that is enabled.
-thread_local uint8_t ArraysOn = 0;
-thread_local bool ArraysKnown = false;
-constexpr GLenum ClientArrayNames[5] = {GL_NORMAL_ARRAY, GL_TEXTURE_COORD_ARRAY, GL_COLOR_ARRAY,
-                                        GL_EDGE_FLAG_ARRAY, GL_VERTEX_ARRAY};
-}  // namespace
-
-void EnableClientArrays(uint8_t Needed) {
-  for (int I = 0; I < 5; ++I) {
-    const uint8_t Bit = static_cast<uint8_t>(1u << I);
-    if (Needed & Bit) {
-      if (!ArraysKnown || !(ArraysOn & Bit)) glEnableClientState(ClientArrayNames[I]);
-    } else if (ArraysKnown && (ArraysOn & Bit)) {
-      glDisableClientState(ClientArrayNames[I]);
-    }
-  }
-  ArraysOn = Needed;
-}
-
-void FinishClientArrays() {
-  // Deliberately beyond switching all five off after every mesh: inside a traversal
-  // the next mesh switches only what differs, and ReleaseClientArrays switches off the
-  // rest before anything else can see the state.
-  if (RenderDepth > 0 && ArraysKnown) return;
-  for (GLenum Name : ClientArrayNames) glDisableClientState(Name);
-  ArraysOn = 0;
-  ArraysKnown = true;
-}
-
-void ReleaseClientArrays() {
-  if (!ArraysKnown || ArraysOn == 0) return;
-  for (int I = 0; I < 5; ++I)
-    if (ArraysOn & (1u << I)) glDisableClientState(ClientArrayNames[I]);
-  ArraysOn = 0;
-}
-
-void ForgetClientArrays() { ArraysKnown = false; }
 
 void SetRenderDiagnostics(TLumRenderMessageEvent Handler) {
   RenderDiagnostics() = std::move(Handler);
@@ -278,51 +227,58 @@ void TLumRender::Render(TLumCustomView* aView) {
     DoDisable(aView);
     return;
   }
+  if (!aView) {
+    // Without a view there is no context's state to keep: each call is outermost.
+    TLumTraversal Alone;
+    RenderOutermost(aView, Alone);
+    return;
+  }
+  TLumTraversal& T = aView->RenderState().Traversal;
+  if (T.Depth == 0) {
+    RenderOutermost(aView, T);
+    return;
+  }
   // A level deeper than the modelview stack holds would overflow it and draw with
   // wrong matrices: such a branch is left out and reported once for the frame.
-  if (RenderDepth == 0) {
-    // Arrays left on by code outside the traversal are not known; those the traversal's
-    // meshes leave on are switched off when it ends, however it ends.
-    ForgetClientArrays();
-    struct TRelease {
-      ~TRelease() { ReleaseClientArrays(); }
-    } Release;
-    GLint Max = 0, Used = 0;
-    glGetIntegerv(GL_MAX_MODELVIEW_STACK_DEPTH, &Max);
-    glGetIntegerv(GL_MODELVIEW_STACK_DEPTH, &Used);
-    // Without a context the queries answer nothing: GL guarantees 32 levels.
-    RenderRoom = Max > 0 ? Max - Used : 32;
-    RenderRefused = RenderRoom > 0 ? 0 : 1;
-    if (RenderRoom > 0) {
-      TRenderLevel Level;
-      RenderProtocol(aView);
-    }
-    if (RenderRefused > 0)
-      ReportRenderMessage(
-          "The scene is nested deeper than the OpenGL matrix stack allows (" +
-          std::to_string(RenderRoom) + " levels); " + std::to_string(RenderRefused) +
-          (RenderRefused == 1 ? " branch was" : " branches were") + " left out of the frame.");
+  if (T.Depth >= T.Room) {
+    ++T.Refused;
     return;
   }
-  if (RenderDepth >= RenderRoom) {
-    ++RenderRefused;
-    return;
-  }
-  TRenderLevel Level;
-  RenderProtocol(aView);
+  TRenderLevel Level(T);
+  RenderProtocol(aView, T.BaseStack + T.Depth - 1);
 }
 
-void TLumRender::RenderProtocol(TLumCustomView* aView) {
-  BeforeRender(aView);
-  if (!FView && FCached) {
-    // The first view that renders a cached component owns its cache.
-    SetView(aView);
-    FListId = 0;
+void TLumRender::RenderOutermost(TLumCustomView* aView, TLumTraversal& T) {
+  GLint Max = 0, Used = 0;
+  glGetIntegerv(GL_MAX_MODELVIEW_STACK_DEPTH, &Max);
+  glGetIntegerv(GL_MODELVIEW_STACK_DEPTH, &Used);
+  // Without a context the queries answer nothing: GL guarantees 32 levels.
+  T.Room = Max > 0 ? Max - Used : 32;
+  T.BaseStack = Used;
+  T.Refused = T.Room > 0 ? 0 : 1;
+  if (T.Room > 0) {
+    TRenderLevel Level(T);
+    RenderProtocol(aView, Used);
   }
-  // A drawing that fails (a mesh over its size limit) must not leave a list open or
-  // the matrix pushed: the list is dropped and the stack balanced before it goes on.
+  if (T.Refused > 0)
+    ReportRenderMessage("The scene is nested deeper than the OpenGL matrix stack allows (" +
+                        std::to_string(T.Room) + " levels); " + std::to_string(T.Refused) +
+                        (T.Refused == 1 ? " branch was" : " branches were") +
+                        " left out of the frame.");
+}
+
+void TLumRender::RenderProtocol(TLumCustomView* aView, int Stack) {
+  // Beyond the stated steps: whatever throws (a handler, a mesh over its size limit)
+  // must not leave a list open or a matrix pushed, or every later frame in the context
+  // would inherit it. The list is dropped and the stack restored before it goes on.
   bool Compiling = false;
   try {
+    BeforeRender(aView);
+    if (!FView && FCached) {
+      // The first view that renders a cached component owns its cache.
+      SetView(aView);
+      FListId = 0;
+    }
     if (!IsMyView(aView)) {
       DoRender(aView);
     } else if (FListId == 0) {
@@ -334,15 +290,15 @@ void TLumRender::RenderProtocol(TLumCustomView* aView) {
     } else {
       CallCache();
     }
+    AfterRender(aView);
   } catch (...) {
     if (Compiling) {
       CloseCache();
       ClearCache();
     }
-    glPopMatrix();
+    RestoreModelviewStack(Stack);
     throw;
   }
-  AfterRender(aView);
 }
 
 void TLumRender::Disable(TLumCustomView* aView) { DoDisable(aView); }
@@ -374,7 +330,6 @@ void TLumRender::OpenCache() {
   GLint Compiling = 0;
   glGetIntegerv(GL_LIST_INDEX, &Compiling);
   if (Compiling != 0) return;
-  ReleaseClientArrays();
   ClearCache();
   FListId = glGenLists(1);
   // Compiled and executed at once, so the frame that builds the cache shows the
@@ -385,7 +340,7 @@ void TLumRender::OpenCache() {
   // Deliberately beyond the plain protocol: the list must hold all the state it draws
   // with, so the material, attributes and texture before it must not be skipped as
   // "last rendered". Otherwise it replays with whatever state precedes it later.
-  RunFrameResetHooks(false);
+  FView->RenderState().Reset();
 }
 
 void TLumRender::CloseCache() {
@@ -394,33 +349,34 @@ void TLumRender::CloseCache() {
 
 void TLumRender::CallCache() {
   if (!FView) return;
-  ReleaseClientArrays();
   glCallList(FListId);
-  // The list has left its own state behind: no last-rendered pointer tells the truth.
-  RunFrameResetHooks(false);
+  // The list has left its own state behind: no last-rendered test tells the truth.
+  FView->RenderState().Reset();
 }
 
 void TLumRender::ClearCache() {
   if (!FView || FListId == 0) return;
-  bool MadeCurrent = false;
-  if (RenderDepth == 0 && FView->HasContext()) {
+  if (FView->GetCurrent()) {
+    glDeleteLists(FListId, 1);
+    FListId = 0;
+    return;
+  }
+  if (FView->HasContext()) {
     // Beyond making the context current for each list: that switch (and even asking
     // which context is current) costs more than the deletion, so freeing a large
-    // cached scene would be dominated by it. Outside a frame the view deletes the list
-    // the next time it makes its context current; the name stays taken until then,
-    // so no new list can reuse it.
+    // cached scene would be dominated by it, and inside another view's frame it would
+    // take that view's context away. The view deletes the list the next time it makes
+    // its context current (a frame, an image, SetCurrent) or before the context goes;
+    // the name stays taken until then, so no new list can reuse it.
     FView->DeferListDeletion(FListId);
     FListId = 0;
     return;
   }
-  if (!FView->GetCurrent()) {
-    FView->SetCurrent(true);
-    MadeCurrent = FView->GetCurrent();
-    if (!MadeCurrent) return;  // no context: the list is kept
-  }
+  FView->SetCurrent(true);
+  if (!FView->GetCurrent()) return;  // no context: the list is kept
   glDeleteLists(FListId, 1);
   FListId = 0;
-  if (MadeCurrent) FView->SetCurrent(false);
+  FView->SetCurrent(false);
 }
 
 void TLumRender::Assign(TPersistent* Source) {

@@ -10,6 +10,7 @@
 
 #include "lumox/host/classes.h"
 #include "lumox/math/lumclass.h"
+#include "lumox/scene/lumrenderstate.h"
 
 namespace lumox {
 
@@ -35,20 +36,38 @@ class TLumCustomView : public TComponent {
   virtual TLumDrawMode DrawMode() const = 0;
   // The camera's matrix as captured this frame, or nullptr without a camera.
   virtual TLumMatrix* CameraMatrix() const = 0;
-  // Whether the view has a context that SetCurrent can make current.
+  // Whether the view has a context of its own, in which it deletes the lists put aside
+  // with DeferListDeletion.
   virtual bool HasContext() const { return false; }
 
   // Display lists freed while the context was not current, deleted the next time it
   // is (DeleteDeferredLists): freeing a scene then costs one switch of context, not
-  // one per cached component.
-  void DeferListDeletion(uint32_t List) { FDeferredLists.push_back(List); }
+  // one per cached component. Count consecutive lists from First (a font's glyphs).
+  void DeferListDeletion(uint32_t First, int32_t Count = 1) {
+    FDeferredLists.push_back({First, Count});
+  }
   // Deletes the deferred lists; the view's context (or one sharing its lists) must
   // be current.
   void DeleteDeferredLists();
   bool HasDeferredLists() const { return !FDeferredLists.empty(); }
 
+  // What the context the view renders with now holds, as far as the components rendered
+  // in it know: the last material, attributes and texture and the running traversal.
+  TLumRenderState& RenderState() const { return *FRenderState; }
+
+ protected:
+  // Points RenderState at the state of the context the view renders with (nullptr: the
+  // view's own, for a view that keeps no contexts).
+  void UseRenderState(TLumRenderState* State) { FRenderState = State ? State : &FOwnState; }
+
  private:
-  std::vector<uint32_t> FDeferredLists;
+  struct TListRange {
+    uint32_t First;
+    int32_t Count;
+  };
+  std::vector<TListRange> FDeferredLists;
+  TLumRenderState FOwnState;
+  TLumRenderState* FRenderState = &FOwnState;
 };
 
 class TLumComponent : public TComponent {
@@ -149,7 +168,11 @@ class TLumRender : public TLumTransformed {
  private:
   friend class TLumCustomNode;
   // Render's steps once the component is known to be enabled and to fit the stack.
-  void RenderProtocol(TLumCustomView* aView);
+  // Whatever throws leaves the modelview stack at Stack, its depth before the call.
+  void RenderProtocol(TLumCustomView* aView, int Stack);
+  // The outermost Render call of a traversal: finds the room the stack has and reports
+  // the branches left out for want of it.
+  void RenderOutermost(TLumCustomView* aView, TLumTraversal& T);
   // Sets FNode, keeping the removal notification between component and node.
   void LinkNode(TLumCustomNode* NewNode);
   // The nodes whose lists hold this component, as an item or a reference, each once.
@@ -162,41 +185,6 @@ class TLumRender : public TLumTransformed {
   TLumMatrix* FProjectionMatrix = nullptr;
   bool FProjectionEnabled = false;
 };
-
-// Caches of "last rendered" render state that a view forgets at the start of every
-// frame (BeforeImage false) and before it renders into another context (BeforeImage
-// true); a display list forgets them too when it opens and after it is called.
-// Render-state units register their reset once, at load time.
-using TLumFrameResetHook = void (*)(bool BeforeImage);
-void RegisterFrameResetHook(TLumFrameResetHook Hook);
-void RunFrameResetHooks(bool BeforeImage);
-
-// The client arrays of mesh drawing, as bits of a set.
-enum TLumClientArray : uint8_t {
-  caNormal = 1,
-  caTexCoord = 2,
-  caColor = 4,
-  caEdgeFlag = 8,
-  caVertex = 16
-};
-// Enables the client arrays in Needed. Inside a traversal (a Render call) the arrays
-// the previous mesh left on are known, so only the difference is switched.
-void EnableClientArrays(uint8_t Needed);
-// A mesh is done with its arrays: outside a traversal all five are switched off;
-// inside, they stay on for the next mesh until ReleaseClientArrays.
-void FinishClientArrays();
-// Switches off the arrays meshes left on. Called before anything but a mesh can see
-// the client state inside a traversal (events, display lists) and when it ends.
-void ReleaseClientArrays();
-// After code that may have switched arrays itself (an event): the state is unknown.
-void ForgetClientArrays();
-// Runs an event handler with the client arrays as the plain protocol leaves them.
-template <typename F>
-void CallEventHandler(F&& Handler) {
-  ReleaseClientArrays();
-  Handler();
-  ForgetClientArrays();
-}
 
 // Told when a frame left out the branches of a scene nested deeper than the GL
 // modelview stack holds (each level pushes a matrix), once per outermost Render that

@@ -1,5 +1,5 @@
 // The material component: colours, face, shininess, their GL calls and exchange
-// attributes, and the one-entry cache of the last rendered material.
+// attributes, and the "last rendered" test of the context it renders in.
 #include "lumox/scene/lummat.h"
 
 #include "lumox/exchange/lumexchange.h"
@@ -13,16 +13,7 @@ const char* const TMaterialFaceStr[3] = {"mfFront", "mfBack", "mfFrontBack"};
 
 namespace {
 
-TLumMaterial* LastRenderedMaterial = nullptr;
-
 constexpr GLenum FaceGL[3] = {GL_FRONT, GL_BACK, GL_FRONT_AND_BACK};
-
-void ResetMaterialFrame(bool) { LastRenderedMaterial = nullptr; }
-
-[[maybe_unused]] const bool MaterialResetRegistered = [] {
-  RegisterFrameResetHook(ResetMaterialFrame);
-  return true;
-}();
 
 TLumColor* InitColor(TLumColor& C, uint32_t Rgb, TLumMaterial* Owner) {
   C.SetColor(Rgb);
@@ -32,8 +23,13 @@ TLumColor* InitColor(TLumColor& C, uint32_t Rgb, TLumMaterial* Owner) {
 
 }  // namespace
 
-bool IsLastRenderedMaterial(const TLumMaterial* m) { return LastRenderedMaterial == m; }
-void SetLastRenderedMaterial(TLumMaterial* m) { LastRenderedMaterial = m; }
+bool IsLastRenderedMaterial(TLumCustomView* aView, const TLumMaterial* m) {
+  return aView && m && aView->RenderState().Material.Is(m->StateKey());
+}
+
+void SetLastRenderedMaterial(TLumCustomView* aView, TLumMaterial* m) {
+  if (aView) aView->RenderState().Material.Set(m ? m->StateKey() : 0);
+}
 
 TLumMaterial::TLumMaterial(TComponent* AOwner)
     : TLumRender(AOwner),
@@ -42,10 +38,7 @@ TLumMaterial::TLumMaterial(TComponent* AOwner)
       FColorSpecular(InitColor(FColorStore[2], 0x000000, this)),
       FColorEmission(InitColor(FColorStore[3], 0x000000, this)) {}
 
-TLumMaterial::~TLumMaterial() {
-  Destroying();
-  if (LastRenderedMaterial == this) LastRenderedMaterial = nullptr;
-}
+TLumMaterial::~TLumMaterial() { Destroying(); }
 
 void TLumMaterial::SetFace(TMaterialFace Value) {
   if (Value == FFace || Value > mfFrontBack) return;
@@ -94,9 +87,9 @@ void TLumMaterial::Assign(TPersistent* Source) {
 void TLumMaterial::DoRender(TLumCustomView* aView) {
   // The cache is keyed by identity only: a colour changed since this material last
   // rendered waits for the next frame.
-  if (IsLastRenderedMaterial(this)) return;
+  if (IsLastRenderedMaterial(aView, this)) return;
   TLumRender::DoRender(aView);
-  SetLastRenderedMaterial(this);
+  SetLastRenderedMaterial(aView, this);
   const GLenum Face = FaceGL[FFace];
   float Rgba[4];
   FColorAmbient->GetParams(Rgba);

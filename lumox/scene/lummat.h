@@ -1,5 +1,5 @@
 // TLumMaterial: the render-state component that sets the GL material of the geometry
-// rendered after it, with a process-wide "last rendered" cache.
+// rendered after it, emitting it only when another material is in the context now.
 #pragma once
 
 #include <cstdint>
@@ -40,6 +40,8 @@ class TLumMaterial : public TLumRender {
   void ReadValues(TLumExchange* Exchange) override;
   TObject* ReadComp(TLumExchange* Exchange, TXMLTag* Tag) override;
   void DoRender(TLumCustomView* aView) override;
+  // Names this material in the "last rendered" test of a render state.
+  TLumStateKey StateKey() const { return FStateKey; }
 
  private:
   TMaterialFace FFace = mfFrontBack;
@@ -51,12 +53,15 @@ class TLumMaterial : public TLumRender {
   TLumColor* FColorSpecular;
   TLumColor* FColorEmission;
   int32_t FShininess = 0;
+  TLumStateKey FStateKey = NewStateKey();
 };
 
-// The material whose state is in the GL context now, shared by all materials; the
-// view forgets it at the start of each frame and before an image capture.
-bool IsLastRenderedMaterial(const TLumMaterial* m);
-void SetLastRenderedMaterial(TLumMaterial* m);
+// Whether m is the material whose state the context aView renders in holds now: one
+// entry of that context's render state, which all materials share. The view forgets it
+// at the start of each frame and image, and lists forget it when they open and after
+// they are called. Without a view nothing is known: false, and the setter does nothing.
+bool IsLastRenderedMaterial(TLumCustomView* aView, const TLumMaterial* m);
+void SetLastRenderedMaterial(TLumCustomView* aView, TLumMaterial* m);
 
 void RegisterLummatClasses();
 

@@ -343,7 +343,7 @@ void TLumNode::SubChange(TObject*) {
 
 void TLumNode::DoRender(TLumCustomView* aView) {
   if (OnRender)
-    CallEventHandler([&] { OnRender(aView); });
+    OnRender(aView);
   else
     RenderItems(aView);
 }

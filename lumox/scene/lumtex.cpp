@@ -23,8 +23,6 @@ namespace {
 // Texture cache state: textures holding a texture object, least recently rendered first.
 std::vector<TLumTexture*> TexList;
 int MaxTex = 4;
-// Set once the first texture of a frame has been tested against the list.
-bool FrameFlag = false;
 
 constexpr GLint TexModeGL[4] = {GL_MODULATE, GL_DECAL, GL_BLEND, GL_REPLACE};
 
@@ -46,18 +44,6 @@ void DeleteTextureWithContext(TLumTexture* t) {
   if (RootMade) ReleaseShareRoot();
   if (ViewMade) V->SetCurrent(false);
 }
-
-void ResetTextureFrame(bool BeforeImage) {
-  if (BeforeImage)
-    InvalidateTextures();
-  else
-    RedrawTextures();
-}
-
-[[maybe_unused]] const bool TextureResetRegistered = [] {
-  RegisterFrameResetHook(ResetTextureFrame);
-  return true;
-}();
 
 }  // namespace
 
@@ -245,13 +231,13 @@ void TLumTexture::Assign(TPersistent* Source) {
 }
 
 void TLumTexture::DoRender(TLumCustomView* aView) {
-  if (!Cached() && !FParamsChanged && IsLastRenderedTex(this)) return;
+  if (!Cached() && !FParamsChanged && IsLastRenderedTex(aView, this)) return;
   if (FBitmap->Empty()) return;
   if (FNeedsUpload) CheckMaxSize();
   if (!IsValidSize(FBitmap->Width()) || !IsValidSize(FBitmap->Height())) ScaleBitmap(aView);
   if (FTextureName == 0) AddTexture(this);
 
-  SetLastRenderedTex(this);
+  SetLastRenderedTex(aView, this);
   glEnable(GL_TEXTURE_2D);
   glBindTexture(GL_TEXTURE_2D, FTextureName);
   InitTexture();
@@ -365,7 +351,8 @@ void DeleteTexture(TLumTexture* t) {
     glDeleteTextures(1, &Name);
   }
   t->FTextureName = 0;
-  t->FNeedsUpload = true;
+  // Its object is gone from whatever context bound it: no context may skip it as bound.
+  t->Invalidate();
 }
 
 void SetMaxTexture(int n) {
@@ -382,17 +369,18 @@ void InvalidateTextures() {
   for (TLumTexture* t : TexList) t->Invalidate();
 }
 
-void RedrawTextures() { FrameFlag = false; }
-
-bool IsLastRenderedTex(TLumTexture* t) {
-  const bool Result = FrameFlag && !TexList.empty() && TexList.back() == t;
-  FrameFlag = true;
-  return Result;
+void RedrawTextures(TLumCustomView* aView) {
+  if (aView) aView->RenderState().RedrawTextures();
 }
 
-void SetLastRenderedTex(TLumTexture* t) {
+bool IsLastRenderedTex(TLumCustomView* aView, TLumTexture* t) {
+  return aView && t && aView->RenderState().IsLastTexture(t->StateKey());
+}
+
+void SetLastRenderedTex(TLumCustomView* aView, TLumTexture* t) {
   auto It = std::find(TexList.begin(), TexList.end(), t);
   if (It != TexList.end()) std::rotate(It, It + 1, TexList.end());
+  if (aView && t) aView->RenderState().SetLastTexture(t->StateKey());
 }
 
 void RegisterLumtexClasses() { RegisterRenderClass<TLumTexture>(); }

@@ -66,12 +66,15 @@ class TLumTexture : public TLumRender {
   TObject* ReadComp(TLumExchange* Exchange, TXMLTag* Tag) override;
   void DoRender(TLumCustomView* aView) override;
   void DoDisable(TLumCustomView* aView) override;
+  // Names this texture in the "last rendered" test of a render state.
+  TLumStateKey StateKey() const { return FStateKey; }
 
  private:
   friend uint32_t AddTexture(TLumTexture* t);
   friend void DeleteTexture(TLumTexture* t);
   void InitTexture();
 
+  TLumStateKey FStateKey = NewStateKey();
   TBitmap* FBitmap;
   std::string FImageFile;  // the file the scene loader read the bitmap from
   std::vector<uint8_t> FPixels;
@@ -97,10 +100,15 @@ int MaxTexture();
 const std::vector<TLumTexture*>& TextureList();
 // Marks every cached texture for a new upload (before rendering into another context).
 void InvalidateTextures();
-// Starts a frame: the first texture rendered after it renders in full.
-void RedrawTextures();
-bool IsLastRenderedTex(TLumTexture* t);
-void SetLastRenderedTex(TLumTexture* t);
+// Starts a frame in the context aView renders in: the first texture rendered after it
+// renders in full.
+void RedrawTextures(TLumCustomView* aView);
+// The texture test of the context aView renders in (its render state's): false for the
+// first test of a frame, then whether t was bound there last. Without a view: false.
+bool IsLastRenderedTex(TLumCustomView* aView, TLumTexture* t);
+// Makes t the most recently rendered texture of the cache and the one bound in the
+// context aView renders in.
+void SetLastRenderedTex(TLumCustomView* aView, TLumTexture* t);
 
 // GL_MAX_TEXTURE_SIZE of the current context, else of the share root, kept once known;
 // 0 while the process has made no context.

@@ -180,14 +180,20 @@ void TLumFont::Changed() {
 
 void TLumFont::Reset() {
   if (FListBase < 0) return;
-  bool MadeCurrent = false;
-  if (FView && !FView->GetCurrent()) {
-    FView->SetCurrent(true);
-    MadeCurrent = FView->GetCurrent();
-  }
-  if (!FView || FView->GetCurrent()) glDeleteLists(static_cast<GLuint>(FListBase), 256);
+  const auto Base = static_cast<GLuint>(FListBase);
   FListBase = -1;
-  if (MadeCurrent) FView->SetCurrent(false);
+  if (!FView || FView->GetCurrent()) {
+    glDeleteLists(Base, 256);
+  } else if (FView->HasContext()) {
+    // Beyond making the view's context current: the view deletes them the next time
+    // its context is current, as it does the lists of cached components.
+    FView->DeferListDeletion(Base, 256);
+  } else {
+    FView->SetCurrent(true);
+    if (!FView->GetCurrent()) return;
+    glDeleteLists(Base, 256);
+    FView->SetCurrent(false);
+  }
 }
 
 int32_t TLumFont::GetListBase() {
@@ -331,6 +337,12 @@ void TLumCanvas::ResetAttribs() {
   glPopMatrix();
   glMatrixMode(GL_MODELVIEW);
   glPopMatrix();
+}
+
+void TLumCanvas::DrawNothing() {
+  // An operation with nothing to draw still ends as every operation does.
+  SetAttribs();
+  ResetAttribs();
 }
 
 void TLumCanvas::ExecuteTransparency() { LumApplyTransparency(FTransparency); }
@@ -493,7 +505,7 @@ void TLumCanvas::FillPolygon(const std::vector<TPointDouble>& Points) {
 }
 
 void TLumCanvas::Polygon(const std::vector<TPointDouble>& Points) {
-  if (Points.empty()) return;
+  if (Points.empty()) return DrawNothing();
   SetAttribs();
   ExecuteTransparency();
   ExecuteAntialiasing(false);
@@ -535,7 +547,7 @@ void TLumCanvas::Ellipse(int32_t X1, int32_t Y1, int32_t X2, int32_t Y2) {
 void TLumCanvas::Ellipse(const TRect& R) { Ellipse(R, 0, 360, 0); }
 
 void TLumCanvas::Ellipse(const TRect& R, double Start, double Stop, int32_t Segments) {
-  if (!std::isfinite(Start) || !std::isfinite(Stop)) return;
+  if (!std::isfinite(Start) || !std::isfinite(Stop)) return DrawNothing();
   const double Span = std::clamp(Stop - Start, -360.0, 360.0);
   const bool Whole = std::abs(Span) >= 360;
   const bool ArcOnly = Segments < 0;
@@ -586,7 +598,7 @@ int32_t TLumCanvas::TextWidth(std::string_view Text) {
 }
 
 void TLumCanvas::DrawText(int32_t X, int32_t Y, const std::string& Bytes) {
-  if (Bytes.empty()) return;
+  if (Bytes.empty()) return DrawNothing();
   SetAttribs();
   ExecuteTransparency();
   ExecuteAntialiasing(false);
@@ -628,13 +640,13 @@ void TLumCanvas::DrawText(int32_t X, int32_t Y, const std::string& Bytes) {
 }
 
 void TLumCanvas::DrawTexture(int32_t X, int32_t Y, TLumTexture* Texture) {
-  if (!Texture) return;
-  const int32_t W = Texture->Bitmap()->Width(), H = Texture->Bitmap()->Height();
+  const int32_t W = Texture ? Texture->Bitmap()->Width() : 0;
+  const int32_t H = Texture ? Texture->Bitmap()->Height() : 0;
   DrawTexture(TRect{X, Y, X + W, Y + H}, Texture, TRect{0, 0, W, H});
 }
 
 void TLumCanvas::DrawTexture(const TRect& Dest, TLumTexture* Texture, const TRect& Source) {
-  if (!Texture || Texture->Bitmap()->Empty()) return;
+  if (!Texture || Texture->Bitmap()->Empty()) return DrawNothing();
   // Texture coordinates are taken before the texture may rescale its bitmap to powers of
   // two; the same fractions of the image hold afterwards.
   const double W = Texture->Bitmap()->Width(), H = Texture->Bitmap()->Height();
@@ -678,7 +690,7 @@ void TLumCanvas::DrawTexture(const TRect& Dest, TLumTexture* Texture, const TRec
     glVertex2i(Dest.Left, Dest.Bottom);
     glEnd();
   }
-  RedrawTextures();
+  RedrawTextures(FView);
   glMatrixMode(GL_TEXTURE);
   glPopMatrix();
   ResetAttribs();

@@ -97,7 +97,8 @@ class TLumFont : public TFont {
   int32_t GetListBase();
   // The list base as it stands, without building (-1 = none).
   int32_t ListBase() const { return FListBase; }
-  // Frees the glyph lists (making View's context current for it when needed).
+  // Frees the glyph lists: at once while View's context is current (or without a
+  // view, in the current context), else the view deletes them the next time it is.
   void Reset();
   // The view whose context frees the lists outside a frame; nullptr: only a context
   // that is already current.
@@ -241,6 +242,8 @@ class TLumCanvas : public TObject {
   void DrawGLPoly4(uint32_t Mode, double X1, double Y1, double X2, double Y2, bool Centre);
 
  private:
+  // SetAttribs then ResetAttribs, for an operation given nothing to draw.
+  void DrawNothing();
   // The pixel-to-device mapping and the canvas's transformation on the modelview.
   void LoadPixelMatrix();
   void DrawText(int32_t X, int32_t Y, const std::string& Bytes);

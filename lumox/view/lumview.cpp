@@ -8,6 +8,7 @@
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
+#include "lumox/scene/lumtex.h"
 #include "lumox/view/lumcam.h"
 
 namespace lumox {
@@ -151,6 +152,7 @@ bool TLumView::OpenGLConnect(std::unique_ptr<TLumGLContext> AContext) {
       AContext ? std::move(AContext) : CreateEGLContext(DrawableWidth(), DrawableHeight());
   FContext = std::move(Ctx);
   FImageContext.reset();  // it shared lists with no context or the old one
+  UseRenderState(&FContext->RenderState());
   // Every context shares lists with the process's first one (the context layer's
   // share root), so a cached component renders in every view.
   AddViewtoList(this);
@@ -164,25 +166,39 @@ bool TLumView::OpenGLConnect(std::unique_ptr<TLumGLContext> AContext) {
 }
 
 void TLumView::OpenGLDisconnect() {
-  FImageContext.reset();
-  if (!FContext) return;
-  // Lists freed while the context was not current go before it does.
-  if (HasDeferredLists() && FContext->MakeCurrent()) {
+  // Lists freed while no context was current go before the last context does.
+  TLumGLContext* Own = OwnContext();
+  if (HasDeferredLists() && Own && Own->MakeCurrent()) {
     DeleteDeferredLists();
-    FContext->Release();
+    Own->Release();
   }
+  FImageContext.reset();
+  UseRenderState(nullptr);
+  if (!FContext) return;
   if (FContext->IsCurrent()) FContext->Release();
   FContext.reset();
 }
 
-bool TLumView::GetCurrent() { return Active() && (FDrawMode == dmBitmap || FContext->IsCurrent()); }
+TLumGLContext* TLumView::OwnContext() const {
+  // A view that has only taken images has no context of its own but the one GetImage
+  // keeps: there its lists are made, and freed.
+  return FContext ? FContext.get() : FImageContext.get();
+}
+
+bool TLumView::GetCurrent() {
+  const TLumGLContext* Own = OwnContext();
+  return Own && (FDrawMode == dmBitmap || Own->IsCurrent());
+}
 
 void TLumView::SetCurrent(bool Value) {
-  if (!Active()) return;  // "Call to OpenGL function wglMakeCurrent() failed." is never raised
+  // "Call to OpenGL function wglMakeCurrent() failed." is never raised.
+  TLumGLContext* Own = OwnContext();
+  if (!Own) return;
   if (Value) {
-    if (FContext->MakeCurrent()) DeleteDeferredLists();
-  } else
-    FContext->Release();
+    if (Own->MakeCurrent()) DeleteDeferredLists();
+  } else {
+    Own->Release();
+  }
 }
 
 void TLumView::Paint() {
@@ -196,7 +212,8 @@ void TLumView::RenderScene() {
   if (GetCurrent()) {
     if (FCamera) InitCamera(DrawableWidth(), DrawableHeight());
     FNextIDCounter = 0;
-    RunFrameResetHooks(false);
+    // The first material, attributes and texture of the frame emit their state.
+    RenderState().Reset();
     try {
       RenderSceneGL();
     } catch (...) {
@@ -266,16 +283,75 @@ void TLumView::InvalidateGL() {
 
 void TLumView::SubChange(TObject*) { InvalidateGL(); }
 
+namespace {
+
+// Brings a kept off-screen context of W x H back to the state a new one starts in,
+// whatever the images before it left (a handler that threw, pushed or switched without
+// undoing it): empty attribute stacks, each matrix stack at depth 1 with the identity,
+// no client array on, GL's pixel storage, the whole viewport, and the buffers the frame
+// does not clear (Cleared) as a new drawable holds them: zeros.
+void ResetToNewContext(int W, int H, GLbitfield Cleared) {
+  GLint Depth = 0;
+  glGetIntegerv(GL_ATTRIB_STACK_DEPTH, &Depth);
+  for (; Depth > 0; --Depth) glPopAttrib();
+  glGetIntegerv(GL_CLIENT_ATTRIB_STACK_DEPTH, &Depth);
+  for (; Depth > 0; --Depth) glPopClientAttrib();
+  GLint Mode = GL_RENDER;
+  glGetIntegerv(GL_RENDER_MODE, &Mode);
+  if (Mode != GL_RENDER) glRenderMode(GL_RENDER);
+  constexpr GLenum Stacks[3][2] = {{GL_TEXTURE, GL_TEXTURE_STACK_DEPTH},
+                                   {GL_PROJECTION, GL_PROJECTION_STACK_DEPTH},
+                                   {GL_MODELVIEW, GL_MODELVIEW_STACK_DEPTH}};
+  for (const auto& S : Stacks) {
+    glMatrixMode(S[0]);
+    glGetIntegerv(S[1], &Depth);
+    for (; Depth > 1; --Depth) glPopMatrix();
+    glLoadIdentity();
+  }
+  for (GLenum Array :
+       {GL_VERTEX_ARRAY, GL_NORMAL_ARRAY, GL_COLOR_ARRAY, GL_INDEX_ARRAY, GL_TEXTURE_COORD_ARRAY,
+        GL_EDGE_FLAG_ARRAY, GL_FOG_COORD_ARRAY, GL_SECONDARY_COLOR_ARRAY})
+    glDisableClientState(Array);
+  for (GLenum Alignment : {GL_PACK_ALIGNMENT, GL_UNPACK_ALIGNMENT}) glPixelStorei(Alignment, 4);
+  for (GLenum Store :
+       {GL_PACK_ROW_LENGTH, GL_PACK_SKIP_ROWS, GL_PACK_SKIP_PIXELS, GL_PACK_SWAP_BYTES,
+        GL_PACK_LSB_FIRST, GL_UNPACK_ROW_LENGTH, GL_UNPACK_SKIP_ROWS, GL_UNPACK_SKIP_PIXELS,
+        GL_UNPACK_SWAP_BYTES, GL_UNPACK_LSB_FIRST})
+    glPixelStorei(Store, 0);
+  glViewport(0, 0, W, H);
+  const GLbitfield Stale =
+      (GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT) & ~Cleared;
+  glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+  glDepthMask(GL_TRUE);
+  glStencilMask(~0u);
+  glClearColor(0, 0, 0, 0);
+  glClearDepth(0);
+  glClearStencil(0);
+  glClear(Stale);
+  glClearDepth(1);  // GL's own clear depth, which the frame clears with
+}
+
+}  // namespace
+
 bool TLumView::GetImage(TBitmap* Bitmap) {
   if (!Bitmap || Bitmap->Width() <= 0 || Bitmap->Height() <= 0) return false;
   const int W = Bitmap->Width(), H = Bitmap->Height();
-  const TLumDrawMode OldMode = FDrawMode;
+  // The mode and the render state are the view's own again however the image ends.
+  struct TRestore {
+    TLumView* View;
+    TLumDrawMode Mode;
+    ~TRestore() {
+      View->FDrawMode = Mode;
+      View->UseRenderState(View->FContext ? &View->FContext->RenderState() : nullptr);
+    }
+  } Restore{this, FDrawMode};
   FDrawMode = dmBitmap;
-  RunFrameResetHooks(true);
+  InvalidateTextures();
   bool Result = false;
   try {
     // Deliberately beyond a context per image: making one costs more than a small
-    // frame, so the off-screen context is kept for the next image of the same size.
+    // frame, so the off-screen context is kept for the next image of the same size,
+    // and brought back to the state a new one has before each image.
     const bool Reused =
         FImageContext && FImageContext->Width() == W && FImageContext->Height() == H;
     if (!Reused) {
@@ -284,13 +360,11 @@ bool TLumView::GetImage(TBitmap* Bitmap) {
     }
     TLumGLContext* Ctx = FImageContext.get();
     if (Ctx->MakeCurrent()) {
-      if (Reused && !FCamera) {
-        // Without a camera the frame starts from the matrices a new context has.
-        glMatrixMode(GL_PROJECTION);
-        glLoadIdentity();
-        glMatrixMode(GL_MODELVIEW);
-        glLoadIdentity();
-      }
+      // Lists freed since the last frame or image go now: the context shares them.
+      DeleteDeferredLists();
+      if (Reused) ResetToNewContext(W, H, ClearMask(FAutoClearBuffers));
+      Ctx->RenderState() = TLumRenderState();
+      UseRenderState(&Ctx->RenderState());
       if (FCamera) InitCamera(W, H);
       RenderSceneGL();
       glFinish();
@@ -313,10 +387,8 @@ bool TLumView::GetImage(TBitmap* Bitmap) {
     Result = false;
   } catch (...) {
     if (FImageContext && FImageContext->IsCurrent()) FImageContext->Release();
-    FDrawMode = OldMode;
     throw;
   }
-  FDrawMode = OldMode;
   return Result;
 }
 

@@ -90,8 +90,11 @@ class TLumView : public TLumCanvasView {
   TLumGLContext* Context() const { return FContext.get(); }
   bool Active() const { return FContext != nullptr; }
   bool GetActive() const { return Active(); }
+  // Whether the view's context is current (always while an image renders). A view that
+  // has only taken images counts the context GetImage keeps as its own.
   bool GetCurrent() override;
-  // Never throws: callers test GetCurrent afterwards.
+  // Makes the view's context (as GetCurrent counts it) current, deleting the lists freed
+  // meanwhile, or releases it. Never throws: callers test GetCurrent afterwards.
   void SetCurrent(bool Value) override;
 
   // --- the frame -------------------------------------------------------------------
@@ -104,7 +107,8 @@ class TLumView : public TLumCanvasView {
   // Asks the toolkit for a repaint (nothing for an off-screen view).
   void InvalidateGL();
   void SubChange(TObject* Sender);
-  // Renders one frame into Bitmap at the bitmap's size; false on every failure.
+  // Renders one frame into Bitmap at the bitmap's size; false on every failure. Each
+  // image starts from the state of a new context, whatever the images before it did.
   bool GetImage(TBitmap* Bitmap);
 
   // --- properties ------------------------------------------------------------------
@@ -146,7 +150,8 @@ class TLumView : public TLumCanvasView {
   int32_t GetNextID(TObject* Obj, int32_t num) override;
   int32_t NextIDCounter() const { return FNextIDCounter; }
   TLumMatrix* CameraMatrix() const override;
-  bool HasContext() const override { return Active(); }
+  // The view's own context, or the one GetImage keeps when it has no other.
+  bool HasContext() const override { return OwnContext() != nullptr; }
   // A point in Render's local frame, as last drawn, expressed in the camera's frame;
   // Result is left as it is without the two matrices.
   void ProjectVector(TLumRender* Render, const TLumMathVector& V, TLumMathVector& Result);
@@ -251,6 +256,7 @@ class TLumView : public TLumCanvasView {
 
  private:
   void ApplyDrawValues();
+  TLumGLContext* OwnContext() const;
   // Reads modelview, viewport and projection for WinTo3D and WinFrom3D.
   bool ReadTransforms(double (&Model)[16], int (&Viewport)[4], double (&Proj)[16]);
   // The physical pick point (GL window coordinates, y up) and region InitCamera uses.

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "lumox/host/classes.h"
+#include "lumox/scene/lumrenderstate.h"
 
 namespace lumox {
 
@@ -49,6 +50,11 @@ class TLumGLContext {
     return nullptr;
   }
   virtual TLumPixelFormat PixelFormat() const = 0;
+  // What the components rendered in this context take its GL state to be.
+  TLumRenderState& RenderState() { return FRenderState; }
+
+ private:
+  TLumRenderState FRenderState;
 };
 
 // A headless context with a W x H pbuffer: RGBA8, depth of 24 bits or more, a

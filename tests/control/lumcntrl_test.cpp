@@ -155,8 +155,15 @@ TEST(MouseControllerTest, DragStateAndReportedMotion) {
   EXPECT_FALSE(M->HandleMouseMove({}, 5, 6));  // no drag: only the position is kept
   EXPECT_EQ(M->LastY(), 6);
   EXPECT_FALSE(M->HandleMouseDown(mbLeft, {}, 1, 1));
-  M->HandleMouseDown(mbMiddle, {}, 1, 1);  // leaves the drag as it is
-  EXPECT_EQ(M->DragState(), 1);
+  for (TMouseButton B : {mbMiddle, mbExtra1, mbExtra2}) {
+    M->HandleMouseDown(B, {}, 1, 1);  // leaves the drag as it is
+    EXPECT_EQ(M->DragState(), 1);
+  }
+  M->HandleMouseUp(mbExtra1, {}, 1, 1);  // any release ends it
+  EXPECT_EQ(M->DragState(), 0);
+  M->HandleMouseDown(mbExtra2, {}, 1, 1);  // and starts none
+  EXPECT_EQ(M->DragState(), 0);
+  M->HandleMouseDown(mbLeft, {}, 1, 1);
   M->SetCntrlFlags({});
   EXPECT_TRUE(M->HandleMouseMove({}, 3, 3));  // a drag reports motion even when none is allowed
   S.Expect(0, 0, -2, 0, 0);
@@ -181,7 +188,72 @@ TEST(MouseControllerTest, ViewingDirection) {
     EXPECT_NEAR(V.Y, C[4], 1e-9);
     EXPECT_NEAR(V.Z, C[5], 1e-9);
   }
-  M.CalcVecZ(0.1, -INFINITY, 0.1);  // returns rather than adding 2 pi for ever
+  // An angle far below zero gives what the same angle brought into 0..2 pi gives; an
+  // infinite one gives no vector (and returns rather than adding 2 pi for ever).
+  const TLumMathVector Near = M.CalcVecZ(0.3, -2.0, 0.2);
+  const TLumMathVector Far = M.CalcVecZ(0.3, -2.0 - 2 * M_PI * 1e7, 0.2);
+  EXPECT_NEAR(Far.X, Near.X, 1e-6);
+  EXPECT_NEAR(Far.Y, Near.Y, 1e-6);
+  EXPECT_NEAR(Far.Z, Near.Z, 1e-6);
+  const TLumMathVector None = M.CalcVecZ(0.1, -INFINITY, 0.1);
+  EXPECT_TRUE(std::isnan(None.X) && std::isnan(None.Y) && std::isnan(None.Z));
+}
+
+TEST(MouseControllerTest, SensitivitiesAreAtLeastOne) {
+  TComponent Form(nullptr);
+  TLumMouseController M(&Form);
+  M.SetTurnSensitivity(0);
+  M.SetMoveSensitivity(-5);
+  EXPECT_EQ(M.TurnSensitivity(), 1);
+  EXPECT_EQ(M.MoveSensitivity(), 1);
+  M.SetTurnSensitivity(7);
+  EXPECT_EQ(M.TurnSensitivity(), 7);
+}
+
+// Assign copies a controller's own settings from one of its class, and what it controls
+// from any controller; the car and the person take the eye height through its setter.
+TEST(ControllerAssignTest, CopiesOwnSettingsAndTheControlledObject) {
+  Rig<TLumCarController> Car, CarCopy;
+  Car.Ctl->SetMaxSpeed(2), Car.Ctl->SetReverseSpeed(-1), Car.Ctl->SetCurrentSpeed(-0.5f);
+  Car.Ctl->SetAcceleration(0.3f), Car.Ctl->SetBraking(0.4f), Car.Ctl->SetTurnAngle(5);
+  Car.Ctl->SetEyeHeight(1.25f);
+  CarCopy.Ctl->Assign(Car.Ctl);
+  TLumCarController* C = CarCopy.Ctl;
+  EXPECT_EQ(C->Controlled(), Car.Cam);
+  EXPECT_EQ((std::vector<float>{C->MaxSpeed(), C->ReverseSpeed(), C->CurrentSpeed(),
+                                C->Acceleration(), C->Braking(), C->TurnAngle()}),
+            (std::vector<float>{2, -1, -0.5f, 0.3f, 0.4f, 5}));
+  EXPECT_EQ(Car.Cam->Transformation()->Translation()->Y(), 1.25f);
+  // CarCopy's own camera got the eye height before the controlled object changed.
+  EXPECT_EQ(CarCopy.Cam->Transformation()->Translation()->Y(), 1.25f);
+
+  Rig<TLumPersonController> Person, PersonCopy;
+  Person.Ctl->SetStepLength(0.5f), Person.Ctl->SetTurnAngle(3), Person.Ctl->SetEyeHeight(1.7f);
+  PersonCopy.Ctl->Assign(Person.Ctl);
+  EXPECT_EQ(PersonCopy.Ctl->StepLength(), 0.5f);
+  EXPECT_EQ(PersonCopy.Ctl->TurnAngle(), 3.0f);
+  EXPECT_EQ(PersonCopy.Cam->Transformation()->Translation()->Y(), 1.7f);
+
+  Rig<TLumMouseController> Mouse, MouseCopy;
+  Mouse.Ctl->SetTurnSensitivity(9), Mouse.Ctl->SetMoveSensitivity(11);
+  Mouse.Ctl->SetCntrlFlags({teMoveZ}), Mouse.Ctl->SetSwitchButtons(true);
+  MouseCopy.Ctl->Assign(Mouse.Ctl);
+  EXPECT_TRUE(MouseCopy.Ctl->TurnSensitivity() == 9 && MouseCopy.Ctl->MoveSensitivity() == 11);
+  EXPECT_TRUE(MouseCopy.Ctl->CntrlFlags() == TLumCntrlFlags{teMoveZ});
+  EXPECT_TRUE(MouseCopy.Ctl->SwitchButtons());
+
+  Rig<TLumPresentationController> Show, ShowCopy;
+  Show.Ctl->SetTurnAngle(2), Show.Ctl->SetDistanceStep(0.5f), Show.Ctl->SetMode(pmRight);
+  ShowCopy.Ctl->Assign(Show.Ctl);
+  EXPECT_TRUE(ShowCopy.Ctl->TurnAngle() == 2 && ShowCopy.Ctl->DistanceStep() == 0.5f);
+  EXPECT_EQ(ShowCopy.Ctl->Mode(), pmRight);
+  EXPECT_EQ(ShowCopy.Ctl->Controlled(), Show.Cam);
+
+  // From a controller of another class only what is controlled is copied.
+  Rig<TLumPersonController> Other;
+  Other.Ctl->Assign(Show.Ctl);
+  EXPECT_EQ(Other.Ctl->Controlled(), Show.Cam);
+  EXPECT_EQ(Other.Ctl->StepLength(), 0.1f);
 }
 
 TEST(PresentationControllerTest, KeysSetModeAndDistanceAndPresentTurns) {

@@ -1,10 +1,12 @@
-// The animation timer through an injected nanosecond clock: interval grid, lag count,
-// measured rate, stopwatch, Activeonly, chaining and the application's idle hook.
+// The animation timer through an injected clock: interval grid, lag count, measured
+// rate, stopwatch, Activeonly, chaining and the application's idle hook; and the
+// counter it reads.
 #include "lumox/control/lumtimer.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
+#include <chrono>
 #include <vector>
 
 #include "lumox/host/forms.h"
@@ -24,7 +26,7 @@ class TimerTest : public ::testing::Test {
     Form.DestroyComponents();
     TLumTimer::SetClock(nullptr);
   }
-  // Moves the clock to T nanoseconds and runs one round of idle processing.
+  // Moves the clock to T counts (of 100 ns) and runs one round of idle processing.
   bool IdleAt(int64_t T) {
     Now = T;
     return Application()->ProcessIdle();
@@ -33,7 +35,7 @@ class TimerTest : public ::testing::Test {
   TComponent Form{nullptr};
 };
 
-constexpr int64_t Ms = 1000000;
+constexpr int64_t Ms = TLumTimer::CounterFrequency / 1000;
 
 }  // namespace
 
@@ -45,7 +47,7 @@ TEST_F(TimerTest, IntervalAndRateConvert) {
   EXPECT_EQ(T.Intervall(), 3);
   T.setrate(3);
   EXPECT_EQ((std::array<int64_t, 2>{T.Intervall(), T.IntervalCounts()}),
-            (std::array<int64_t, 2>{333, 333333333}));
+            (std::array<int64_t, 2>{333, 3333333}));
   T.setintervall(400);  // 2.5 ticks a second round to the even 2
   EXPECT_EQ(T.Rate(), 2);
 }
@@ -92,10 +94,51 @@ TEST_F(TimerTest, StopwatchNestsAndSubtractsWordByWord) {
   EXPECT_DOUBLE_EQ(T.Stop(), 1.0);  // the inner start first
   Now = 6000 * Ms;
   EXPECT_DOUBLE_EQ(T.Stop(), 5.0);
-  // 32 ns across a carry out of the low word read as 2^32 + 32 counts.
+  // 32 counts across a carry out of the low word read as 2^32 + 32 counts.
   Now = 0x1FFFFFFF0, T.Start();
   Now = 0x200000010;
-  EXPECT_DOUBLE_EQ(T.Stop(), (4294967296.0 + 32) / 1e9);
+  EXPECT_DOUBLE_EQ(T.Stop(), (4294967296.0 + 32) / 1e7);
+}
+
+// The counter runs at 10 MHz with the steady clock, so its low word wraps once in
+// 429.5 s: a stopwatch of a quarter second comes out 429.5 s too long once in about
+// 1700 runs.
+TEST(TimerCounterTest, CountsTheSteadyClockInStepsOf100Nanoseconds) {
+  TLumTimer T(nullptr);
+  EXPECT_EQ(T.Frequency(), 10000000);
+  using namespace std::chrono;
+  const int64_t Before = duration_cast<nanoseconds>(steady_clock::now().time_since_epoch()).count();
+  const int64_t Counter = TLumTimer::ReadCounter();
+  const int64_t After = duration_cast<nanoseconds>(steady_clock::now().time_since_epoch()).count();
+  EXPECT_GE(Counter, Before / 100);
+  EXPECT_LE(Counter, After / 100);
+  EXPECT_EQ(T.IntervalCounts(), 10000000);  // the default second
+}
+
+// Reset puts the grid's phase at the counter; a cleared parent keeps driving its child.
+TEST_F(TimerTest, ResetMovesTheGridAndAClearedParentStillDrives) {
+  auto* T = new TLumTimer(&Form);
+  T->setintervall(10);
+  std::vector<int32_t> Lags;
+  T->OnTimer = [&](TObject*, int32_t Lag) { Lags.push_back(Lag); };
+  Now = 1000 * Ms;
+  T->Reset();
+  EXPECT_EQ(T->LastTick(), 1000 * Ms);
+  IdleAt(1005 * Ms);
+  EXPECT_TRUE(Lags.empty());
+  IdleAt(1010 * Ms + 1);
+  EXPECT_EQ(Lags, std::vector<int32_t>{1});  // not the 101 intervals since 0
+
+  auto* Child = new TLumTimer(&Form);
+  Child->setintervall(10);
+  int Ticks = 0;
+  Child->OnTimer = [&](TObject*, int32_t) { ++Ticks; };
+  Child->SetParent(T);
+  Child->SetParent(nullptr);
+  EXPECT_EQ(Child->Parent(), nullptr);
+  EXPECT_EQ(T->ChildCount(), 1);  // left in the old parent's list
+  IdleAt(2000 * Ms);
+  EXPECT_EQ(Ticks, 1);
 }
 
 TEST_F(TimerTest, ChildrenTickAfterTheirParent) {

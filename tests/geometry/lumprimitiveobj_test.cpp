@@ -300,7 +300,7 @@ TLumPrimitiveObj* FlatQuad(TComponent* Owner, double x0, double x1, bool Red) {
 
 class MeshSequenceTest : public test::ViewTest {};
 
-// Meshes in a row share the arrays left enabled; none may draw with another's array.
+// Meshes in a row: none draws with another's array, and each leaves its arrays off.
 TEST_F(MeshSequenceTest, EachMeshDrawsWithItsOwnArraysOnly) {
   for (bool Cached : {false, true}) {
     auto* Root = new TLumNode(&Form);

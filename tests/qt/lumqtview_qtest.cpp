@@ -1,6 +1,8 @@
-// The Qt widget on a real X server (Xvfb): painting, keys and drags reaching the
-// controllers, picking, lists shared between widgets and off-screen images, the double
-// buffer switch, and the idle hook that runs timers without burning CPU when idle.
+// The Qt widget on a real X server (Xvfb), at whatever device-pixel ratio Qt is given
+// (the suite runs at 1 and at 2): painting, keys and drags reaching the controllers,
+// the key table, extra mouse buttons, picking, lists shared between widgets and
+// off-screen images, the double buffer switch, the idle hook that runs timers without
+// burning CPU when idle, and the application's active state that Activeonly timers need.
 #include <gtest/gtest.h>
 
 #include <QApplication>
@@ -11,9 +13,12 @@
 #include <QTest>
 #include <QTimer>
 #include <ctime>
+#include <utility>
+#include <vector>
 
 #include "lumox/control/lumcntrl.h"
 #include "lumox/control/lumtimer.h"
+#include "lumox/host/forms.h"
 #include "lumox/qt/lumqtview.h"
 #include "lumox/scene/lumobj.h"
 #include "lumox/view/lumcam.h"
@@ -64,6 +69,13 @@ struct TScene {
 bool IsRed(QRgb C) { return qRed(C) > 200 && qGreen(C) < 50 && qBlue(C) < 50; }
 bool IsBlue(QRgb C) { return qBlue(C) > 200 && qRed(C) < 50 && qGreen(C) < 50; }
 
+// The widget's frame and a pixel of it at a point in logical (widget) pixels: the
+// framebuffer has the device-pixel ratio's physical pixels per logical one.
+QRgb FramePixel(TLumQtView* W, int X, int Y) {
+  const double R = W->devicePixelRatioF();
+  return W->grabFramebuffer().pixel(qRound(X * R), qRound(Y * R));
+}
+
 void SendMouse(QWidget* W, QEvent::Type T, QPoint P, Qt::MouseButton B, Qt::MouseButtons Bs) {
   QMouseEvent E(T, P, W->mapToGlobal(P), B, Bs, Qt::NoModifier);
   QApplication::sendEvent(W, &E);
@@ -88,9 +100,9 @@ TEST(LumQtViewTest, ShownWidgetPaintsTheSceneWithTheWidgetsContext) {
   TScene S;
   auto W = S.Show();
   const QImage I = W->grabFramebuffer();
-  ASSERT_EQ(I.width(), 160);
-  EXPECT_TRUE(IsRed(I.pixel(80, 60)));
-  EXPECT_TRUE(IsBlue(I.pixel(3, 3)));
+  ASSERT_EQ(I.width(), qRound(160 * W->devicePixelRatioF()));
+  EXPECT_TRUE(IsRed(FramePixel(W.get(), 80, 60)));
+  EXPECT_TRUE(IsBlue(FramePixel(W.get(), 3, 3)));
   EXPECT_GT(S.Frames, 0);
   // The view paints with the widget's context, in physical pixels.
   EXPECT_EQ(W->View()->Context()->Width(), qRound(160 * W->devicePixelRatioF()));
@@ -111,10 +123,18 @@ TEST(LumQtViewTest, KeysAndDragsMoveTheCameraAndRepaint) {
   W->View()->SetController(&Person);
   QTest::qWait(50);
   const int Before = S.Frames;
-  const float Z0 = S.Camera->Transformation()->Translation()->Z();
+  // Heading 0 looks along +z: a step forward adds StepLength to z, a step back takes
+  // it away, and the right arrow turns by TurnAngle.
+  TLumTranslation* T = S.Camera->Transformation()->Translation();
   QTest::keyClick(W.get(), Qt::Key_Up);
   QTRY_VERIFY(S.Frames > Before);
-  EXPECT_NE(S.Camera->Transformation()->Translation()->Z(), Z0);
+  EXPECT_NEAR(T->Z(), -2 + 0.1, 1e-6);
+  EXPECT_NEAR(T->X(), 0, 1e-6);
+  QTest::keyClick(W.get(), Qt::Key_Down);
+  QTest::keyClick(W.get(), Qt::Key_Down);
+  EXPECT_NEAR(T->Z(), -2 - 0.1, 1e-6);
+  QTest::keyClick(W.get(), Qt::Key_Right);
+  EXPECT_NEAR(S.Camera->Transformation()->Rotation()->Y(), 1, 1e-6);
 
   TLumMouseController Mouse(&S.Form);
   Mouse.SetControlled(S.Camera);
@@ -153,7 +173,7 @@ TEST(LumQtViewTest, WidgetsAndOffscreenImagesShareOneCachedList) {
     W->makeCurrent();
     EXPECT_TRUE(glIsList(List));
     W->doneCurrent();
-    EXPECT_TRUE(IsRed(W->grabFramebuffer().pixel(80, 60)));
+    EXPECT_TRUE(IsRed(FramePixel(W, 80, 60)));
   }
   // The owning view's image, taken while it is shown, calls the list in an off-screen
   // context.
@@ -166,7 +186,7 @@ TEST(LumQtViewTest, WidgetsAndOffscreenImagesShareOneCachedList) {
   EXPECT_TRUE(Mid[0] > 200 && Mid[1] < 50 && Mid[2] < 50);
   EXPECT_TRUE(Corner[2] > 200 && Corner[0] < 50);
   // The widget is still fine afterwards.
-  EXPECT_TRUE(IsRed(A->grabFramebuffer().pixel(80, 60)));
+  EXPECT_TRUE(IsRed(FramePixel(A.get(), 80, 60)));
 }
 
 TEST(LumQtViewTest, DoubleBufferSwitchKeepsPaintingInTheWidget) {
@@ -178,9 +198,9 @@ TEST(LumQtViewTest, DoubleBufferSwitchKeepsPaintingInTheWidget) {
   const int Frames = S.Frames;
   W->update();
   QTRY_VERIFY(S.Frames > Frames);
-  EXPECT_TRUE(IsRed(W->grabFramebuffer().pixel(80, 60)));
+  EXPECT_TRUE(IsRed(FramePixel(W.get(), 80, 60)));
   W->View()->SetDoubleBuffer(true);
-  EXPECT_TRUE(IsRed(W->grabFramebuffer().pixel(80, 60)));
+  EXPECT_TRUE(IsRed(FramePixel(W.get(), 80, 60)));
   EXPECT_EQ(W->View()->Context()->Width(), qRound(160 * W->devicePixelRatioF()));
 }
 
@@ -209,6 +229,99 @@ TEST(LumQtViewTest, IdleWindowSleepsAndAnEnabledTimerTicks) {
   const int Stopped = Ticks;
   RunLoop(100);
   EXPECT_EQ(Ticks, Stopped);
+}
+
+// Buttons other than left, right and middle reach the view as the extra buttons and
+// leave a mouse controller's drag as it is.
+TEST(LumQtViewTest, ExtraMouseButtonsStartNoDrag) {
+  TScene S;
+  auto W = S.Show();
+  TLumMouseController Mouse(&S.Form);
+  Mouse.SetControlled(S.Camera);
+  W->View()->SetController(&Mouse);
+  std::vector<TMouseButton> Pressed;
+  W->View()->OnMouseDown = [&](TObject*, TMouseButton B, TShiftState, int, int) {
+    Pressed.push_back(B);
+  };
+  const float Y0 = S.Camera->Transformation()->Rotation()->Y();
+  for (Qt::MouseButton B : {Qt::BackButton, Qt::ForwardButton}) {
+    SendMouse(W.get(), QEvent::MouseButtonPress, {40, 60}, B, B);
+    SendMouse(W.get(), QEvent::MouseMove, {120, 60}, Qt::NoButton, B);
+    EXPECT_EQ(Mouse.DragState(), 0);
+    SendMouse(W.get(), QEvent::MouseButtonRelease, {120, 60}, B, Qt::NoButton);
+  }
+  EXPECT_EQ(S.Camera->Transformation()->Rotation()->Y(), Y0);
+  EXPECT_EQ(Pressed, (std::vector<TMouseButton>{mbExtra1, mbExtra2}));
+  // During a left drag a back press changes nothing; the drag goes on.
+  SendMouse(W.get(), QEvent::MouseButtonPress, {40, 60}, Qt::LeftButton, Qt::LeftButton);
+  SendMouse(W.get(), QEvent::MouseButtonPress, {40, 60}, Qt::BackButton,
+            Qt::LeftButton | Qt::BackButton);
+  EXPECT_EQ(Mouse.DragState(), 1);
+  SendMouse(W.get(), QEvent::MouseMove, {60, 60}, Qt::NoButton, Qt::LeftButton | Qt::BackButton);
+  EXPECT_NE(S.Camera->Transformation()->Rotation()->Y(), Y0);
+}
+
+TEST(LumQtViewTest, QtKeysMapToVirtualKeys) {
+  const std::pair<int, uint16_t> Keys[] = {{Qt::Key_Left, VK_LEFT},
+                                           {Qt::Key_Up, VK_UP},
+                                           {Qt::Key_Right, VK_RIGHT},
+                                           {Qt::Key_Down, VK_DOWN},
+                                           {Qt::Key_PageUp, VK_PRIOR},
+                                           {Qt::Key_PageDown, VK_NEXT},
+                                           {Qt::Key_Home, VK_HOME},
+                                           {Qt::Key_End, VK_END},
+                                           {Qt::Key_Escape, VK_ESCAPE},
+                                           {Qt::Key_Return, VK_RETURN},
+                                           {Qt::Key_Enter, VK_RETURN},
+                                           {Qt::Key_Space, VK_SPACE},
+                                           {Qt::Key_A, 'A'},
+                                           {Qt::Key_Z, 'Z'},
+                                           {Qt::Key_0, '0'},
+                                           {Qt::Key_F1, 112},
+                                           {Qt::Key_F12, 123},
+                                           {Qt::Key_F24, 135},
+                                           {Qt::Key_Delete, VK_DELETE},
+                                           {Qt::Key_Tab, VK_TAB},
+                                           {Qt::Key_Backspace, VK_BACK},
+                                           {Qt::Key_Shift, VK_SHIFT},
+                                           {Qt::Key_Control, VK_CONTROL},
+                                           {Qt::Key_Insert, VK_INSERT},
+                                           {Qt::Key_Eacute, 0},
+                                           {Qt::Key_VolumeUp, 0},
+                                           {Qt::Key_unknown, 0}};
+  for (auto [Qt, Vk] : Keys) EXPECT_EQ(LumQtKeyToVirtualKey(Qt), Vk) << Qt;
+  const TShiftState S =
+      LumQtShiftState(Qt::ShiftModifier | Qt::ControlModifier, Qt::LeftButton | Qt::MiddleButton);
+  EXPECT_TRUE(S == (TShiftState{ssShift, ssCtrl, ssLeft, ssMiddle}));
+}
+
+// The widget library keeps Application()->Active() with Qt's application state, so an
+// Activeonly timer stops while no window of the program is active.
+TEST(LumQtViewTest, ActiveonlyTimersTickOnlyWhileAWindowIsActive) {
+  TScene S;
+  auto W = S.Show();
+  W->activateWindow();
+  ASSERT_TRUE(QTest::qWaitForWindowActive(W.get()));
+  EXPECT_TRUE(Application()->Active());
+  TLumTimer Timer(&S.Form);
+  Timer.setintervall(10);
+  Timer.SetActiveonly(true);
+  int Ticks = 0;
+  Timer.OnTimer = [&](TObject*, int32_t) { ++Ticks; };
+  RunLoop(200);
+  EXPECT_GT(Ticks, 3);
+  W->hide();
+  QTRY_COMPARE(QGuiApplication::applicationState(), Qt::ApplicationInactive);
+  EXPECT_FALSE(Application()->Active());
+  const int Inactive = Ticks;
+  RunLoop(300);
+  EXPECT_EQ(Ticks, Inactive);
+  EXPECT_FALSE(LumQtIdleRunning());  // and no CPU is spent waiting
+  W->show();
+  W->activateWindow();
+  ASSERT_TRUE(QTest::qWaitForWindowActive(W.get()));
+  RunLoop(200);
+  EXPECT_GT(Ticks, Inactive + 3);
 }
 
 int main(int argc, char** argv) {

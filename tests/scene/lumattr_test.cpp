@@ -27,7 +27,7 @@ class AttributesTest : public test::GLTest {
  protected:
   void SetUp() override {
     test::GLTest::SetUp();
-    RunFrameResetHooks(false);
+    View->RenderState().Reset();
     if (!GetRenderClass("TLumAttributes")) RegisterLumattrClasses();
   }
   // Every published value away from its default.
@@ -114,22 +114,29 @@ TEST_F(AttributesTest, SizesMustBePositiveAndGLRefusesTheFreshLineWidth) {
 
 TEST_F(AttributesTest, RenderTwiceEmitsOnceUntilChangedOrNewFrame) {
   TLumAttributes A(nullptr);
-  A.Render(nullptr);
+  A.Render(View);
   glEnable(GL_BLEND);
-  A.Render(nullptr);
+  A.Render(View);
   EXPECT_TRUE(glIsEnabled(GL_BLEND)) << "a second render in a frame emits nothing";
   for (int Step = 0; Step < 4; ++Step) {
     glEnable(GL_BLEND);
     if (Step == 0) A.SetLighting(true);
     if (Step == 1) A.ColorAmbient()->SetColor(0xFFFFFF);
-    if (Step >= 2) RunFrameResetHooks(Step == 3);
-    A.Render(nullptr);
+    if (Step == 2) View->RenderState().Reset();  // a new frame, image or list
+    if (Step == 3) A.Render(nullptr);            // no view, nothing known: emitted
+    A.Render(View);
     EXPECT_FALSE(glIsEnabled(GL_BLEND)) << "emits again after step " << Step;
   }
-  auto* Dying = new TLumAttributes(&Owner);
-  Dying->Render(nullptr);
-  delete Dying;
-  EXPECT_TRUE(IsLastRenderedAttributes(nullptr));
+  // Attributes made where freed ones lived are not taken for them.
+  for (int I = 0; I < 4; ++I) {
+    auto* Dying = new TLumAttributes(&Owner);
+    Dying->Render(View);
+    EXPECT_TRUE(IsLastRenderedAttributes(View, Dying));
+    delete Dying;
+    auto* Born = new TLumAttributes(&Owner);
+    EXPECT_FALSE(IsLastRenderedAttributes(View, Born));
+    delete Born;
+  }
 }
 
 TEST_F(AttributesTest, AssignAndRoundTripKeepTheirValues) {

@@ -36,7 +36,9 @@ class TProbe : public TLumRender {
     glGetDoublev(GL_MODELVIEW_MATRIX, DrawMatrix);
     glRectf(-5, -5, 5, 5);  // a full-screen quad in the modelview frame
   }
-  void DoDisable(TLumCustomView*) override { Log.push_back("disable@" + std::to_string(StackDepth())); }
+  void DoDisable(TLumCustomView*) override {
+    Log.push_back("disable@" + std::to_string(StackDepth()));
+  }
   std::vector<std::string> Log;
   int Draws = 0;
   double DrawMatrix[16] = {};
@@ -163,6 +165,27 @@ TEST_F(RenderProtocolTest, SecondViewDrawsDirectlyAndFirstKeepsItsList) {
   EXPECT_EQ(Probe->View(), nullptr);
   Other->Paint();
   EXPECT_TRUE(Probe->View() == Other && Probe->Draws == 4 && Probe->ListId() != 0u);
+}
+
+// A list freed in the middle of another view's frame waits for its own view: that frame
+// keeps its context and draws on.
+TEST_F(RenderProtocolTest, AListFreedInAnotherViewsFrameLeavesThatFrameItsContext) {
+  Probe->SetCached(true);
+  Frame();
+  const uint32_t List = Probe->ListId();
+  ASSERT_NE(List, 0u);
+  auto* Other = new TLumView(&Form);
+  Other->SetBounds(20, 20);
+  auto* Freeing = new TProbe(&Form);
+  Freeing->OnBeforeRender = [this](TLumCustomView*) { Probe->SetCached(false); };
+  Other->OnRender = [Freeing](TLumView* V) { Freeing->Render(V); };
+  TBitmap Image(20, 20);
+  ASSERT_TRUE(Other->GetImage(&Image));
+  EXPECT_EQ(Image.GetPixel(10, 10), 0xFFFFFFu);  // drawn after the list was freed
+  EXPECT_EQ(Probe->ListId(), 0u);
+  View->SetCurrent(true);
+  EXPECT_FALSE(glIsList(List));
+  View->SetCurrent(false);
 }
 
 TEST_F(RenderProtocolTest, ProjectionMatrixCapturesWhereTheComponentWasDrawn) {

@@ -20,7 +20,7 @@ class MaterialTest : public test::GLTest {
  protected:
   void SetUp() override {
     test::GLTest::SetUp();
-    RunFrameResetHooks(false);
+    View->RenderState().Reset();
   }
   // A material whose every value differs from GL's default material.
   static void Distinct(TLumMaterial& M) {
@@ -65,27 +65,36 @@ TEST_F(MaterialTest, StateIsEmittedOncePerFrameAndPerMaterial) {
   const GLfloat Grey[4] = {0.5f, 0.5f, 0.5f, 1.0f};
   TLumMaterial M(nullptr), Other(nullptr);
   Distinct(M);
-  M.Render(nullptr);
+  M.Render(View);
   glMaterialfv(GL_FRONT_AND_BACK, GL_AMBIENT, Grey);
-  M.Render(nullptr);
+  M.Render(View);
   EXPECT_EQ(GetMaterial(GL_FRONT, GL_AMBIENT), (Rgba{.5f, .5f, .5f, 1}));
   // Keyed by identity: a colour change waits for the next frame.
   M.ColorAmbient()->SetColor(0x00FFFF);
-  M.Render(nullptr);
+  M.Render(View);
   EXPECT_EQ(GetMaterial(GL_FRONT, GL_AMBIENT), (Rgba{.5f, .5f, .5f, 1}));
-  for (bool BeforeImage : {false, true}) {
-    glMaterialfv(GL_FRONT_AND_BACK, GL_AMBIENT, Grey);
-    RunFrameResetHooks(BeforeImage);
-    M.Render(nullptr);
-    EXPECT_EQ(GetMaterial(GL_FRONT, GL_AMBIENT), (Rgba{1, 1, 0, 1}));
-  }
-  Other.Render(nullptr);
+  glMaterialfv(GL_FRONT_AND_BACK, GL_AMBIENT, Grey);
+  View->RenderState().Reset();  // as a frame, an image or a display list begins
+  M.Render(View);
+  EXPECT_EQ(GetMaterial(GL_FRONT, GL_AMBIENT), (Rgba{1, 1, 0, 1}));
+  Other.Render(View);
+  M.Render(View);
+  EXPECT_EQ(GetMaterial(GL_FRONT, GL_AMBIENT), (Rgba{1, 1, 0, 1}));
+  // Without a view nothing is known of the context: the state is emitted every time.
+  glMaterialfv(GL_FRONT_AND_BACK, GL_AMBIENT, Grey);
   M.Render(nullptr);
   EXPECT_EQ(GetMaterial(GL_FRONT, GL_AMBIENT), (Rgba{1, 1, 0, 1}));
-  auto* Dying = new TLumMaterial(&Owner);
-  Dying->Render(nullptr);
-  delete Dying;
-  EXPECT_TRUE(IsLastRenderedMaterial(nullptr));
+  EXPECT_FALSE(IsLastRenderedMaterial(nullptr, &M));
+  // A material made where a freed one lived is not taken for it.
+  for (int I = 0; I < 4; ++I) {
+    auto* Dying = new TLumMaterial(&Owner);
+    Dying->Render(View);
+    EXPECT_TRUE(IsLastRenderedMaterial(View, Dying));
+    delete Dying;
+    auto* Born = new TLumMaterial(&Owner);
+    EXPECT_FALSE(IsLastRenderedMaterial(View, Born));
+    delete Born;
+  }
 }
 
 TEST_F(MaterialTest, PartColorAssignAndRoundTripKeepAllButTheDiffuseColour) {

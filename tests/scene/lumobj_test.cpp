@@ -6,8 +6,10 @@
 #include <functional>
 #include <string>
 
+#include "lumox/geometry/lumshape.h"
 #include "lumox/scene/lumattr.h"
 #include "lumox/scene/lummat.h"
+#include "lumox/view/lumpick.h"
 #include "support/glfixture.h"
 #include "support/scenefile.h"
 
@@ -75,6 +77,78 @@ TEST_F(ObjectViewTest, CachedNodeRecompilesAfterAnItemChanges) {
   Frame();
   EXPECT_EQ(S->Draws, 2);
   EXPECT_EQ(RGB(Snapshot(), 40, 30), 0x00FF00u);
+}
+
+namespace {
+
+// Whether any of the client arrays that meshes draw with is switched on.
+bool ClientArraysOn() {
+  for (GLenum A : {GL_VERTEX_ARRAY, GL_NORMAL_ARRAY, GL_TEXTURE_COORD_ARRAY, GL_COLOR_ARRAY,
+                   GL_EDGE_FLAG_ARRAY})
+    if (glIsEnabled(A)) return true;
+  return false;
+}
+
+// An application's own object, which notes the client arrays it finds when it draws.
+class TArrayWitness : public TSquare {
+ public:
+  using TSquare::TSquare;
+  void DoRender(TLumCustomView* aView) override {
+    Seen.push_back(ClientArraysOn());
+    TSquare::DoRender(aView);
+  }
+  std::vector<bool> Seen;
+};
+
+}  // namespace
+
+// Meshes draw with client arrays; no code outside a mesh's own drawing finds them on,
+// in a frame, an image or a selection pass: an object of the application's own class
+// drawn after two spheres, the events around it and in a node, the name hook and the
+// report of branches left out.
+TEST_F(ObjectViewTest, CodeOutsideAMeshFindsTheClientArraysOff) {
+  for (int I = 0; I < 2; ++I) (new TLumSphere(&Form))->SetNode(Root);
+  auto* Witness = new TArrayWitness(&Form);
+  Witness->SetNode(Root);
+  std::vector<bool> Seen;
+  auto Note = [&Seen](TLumCustomView*) { Seen.push_back(ClientArraysOn()); };
+  Witness->OnAfterRender = Note;
+  // A sphere in a node whose handler draws it, inside a chain deeper than the matrix
+  // stack holds.
+  auto* Group = new TLumNode(&Form);
+  Group->SetNode(Root);
+  (new TLumSphere(&Form))->SetNode(Group);
+  Group->OnRender = [&](TLumCustomView* V) {
+    Group->RenderItems(V);
+    Seen.push_back(ClientArraysOn());
+  };
+  TLumNode* Deep = Group;
+  for (int I = 0; I < 40; ++I) {
+    auto* N = new TLumNode(&Form);
+    Deep->Add(N);
+    Deep = N;
+  }
+  (new TLumSphere(&Form))->SetNode(Deep);
+  SetRenderDiagnostics([&Seen](const std::string&) { Seen.push_back(ClientArraysOn()); });
+  struct TRestore {
+    ~TRestore() { SetRenderDiagnostics(nullptr); }
+  } Restore;
+  // An object's name is asked for before it draws; a mesh's index lists are named in
+  // its own drawing, where its arrays are on.
+  std::vector<bool> Named, Listed;
+  View->OnNotifyNextID = [&](TObject*, int32_t Num) {
+    (Num < 0 ? Named : Listed).push_back(ClientArraysOn());
+  };
+  Frame();
+  Snapshot();
+  TLumSelectionList Hits;
+  View->GetSelection(40, 30, &Hits);
+  EXPECT_EQ(Witness->Seen, std::vector<bool>(3, false));
+  EXPECT_EQ(Seen.size(), 9u);  // three passes: the event, the node handler, the report
+  EXPECT_EQ(std::count(Seen.begin(), Seen.end(), true), 0);
+  EXPECT_GE(Named.size(), 4u);
+  EXPECT_EQ(std::count(Named.begin(), Named.end(), true), 0);
+  EXPECT_EQ(Listed, std::vector<bool>(Listed.size(), true));
 }
 
 TEST(NodeTest, AddMovesItemFromOldNodeAndRemoveClearsIt) {
@@ -247,10 +321,11 @@ TEST(RegistryTest, FindsClassesWithoutRegardToCaseAndRefusesDuplicates) {
   std::vector<std::string> Names;
   for (const auto& C : List) Names.push_back(C.Name);
   // Unit by unit, each unit's classes in their own order.
-  EXPECT_EQ(Names, (std::vector<std::string>{
-                       "TLumNode", "TLumMaterial", "TLumAttributes", "TLumFog", "TLumLight",
-                       "TLumTexture", "TLumClip", "TLumPoint", "TLumLine", "TLumTriangle",
-                       "TLumRectangle", "TLumSphere", "TLumCylinder", "TLumDisc", "TLumTorus",
-                       "TLumBox", "TLumFuncObj", "TLumRotObj", "TLumPolygon", "TLumPointSet",
-                       "TLumTube", "TLum3dObj", "TLumText"}));
+  EXPECT_EQ(Names,
+            (std::vector<std::string>{
+                "TLumNode",      "TLumMaterial", "TLumAttributes", "TLumFog",     "TLumLight",
+                "TLumTexture",   "TLumClip",     "TLumPoint",      "TLumLine",    "TLumTriangle",
+                "TLumRectangle", "TLumSphere",   "TLumCylinder",   "TLumDisc",    "TLumTorus",
+                "TLumBox",       "TLumFuncObj",  "TLumRotObj",     "TLumPolygon", "TLumPointSet",
+                "TLumTube",      "TLum3dObj",    "TLumText"}));
 }

@@ -49,7 +49,7 @@ class TextureTest : public test::GLTest {
   void SetUp() override {
     test::GLTest::SetUp();
     SetMaxTexture(4);
-    RunFrameResetHooks(false);
+    View->RenderState().Reset();
     if (!GetRenderClass("TLumTexture")) RegisterLumtexClasses();
   }
   void TearDown() override {
@@ -200,18 +200,22 @@ TEST_F(TextureTest, TexturesFreedOutsideAFrameLeaveNoTextureObject) {
 
 TEST_F(TextureTest, LastRenderedTextureSkipsItsStateAfterTheFirstTestOfAFrame) {
   TLumTexture* T = NewTexture(TBitmap(1, 1));
-  T->Render(nullptr);  // new parameters: full
+  T->Render(View);  // new parameters: full
   glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_DECAL);
-  T->Render(nullptr);  // the frame's first cache test always fails: full
+  T->Render(View);  // the frame's first cache test always fails: full
   EXPECT_EQ(TexEnvMode(), GL_MODULATE);
   glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_DECAL);
-  T->Render(nullptr);
+  T->Render(View);
   EXPECT_EQ(TexEnvMode(), GL_DECAL) << "an unchanged last texture emits nothing";
-  for (bool BeforeImage : {false, true}) {
-    RunFrameResetHooks(BeforeImage);
-    T->Render(nullptr);
-    EXPECT_EQ(TexEnvMode(), GL_MODULATE);
+  // A new frame, an image (every texture uploaded anew), an evicted texture object.
+  for (int Step = 0; Step < 3; ++Step) {
+    if (Step == 0) RedrawTextures(View);
+    if (Step == 1) InvalidateTextures();
+    if (Step == 2) DeleteTexture(T);
     glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_DECAL);
+    T->Render(View);
+    EXPECT_EQ(TexEnvMode(), GL_MODULATE) << Step;
+    EXPECT_NE(T->TextureName(), 0u);
   }
 }
 

@@ -4,7 +4,10 @@
 namespace lumox::test {
 
 void GLTest::SetUp() {
-  Context = CreateEGLContext(64, 64);
+  View = new TLumView(&Form);
+  View->SetBounds(64, 64);
+  ASSERT_TRUE(View->OpenGLConnect(CreateEGLContext(64, 64)));
+  Context = View->Context();
   ASSERT_TRUE(Context->MakeCurrent());
   glMatrixMode(GL_MODELVIEW);
   glLoadIdentity();
@@ -12,7 +15,6 @@ void GLTest::SetUp() {
 
 void GLTest::TearDown() {
   if (Context) Context->Release();
-  Context.reset();
 }
 
 void GLTest::ModelView(double (&M)[16]) { glGetDoublev(GL_MODELVIEW_MATRIX, M); }

@@ -5,28 +5,27 @@
 
 #include <memory>
 
+#include "lumox/host/graphics.h"
 #include "lumox/math/lumgl.h"
+#include "lumox/view/lumcam.h"
+#include "lumox/view/lumview.h"
 #include "lumox/view/lumwgl.h"
 
 namespace lumox::test {
 
-// A 64 x 64 EGL context, current for the duration of each test.
+// A 64 x 64 EGL context, current for the duration of each test, as the context of a
+// view without a camera: components rendered with View keep what they take the
+// context's state to be in View->RenderState().
 class GLTest : public ::testing::Test {
  protected:
   void SetUp() override;
   void TearDown() override;
   // The modelview matrix as OpenGL holds it now.
   static void ModelView(double (&M)[16]);
-  std::unique_ptr<TLumGLContext> Context;
+  TComponent Form{nullptr};
+  TLumView* View = nullptr;
+  TLumGLContext* Context = nullptr;  // the view's
 };
-
-}  // namespace lumox::test
-
-#include "lumox/host/graphics.h"
-#include "lumox/view/lumcam.h"
-#include "lumox/view/lumview.h"
-
-namespace lumox::test {
 
 // A headless 80 x 60 view with a default perspective camera, owned by Form.
 class ViewTest : public ::testing::Test {

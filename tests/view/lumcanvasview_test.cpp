@@ -6,6 +6,7 @@
 
 #include <array>
 #include <functional>
+#include <limits>
 #include <tuple>
 
 #include "lumox/scene/lumtex.h"
@@ -98,6 +99,19 @@ const TOperation Operations[] = {
     {"DrawTextureRect",
      [](TLumCanvas* C, TLumTexture* T) {
        C->DrawTexture(Box, T, {0, 0, 2, 2});
+     }},
+    // Operations with nothing to draw end as every other one does.
+    {"EmptyText", [](TLumCanvas* C, TLumTexture*) { C->TextOut(3, 3, ""); }},
+    {"EmptyPolygon", [](TLumCanvas* C, TLumTexture*) { C->Polygon({}); }},
+    {"NoTexture", [](TLumCanvas* C, TLumTexture*) { C->DrawTexture(4, 4, nullptr); }},
+    {"EmptyTexture",
+     [](TLumCanvas* C, TLumTexture*) {
+       TLumTexture Empty(nullptr);
+       C->DrawTexture(Box, &Empty, {0, 0, 2, 2});
+     }},
+    {"NonFiniteSector",
+     [](TLumCanvas* C, TLumTexture*) {
+       C->Ellipse(Box, std::numeric_limits<double>::quiet_NaN(), 80, 8);
      }},
 };
 
@@ -317,3 +331,33 @@ TEST(CanvasViewTest, DestroyingTheViewFreesTheGlyphLists) {
 }
 
 }  // namespace
+
+// A view that only ever took images frees the glyph lists of a font that changes.
+TEST(CanvasViewTest, AFontChangeFreesTheGlyphListsOfAViewThatNeverPainted) {
+  for (bool AnotherImage : {true, false}) {
+    int32_t Base = -1;
+    {
+      TComponent Form(nullptr);
+      auto* View = new TLumView(&Form);
+      View->SetBounds(40, 30);
+      View->OnRender = [&Base](TLumView* V) {
+        V->Canvas()->TextOut(1, 1, "x");
+        Base = V->Canvas()->Font()->ListBase();
+      };
+      TBitmap Image(40, 30);
+      ASSERT_TRUE(View->GetImage(&Image));
+      ASSERT_GE(Base, 0);
+      View->Canvas()->Font()->SetSize(20);
+      EXPECT_EQ(View->Canvas()->Font()->ListBase(), -1);
+      View->OnRender = nullptr;
+      if (AnotherImage) {
+        ASSERT_TRUE(View->GetImage(&Image));
+      }
+      EXPECT_FALSE(View->Active());
+    }
+    auto Ctx = CreateEGLContext(8, 8);
+    ASSERT_TRUE(Ctx->MakeCurrent());
+    EXPECT_FALSE(glIsList(static_cast<GLuint>(Base + 'x'))) << AnotherImage;
+    Ctx->Release();
+  }
+}

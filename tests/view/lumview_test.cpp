@@ -1,10 +1,16 @@
 // The view: repaint requests from camera, axes and input, input forwarding to the
-// controller, design mode, context recreation and the frame's buffers.
+// controller, design mode, context recreation, the frame's buffers and images that each
+// start as a new context would.
 #include "lumox/view/lumview.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
 #include "lumox/control/lumcntrl.h"
+#include "lumox/geometry/lumshape.h"
 #include "lumox/scene/lumobj.h"
 #include "support/glfixture.h"
 
@@ -125,7 +131,7 @@ static void Square(uint32_t Color, float Z = 0) {
 TEST_F(ViewTest, ClearColourDepthTestAndChannelMasksAreApplied) {
   View->SetBackgroundColor(0x0000FF);
   View->SetDrawValues({dvRed, dvBlue, dvAlpha, dvDepth});  // no green
-  View->OnRender = [](TLumView*) { Square(0x00FFFF); };  // only its red survives the mask
+  View->OnRender = [](TLumView*) { Square(0x00FFFF); };    // only its red survives the mask
   EXPECT_EQ(RGB(Snapshot(), 40, 30), 0x0000FFu);
   View->SetDrawValues({dvRed, dvBlue, dvGreen, dvAlpha, dvDepth});
   View->SetCurrent(false);
@@ -230,4 +236,196 @@ TEST_F(ViewTest, NamesArePushedOnlyInSelectingModes) {
   View->SetDrawMode(dmWindow);
   EXPECT_EQ(View->NextIDCounter(), 2);
   EXPECT_EQ(Named, (std::vector<TObject*>{S, T, S, T}));
+}
+
+// --- images ---------------------------------------------------------------------------
+
+namespace {
+
+// Pixels with a red, green or blue byte above 64.
+int LitPixels(const TBitmap& B) {
+  int N = 0;
+  for (int Y = 0; Y < B.Height(); ++Y)
+    for (int X = 0; X < B.Width(); ++X) {
+      const uint32_t C = B.GetPixel(X, Y);
+      N += (C & 0xFF) > 64 || ((C >> 8) & 0xFF) > 64 || ((C >> 16) & 0xFF) > 64;
+    }
+  return N;
+}
+
+bool SamePixels(const TBitmap& A, const TBitmap& B) {
+  return A.Width() == B.Width() && A.Height() == B.Height() &&
+         std::equal(A.Pixels(), A.Pixels() + size_t(A.Width()) * A.Height() * 4, B.Pixels());
+}
+
+// Display lists among Lists that exist now, asked in a context of its own (which shares
+// the lists of every view without deleting any that a view has put aside).
+int LiveLists(const std::vector<uint32_t>& Lists) {
+  auto Ctx = CreateEGLContext(8, 8);
+  if (!Ctx->MakeCurrent()) return -1;
+  int N = 0;
+  for (uint32_t L : Lists) N += glIsList(L) ? 1 : 0;
+  Ctx->Release();
+  return N;
+}
+
+}  // namespace
+
+class ImageTest : public ViewTest {
+ protected:
+  void SetUp() override {
+    ViewTest::SetUp();
+    Root = new TLumNode(&Form);
+    Ball = new TLumSphere(&Form);
+    Ball->SetRadius(0.1);
+    Ball->SetNode(Root);
+    View->OnRender = [this](TLumView* V) { Root->Render(V); };
+  }
+  TLumNode* Root = nullptr;
+  TLumSphere* Ball = nullptr;
+};
+
+TEST_F(ImageTest, ThrowingHandlersLeaveNothingPushedAndTheNextImageIsRight) {
+  Ball->SetRadius(0.4);
+  // Before the matrix push, inside it, and around the items: each throws in its turn.
+  int Throwing = 0;
+  Ball->OnBeforeRender = [&](TLumCustomView*) {
+    if (Throwing == 1) throw Exception("before render failed");
+  };
+  Ball->OnAfterRender = [&](TLumCustomView*) {
+    if (Throwing == 2) throw Exception("after render failed");
+  };
+  auto* Group = new TLumNode(&Form);
+  Root->Add(Group);
+  Group->OnRender = [&](TLumCustomView*) {
+    if (Throwing != 3) return;
+    // What it drew before it failed stays out of the next image, even one that does
+    // not clear the colour buffer.
+    glClearColor(1, 1, 1, 1);
+    glClear(GL_COLOR_BUFFER_BIT);
+    throw Exception("node handler failed");
+  };
+  for (bool DepthOnly : {false, true}) {
+    if (DepthOnly) View->SetAutoClearBuffers({btDepth});
+    const TBitmap Good = Snapshot();
+    ASSERT_GT(LitPixels(Good), 500);
+    // Forty images whose handler throws before the drawing (more than the matrix stack
+    // holds), then a few of each other kind.
+    for (int I = 0; I < 46; ++I) {
+      Throwing = I < 40 ? 1 : 2 + I % 2;
+      TBitmap B(80, 60);
+      EXPECT_FALSE(View->GetImage(&B)) << I;
+    }
+    Throwing = 0;
+    EXPECT_TRUE(SamePixels(Snapshot(), Good)) << DepthOnly;
+  }
+  View->SetAutoClearBuffers({btColor, btDepth});
+  // The view's own context too: a frame that throws leaves its matrix stack as it was.
+  Throwing = 1;
+  EXPECT_THROW(Frame(), Exception);
+  Throwing = 0;
+  GLint Depth = 0;
+  View->OnRender = [&](TLumView* V) {
+    glGetIntegerv(GL_MODELVIEW_STACK_DEPTH, &Depth);
+    Root->Render(V);
+  };
+  Frame();
+  EXPECT_EQ(Depth, 1);
+}
+
+TEST_F(ImageTest, EveryImageStartsFromTheStateOfANewContext) {
+  struct TSeen {
+    GLint Model = 0, Projection = 0, Texture = 0, Attrib = 0, ClientAttrib = 0;
+    GLdouble TextureScale = 0;
+    bool Arrays = true;
+  };
+  std::vector<TSeen> Seen;
+  View->OnRender = [&](TLumView* V) {
+    TSeen S;
+    glGetIntegerv(GL_MODELVIEW_STACK_DEPTH, &S.Model);
+    glGetIntegerv(GL_PROJECTION_STACK_DEPTH, &S.Projection);
+    glGetIntegerv(GL_TEXTURE_STACK_DEPTH, &S.Texture);
+    glGetIntegerv(GL_ATTRIB_STACK_DEPTH, &S.Attrib);
+    glGetIntegerv(GL_CLIENT_ATTRIB_STACK_DEPTH, &S.ClientAttrib);
+    GLdouble M[16];
+    glGetDoublev(GL_TEXTURE_MATRIX, M);
+    S.TextureScale = M[0];
+    S.Arrays = glIsEnabled(GL_VERTEX_ARRAY) || glIsEnabled(GL_COLOR_ARRAY);
+    Seen.push_back(S);
+    Root->Render(V);
+    // What a careless handler leaves behind.
+    glPushMatrix();
+    glMatrixMode(GL_TEXTURE);
+    glPushMatrix();
+    glScaled(2, 2, 2);
+    glMatrixMode(GL_MODELVIEW);
+    glPushAttrib(GL_ENABLE_BIT);
+    glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
+    glEnableClientState(GL_COLOR_ARRAY);
+    glEnableClientState(GL_VERTEX_ARRAY);
+  };
+  for (int I = 0; I < 3; ++I) Snapshot();
+  ASSERT_EQ(Seen.size(), 3u);
+  for (const TSeen& S : Seen) {
+    EXPECT_TRUE(S.Model == 1 && S.Projection == 1 && S.Texture == 1)
+        << S.Model << " " << S.Projection << " " << S.Texture;
+    EXPECT_EQ(S.TextureScale, 1.0);
+    EXPECT_EQ(S.Attrib, 1);  // the frame's own push
+    EXPECT_EQ(S.ClientAttrib, 0);
+    EXPECT_FALSE(S.Arrays);
+  }
+}
+
+TEST_F(ImageTest, AnImageClearingOnlyDepthShowsNothingOfTheImageBefore) {
+  View->SetCamera(nullptr);
+  View->SetAutoClearBuffers({btDepth});
+  float X = -0.5f;
+  View->OnRender = [&X](TLumView*) { glRectf(X - 0.3f, -0.3f, X + 0.3f, 0.3f); };
+  const TBitmap Left = Snapshot();
+  X = 0.5f;
+  const TBitmap Right = Snapshot();
+  TBitmap LeftHalf(40, 60), RightHalf(40, 60);
+  for (int Y = 0; Y < 60; ++Y) {
+    std::memcpy(LeftHalf.ScanLine(Y), Right.ScanLine(Y), 40 * 4);
+    std::memcpy(RightHalf.ScanLine(Y), Right.ScanLine(Y) + 40 * 4, 40 * 4);
+  }
+  EXPECT_EQ(RGB(Left, 20, 30), 0xFFFFFFu);
+  EXPECT_EQ(RGB(Right, 60, 30), 0xFFFFFFu);
+  EXPECT_EQ(LitPixels(LeftHalf), 0);              // as in a new buffer, not the square before
+  EXPECT_GE(LitPixels(RightHalf), 24 * 18 - 24);  // the square: 24 x 18 pixels
+}
+
+TEST_F(ImageTest, ImagesDeleteTheListsFreedBetweenThem) {
+  Root->SetCached(true);
+  Frame();  // a view that has painted has a context of its own
+  std::vector<uint32_t> Old;
+  for (int I = 0; I < 50; ++I) {
+    Snapshot();
+    Old.push_back(Root->ListId());
+    Ball->SetRadius(0.1 + 0.001 * (I + 1));  // the node's list is out of date now
+  }
+  Snapshot();
+  // The name of a deleted list may come back as the node's new list.
+  Old.erase(std::remove(Old.begin(), Old.end(), Root->ListId()), Old.end());
+  EXPECT_EQ(Old.size(), 50u);
+  EXPECT_EQ(LiveLists(Old), 0);
+}
+
+TEST_F(ImageTest, AViewThatNeverPaintedSeesChangesUnderCachedComponents) {
+  Root->SetCached(true);
+  const int Small = LitPixels(Snapshot());
+  Ball->SetRadius(0.3);
+  const int Large = LitPixels(Snapshot());
+  EXPECT_GT(Large, Small * 5) << Small << " " << Large;
+  // A cached component keeps its list through its own changes until it is uncached.
+  Root->SetCached(false);
+  Ball->SetCached(true);
+  EXPECT_EQ(LitPixels(Snapshot()), Large);
+  Ball->SetRadius(0.1);
+  EXPECT_EQ(LitPixels(Snapshot()), Large);
+  Ball->SetCached(false);
+  EXPECT_EQ(LitPixels(Snapshot()), Small);
+  const uint32_t BallList = Ball->ListId();
+  EXPECT_EQ(BallList, 0u);
+  EXPECT_FALSE(View->Active());
 }
