@@ -723,6 +723,7 @@ void TLumExchange::HandleTag(TXMLTag*& Tag) {
       TObject* Obj = nullptr;
       FCurrentTag = Tag;
       FLoadElement = Tag->Name;
+      FLoadLine = Tag->Line;
       if (auto* Prop = dynamic_cast<TLumProperty*>(Parent))
         Obj = Prop->ReadComp(this, Tag);
       else if (auto* Comp = dynamic_cast<TLumComponent*>(Parent))
@@ -786,6 +787,8 @@ void TLumExchange::LoadfromFile(TObject* Target) {
   auto Fail = [this](const std::exception& E) {
     std::string Msg = "Cannot load \"" + FFileName + "\"";
     if (!FLoadElement.empty()) Msg += ", element \"" + FLoadElement + "\"";
+    // The element's line, so that a reader of the message finds the place.
+    if (!FLoadElement.empty() && FLoadLine > 0) Msg += " (line " + std::to_string(FLoadLine) + ")";
     return Msg + ": " + E.what();
   };
   // Nodes created by the load keep their changes to themselves while it runs (a

@@ -243,6 +243,7 @@ class TLumExchange : public TComponent {
   int64_t FProgressTotal = 0;
   // The element being loaded when a load failed, for the error message.
   std::string FLoadElement;
+  int32_t FLoadLine = 0;
 
   // --- load diagnostics ---
   void Warn(TLumLoadWarningKind Kind, const TXMLTag* Tag, std::string_view Element,

@@ -370,7 +370,7 @@ TEST(SceneFileTest, MalformedValuesNameFileElementAndAttributeAndKeepEarlierObje
       const std::string M = E.what();
       EXPECT_NE(M.find(X.FileName()), std::string::npos) << M;
       if (std::string(Bad) == "bad/malformed_integer.xml") {
-        EXPECT_NE(M.find("element \"TLUMOBJECT\""), std::string::npos) << M;
+        EXPECT_NE(M.find("element \"TLUMOBJECT\" (line 4)"), std::string::npos) << M;
         EXPECT_NE(M.find("attribute \"ObjectID\": 'two'"), std::string::npos) << M;
         // The first object was loaded and the bad one created before its values failed.
         ASSERT_EQ(Target.GetCount(), 2);

@@ -1,0 +1,363 @@
+// Python callables as the library's event handlers. A handler holds its callable in a
+// cell shared by the handler's copies; the cells let the garbage collector see the
+// callables a Python-owned component tree holds, so that a cycle through a handler (a
+// view whose OnRender refers to the view) is collected like any other.
+#include <unordered_set>
+
+#include "lumox/control/lumtimer.h"
+#include "lumox/exchange/xmlparser.h"
+#include "lumox/geometry/lumcustomfuncobj.h"
+#include "lumox/host/forms.h"
+#include "lumox/view/lumview.h"
+#include "lumoxpy.h"
+
+namespace lumoxpy {
+
+using namespace lumox;
+
+namespace {
+
+bool GAlive = true;
+
+struct TCell {
+  PyObject* Fn;      // strong; nullptr once the collector cleared it
+  TComponent* Comp;  // the component it was set on; nullptr once that one was freed
+  int Users = 0;     // handlers (copies) holding the cell
+};
+
+std::unordered_set<TCell*>& Cells() {
+  static auto* S = new std::unordered_set<TCell*>;
+  return *S;
+}
+
+void Drop(TCell* C) {
+  Cells().erase(C);
+  // After the interpreter finalized, a handler of a component that outlived it keeps
+  // its callable: there is nobody left to free it to.
+  if (GAlive) Py_XDECREF(C->Fn);
+  delete C;
+}
+
+// A counted reference to a cell, copied with the handler.
+class TCellRef {
+ public:
+  explicit TCellRef(TCell* C) : FCell(C) { ++C->Users; }
+  TCellRef(const TCellRef& Other) : FCell(Other.FCell) { ++FCell->Users; }
+  TCellRef& operator=(const TCellRef&) = delete;
+  ~TCellRef() {
+    if (--FCell->Users == 0) Drop(FCell);
+  }
+  TCell* operator->() const { return FCell; }
+
+ private:
+  TCell* FCell;
+};
+
+// --- frees that wait for the library to return ----------------------------------------------
+
+// Python handlers running now (nested), and calls from Python into the library.
+int GHandlerDepth = 0;
+int GCallDepth = 0;
+
+struct TPendingFree {
+  TComponent* Comp;
+  bool OnlyUnowned;  // a Python object's own component: freed only if still without owner
+};
+
+// Hears of pending components that something else freed meanwhile.
+class TPendingWatcher : public TComponent {
+ public:
+  TPendingWatcher() : TComponent(nullptr) {}
+  std::vector<TPendingFree> Pending;
+
+ protected:
+  void Notification(TComponent* AComponent, TOperation Operation) override {
+    if (Operation != opRemove) return;
+    for (size_t I = Pending.size(); I-- > 0;)
+      if (Pending[I].Comp == AComponent) Pending.erase(Pending.begin() + I);
+  }
+};
+
+TPendingWatcher& PendingWatcher() {
+  static auto* W = new TPendingWatcher;  // lives as long as the process
+  return *W;
+}
+
+void FreePending() {
+  TPendingWatcher& W = PendingWatcher();
+  while (!W.Pending.empty() && GHandlerDepth == 0 && GCallDepth == 0) {
+    const TPendingFree P = W.Pending.back();
+    W.Pending.pop_back();
+    P.Comp->RemoveFreeNotification(&W);
+    if (P.OnlyUnowned && (P.Comp->Owner() || P.Comp->ComponentState().Contains(csDestroying)))
+      continue;
+    delete P.Comp;
+  }
+}
+
+// Calls the cell's callable; None when it was cleared or Python is gone.
+template <typename... A>
+py::object CallCell(const TCellRef& Cell, A&&... Args) {
+  if (!GAlive || !Cell->Fn) return py::none();
+  py::object Fn = py::reinterpret_borrow<py::object>(Cell->Fn);
+  ++GHandlerDepth;
+  struct TLeave {
+    ~TLeave() { --GHandlerDepth; }
+  } Leave;
+  return Fn(std::forward<A>(Args)...);
+}
+
+const char* const ShiftNames[] = {"ssShift", "ssAlt",    "ssCtrl",  "ssLeft",
+                                  "ssRight", "ssMiddle", "ssDouble"};
+const char* const ButtonNames[] = {"mbLeft", "mbRight", "mbMiddle"};
+
+py::object Shift(TShiftState S) { return ShiftToPython(S); }
+py::object Button(TMouseButton B) { return EnumValue(EnumType("TMouseButton", ButtonNames), B); }
+py::object Sender(TObject* S) {
+  return py::reinterpret_steal<py::object>(Wrap(dynamic_cast<TPersistent*>(S)));
+}
+
+// One functor type per event type, each calling Python with the arguments as Python
+// takes them; reference arguments come back as the callable's result.
+struct TNotify {
+  TCellRef Cell;
+  void operator()(TObject* S) const { CallCell(Cell, Sender(S)); }
+};
+struct TRender {
+  TCellRef Cell;
+  void operator()(TLumCustomView* V) const { CallCell(Cell, Sender(V)); }
+};
+struct TViewRender {
+  TCellRef Cell;
+  void operator()(TLumView* V) const { CallCell(Cell, Sender(V)); }
+};
+struct TFunction {
+  TCellRef Cell;
+  TLumMathVector operator()(const TLumMathVector& Old, double Value) const {
+    py::object R = CallCell(Cell, Old, Value);
+    if (R.is_none()) return Old;
+    return R.cast<TLumMathVector>();
+  }
+};
+struct TProgress {
+  TCellRef Cell;
+  void operator()(double Progress) const { CallCell(Cell, Progress); }
+};
+struct TTimer {
+  TCellRef Cell;
+  void operator()(TObject* S, int32_t Lag) const { CallCell(Cell, Sender(S), Lag); }
+};
+struct TKey {
+  TCellRef Cell;
+  void operator()(TObject* S, uint16_t& Key, TShiftState Sh) const {
+    py::object R = CallCell(Cell, Sender(S), Key, Shift(Sh));
+    if (!R.is_none()) Key = R.cast<uint16_t>();
+  }
+};
+struct TKeyPress {
+  TCellRef Cell;
+  void operator()(TObject* S, char32_t& Key) const {
+    py::object R =
+        CallCell(Cell, Sender(S),
+                 py::reinterpret_steal<py::str>(PyUnicode_FromOrdinal(static_cast<int>(Key))));
+    if (R.is_none()) return;
+    const std::u32string K = R.cast<std::u32string>();
+    Key = K.empty() ? U'\0' : K[0];
+  }
+};
+struct TMouse {
+  TCellRef Cell;
+  void operator()(TObject* S, TMouseButton B, TShiftState Sh, int X, int Y) const {
+    CallCell(Cell, Sender(S), Button(B), Shift(Sh), X, Y);
+  }
+};
+struct TMouseMove {
+  TCellRef Cell;
+  void operator()(TObject* S, TShiftState Sh, int X, int Y) const {
+    CallCell(Cell, Sender(S), Shift(Sh), X, Y);
+  }
+};
+struct TWheel {
+  TCellRef Cell;
+  void operator()(TObject* S, TShiftState Sh, int Delta, int X, int Y, bool& Handled) const {
+    py::object R = CallCell(Cell, Sender(S), Shift(Sh), Delta, X, Y);
+    if (!R.is_none()) Handled = R.cast<bool>();
+  }
+};
+struct TWheelUpDown {
+  TCellRef Cell;
+  void operator()(TObject* S, TShiftState Sh, int X, int Y, bool& Handled) const {
+    py::object R = CallCell(Cell, Sender(S), Shift(Sh), X, Y);
+    if (!R.is_none()) Handled = R.cast<bool>();
+  }
+};
+struct TIdle {
+  TCellRef Cell;
+  void operator()(TObject* S, bool& Done) const {
+    py::object R = CallCell(Cell, Sender(S));
+    if (!R.is_none()) Done = R.cast<bool>();
+  }
+};
+
+struct TAdapter {
+  void (*Set)(void* Field, TCell* Cell);
+  py::object (*Get)(void* Field);
+};
+
+std::unordered_map<std::type_index, TAdapter>& Adapters() {
+  static auto* M = new std::unordered_map<std::type_index, TAdapter>;
+  return *M;
+}
+
+template <typename F, typename H>
+void AddAdapter() {
+  TAdapter A;
+  A.Set = [](void* Field, TCell* Cell) {
+    F& Fn = *static_cast<F*>(Field);
+    if (Cell)
+      Fn = H{TCellRef(Cell)};
+    else
+      Fn = nullptr;
+  };
+  A.Get = [](void* Field) -> py::object {
+    F& Fn = *static_cast<F*>(Field);
+    if (!Fn) return py::none();
+    if (const H* Handler = Fn.template target<H>())
+      return Handler->Cell->Fn ? py::reinterpret_borrow<py::object>(Handler->Cell->Fn) : py::none();
+    // Set in C++: it stays there; Python sees that one is set.
+    return py::cpp_function(
+        [](py::args) { ThrowType("this handler was set in C++ and cannot be called from Python"); },
+        py::name("cpp_handler"));
+  };
+  Adapters()[typeid(F)] = A;
+}
+
+bool Under(TComponent* C, TComponent* Root) {
+  for (; C; C = C->Owner())
+    if (C == Root) return true;
+  return false;
+}
+
+// The cells the collector counts as held by Root's tree: set on a component under it
+// and held by one handler only (a handler copied elsewhere by C++ is left out, so that
+// no reference is counted twice).
+template <typename F>
+int ForRootCells(TComponent* Root, F&& Each) {
+  std::vector<TCell*> Found;
+  for (TCell* C : Cells())
+    if (C->Fn && C->Users == 1 && C->Comp && Under(C->Comp, Root)) Found.push_back(C);
+  for (TCell* C : Found)
+    if (int R = Each(C)) return R;
+  return 0;
+}
+
+}  // namespace
+
+bool PythonAlive() { return GAlive; }
+
+TLibraryCall::TLibraryCall() { ++GCallDepth; }
+
+TLibraryCall::~TLibraryCall() {
+  --GCallDepth;
+  try {
+    FreePending();
+  } catch (...) {
+    // A destructor's handler that raised: its error is reported, the call's result stands.
+    PyErr_WriteUnraisable(nullptr);
+  }
+}
+
+bool InHandler() { return GHandlerDepth > 0; }
+
+void FreeComponent(TComponent* Comp, bool OnlyUnowned) {
+  if (GHandlerDepth == 0) {
+    if (!OnlyUnowned || (!Comp->Owner() && !Comp->ComponentState().Contains(csDestroying)))
+      delete Comp;
+    return;
+  }
+  TPendingWatcher& W = PendingWatcher();
+  for (const TPendingFree& P : W.Pending)
+    if (P.Comp == Comp) return;
+  W.Pending.push_back({Comp, OnlyUnowned});
+  Comp->FreeNotification(&W);
+}
+
+py::object ShiftToPython(TShiftState S) {
+  return SetValue(EnumType("TShiftStateItem", ShiftNames), S.Bits());
+}
+
+TShiftState ShiftFromPython(py::handle V) {
+  static const std::vector<std::string> Names(std::begin(ShiftNames), std::end(ShiftNames));
+  return TShiftState::FromBits(SetBits(EnumType("TShiftStateItem", ShiftNames), Names, V, "shift"));
+}
+
+TMouseButton ButtonFromPython(py::handle V) {
+  static const std::vector<std::string> Names(std::begin(ButtonNames), std::end(ButtonNames));
+  return static_cast<TMouseButton>(
+      EnumOrdinal(EnumType("TMouseButton", ButtonNames), Names, V, "button"));
+}
+
+bool HasEventAdapter(std::type_index Type) { return Adapters().count(Type) != 0; }
+
+void SetEventAt(std::type_index Type, void* Field, TComponent* Comp, py::handle Callable,
+                const std::string& What) {
+  auto It = Adapters().find(Type);
+  if (It == Adapters().end()) ThrowType(What + " takes handlers the module cannot make");
+  if (Callable.is_none()) {
+    It->second.Set(Field, nullptr);
+    return;
+  }
+  if (!PyCallable_Check(Callable.ptr()))
+    ThrowType(What + " takes a callable or None, not " + Py_TYPE(Callable.ptr())->tp_name);
+  auto* Cell = new TCell{Callable.inc_ref().ptr(), Comp, 0};
+  Cells().insert(Cell);
+  It->second.Set(Field, Cell);
+  if (Comp) WatchComponent(Comp);
+}
+
+py::object GetEventAt(std::type_index Type, void* Field) {
+  auto It = Adapters().find(Type);
+  if (It == Adapters().end()) return py::none();
+  return It->second.Get(Field);
+}
+
+int VisitHandlers(TComponent* Root, visitproc Visit, void* Arg) {
+  return ForRootCells(Root, [&](TCell* C) { return Visit(C->Fn, Arg); });
+}
+
+void ClearHandlers(TComponent* Root) {
+  ForRootCells(Root, [](TCell* C) {
+    PyObject* Fn = C->Fn;
+    C->Fn = nullptr;
+    Py_XDECREF(Fn);
+    return 0;
+  });
+}
+
+void ForgetHandlersOf(TComponent* Comp) {
+  for (TCell* C : Cells())
+    if (C->Comp == Comp) C->Comp = nullptr;
+}
+
+void RegisterEvents(py::module_& M) {
+  AddAdapter<TNotifyEvent, TNotify>();
+  AddAdapter<TLumRenderEvent, TRender>();
+  AddAdapter<TLumViewRenderEvent, TViewRender>();
+  AddAdapter<Tfunction, TFunction>();
+  AddAdapter<TXMLProgressEvent, TProgress>();
+  AddAdapter<TonTimer, TTimer>();
+  AddAdapter<TKeyEvent, TKey>();
+  AddAdapter<TKeyPressEvent, TKeyPress>();
+  AddAdapter<TMouseEvent, TMouse>();
+  AddAdapter<TMouseMoveEvent, TMouseMove>();
+  AddAdapter<TMouseWheelEvent, TWheel>();
+  AddAdapter<TMouseWheelUpDownEvent, TWheelUpDown>();
+  AddAdapter<TIdleEvent, TIdle>();
+  EnumType("TShiftStateItem", ShiftNames);
+  EnumType("TMouseButton", ButtonNames);
+  // Handlers of objects that outlive the interpreter must not touch it afterwards.
+  Py_AtExit([] { GAlive = false; });
+  (void)M;
+}
+
+}  // namespace lumoxpy

@@ -1,0 +1,188 @@
+"""Bad input: wrong types, out-of-range values (ignored as the library's setters ignore
+them), freed components, missing files, no display, and handlers that raise. Each gets a
+Python exception or the library's silent rule, never a crash."""
+
+import traceback
+
+import numpy as np
+import pytest
+
+import lumox
+from conftest import red, run_python
+
+
+@pytest.mark.parametrize("cls, prop, value, error", [
+    (lumox.Sphere, "radius", "big", TypeError),
+    (lumox.Sphere, "slices", 2.5, TypeError),
+    (lumox.Sphere, "enabled", "yes", TypeError),
+    (lumox.Sphere, "material", 5, TypeError),
+    (lumox.Sphere, "on_before_render", 5, TypeError),
+    (lumox.Sphere, "name", 3, TypeError),
+    (lumox.Attributes, "polygon_mode", 2.5, TypeError),
+    (lumox.Attributes, "polygon_mode", 99, ValueError),
+    (lumox.Sphere, "slices", 2 ** 40, (ValueError, OverflowError)),
+])
+def test_wrong_types_raise_and_leave_the_value(form, cls, prop, value, error):
+    obj = cls(form)
+    before = getattr(obj, prop)
+    with pytest.raises(error) as e:
+        setattr(obj, prop, value)
+    assert prop in str(e.value) or cls.__name__ in str(e.value) or "takes" in str(e.value)
+    assert getattr(obj, prop) == before
+
+
+def test_wrong_arguments_to_constructors_and_methods(form):
+    with pytest.raises(TypeError, match="owner"):
+        lumox.Sphere("not an owner")
+    with pytest.raises(TypeError):
+        lumox.Sphere(form, form)
+    with pytest.raises(TypeError, match="no property"):
+        lumox.Sphere(form, radious=1)
+    with pytest.raises(TypeError):
+        lumox.Node(form).add("sphere")
+    with pytest.raises(TypeError):
+        lumox.Color(form)  # a value object takes no owner
+    with pytest.raises(TypeError):
+        lumox.View(form).pick("a", 1)
+    with pytest.raises(ValueError):
+        lumox.View(form).key_press("ab")
+
+
+def test_out_of_range_values_are_ignored_as_the_setters_do(form):
+    timer = lumox.Timer(form)
+    timer.intervall = 0
+    assert timer.intervall == 1000
+    timer.intervall = 3600001
+    assert timer.intervall == 1000
+    ball = lumox.Sphere(form, radius=0.5)
+    ball.radius = float("nan")
+    assert ball.radius == 0.5
+    ball.radius = -1  # the sphere's own rule: a negative radius becomes 1
+    assert ball.radius == 1.0
+    colour = lumox.Material(form).color_diffuse
+    colour.alpha = 2
+    assert colour.alpha == 1.0
+    view = lumox.View(form, width=20)
+    view.height = -5  # the view's bounds clamp at 0
+    assert view.height == 0
+    # The library's names go through the same setters.
+    ball.Radius = float("nan")
+    assert ball.Radius == 1.0
+
+
+def test_freed_components_raise_wherever_they_are_used(form):
+    root = lumox.Node(form)
+    ball = lumox.Sphere(form, name="Gone")
+    colour = ball.color
+    ball.free()
+    for use in (lambda: ball.radius, lambda: setattr(ball, "radius", 1),
+                lambda: root.add(ball), lambda: colour.rgb,
+                lambda: lumox.Sphere(form).__setattr__("material", ball),
+                lambda: lumox.save_scene(ball, "x.lumgl"), lambda: ball.vertices()):
+        with pytest.raises(lumox.Error, match='"Gone" was freed'):
+            use()
+    with pytest.raises(lumox.Error, match="was freed"):
+        lumox.Sphere(ball)  # a freed owner
+
+
+def test_missing_files_and_unwritable_places(scene, tmp_path):
+    with pytest.raises(lumox.Error):
+        lumox.Bitmap().load_from_file(str(tmp_path / "missing.png"))
+    kept = tmp_path / "kept.png"
+    scene.view.save_image(str(kept))
+    old = kept.read_bytes()
+    with pytest.raises(lumox.Error):
+        scene.view.save_image(str(tmp_path / "missing" / "x.png"))
+    with pytest.raises(ValueError):
+        scene.view.save_image(str(kept), 0, 10)
+    assert kept.read_bytes() == old
+    with pytest.raises(lumox.Error):
+        lumox.PointSet(scene.root.owner).load_from_file(str(tmp_path / "missing.xyz"))
+
+
+def test_a_view_without_a_display_names_the_packages(tmp_path):
+    out = tmp_path / "none.png"
+    p = run_python(f"""
+        import lumox
+        v = lumox.View(width=8, height=8)
+        for call in (v.image, lambda: v.save_image({str(out)!r})):
+            try:
+                call()
+            except lumox.Error as e:
+                print("Error:", e)
+    """, env={"__EGL_VENDOR_LIBRARY_FILENAMES": "/nonexistent"})
+    assert p.returncode == 0, p.stderr
+    lines = p.stdout.splitlines()
+    assert len(lines) == 2, p.stdout
+    for line in lines:
+        assert "No EGL display is available: install libegl1" in line
+    assert not out.exists()
+
+
+def boom(view):
+    raise ValueError("boom in on_render")
+
+
+def test_a_raising_handler_propagates_out_of_image_and_the_view_stays_usable(scene):
+    with pytest.raises(ValueError, match="boom in on_render") as e:
+        scene.view.on_render = boom
+        scene.view.image()
+    # The traceback reaches into the handler.
+    assert any(f.name == "boom" for f in traceback.extract_tb(e.value.__traceback__))
+    scene.view.on_render = lambda v: scene.root.render(v)
+    assert red(scene.view.image()[60, 80])
+
+
+def test_raising_deep_in_the_scene_many_times_leaves_no_gl_state_behind(scene):
+    # Raised while nodes and transformations are pushed: more times than the matrix
+    # stack is deep, so state left over would show.
+    inner = lumox.Node(scene.root.owner)
+    inner.add(scene.ball)
+    scene.root.delete(scene.root.index_of(scene.ball))
+    scene.root.add(inner)
+    inner.transformation.translation.x = 0.0
+    calls = []
+
+    def fail(view):
+        calls.append(1)
+        raise RuntimeError("raised in a handler")
+
+    good = scene.view.image()
+    scene.ball.on_before_render = fail
+    for _ in range(40):
+        with pytest.raises(RuntimeError):
+            scene.view.image()
+    assert len(calls) == 40
+    scene.ball.on_before_render = None
+    after = scene.view.image()
+    np.testing.assert_array_equal(after, good)
+    assert scene.view.pick(80, 60).object is scene.ball
+    # Raising in picking's frame comes out of pick as well.
+    scene.ball.on_before_render = fail
+    with pytest.raises(RuntimeError):
+        scene.view.pick(80, 60)
+    scene.ball.on_before_render = None
+    assert scene.view.pick(80, 60).object is scene.ball
+
+
+def test_handlers_returning_the_wrong_type_raise(scene):
+    scene.view.on_key_down = lambda s, key, shift: "not a key"
+    with pytest.raises((TypeError, RuntimeError)):
+        scene.view.key_down(lumox.VK_LEFT)
+    scene.view.on_key_down = None
+    assert scene.view.key_down(lumox.VK_LEFT) == lumox.VK_LEFT
+
+
+def test_a_raising_timer_handler_comes_out_of_process_idle(form):
+    timer = lumox.Timer(form, rate=1000)
+
+    def tick(sender, lag):
+        timer.enabled = False
+        raise KeyError("tick")
+
+    timer.on_timer = tick
+    timer.enabled = True
+    with pytest.raises(KeyError):
+        for _ in range(100000):
+            lumox.Application().process_idle()
+    assert lumox.Application().process_idle() in (True, False)

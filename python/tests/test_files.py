@@ -1,0 +1,162 @@
+"""Scenes, forms, models and drawings: load and save round trips, load warnings as a list,
+errors with the library's message and the file and line."""
+
+import warnings
+
+import numpy as np
+import pytest
+
+import lumox
+from conftest import red
+
+HEAD = '<LUMGL version="1" program="Lumox" description="t">\n<Objects>\n'
+TAIL = "\n</Objects>\n</LUMGL>\n"
+
+
+def scene_file(tmp_path, body, name="s.lumgl"):
+    path = tmp_path / name
+    path.write_text(HEAD + body + TAIL)
+    return str(path)
+
+
+def test_scene_saved_from_python_loads_back_and_renders(scene, tmp_path):
+    scene.ball.name = "Ball"
+    scene.ball.radius = 0.6
+    name = str(tmp_path / "ball.lumgl")
+    lumox.save_scene(scene.root, name, description="from Python")
+    assert "from Python" in open(name).read()
+    warns = []
+    with lumox.Owner() as other:
+        root = lumox.load_scene(name, other, warnings=warns)
+        # The writer puts a material's diffuse colour where the reader does not look for
+        # it: the library keeps that and says so, if at all, in this warning only.
+        assert all(w.kind is lumox.LoadWarningKind.lwDiffuseNotRead for w in warns)
+        balls = [c for c in walk(root) if isinstance(c, lumox.Sphere)]
+        assert len(balls) == 1 and balls[0].radius == pytest.approx(0.6)
+        assert root.owner is other
+        scene.view.on_render = lambda v: root.render(v)
+        img = scene.view.image()
+        # The ball is there; its diffuse red stayed behind (the warning above).
+        assert img[60, 80, :3].min() > 100 and img[60, 80, 0] > img[60, 80, 1]
+        assert img[3, 3, :3].max() < 40
+    # Without an owner the root belongs to its Python object.
+    alone = lumox.load_scene(name, warnings=[])
+    assert alone.owner is None and alone.count == scene.root.count
+
+
+def test_load_warnings_as_a_list_a_python_warning_or_strict(tmp_path):
+    name = scene_file(tmp_path, '<TLUMSPHERE name="S" Radius="3" Radus="2"/>')
+    found = []
+    root = lumox.load_scene(name, warnings=found)
+    assert root.count == 1
+    (w,) = found
+    assert w.kind is lumox.LoadWarningKind.lwUnreadAttribute
+    assert (w.file_name, w.line, w.element) == (name, 3, "TLUMSPHERE")
+    assert str(w) == f'{name}:3: element "TLUMSPHERE": ' + w.text and "Radus" in w.text
+    with pytest.warns(lumox.LoadWarning, match="Radus"):
+        lumox.load_scene(name)
+    assert lumox.check_scene(name) == found
+    target = lumox.Node()
+    with pytest.raises(lumox.LoadError) as e:
+        lumox.load_scene(name, root=target, strict=True)
+    assert e.value.line == 3 and e.value.warnings == found
+    assert target.count == 0  # a strict load that failed adds nothing
+
+
+@pytest.mark.parametrize("body, line, element, text", [
+    ('<TLUMSPHERE name="S"/>\n<TLUMSPHERE name="S2" Radius="Z"/>', 4, "TLUMSPHERE",
+     "'Z' is not a valid floating point value"),
+    ('<TLUMSPHERE name="S"/>\n<TLUMSPHERE name="S"/>', 4, "TLUMSPHERE",
+     "A component named S already exists."),
+    ('<TLUMSPHERE name="S">\n<Color Color="000000FF" Alpha="0,5"/></TLUMSPHERE>', 4, "Color",
+     "Alpha"),
+])
+def test_scene_errors_carry_the_message_file_and_line(tmp_path, body, line, element, text):
+    name = scene_file(tmp_path, body)
+    with lumox.Owner() as form:
+        with pytest.raises(lumox.LoadError) as e:
+            lumox.load_scene(name, form)
+    err = e.value
+    assert (err.file_name, err.line, err.element) == (name, line, element)
+    assert text in str(err) and f"(line {line})" in str(err)
+    assert isinstance(err, lumox.Error)
+
+
+def test_scene_files_that_are_not_scenes(tmp_path):
+    with pytest.raises(lumox.LoadError, match="No such file"):
+        lumox.load_scene(str(tmp_path / "missing.lumgl"))
+    with pytest.raises(lumox.LoadError, match="is a directory"):
+        lumox.load_scene(str(tmp_path))
+    (tmp_path / "text.lumgl").write_text("just text")
+    with pytest.raises(lumox.LoadError, match="not a LUMGL scene file"):
+        lumox.load_scene(str(tmp_path / "text.lumgl"))
+
+
+def test_save_scene_failure_keeps_the_old_file(scene, tmp_path):
+    name = tmp_path / "kept.lumgl"
+    name.write_text("old")
+    with pytest.raises(lumox.Error):
+        lumox.save_scene(scene.root, str(tmp_path / "no" / "dir" / "x.lumgl"))
+    assert name.read_text() == "old"
+
+
+def test_form_round_trip_and_form_errors(data, tmp_path):
+    with lumox.Owner() as form:
+        top = lumox.load_form(form, data("forms", "handwritten.lumform"))
+        view = form.find_component("View1")
+        assert view in top and view.width == 320 and view.camera is form.find_component("Eye")
+        assert view.controller.mode is lumox.PresentationMode.pmLeft
+        text = lumox.form_text(form)
+        name = str(tmp_path / "again.lumform")
+        lumox.save_form(form, name)
+    with lumox.Owner() as again:
+        lumox.load_form(again, name)
+        assert lumox.form_text(again) == text
+    with lumox.Owner() as form:
+        lumox.Sphere(form, name="Kept")
+        with pytest.raises(lumox.FormError) as e:
+            lumox.read_form_text(form, "LUMFORM 1\nobject X: TLumSphere\n  Radius = abc\nend\n",
+                                 "t.lumform")
+        assert (e.value.file_name, e.value.line, e.value.property) == ("t.lumform", 3, "X.Radius")
+        assert "is not a number" in e.value.reason
+        # The owner is left as it was.
+        assert [c.name for c in form.components] == ["Kept"]
+        with pytest.raises(lumox.FormError, match="cannot be opened"):
+            lumox.load_form(form, str(tmp_path / "missing.lumform"))
+
+
+def walk(node):
+    for item in node.items:
+        yield item
+        if isinstance(item, lumox.Node):
+            yield from walk(item)
+
+
+def test_models_import_export_and_drawings(data, tmp_path):
+    with lumox.Owner() as form:
+        root = lumox.load_model(data("models", "cube.obj"), form)
+        (cube,) = [o for o in walk(root) if isinstance(o, lumox.Lum3dObj)]
+        owner = cube.owner
+        while owner is not form:
+            owner = owner.owner
+        v = cube.part(0).vertices()
+        assert v.shape[1] == 3 and v.min() == pytest.approx(-v.max())
+        steps = []
+        big = lumox.load_model(data("models", "cube.gltf"), form, scale=2.0,
+                               on_progress=steps.append)
+        # The scale goes on the root's transformation; the vertices stay the file's.
+        assert big.transformation.scale.xyz == pytest.approx((2, 2, 2))
+        (big_cube,) = [o for o in walk(big) if isinstance(o, lumox.Lum3dObj)]
+        assert np.abs(big_cube.part(0).vertices()).max() == pytest.approx(np.abs(v).max())
+        for ext in ("obj", "stl", "glb"):
+            out = str(tmp_path / f"out.{ext}")
+            lumox.save_model(root, out)
+            back = lumox.load_model(out, form)
+            objs = [o for o in walk(back) if isinstance(o, lumox.Lum3dObj)]
+            assert sum(o.total_vertex_count for o in objs) > 0, ext
+        drawing = lumox.import_dxf(data("models", "drawing.dxf"), owner=form)
+        assert drawing.owner is form and drawing.part_count == 4
+        with pytest.raises(lumox.Error, match="no such file"):
+            lumox.load_model(str(tmp_path / "missing.obj"))
+        with pytest.raises(lumox.Error):
+            lumox.import_dxf(str(tmp_path / "missing.dxf"))

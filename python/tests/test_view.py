@@ -1,0 +1,176 @@
+"""The headless view: images as arrays, files and PNG for notebooks, picking, input events
+with Python callables, controllers, the timer and the idle loop."""
+
+import io
+import os
+import struct
+import zlib
+
+import numpy as np
+import pytest
+
+import lumox
+from conftest import lit_pixels, red
+
+
+def png_pixels(data):
+    """Width, height and the RGBA rows of an 8-bit RGBA or RGB PNG (enough for ours)."""
+    assert data[:8] == b"\x89PNG\r\n\x1a\n"
+    f, chunks, idat = io.BytesIO(data[8:]), {}, b""
+    while True:
+        n, = struct.unpack(">I", f.read(4))
+        kind, body = f.read(4), f.read(n)
+        f.read(4)
+        if kind == b"IDAT":
+            idat += body
+        elif kind == b"IEND":
+            break
+        chunks[kind] = body
+    w, h, depth, colour = struct.unpack(">IIBB", chunks[b"IHDR"][:10])
+    assert depth == 8 and colour in (2, 6)
+    bpp = 4 if colour == 6 else 3
+    raw, rows, prev = zlib.decompress(idat), [], bytearray(w * bpp)
+    for y in range(h):
+        line = raw[y * (w * bpp + 1):(y + 1) * (w * bpp + 1)]
+        kind, cur = line[0], bytearray(line[1:])
+        for i in range(len(cur)):
+            a = cur[i - bpp] if i >= bpp else 0
+            b, c = prev[i], prev[i - bpp] if i >= bpp else 0
+            pred = {0: 0, 1: a, 2: b, 3: (a + b) // 2,
+                    4: min((a, b, c), key=lambda v: (abs(a + b - c - v), (a, b, c).index(v)))}[kind]
+            cur[i] = (cur[i] + pred) & 255
+        rows.append(bytes(cur))
+        prev = cur
+    return w, h, np.frombuffer(b"".join(rows), np.uint8).reshape(h, w, bpp)
+
+
+def test_image_is_a_rgba_array_of_the_frame_without_a_copy(scene):
+    img = scene.view.image()
+    assert img.shape == (120, 160, 4) and img.dtype == np.uint8
+    # The array owns the read-back itself.
+    assert not img.flags["OWNDATA"] and img.base is not None
+    assert red(img[60, 80]), img[60, 80]
+    assert not red(img[5, 5])
+    assert img[60, 80, 3] == 255
+    # A top-down array: a ball moved up shows in the upper rows.
+    scene.ball.transformation.translation.y = 0.8
+    up = scene.view.image()
+    assert lit_pixels(up[:60]) > lit_pixels(up[60:])
+    # Another size on request.
+    assert scene.view.image(64, 48).shape == (48, 64, 4)
+    with pytest.raises(ValueError):
+        scene.view.image(0, 10)
+
+
+def test_save_image_and_repr_png_match_image(scene, tmp_path):
+    name = tmp_path / "ball.png"
+    scene.view.save_image(str(name))
+    w, h, pixels = png_pixels(name.read_bytes())
+    assert (w, h) == (160, 120)
+    assert red(pixels[60, 80])
+    w, h, pixels = png_pixels(scene.view._repr_png_())
+    assert (w, h) == (160, 120) and red(pixels[60, 80])
+    scene.view.save_image(str(tmp_path / "ball.jpg"), 32, 24)
+    assert (tmp_path / "ball.jpg").read_bytes()[:2] == b"\xff\xd8"
+
+
+def test_pick_returns_the_component_and_the_point(scene):
+    hit = scene.view.pick(80, 60)
+    assert hit.object is scene.ball
+    x, y, z = hit.point
+    assert abs(x) < 0.05 and abs(y) < 0.05 and z == pytest.approx(0.5, abs=0.02)
+    miss = scene.view.pick(3, 3)
+    assert miss.object is None and miss.point is None
+    # A ball moved right is found there.
+    scene.ball.transformation.translation.x = 0.8
+    scene.view.image()
+    assert scene.view.pick(80, 60).object is None
+    assert scene.view.pick(int(80 + 0.8 / 1.1 * 60), 60).object is scene.ball
+
+
+def test_mouse_and_key_events_call_python_with_the_library_arguments(scene):
+    seen = []
+    v = scene.view
+    v.on_mouse_down = lambda s, b, sh, x, y: seen.append(("down", s, b, sh, x, y))
+    v.on_mouse_move = lambda s, sh, x, y: seen.append(("move", x, y))
+    v.on_key_down = lambda s, key, sh: lumox.VK_RIGHT if key == lumox.VK_LEFT else None
+    v.on_key_press = lambda s, ch: ch.upper()
+    v.on_mouse_wheel = lambda s, sh, delta, x, y: delta > 0
+    v.mouse_down(10, 20, lumox.MouseButton.mbRight, {lumox.ShiftStateItem.ssCtrl})
+    v.mouse_move(11, 21)
+    assert seen[0][0] == "down" and seen[0][1] is v and seen[0][2] is lumox.MouseButton.mbRight
+    assert lumox.ShiftStateItem.ssCtrl in seen[0][3] and seen[0][4:] == (10, 20)
+    assert seen[1] == ("move", 11, 21)
+    # Handlers change reference arguments by returning the new value.
+    assert v.key_down(lumox.VK_LEFT) == lumox.VK_RIGHT
+    assert v.key_down(lumox.VK_UP) == lumox.VK_UP
+    assert v.key_press("a") == "A"
+    assert v.mouse_wheel(120, 5, 5) is True
+    assert v.mouse_wheel(-120, 5, 5) is False
+    assert v.on_key_press("s", "b") == "B"  # the handler reads back as the callable
+    v.on_mouse_down = None
+    assert v.on_mouse_down is None
+
+
+def test_controllers_move_their_object_from_python_input(scene):
+    c = lumox.MouseController(scene.root.owner)
+    c.controlled = scene.camera
+    scene.view.controller = c
+    before = scene.camera.transformation.translation.xyz
+    scene.view.mouse_down(80, 60, lumox.MouseButton.mbLeft)
+    scene.view.mouse_move(120, 60, {lumox.ShiftStateItem.ssLeft})
+    scene.view.mouse_up(120, 60, lumox.MouseButton.mbLeft)
+    moved = scene.camera.transformation
+    assert moved.translation.xyz != before or moved.rotation.xyz != (0, 0, 0)
+    car = lumox.CarController(scene.root.owner, controlled=scene.camera, max_speed=5)
+    car.accelerate(1)
+    z = scene.camera.transformation.translation.z
+    car.move()
+    assert scene.camera.transformation.translation.z != z
+
+
+def test_timer_ticks_python_handler_from_the_idle_loop(form):
+    ticks = []
+    timer = lumox.Timer(form, rate=1000)
+    app = lumox.Application()
+    assert app is lumox.Application()
+
+    def tick(sender, lag):
+        assert sender is timer
+        ticks.append(lag)
+        if len(ticks) == 3:
+            timer.enabled = False
+
+    timer.on_timer = tick
+    timer.enabled = True
+    assert app.run(timeout=10)
+    assert len(ticks) == 3
+    # An on_idle handler of Python's asks to be called again until it is done.
+    calls = []
+    app.on_idle = lambda a: (calls.append(a), len(calls) >= 4)[1]
+    while not app.process_idle():
+        pass
+    assert len(calls) == 4 and calls[0] is app
+    app.on_idle = None
+
+
+def test_on_render_that_draws_part_of_the_scene(scene):
+    drawn = []
+
+    def render(v):
+        drawn.append(v)
+        scene.root.render(v)
+
+    scene.view.on_render = render
+    scene.view.image()
+    assert drawn == [scene.view]
+    scene.view.on_render = None
+    assert lit_pixels(scene.view.image()) == 0
+
+
+def test_image_of_a_scene_without_camera_or_handler(form):
+    v = lumox.View(form, width=20, height=10, background_color=lumox.rgb(0, 0, 1))
+    img = v.image()
+    assert img.shape == (10, 20, 4)
+    assert tuple(img[5, 10, :3]) == (0, 0, 255)
+    assert os.path.basename(lumox.__file__) == "__init__.py"
