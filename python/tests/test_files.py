@@ -156,7 +156,7 @@ def test_models_import_export_and_drawings(data, tmp_path):
             assert sum(o.total_vertex_count for o in objs) > 0, ext
         drawing = lumox.import_dxf(data("models", "drawing.dxf"), owner=form)
         assert drawing.owner is form and drawing.part_count == 4
-        with pytest.raises(lumox.Error, match="no such file"):
+        with pytest.raises(lumox.Error, match="missing.obj.*does not exist"):
             lumox.load_model(str(tmp_path / "missing.obj"))
         with pytest.raises(lumox.Error):
             lumox.import_dxf(str(tmp_path / "missing.dxf"))
