@@ -92,7 +92,7 @@ int RunStudio(const TArgs& Args) {
       } else {
         LoadScene(O.File, &Form, Root, &Load);
       }
-      PrintWarnings(Load.Warnings);
+      PrintWarnings(Load);
       View = TLumFormApp(&Form).EnsureView(Load.Camera);
       View->SetBounds(640, 480);
       if (O.File.empty()) View->SetBackgroundColor(0x281810);
