@@ -109,7 +109,9 @@ void CheckPly(const std::string& FileName, uint64_t FileSize) {
   const uint64_t Body = FileSize - std::min<uint64_t>(FileSize, End);
   uint64_t Least = 0;
   for (const TElement& E : Elements) {
-    Least = Plus(Least, Times(E.Count, E.Bytes));
+    // An element without properties still takes a byte per item as far as this check
+    // goes: counted as nothing, any count of it would pass.
+    Least = Plus(Least, Times(E.Count, std::max<uint64_t>(E.Bytes, 1)));
     if (Least > Beyond(Body))
       Refuse(FileName, "its header declares " + std::to_string(E.Count) + " " + E.Name +
                            " elements, more than the " + std::to_string(Body) +

@@ -38,6 +38,11 @@ TEST(ModelPreCheckTest, PlyAndOffCountsBeyondTheFileSizeAreRefused) {
               "ply\nformat ascii 1.0\nelement vertex 18446744073709551615\nproperty float x\n"
               "end_header\n0\n");
   EXPECT_NE(M.find("declares 18446744073709551615 vertex elements"), std::string::npos) << M;
+  // An element without properties: its count alone must still fit the file.
+  M = Refusal(Dir, "bare.ply",
+              "ply\nformat binary_little_endian 1.0\nelement vertex 1000000000000000000\n"
+              "end_header\n");
+  EXPECT_NE(M.find("declares 1000000000000000000 vertex elements"), std::string::npos) << M;
 
   // "end_header" only inside a word: the importer would search for it without end.
   M = Refusal(Dir, "hang.ply",
