@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <memory>
 #include <system_error>
+#include <unordered_map>
 #include <vector>
 
 #include "lumox/geometry/lumpointset.h"
@@ -120,13 +121,14 @@ class TExporter {
   std::vector<aiMesh*> FMeshes;
   std::vector<aiMaterial*> FMaterials;
   std::vector<TLumTexture*> FTextures;
+  std::unordered_map<TLumTexture*, unsigned> FTextureNumbers;  // looked up for every mesh
   int64_t FLinesLeft = 0;   // line segments a format without lines leaves out
   int64_t FPointsLeft = 0;  // points, which no format written holds
 };
 
 unsigned TExporter::TextureNumber(TLumTexture* T) {
-  const auto It = std::find(FTextures.begin(), FTextures.end(), T);
-  if (It != FTextures.end()) return static_cast<unsigned>(It - FTextures.begin());
+  const auto [It, New] = FTextureNumbers.try_emplace(T, static_cast<unsigned>(FTextures.size()));
+  if (!New) return It->second;
   if (!T->Transformation()->GetEmpty())
     Warnings.push_back("the transformation of texture \"" + T->Name() +
                        "\" is left out: the format holds none");

@@ -196,6 +196,9 @@ class TImporter {
   const TLumFileAccess& FAccess;
   const TLumLoadWarningEvent& FOnWarning;
   std::map<unsigned, TLumTexture*> FTextures;  // by material
+  // By the path the file gives: materials sharing one image decode it once (and a
+  // missing one is said once). Null for an image that could not be read.
+  std::map<std::string, TLumTexture*> FTexturesByPath;
 };
 
 // The image of a texture: embedded in the file, or a file the rule allows (its name
@@ -258,6 +261,8 @@ TLumTexture* TImporter::Texture(unsigned MaterialIndex) {
   if (M->GetTexture(aiTextureType_DIFFUSE, 0, &Path) != AI_SUCCESS &&
       M->GetTexture(aiTextureType_BASE_COLOR, 0, &Path) != AI_SUCCESS)
     return nullptr;
+  const auto [Known, New] = FTexturesByPath.try_emplace(Path.C_Str(), nullptr);
+  if (!New) return Result = Known->second;
   TBitmap B;
   std::string Reason;
   if (!LoadTexture(Path, B, Reason)) {
@@ -272,6 +277,7 @@ TLumTexture* TImporter::Texture(unsigned MaterialIndex) {
   }
   Result = new TLumTexture(FOwner);
   Result->SetBitmap(&B);
+  Known->second = Result;
   return Result;
 }
 
