@@ -336,9 +336,10 @@ int RunView(const TArgs& Args) {
   if (O.Axes) View->Coordinates()->SetVisible(true);
   if (O.Fov) Camera->SetViewAngle(static_cast<float>(*O.Fov));
   // The file's camera element is the start view unless camera options are given; a file
-  // without one is framed whole, as --fit does.
+  // without one is framed whole, as --fit does, unless --camera-distance places the
+  // camera: a lens option alone (--fov, --near, --far) keeps the framing.
   const bool CameraOptions = O.Fov || O.Distance || O.Near || O.Far || O.Fit;
-  const bool Fitted = (O.Fit || (!Demo && !Load.Camera && !CameraOptions)) &&
+  const bool Fitted = (O.Fit || (!Demo && !Load.Camera && !O.Distance)) &&
                       FitCamera(Camera, Root, O.Width, O.Height, O.Distance, true);
   if (O.Distance && !Fitted)
     Camera->Transformation()->Translation()->SetZ(static_cast<float>(-*O.Distance));

@@ -366,9 +366,15 @@ void TDxf::Draw(const std::vector<TEntity>& List, const TPlace& Pl, const std::s
     };
     auto Arc = [&](const TVec& C, double R, double A0, double A1) {
       // Any finite angles, brought into one turn: the arc is at most a full circle.
-      A0 = std::fmod(A0, 360.0);
-      A1 = std::fmod(A1, 360.0);
-      if (A1 <= A0) A1 += 360.0;
+      // Both are brought into [0, 360) (fmod keeps the sign, which let -350 to 350 make
+      // two turns) and the arc runs counter-clockwise from start to end.
+      auto Turn = [](double A) {
+        A = std::fmod(A, 360.0);
+        if (A < 0) A += 360.0;
+        return A >= 360.0 ? 0.0 : A;  // -1e-20 + 360 rounds to 360
+      };
+      A0 = Turn(A0);
+      A1 = Turn(A1);
       if (A1 <= A0) A1 += 360.0;
       const int N = std::max(2, static_cast<int>(std::ceil((A1 - A0) / 360.0 * 64)));
       std::vector<TVec> Pts;

@@ -12,8 +12,10 @@
 #include <filesystem>
 #include <memory>
 #include <system_error>
+#include <unordered_map>
 #include <vector>
 
+#include "lumox/geometry/lumpointset.h"
 #include "lumox/host/graphics.h"
 #include "lumox/import/lumimport.h"
 #include "lumox/math/lumgl.h"
@@ -119,12 +121,14 @@ class TExporter {
   std::vector<aiMesh*> FMeshes;
   std::vector<aiMaterial*> FMaterials;
   std::vector<TLumTexture*> FTextures;
-  int64_t FLinesLeft = 0;  // line segments a format without lines leaves out
+  std::unordered_map<TLumTexture*, unsigned> FTextureNumbers;  // looked up for every mesh
+  int64_t FLinesLeft = 0;   // line segments a format without lines leaves out
+  int64_t FPointsLeft = 0;  // points, which no format written holds
 };
 
 unsigned TExporter::TextureNumber(TLumTexture* T) {
-  const auto It = std::find(FTextures.begin(), FTextures.end(), T);
-  if (It != FTextures.end()) return static_cast<unsigned>(It - FTextures.begin());
+  const auto [It, New] = FTextureNumbers.try_emplace(T, static_cast<unsigned>(FTextures.size()));
+  if (!New) return It->second;
   if (!T->Transformation()->GetEmpty())
     Warnings.push_back("the transformation of texture \"" + T->Name() +
                        "\" is left out: the format holds none");
@@ -135,8 +139,14 @@ unsigned TExporter::TextureNumber(TLumTexture* T) {
 void TExporter::AddMesh(const TLumPrimitiveObj* Obj, const TLumMaterial* Mat, TLumTexture* Tex,
                         const aiMatrix4x4& M, std::vector<unsigned>& Out) {
   std::vector<uint32_t> Tris, Lines;
-  for (int32_t i = 0; i < Obj->GetPrimitiveCount(); ++i)
-    if (Obj->GetPrimitive(i)->Visible()) Decompose(Obj->GetPrimitive(i), Tris, Lines);
+  for (int32_t i = 0; i < Obj->GetPrimitiveCount(); ++i) {
+    const TLumPrimitiveArray* A = Obj->GetPrimitive(i);
+    if (!A->Visible()) continue;
+    Decompose(A, Tris, Lines);
+    if (A->PrimitiveType() == GL_POINTS) FPointsLeft += A->Count();
+  }
+  // A point cloud draws its vertices as points, without primitive lists.
+  if (auto* Cloud = dynamic_cast<const TLumPointSet*>(Obj)) FPointsLeft += Cloud->PointCount();
   if (!FLinesToo) FLinesLeft += static_cast<int64_t>(Lines.size() / 2), Lines.clear();
   const TLumPrimitivePoints* P = Obj->Points();
   if (!P->TexCoords() || !FTexturesToo) Tex = nullptr;
@@ -269,7 +279,15 @@ std::unique_ptr<aiScene> TExporter::Build(TLumNode* Root) {
       delete[] Old;
     }
   }
-  if (FMeshes.empty()) throw Exception("There are no meshes to write.");
+  // Points are said to be left out, rather than dropped without a word.
+  const std::string Points = FPointsLeft > 0 ? std::to_string(FPointsLeft) +
+                                                   " points are left out: the format holds "
+                                                   "no points"
+                                             : "";
+  if (FMeshes.empty())
+    throw Exception(Points.empty() ? std::string("There are no meshes to write.")
+                                   : "There are no meshes to write (" + Points + ").");
+  if (!Points.empty()) Warnings.push_back(Points);
   if (FLinesLeft > 0)
     Warnings.push_back(std::to_string(FLinesLeft) +
                        " line segments are left out: the format holds triangles only");

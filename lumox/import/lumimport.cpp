@@ -196,6 +196,9 @@ class TImporter {
   const TLumFileAccess& FAccess;
   const TLumLoadWarningEvent& FOnWarning;
   std::map<unsigned, TLumTexture*> FTextures;  // by material
+  // By the path the file gives: materials sharing one image decode it once (and a
+  // missing one is said once). Null for an image that could not be read.
+  std::map<std::string, TLumTexture*> FTexturesByPath;
 };
 
 // The image of a texture: embedded in the file, or a file the rule allows (its name
@@ -204,10 +207,17 @@ bool TImporter::LoadTexture(const aiString& Path, TBitmap& B, std::string& Reaso
   try {
     if (const aiTexture* E = FScene->GetEmbeddedTexture(Path.C_Str())) {
       if (E->mHeight == 0) {  // an image file held in memory: its size is read first
-        B.LoadFromMemory(E->pcData, E->mWidth, "embedded in the model");
+        B.LoadFromMemory(E->pcData, E->mWidth, "embedded in the model", MaxTextureSide());
         return true;
       }
-      // Raw BGRA texels, already in memory: only their number is bounded.
+      // Raw BGRA texels, already in memory: their number and sides are bounded.
+      const int64_t Side = MaxTextureSide();
+      if (Side > 0 && (E->mWidth > Side || E->mHeight > Side)) {
+        Reason = "holds " + std::to_string(E->mWidth) + " x " + std::to_string(E->mHeight) +
+                 " pixels, larger than the OpenGL limit of " + std::to_string(Side) +
+                 " pixels a side";
+        return false;
+      }
       if (static_cast<int64_t>(E->mWidth) * E->mHeight > TBitmap::MaxImagePixels) {
         Reason = "holds " + std::to_string(E->mWidth) + " x " + std::to_string(E->mHeight) +
                  " pixels, more than the limit of " + std::to_string(TBitmap::MaxImagePixels);
@@ -225,7 +235,9 @@ bool TImporter::LoadTexture(const aiString& Path, TBitmap& B, std::string& Reaso
     }
     std::string File;
     if (!FAccess.ResolveLoosely(Path.C_Str(), File, Reason)) return false;
-    B.LoadFromFile(File);
+    // The driver's side limit as well: refused here, the image is a warning, where the
+    // scene handed back by an isolated reader would fail as a whole on reading it.
+    B.LoadFromFile(File, MaxTextureSide());
     return true;
   } catch (const std::bad_alloc&) {
     Reason = "needs more memory than there is";
@@ -249,6 +261,8 @@ TLumTexture* TImporter::Texture(unsigned MaterialIndex) {
   if (M->GetTexture(aiTextureType_DIFFUSE, 0, &Path) != AI_SUCCESS &&
       M->GetTexture(aiTextureType_BASE_COLOR, 0, &Path) != AI_SUCCESS)
     return nullptr;
+  const auto [Known, New] = FTexturesByPath.try_emplace(Path.C_Str(), nullptr);
+  if (!New) return Result = Known->second;
   TBitmap B;
   std::string Reason;
   if (!LoadTexture(Path, B, Reason)) {
@@ -263,6 +277,7 @@ TLumTexture* TImporter::Texture(unsigned MaterialIndex) {
   }
   Result = new TLumTexture(FOwner);
   Result->SetBitmap(&B);
+  Known->second = Result;
   return Result;
 }
 

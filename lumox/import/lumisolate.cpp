@@ -22,6 +22,7 @@
 
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/import/lumimportparts.h"
+#include "lumox/scene/lumtex.h"
 
 // Set by a sanitizer or fuzzer runtime when the program has one (weak: absent otherwise).
 extern "C" void __sanitizer_set_death_callback(void (*)(void)) __attribute__((weak));
@@ -35,7 +36,13 @@ using Clock = std::chrono::steady_clock;
 
 // What the child tells the parent, one record each: a type byte, a 4-byte length and
 // the text (a progress fraction as decimal text).
-enum TRecord : char { rcProgress = 'P', rcWarning = 'W', rcError = 'E', rcMemory = 'M', rcDone = 'D' };
+enum TRecord : char {
+  rcProgress = 'P',
+  rcWarning = 'W',
+  rcError = 'E',
+  rcMemory = 'M',
+  rcDone = 'D'
+};
 
 // The child's half of the pipe.
 class TChannel {
@@ -137,8 +144,8 @@ struct TPrivateDir {
   TPrivateDir() {
     std::string Pattern = (fs::temp_directory_path() / "lumox-import-XXXXXX").string();
     if (!::mkdtemp(Pattern.data()))
-      throw Exception("Cannot make a folder for the model reader: " +
-                      std::string(std::strerror(errno)) + ".");
+      throw Exception(
+          "Cannot make a folder for the model reader: " + std::string(std::strerror(errno)) + ".");
     Path = Pattern;
   }
   ~TPrivateDir() {
@@ -162,6 +169,9 @@ TLumNode* ImportIsolated(const std::string& FileName, TComponent* Owner,
   if (::pipe2(Pipe, O_CLOEXEC) != 0)
     throw Exception(ModelError(FileName, "no process could be started to read it"));
   std::fflush(nullptr);
+  // Asked before the fork: the child inherits the answer and refuses, as a warning, the
+  // textures this process would refuse on reading its scene back, without a GL context.
+  MaxTextureSide();
   const pid_t Parent = ::getpid();
   // The child starts with the parent's pages: its growth beyond them is what counts.
   const uint64_t Resident = StatmBytes("self", 1);
@@ -184,7 +194,8 @@ TLumNode* ImportIsolated(const std::string& FileName, TComponent* Owner,
       Clock::now() + std::chrono::duration_cast<Clock::duration>(
                          std::chrono::duration<double>(std::max(Options.TimeLimit, 0.0)));
   for (;;) {
-    const auto Left = std::chrono::duration_cast<std::chrono::milliseconds>(Deadline - Clock::now());
+    const auto Left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(Deadline - Clock::now());
     if (Left.count() <= 0) {
       TimedOut = true;
       break;
@@ -240,7 +251,8 @@ TLumNode* ImportIsolated(const std::string& FileName, TComponent* Owner,
   if (Error.rfind("Cannot read the model file", 0) == 0) throw Exception(Error);
   if (!Error.empty()) Say("what it holds cannot be handed back (" + Error + ")");
   if (Signal == SIGKILL)
-    Say("the model reader was killed (" + SignalName(Signal) + "), perhaps for using more memory "
+    Say("the model reader was killed (" + SignalName(Signal) +
+        "), perhaps for using more memory "
         "than the system could give");
   if (Signal == SIGABRT) Say("the model reader aborted (" + SignalName(Signal) + ")");
   if (Signalled) Say("the model reader crashed (" + SignalName(Signal) + ")");

@@ -32,9 +32,7 @@ std::string ReadBytes(std::ifstream& In, size_t Max) {
 }
 
 // a * b, saturated: header counts may be anything up to 2^64.
-uint64_t Times(uint64_t A, uint64_t B) {
-  return B != 0 && A > UINT64_MAX / B ? UINT64_MAX : A * B;
-}
+uint64_t Times(uint64_t A, uint64_t B) { return B != 0 && A > UINT64_MAX / B ? UINT64_MAX : A * B; }
 
 uint64_t Plus(uint64_t A, uint64_t B) { return A > UINT64_MAX - B ? UINT64_MAX : A + B; }
 
@@ -59,8 +57,7 @@ uint64_t Beyond(uint64_t Bytes) { return Plus(Times(Bytes, 2), 4096); }
 int PlyTypeSize(const std::string& T) {
   if (T == "char" || T == "uchar" || T == "int8" || T == "uint8") return 1;
   if (T == "short" || T == "ushort" || T == "int16" || T == "uint16") return 2;
-  if (T == "int" || T == "uint" || T == "int32" || T == "uint32" || T == "float" ||
-      T == "float32")
+  if (T == "int" || T == "uint" || T == "int32" || T == "uint32" || T == "float" || T == "float32")
     return 4;
   if (T == "double" || T == "float64") return 8;
   return 0;
@@ -112,7 +109,9 @@ void CheckPly(const std::string& FileName, uint64_t FileSize) {
   const uint64_t Body = FileSize - std::min<uint64_t>(FileSize, End);
   uint64_t Least = 0;
   for (const TElement& E : Elements) {
-    Least = Plus(Least, Times(E.Count, E.Bytes));
+    // An element without properties still takes a byte per item as far as this check
+    // goes: counted as nothing, any count of it would pass.
+    Least = Plus(Least, Times(E.Count, std::max<uint64_t>(E.Bytes, 1)));
     if (Least > Beyond(Body))
       Refuse(FileName, "its header declares " + std::to_string(E.Count) + " " + E.Name +
                            " elements, more than the " + std::to_string(Body) +
@@ -202,9 +201,13 @@ class TNodeCollector : public nlohmann::json_sax<nlohmann::json> {
   std::string FKey;
 };
 
-void CheckGltf(const std::string& FileName, const std::string& Json) {
+// Reads the JSON from the stream as it goes: a .gltf may carry its buffers inline, and
+// holding all of it in this process would double what the importer needs. Not strict:
+// a binary file's buffer chunk follows its JSON.
+void CheckGltf(const std::string& FileName, std::istream& Json) {
   TNodeCollector C;
-  if (!nlohmann::json::sax_parse(Json, &C)) return;  // the importer says what is wrong
+  if (!nlohmann::json::sax_parse(Json, &C, nlohmann::json::input_format_t::json, false))
+    return;  // the importer says what is wrong
   const size_t N = C.Children.size();
   // The longest chain of children from any node, following each node once; a node met
   // again on its own chain is its own ancestor.
@@ -233,8 +236,8 @@ void CheckGltf(const std::string& FileName, const std::string& Json) {
         for (uint64_t Child : C.Children[Node])
           if (Child < N) D = std::max(D, Depth[Child] + 1);
         if (D > MaxGltfDepth)
-          Refuse(FileName, "its nodes are nested more than " + std::to_string(MaxGltfDepth) +
-                               " levels deep");
+          Refuse(FileName,
+                 "its nodes are nested more than " + std::to_string(MaxGltfDepth) + " levels deep");
         Depth[Node] = D;
         State[Node] = 2;
         Chain.pop_back();
@@ -243,15 +246,19 @@ void CheckGltf(const std::string& FileName, const std::string& Json) {
   }
 }
 
-// The JSON chunk of a binary glTF file.
-std::string GlbJson(const std::string& FileName) {
+// Checks the JSON chunk of a binary glTF file, after its length from the header is
+// compared with the file's size: an unchecked length would be allocated as it stands.
+void CheckGlb(const std::string& FileName, uint64_t FileSize) {
   std::ifstream In(FileName, std::ios::binary);
   const std::string Head = ReadBytes(In, 20);
-  if (Head.size() < 20 || Head.compare(0, 4, "glTF") != 0 || Head.compare(16, 4, "JSON") != 0)
-    return std::string();
+  if (Head.size() < 20 || Head.compare(16, 4, "JSON") != 0) return;
   uint32_t Length = 0;
   std::memcpy(&Length, Head.data() + 12, 4);  // little-endian, as the machine
-  return ReadBytes(In, Length);
+  if (Length > FileSize - 20)
+    Refuse(FileName, "its GLB header claims " + std::to_string(Length) +
+                         " bytes of JSON but the file holds " + std::to_string(FileSize) +
+                         " bytes");
+  CheckGltf(FileName, In);
 }
 
 }  // namespace
@@ -261,7 +268,8 @@ void PreCheck(const std::string& FileName) {
   const uint64_t Size = fs::file_size(FileName, Ec);
   if (Ec) return;
   std::string Ext = fs::path(FileName).extension().string();
-  std::transform(Ext.begin(), Ext.end(), Ext.begin(), [](unsigned char c) { return std::tolower(c); });
+  std::transform(Ext.begin(), Ext.end(), Ext.begin(),
+                 [](unsigned char c) { return std::tolower(c); });
   std::ifstream In(FileName, std::ios::binary);
   const std::string Magic = ReadBytes(In, 8);
   // By the extension, or by the first bytes that the importer also goes by.
@@ -272,10 +280,11 @@ void PreCheck(const std::string& FileName) {
            Starts("STOFF"))
     CheckOff(FileName, Size);
   else if (Magic.rfind("glTF", 0) == 0)
-    CheckGltf(FileName, GlbJson(FileName));
-  else if (Ext == ".gltf" && Size <= (uint64_t{1} << 30)) {
+    CheckGlb(FileName, Size);
+  else if (Ext == ".gltf") {
+    In.clear();
     In.seekg(0);
-    CheckGltf(FileName, ReadBytes(In, static_cast<size_t>(Size)));
+    CheckGltf(FileName, In);
   }
 }
 

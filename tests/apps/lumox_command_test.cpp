@@ -53,8 +53,12 @@ class CommandTest : public ::testing::Test {
     const std::string At = std::to_string(X);
     return "<LUMGL version=\"0.1.0\" program=\"Lumox\" description=\"test\">\r\n  <Objects>\r\n"
            "    <TLUMSPHERE name=\"Ball\" Radius=\"0.5\" Slices=\"16\" Stacks=\"12\">\r\n"
-           "      <Transformation>\r\n        <Translation P=\"" + At + ",0,0\"/>\r\n"
-           "      </Transformation>\r\n      <Color Color=\"" + Color + "\" Alpha=\"1\"/>\r\n"
+           "      <Transformation>\r\n        <Translation P=\"" +
+           At +
+           ",0,0\"/>\r\n"
+           "      </Transformation>\r\n      <Color Color=\"" +
+           Color +
+           "\" Alpha=\"1\"/>\r\n"
            "    </TLUMSPHERE>\r\n  </Objects>\r\n</LUMGL>\r\n";
   }
   static bool RedDominates(uint32_t P) {
@@ -163,14 +167,27 @@ TEST_F(CommandTest, SceneFailuresExitWithOneAndNameTheFile) {
 TEST_F(CommandTest, BadUsageExitsWithTwo) {
   Write("red.lumgl", SphereScene("000000FF"));
   const std::string S = "'" + File("red.lumgl") + "' ";
-  for (const std::string& Args : std::vector<std::string>{
-           "", "frobnicate", "render " + S, "render " + S + "-o",
-           "render " + S + "-o a.png --size 10", "render " + S + "-o a.png --size 0x10",
-           "render " + S + "-o a.png --background red", "render " + S + "-o a.png --fov 200",
-           "render " + S + "-o a.png --near -1", "render " + S + "-o a.png --bogus",
-           "render " + S + S + "-o a.png", "demo x.lumgl -o a.png", "render " + S + "-o a.gif",
-           "render " + S + "-o a", "render " + S + "-o png", "convert " + S, "convert " + S + "b c",
-           "convert " + S + "b --decimals x", "info --x", "convert " + S + "''"}) {
+  for (const std::string& Args :
+       std::vector<std::string>{"",
+                                "frobnicate",
+                                "render " + S,
+                                "render " + S + "-o",
+                                "render " + S + "-o a.png --size 10",
+                                "render " + S + "-o a.png --size 0x10",
+                                "render " + S + "-o a.png --background red",
+                                "render " + S + "-o a.png --fov 200",
+                                "render " + S + "-o a.png --near -1",
+                                "render " + S + "-o a.png --bogus",
+                                "render " + S + S + "-o a.png",
+                                "demo x.lumgl -o a.png",
+                                "render " + S + "-o a.gif",
+                                "render " + S + "-o a",
+                                "render " + S + "-o png",
+                                "convert " + S,
+                                "convert " + S + "b c",
+                                "convert " + S + "b --decimals x",
+                                "info --x",
+                                "convert " + S + "''"}) {
     EXPECT_EQ(Run(Args), 2) << Args;
     EXPECT_FALSE(Err.empty()) << Args;
   }
@@ -359,8 +376,10 @@ TEST_F(CommandTest, FormatReferenceInTheDocsIsTheCommandsOutput) {
 // The class tables: a line per property with type and default, inherited ones first.
 TEST_F(CommandTest, ClassesPropertiesPrintsTheTables) {
   ASSERT_EQ(Run("classes --properties tlumfog"), 0) << Err;
-  const size_t Enabled = Out.find("\n  Enabled                Boolean                        true\n");
-  const size_t Density = Out.find("\n  Density                Single                         0.2\n");
+  const size_t Enabled =
+      Out.find("\n  Enabled                Boolean                        true\n");
+  const size_t Density =
+      Out.find("\n  Density                Single                         0.2\n");
   EXPECT_EQ(Out.rfind("TLumFog (TLumRender), palette page \"Lumox\"", 0), 0u) << Out;
   EXPECT_NE(Enabled, std::string::npos) << Out;
   EXPECT_NE(Density, std::string::npos) << Out;
@@ -412,6 +431,21 @@ TEST_F(CommandTest, ModelFilesRenderConvertAndReport) {
   ASSERT_EQ(Run("convert '" + File("c.lumgl") + "' '" + File("c.gltf") + "'"), 0) << Err;
   ASSERT_EQ(Run("info '" + File("c.gltf") + "'"), 0) << Err;
   EXPECT_NE(Out.find("Triangles:    12\n"), std::string::npos) << Out;
+  // Points have no place in OBJ or glTF as written: a warning beside triangles, the
+  // reason in words when there is nothing else.
+  const std::string Cloud = R"(<TLUMPOINTSET name="C"><Point P="0,0,0"/><Point P="1,0,0"/>)"
+                            R"(</TLUMPOINTSET>)";
+  Write("mixed.lumgl", "<LUMGL><Objects><TLUMSPHERE name=\"B\"/>" + Cloud + "</Objects></LUMGL>");
+  Write("cloud.lumgl", "<LUMGL><Objects>" + Cloud + "</Objects></LUMGL>");
+  ASSERT_EQ(Run("convert '" + File("mixed.lumgl") + "' '" + File("m.obj") + "'"), 0) << Err;
+  EXPECT_NE(Err.find("m.obj: 2 points are left out: the format holds no points"), std::string::npos)
+      << Err;
+  EXPECT_EQ(Run("convert '" + File("cloud.lumgl") + "' '" + File("p.glb") + "'"), 1) << Err;
+  EXPECT_NE(Err.find("There are no meshes to write (2 points are left out: the format holds no "
+                     "points)"),
+            std::string::npos)
+      << Err;
+  EXPECT_FALSE(fs::exists(File("p.glb")));
   // A drawing names the entities it skipped.
   ASSERT_EQ(Run("render '" + Models + "drawing.dxf' -o '" + File("d.png") + "' --fit"), 0) << Err;
   EXPECT_NE(Err.find("TEXT (1)"), std::string::npos) << Err;

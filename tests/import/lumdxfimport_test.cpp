@@ -164,6 +164,25 @@ TEST(DXFImportTest, HostileNumbersAreBoundedOrRefusedWithTheLine) {
     EXPECT_EQ(Read(Dir, Dxf(Arc(A0, A1)), &N), "") << A0 << " " << A1;
     EXPECT_LE(N, 65) << A0 << " " << A1;
   }
+  // Negative angles run from the start counter-clockwise to the end, within one turn:
+  // -350 to 350 is 10 to 350 degrees, 340 degrees in 61 pieces, not two turns.
+  for (const auto& [S, E] : {std::pair{"-350", "350"}, {"10", "-10"}}) {
+    test::WriteText(Dir.File("neg.dxf"), Dxf(Arc(S, E)));
+    TLumDXFImport D(nullptr);
+    D.SetFileName(Dir.File("neg.dxf"));
+    TLum3dObj* O = D.Execute();
+    ASSERT_NE(O, nullptr);
+    const TLum3dPart* P = O->FindPart("0");
+    ASSERT_NE(P, nullptr);
+    const TLumPrimitiveArray* A = P->GetPrimitive(0);
+    EXPECT_EQ(A->Count(), 62) << S << " " << E;
+    const auto B = At(P, A->Indices(0)), F = At(P, A->Indices(A->Count() - 1));
+    const double Ten = 10 * 3.14159265358979323846 / 180;
+    EXPECT_NEAR(B[0], std::cos(Ten), 1e-9);
+    EXPECT_NEAR(B[1], std::sin(Ten), 1e-9);
+    EXPECT_NEAR(F[0], std::cos(Ten), 1e-9);
+    EXPECT_NEAR(F[1], -std::sin(Ten), 1e-9);
+  }
   std::string M = Read(Dir, Dxf(Arc("inf", "20")));
   EXPECT_NE(M.find("line 24: 'inf' is not a number"), std::string::npos) << M;
   M = Read(Dir, Dxf(Arc("0", "nan")));

@@ -280,6 +280,68 @@ TEST(ModelTextureTest, TexturesAreFoundAsTheirAuthorsMeantAndAMissingOneIsAWarni
   }
 }
 
+// Two materials naming one image: decoded once, one texture for both parts; missing,
+// said once.
+TEST(ModelTextureTest, MaterialsSharingAnImageShareOneTextureAndOneWarning) {
+  for (const bool Found : {true, false}) {
+    SCOPED_TRACE(Found);
+    const test::TempDir Tmp;
+    const fs::path Dir = Tmp.Path() / "m";
+    fs::create_directories(Dir);
+    const std::string Name = Found ? "green.png" : "missing.png";
+    TexturedModel(Dir, Name, Found ? Name : "");
+    std::string Mtl = test::ReadText((Dir / "twoparts.mtl").string());
+    Mtl.insert(Mtl.find("Ns 40\n") + 6, "map_Kd " + Name + "\n");
+    test::WriteText((Dir / "twoparts.mtl").string(), Mtl);
+    TComponent Owner(nullptr);
+    TLumImportOptions O;
+    std::vector<TLumLoadWarning> W;
+    O.OnWarning = [&W](const TLumLoadWarning& X) { W.push_back(X); };
+    TLumNode* Root = LoadModel((Dir / "twoparts.obj").string(), &Owner, O);
+    std::vector<TLum3dPart*> P;
+    Parts(Root, P);
+    ASSERT_EQ(P.size(), 2u);
+    EXPECT_EQ(P[0]->Texture(), P[1]->Texture());
+    EXPECT_EQ(P[0]->Texture() != nullptr, Found);
+    EXPECT_EQ(W.size(), Found ? 0u : 1u);
+  }
+}
+
+// An image within the pixel bound but wider than the driver allows: a warning from an
+// isolated reader too, whose scene the calling process reads back with the driver's limit.
+class ModelTextureGLTest : public test::GLTest {};
+
+TEST_F(ModelTextureGLTest, ATextureWiderThanTheDriverAllowsIsAWarningInAnIsolatedImport) {
+  const int Side = MaxTextureSide();
+  if (Side <= 0) GTEST_SKIP() << "no OpenGL context to ask the limit of";
+  const test::TempDir Tmp;
+  const fs::path Dir = Tmp.Path() / "m";
+  fs::create_directories(Dir);
+  TexturedModel(Dir, "wide.png", "");
+  TBitmap Wide;
+  Wide.SetSize(Side + 1, 1);
+  Wide.SaveToFile((Dir / "wide.png").string());
+  for (const bool Isolated : {false, true}) {
+    SCOPED_TRACE(Isolated);
+    TComponent Owner(nullptr);
+    TLumImportOptions O;
+    O.Isolated = Isolated;
+    std::vector<TLumLoadWarning> W;
+    O.OnWarning = [&W](const TLumLoadWarning& X) { W.push_back(X); };
+    TLumNode* Root = nullptr;
+    EXPECT_EQ(test::Thrown([&] { Root = LoadModel((Dir / "twoparts.obj").string(), &Owner, O); }),
+              "(nothing thrown)");
+    ASSERT_NE(Root, nullptr);
+    ASSERT_EQ(W.size(), 1u);
+    EXPECT_NE(W[0].Text.find("the texture \"wide.png\" cannot be read"), std::string::npos)
+        << W[0].Text;
+    EXPECT_NE(W[0].Text.find("larger than the OpenGL limit of " + std::to_string(Side)),
+              std::string::npos)
+        << W[0].Text;
+    EXPECT_EQ(PartTexture(Root), nullptr);
+  }
+}
+
 TEST(ModelTextureTest, AnEmbeddedImageIsBoundedFromItsHeaderBeforeDecoding) {
   // A GLB whose triangle is textured by the header of a 16000 x 16000 PNG and nothing
   // after it: decoded it would take 1 GB.

@@ -18,7 +18,8 @@ std::string Refusal(const test::TempDir& Dir, const std::string& Name, const std
   return M == "(nothing thrown)" ? "" : M;
 }
 
-const std::string Vertex3 = "element vertex 3\nproperty float x\nproperty float y\nproperty float z\n";
+const std::string Vertex3 =
+    "element vertex 3\nproperty float x\nproperty float y\nproperty float z\n";
 const std::string Triangle = "0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n";
 
 TEST(ModelPreCheckTest, PlyAndOffCountsBeyondTheFileSizeAreRefused) {
@@ -28,7 +29,8 @@ TEST(ModelPreCheckTest, PlyAndOffCountsBeyondTheFileSizeAreRefused) {
   // A billion faces in a few hundred bytes: refused at once with the count.
   const std::string Liar = "ply\nformat binary_little_endian 1.0\n" + Vertex3 +
                            "element face 1000000000\nproperty list uchar int vertex_indices\n"
-                           "end_header\n" + std::string(60, '\0');
+                           "end_header\n" +
+                           std::string(60, '\0');
   std::string M = Refusal(Dir, "liar.ply", Liar);
   EXPECT_NE(M.find("declares 1000000000 face elements, more than the"), std::string::npos) << M;
   // Counts that overflow any product, as text.
@@ -36,6 +38,11 @@ TEST(ModelPreCheckTest, PlyAndOffCountsBeyondTheFileSizeAreRefused) {
               "ply\nformat ascii 1.0\nelement vertex 18446744073709551615\nproperty float x\n"
               "end_header\n0\n");
   EXPECT_NE(M.find("declares 18446744073709551615 vertex elements"), std::string::npos) << M;
+  // An element without properties: its count alone must still fit the file.
+  M = Refusal(Dir, "bare.ply",
+              "ply\nformat binary_little_endian 1.0\nelement vertex 1000000000000000000\n"
+              "end_header\n");
+  EXPECT_NE(M.find("declares 1000000000000000000 vertex elements"), std::string::npos) << M;
 
   // "end_header" only inside a word: the importer would search for it without end.
   M = Refusal(Dir, "hang.ply",
@@ -83,6 +90,19 @@ TEST(ModelPreCheckTest, GltfNodesNestedTooDeepOrInACycleAreRefused) {
   Glb += "JSON" + Json;
   M = Refusal(Dir, "deep.glb", Glb);
   EXPECT_NE(M.find("nested more than"), std::string::npos) << M;
+  // A 20-byte header claiming 4 GB of JSON is refused by the file's size, before any
+  // of it is allocated.
+  std::string Liar = "glTF";
+  auto L32 = [&Liar](uint32_t V) { Liar.append(reinterpret_cast<const char*>(&V), 4); };
+  L32(2);
+  L32(20);
+  L32(0xFFFFFFFFu);
+  Liar += "JSON";
+  M = Refusal(Dir, "liar.glb", Liar);
+  EXPECT_EQ(M, "Cannot read the model file \"" + Dir.File("liar.glb") +
+                   "\": its GLB header claims 4294967295 bytes of JSON but the file holds 20 "
+                   "bytes.")
+      << M;
 }
 
 }  // namespace
