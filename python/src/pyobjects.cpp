@@ -414,9 +414,10 @@ PyTypeObject* MakeType(const std::string& Name, const std::string& Doc, PyTypeOb
   // Derived classes inherit the collector's flag with the traverse and clear slots.
   const unsigned Flags =
       Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE | (Base ? 0u : unsigned(Py_TPFLAGS_HAVE_GC));
-  PyType_Spec Spec{Keep("lumox." + Name), static_cast<int>(sizeof(TPyLum)), 0, Flags, Slots.data()};
+  PyType_Spec Shape{Keep("lumox." + Name), static_cast<int>(sizeof(TPyLum)), 0, Flags,
+                    Slots.data()};
   PyObject* Bases = Base ? PyTuple_Pack(1, Base) : nullptr;
-  PyObject* Type = PyType_FromSpecWithBases(&Spec, Bases);
+  PyObject* Type = PyType_FromSpecWithBases(&Shape, Bases);
   Py_XDECREF(Bases);
   if (!Type) throw py::error_already_set();
   return reinterpret_cast<PyTypeObject*>(Type);

@@ -9,7 +9,7 @@
 #include <memory>
 
 #include "apps/lumox/studio/formapp.h"
-#include "apps/lumox/studio/inspector.h"
+#include "apps/lumox/studio/studiomodels.h"
 #include "apps/lumox/studio/window.h"
 #include "lumox/control/lumcntrl.h"
 #include "lumox/control/lumtimer.h"

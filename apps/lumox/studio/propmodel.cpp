@@ -10,7 +10,7 @@
 #include <cmath>
 #include <limits>
 
-#include "apps/lumox/studio/inspector.h"
+#include "apps/lumox/studio/studiomodels.h"
 
 namespace lumox {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "apps/lumox/studio/formapp.h"
-#include "apps/lumox/studio/inspector.h"
+#include "apps/lumox/studio/studiomodels.h"
 #include "lumox/control/lumcntrl.h"
 #include "lumox/control/lumtimer.h"
 #include "lumox/scene/lumobj.h"

@@ -13,7 +13,7 @@
 #include <QTreeView>
 #include <algorithm>
 
-#include "apps/lumox/studio/inspector.h"
+#include "apps/lumox/studio/studiomodels.h"
 #include "lumox/qt/lumqtview.h"
 #include "lumox/scene/lumobj.h"
 #include "lumox/view/lumview.h"
