@@ -2,6 +2,7 @@
 // its camera and controller, its timers run, and a click prints what it picks. The
 // window options shared with the studio are parsed here.
 #include <QApplication>
+#include <QImage>
 #include <QMouseEvent>
 #include <QTimer>
 #include <QWidget>
@@ -10,7 +11,7 @@
 #include <memory>
 
 #include "apps/lumox/studio/formapp.h"
-#include "apps/lumox/studio/inspector.h"
+#include "apps/lumox/studio/studiomodels.h"
 #include "apps/lumox/studiocmd.h"
 #include "lumox/host/formfile.h"
 #include "lumox/qt/lumqtview.h"
@@ -89,10 +90,10 @@ int ParseWindowArgs(const TArgs& Args, TWindowOptions& O) {
   return 0;
 }
 
-bool GrabScreenshot(QWidget* Widget, const std::string& File) {
+bool SavePng(const QImage& Image, const std::string& File) {
   const std::string Tmp = File + ".part";
-  const bool Saved = Widget->grab().save(QString::fromStdString(Tmp), "PNG");
-  if (!Saved || std::rename(Tmp.c_str(), File.c_str()) != 0) {
+  if (!Image.save(QString::fromStdString(Tmp), "PNG") ||
+      std::rename(Tmp.c_str(), File.c_str()) != 0) {
     std::remove(Tmp.c_str());
     Fail(File, "the screenshot cannot be written");
     return false;
@@ -100,6 +101,10 @@ bool GrabScreenshot(QWidget* Widget, const std::string& File) {
   std::printf("screenshot %s\n", File.c_str());
   std::fflush(stdout);
   return true;
+}
+
+bool GrabScreenshot(QWidget* Widget, const std::string& File) {
+  return SavePng(Widget->grab().toImage(), File);
 }
 
 void ScriptDrag(QWidget* W, std::pair<int, int> Delta) {

@@ -7,6 +7,7 @@
 
 #include "apps/lumox/lumoxcmd.h"
 
+class QImage;
 class QWidget;
 
 namespace lumoxcmd {
@@ -21,8 +22,10 @@ struct TWindowOptions {
 };
 // Returns 0, or ExitUsage after saying what is wrong.
 int ParseWindowArgs(const TArgs& Args, TWindowOptions& O);
-// Writes Widget's image as a PNG through a temporary file; false (after saying so) when
-// it cannot be written.
+// Writes Image as a PNG through a temporary file, so that a failed write leaves no
+// half-written image; false (after saying so) when it cannot be written.
+bool SavePng(const QImage& Image, const std::string& File);
+// Writes Widget's image (its child widgets included) with SavePng.
 bool GrabScreenshot(QWidget* Widget, const std::string& File);
 // A left-button drag of (DX, DY) from the centre of Target; (0, 0) is a click.
 void ScriptDrag(QWidget* Target, std::pair<int, int> Delta);
@@ -31,7 +34,7 @@ bool IsFormPath(const std::string& File);
 
 // `lumox view app.lumform`: the form's first view in a window (formview.cpp).
 int RunFormView(const TArgs& Args);
-// `lumox studio [FILE]`: the inspector (studio.cpp).
+// `lumox studio [FILE]`: the component and property editor (studio.cpp).
 int RunStudio(const TArgs& Args);
 int StudioUsage();
 // Saves Form as a form file, or (AsForm false) its first node as a LUMGL scene with the

@@ -198,23 +198,9 @@ int ParseViewArgs(const TArgs& Args, TViewOptions& O) {
   return 0;
 }
 
-// Writes the widget's current frame as a PNG, through a temporary file so that a
-// failed write leaves no half-written image.
+// Writes the widget's current frame (the GL drawing alone) as a PNG.
 bool SaveScreenshot(TLumQtView* W, const std::string& File) {
-  const std::string Tmp = File + ".part";
-  if (!W->grabFramebuffer().save(QString::fromStdString(Tmp), "PNG")) {
-    std::remove(Tmp.c_str());
-    Fail(File, "the screenshot cannot be written");
-    return false;
-  }
-  if (std::rename(Tmp.c_str(), File.c_str()) != 0) {
-    std::remove(Tmp.c_str());
-    Fail(File, "the screenshot cannot be written");
-    return false;
-  }
-  std::printf("screenshot %s\n", File.c_str());
-  std::fflush(stdout);
-  return true;
+  return SavePng(W->grabFramebuffer(), File);
 }
 
 void SendMouse(QWidget* W, QEvent::Type T, QPoint P, Qt::MouseButton B, Qt::MouseButtons Bs) {
