@@ -5,6 +5,8 @@
 #include <pybind11/stl.h>
 
 #include <cmath>
+#include <optional>
+#include <utility>
 
 #include "lumox/geometry/lumbounds.h"
 #include "lumox/math/lumclass.h"
@@ -17,10 +19,12 @@ using namespace lumox;
 
 namespace {
 
+using TBox = std::optional<std::pair<TLumMathVector, TLumMathVector>>;
+
 // A box as ((min x, y, z), (max x, y, z)); None when it holds no point.
-py::object BoxToPython(const TLumBounds& B) {
-  if (B.Empty()) return py::none();
-  return py::make_tuple(py::cast(B.Min), py::cast(B.Max));
+TBox BoxToPython(const TLumBounds& B) {
+  if (B.Empty()) return std::nullopt;
+  return std::pair{B.Min, B.Max};
 }
 
 // A turn for the fit distance: a lumox rotation, transformation or other transform, or a
@@ -58,11 +62,11 @@ void RegisterBounds(py::module_& M) {
       "when there is no vertex.");
   AddMethod(
       "TLumRender", "bounding_sphere", nullptr,
-      [](TLumRender& R) -> py::object {
+      [](TLumRender& R) -> std::optional<std::pair<TLumMathVector, double>> {
         TLumMathVector Centre;
         double Radius = 0;
-        if (!LumBoundingSphere(&R, Centre, Radius)) return py::none();
-        return py::make_tuple(py::cast(Centre), Radius);
+        if (!LumBoundingSphere(&R, Centre, Radius)) return std::nullopt;
+        return std::pair{Centre, Radius};
       },
       "(centre, radius): the centre of the world box and the distance to the farthest vertex; "
       "None when there is no vertex.");
