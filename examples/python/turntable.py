@@ -2,7 +2,6 @@
 turntable.py [FOLDER [MODEL [FRAMES]]] writes FOLDER/turntable_NN.png (by default the
 glTF file of nested cubes in the test data, 8 frames) and a contact sheet of them all."""
 
-import math
 import os
 import sys
 
@@ -14,46 +13,6 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 DEFAULT_MODEL = os.path.join(HERE, "..", "..", "tests", "data", "models", "cube_nodes.gltf")
 
 
-def bounds(node):
-    """Centre and radius of the model's vertices (node transformations applied)."""
-    points = []
-
-    def walk(item, matrix):
-        m = matrix @ transform(item.transformation)
-        if isinstance(item, lumox.Node):
-            for child in item.items:
-                walk(child, m)
-        elif isinstance(item, lumox.PrimitiveObj) or isinstance(item, lumox.Lum3dObj):
-            for part in (item.parts if isinstance(item, lumox.Lum3dObj) else [item]):
-                v = part.vertices()
-                if len(v):
-                    points.append((np.c_[v, np.ones(len(v))] @ m.T)[:, :3])
-
-    walk(node, np.eye(4))
-    allp = np.vstack(points)
-    lo, hi = allp.min(axis=0), allp.max(axis=0)
-    return (lo + hi) / 2, float(np.linalg.norm(hi - lo)) / 2
-
-
-def transform(t):
-    """The matrix of a transformation in the importer's order: translation, rotation
-    (x, then y, then z), scale."""
-    def rot(axis, deg):
-        a = math.radians(deg)
-        c, s = math.cos(a), math.sin(a)
-        r = np.eye(4)
-        i, j = [(1, 2), (0, 2), (0, 1)][axis]
-        r[i, i], r[i, j], r[j, i], r[j, j] = c, -s, s, c
-        if axis == 1:
-            r[i, j], r[j, i] = s, -s
-        return r
-    tr = np.eye(4)
-    tr[:3, 3] = t.translation.xyz
-    sc = np.diag(list(t.scale.xyz) + [1.0])
-    x, y, z = t.rotation.xyz
-    return tr @ rot(0, x) @ rot(1, y) @ rot(2, z) @ sc
-
-
 def main(folder, model, frames):
     with lumox.Owner() as form:
         root = lumox.Node(form)
@@ -62,11 +21,12 @@ def main(folder, model, frames):
         light.direction = (-0.4, 0.6, 1.0)
         root.add(light)
         loaded = lumox.load_model(model, form)
-        centre, radius = bounds(loaded)
+        # Centre and radius of the model's vertices, node transformations applied.
+        centre, radius = loaded.bounding_sphere()
         # The model turns about its own centre (a node moves it to the origin), seen from
         # a little above (an outer node tilts it towards the camera).
         turn = lumox.Node(form)
-        loaded.transformation.translation = tuple(-centre)
+        loaded.transformation.translation = tuple(-c for c in centre)
         turn.add(loaded)
         tilt = lumox.Node(form)
         tilt.transformation.rotation.x = 20

@@ -77,6 +77,15 @@ PyObject* ConvertErrorType();
 [[noreturn]] void ThrowError(const std::string& Text);
 [[noreturn]] void ThrowType(const std::string& Text);
 void RegisterErrors(py::module_& M);
+// The name of a value's Python type, for "takes ..., not float" messages.
+std::string TypeName(py::handle V);
+// The object an argument gives; None (nullptr) raises TypeError with the text, which
+// says what the function takes ("save_scene takes the root node").
+template <typename T>
+T* Needed(T* Arg, const char* Text) {
+  if (!Arg) throw py::type_error(Text);
+  return Arg;
+}
 // Sets the Python exception of a C++ one (for CPython slots outside pybind11).
 void RaisePython(std::exception_ptr E);
 
@@ -217,6 +226,7 @@ void RegisterMethods(py::module_& M);
 void RegisterView(py::module_& M);
 void RegisterFiles(py::module_& M);
 void RegisterMeshes(py::module_& M);
+void RegisterBounds(py::module_& M);
 
 }  // namespace lumoxpy
 

@@ -43,6 +43,7 @@ PYBIND11_MODULE(_lumox, M) {
   RegisterView(M);
   RegisterFiles(M);
   RegisterMeshes(M);
+  RegisterBounds(M);
   M.attr("__version__") = lumox::LumoxVersion();
   M.attr("_C_API") = py::capsule(&GCApi, "lumox._lumox._C_API");
 }

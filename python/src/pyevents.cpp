@@ -308,7 +308,7 @@ void SetEventAt(std::type_index Type, void* Field, TComponent* Comp, py::handle 
     return;
   }
   if (!PyCallable_Check(Callable.ptr()))
-    ThrowType(What + " takes a callable or None, not " + Py_TYPE(Callable.ptr())->tp_name);
+    ThrowType(What + " takes a callable or None, not " + TypeName(Callable));
   auto* Cell = new TCell{Callable.inc_ref().ptr(), Comp, 0};
   Cells().insert(Cell);
   It->second.Set(Field, Cell);

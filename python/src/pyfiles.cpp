@@ -5,6 +5,7 @@
 #include <pybind11/stl.h>
 #include <sys/stat.h>
 
+#include <cmath>
 #include <fstream>
 #include <regex>
 
@@ -39,6 +40,22 @@ py::list WarningList(const std::vector<TLumLoadWarning>& Warnings) {
   py::list L;
   for (const auto& W : Warnings) L.append(WarningRecord(W));
   return L;
+}
+
+// Load warnings go into the caller's list when one is given, else into one LoadWarning.
+void HandWarnings(const py::list& List, const py::object& Warnings, const std::string& FileName,
+                  const char* Function) {
+  if (!Warnings.is_none()) {
+    Warnings.attr("extend")(List);
+    return;
+  }
+  if (List.empty()) return;
+  const std::string Text = FileName + ": " + std::to_string(List.size()) + " load warning" +
+                           (List.size() == 1 ? "" : "s") +
+                           ", the first: " + std::string(py::str(List[0])) + " (" + Function +
+                           "(..., warnings=[]) collects them all)";
+  if (PyErr_WarnEx(Module().attr("LoadWarning").ptr(), Text.c_str(), 1) < 0)
+    throw py::error_already_set();
 }
 
 // lumox.LoadError for a scene that cannot be read: the library's message, and the file,
@@ -131,8 +148,8 @@ void RegisterScenes(py::module_& M) {
   M.attr("SceneWarning") = Record;
   M.attr("LoadWarning") = PyErr_NewExceptionWithDoc(
       "lumox.LoadWarning",
-      "Issued by load_scene, when no warnings list is given, for a scene that loaded with "
-      "load warnings.",
+      "Issued by load_scene and load_model, when no warnings list is given, for a file that "
+      "loaded with load warnings.",
       PyExc_UserWarning, nullptr);
   EnumType("TLumLoadWarningKind", TLumLoadWarningKindStr);
 
@@ -176,16 +193,7 @@ void RegisterScenes(py::module_& M) {
           PyErr_SetObject(GLoadError, Exc.ptr());
           throw py::error_already_set();
         }
-        if (!Warnings.is_none()) {
-          Warnings.attr("extend")(List);
-        } else if (!Found.empty()) {
-          const std::string Text = FileName + ": " + std::to_string(Found.size()) +
-                                   " load warning" + (Found.size() == 1 ? "" : "s") +
-                                   ", the first: " + Found.front().ToString() +
-                                   " (load_scene(..., warnings=[]) collects them all)";
-          if (PyErr_WarnEx(Module().attr("LoadWarning").ptr(), Text.c_str(), 1) < 0)
-            throw py::error_already_set();
-        }
+        HandWarnings(List, Warnings, FileName, "load_scene");
         return Result;
       },
       py::arg("file_name"), py::arg("owner") = py::none(), py::kw_only(),
@@ -207,7 +215,7 @@ void RegisterScenes(py::module_& M) {
       "save_scene",
       [](TLumNode* Root, const std::string& FileName, std::optional<std::string> Description,
          bool NoDefaults, int Decimals, bool ParamNewLine) {
-        if (!Root) throw py::type_error("save_scene takes the root node");
+        Needed(Root, "save_scene takes the root node");
         TLumExchange Exchange(nullptr);
         Exchange.SetFileName(FileName);
         if (Description) Exchange.SetFileDescription(*Description);
@@ -233,7 +241,7 @@ void RegisterScenes(py::module_& M) {
   AddMethod(
       "TLumExchange", "load_from_file", "LoadfromFile",
       [](TLumExchange& E, TComponent* Target) {
-        if (!Target) throw py::type_error("load_from_file takes the target node");
+        Needed(Target, "load_from_file takes the target node");
         E.LoadfromFile(Target);
       },
       py::arg("target"), "Loads file_name; the file's objects are added to the target.");
@@ -254,7 +262,7 @@ void RegisterForms(py::module_& M) {
   M.def(
       "save_form",
       [](TComponent* AOwner, const std::string& FileName) {
-        if (!AOwner) throw py::type_error("save_form takes the owner of the components");
+        Needed(AOwner, "save_form takes the owner of the components");
         SaveComponentForm(AOwner, FileName);
       },
       py::arg("owner"), py::arg("file_name"),
@@ -264,7 +272,7 @@ void RegisterForms(py::module_& M) {
   M.def(
       "load_form",
       [](TComponent* AOwner, const std::string& FileName) {
-        if (!AOwner) throw py::type_error("load_form takes the owner of the new components");
+        Needed(AOwner, "load_form takes the owner of the new components");
         return Components(LoadComponentForm(AOwner, FileName));
       },
       py::arg("owner"), py::arg("file_name"),
@@ -274,14 +282,14 @@ void RegisterForms(py::module_& M) {
   M.def(
       "form_text",
       [](TComponent* AOwner) {
-        if (!AOwner) throw py::type_error("form_text takes the owner of the components");
+        Needed(AOwner, "form_text takes the owner of the components");
         return ComponentFormText(AOwner);
       },
       py::arg("owner"), "The form file save_form would write, as a string.");
   M.def(
       "read_form_text",
       [](TComponent* AOwner, const std::string& Text, const std::string& Name) {
-        if (!AOwner) throw py::type_error("read_form_text takes the owner of the new components");
+        Needed(AOwner, "read_form_text takes the owner of the new components");
         return Components(ReadComponentFormText(AOwner, Text, Name));
       },
       py::arg("owner"), py::arg("text"), py::arg("name") = "<text>",
@@ -296,25 +304,49 @@ void RegisterModels(py::module_& M) {
   M.def(
       "load_model",
       [](const std::string& FileName, TComponent* AOwner, py::handle UpAxis, double Scale,
-         bool GenerateNormals, std::function<void(double)> OnProgress) {
+         bool GenerateNormals, std::function<void(double)> OnProgress,
+         std::vector<std::string> ResourceRoots, uint64_t MaxFileSize, bool Isolated,
+         uint32_t MaxMemoryMB, double TimeLimit, py::object Warnings) {
         TLumImportOptions Options;
         Options.UpAxis = static_cast<TLumUpAxis>(EnumOrdinal(
             Module().attr("UpAxis"), {"uaKeep", "uaZUpToYUp", "uaYUpToZUp"}, UpAxis, "up_axis"));
         Options.Scale = Scale;
         Options.GenerateNormals = GenerateNormals;
         Options.OnProgress = std::move(OnProgress);
-        return Handed(LoadModel(FileName, AOwner, Options), AOwner);
+        Options.ResourceRoots = std::move(ResourceRoots);
+        Options.MaxFileSize = MaxFileSize;
+        Options.Isolated = Isolated;
+        if (MaxMemoryMB == 0) throw py::value_error("max_memory_mb takes a number above 0");
+        Options.MaxMemoryMB = MaxMemoryMB;
+        // The child's limits are whole seconds of a clock: NaN or infinity cannot set one.
+        if (!(TimeLimit > 0) || !std::isfinite(TimeLimit))
+          throw py::value_error("time_limit takes a finite number of seconds above 0");
+        Options.TimeLimit = TimeLimit;
+        std::vector<TLumLoadWarning> Found;
+        Options.OnWarning = [&Found](const TLumLoadWarning& W) { Found.push_back(W); };
+        py::object Result = Handed(LoadModel(FileName, AOwner, Options), AOwner);
+        HandWarnings(WarningList(Found), Warnings, FileName, "load_model");
+        return Result;
       },
       py::arg("file_name"), py::arg("owner") = py::none(), py::kw_only(), py::arg("up_axis") = 0,
       py::arg("scale") = 1.0, py::arg("generate_normals") = true,
-      py::arg("on_progress") = py::none(),
+      py::arg("on_progress") = py::none(), py::arg("resource_roots") = std::vector<std::string>(),
+      py::arg("max_file_size") = TLumImportOptions().MaxFileSize, py::arg("isolated") = false,
+      py::arg("max_memory_mb") = TLumImportOptions().MaxMemoryMB,
+      py::arg("time_limit") = TLumImportOptions().TimeLimit, py::arg("warnings") = py::none(),
       "Reads a model file (OBJ, STL, PLY, glTF, 3DS and the other formats of the Asset Importer) "
       "into a new Node: the file's nodes as nodes, each node's meshes in one Lum3dObj. up_axis "
-      "(UpAxis) turns Z-up files upright; scale multiplies all coordinates.");
+      "(UpAxis) turns Z-up files upright; scale multiplies all coordinates. The model reads "
+      "only regular files under its own folder, each of at most max_file_size bytes; "
+      "resource_roots adds folders. isolated=True imports in a child process stopped beyond "
+      "max_memory_mb of memory or time_limit seconds, so that a reader that crashes or hangs "
+      "raises lumox.Error. What the file names but cannot give (a missing texture) is a load "
+      "warning: appended to the list warnings when one is given, else summed up in one "
+      "LoadWarning.");
   M.def(
       "save_model",
       [](TLumNode* Root, const std::string& FileName, bool Apply) {
-        if (!Root) throw py::type_error("save_model takes the root node");
+        Needed(Root, "save_model takes the root node");
         SaveModel(Root, FileName, Apply);
       },
       py::arg("root"), py::arg("file_name"), py::arg("apply_transformations") = true,

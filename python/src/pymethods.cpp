@@ -22,7 +22,7 @@ TPyLum* Self(py::handle H) { return reinterpret_cast<TPyLum*>(H.ptr()); }
 
 TPersistent* Live(py::handle H) {
   TPersistent* P = Unwrap(H.ptr());
-  if (!P) ThrowType(std::string("not a lumox object: ") + Py_TYPE(H.ptr())->tp_name);
+  if (!P) ThrowType(std::string("not a lumox object: ") + TypeName(H));
   return P;
 }
 
@@ -114,9 +114,7 @@ void RegisterPersistent() {
       "TPersistent", "assign", "Assign",
       [](py::handle S, py::handle Source) {
         TPersistent* From = Unwrap(Source.ptr());
-        if (!From)
-          ThrowType(std::string("assign takes a lumox object, not ") +
-                    Py_TYPE(Source.ptr())->tp_name);
+        if (!From) ThrowType(std::string("assign takes a lumox object, not ") + TypeName(Source));
         Live(S)->Assign(From);
       },
       py::arg("source"), "Copies Source into this object by the class's Assign rules.");
@@ -170,7 +168,7 @@ void RegisterComponent() {
   AddMethod(
       "TComponent", "insert_component", "InsertComponent",
       [](TComponent& C, TComponent* Item) {
-        if (!Item) throw py::type_error("insert_component takes a component");
+        Needed(Item, "insert_component takes a component");
         C.InsertComponent(Item);
       },
       py::arg("component"),
@@ -179,7 +177,7 @@ void RegisterComponent() {
       "TComponent", "remove_component", "RemoveComponent",
       [](TComponent& C, py::handle Item) {
         auto* Comp = dynamic_cast<TComponent*>(Live(Item));
-        if (!Comp) throw py::type_error("remove_component takes a component");
+        Needed(Comp, "remove_component takes a component");
         C.RemoveComponent(Comp);
         TakeOver(Item);
       },
@@ -193,7 +191,7 @@ void RegisterComponent() {
       [](py::handle H) {
         TPersistent* P = Live(H);
         auto* C = dynamic_cast<TComponent*>(P);
-        if (!C) throw py::type_error("free takes a component");
+        Needed(C, "free takes a component");
         // Parts and the materials of parts belong to their container, not to an owner.
         if (!C->Owner() && !Self(H)->Owned)
           ThrowError(std::string("the ") + P->ClassName() +
@@ -225,7 +223,7 @@ void RegisterRender() {
   AddMethod(
       "TLumRender", "render", "Render",
       [](TLumRender& R, TLumCustomView* View) {
-        if (!View) throw py::type_error("render takes the view being drawn");
+        Needed(View, "render takes the view being drawn");
         R.Render(View);
       },
       py::arg("view"),
@@ -241,7 +239,7 @@ void RegisterRender() {
   AddMethod(
       "TLumNode", "add", "Add",
       [](TLumNode& N, TLumRender* Item) {
-        if (!Item) throw py::type_error("add takes a render component");
+        Needed(Item, "add takes a render component");
         return N.Add(Item);
       },
       py::arg("item"),
@@ -257,7 +255,7 @@ void RegisterRender() {
   AddMethod(
       "TLumNode", "insert", "Insert",
       [](TLumNode& N, int Index, TLumRender* Item) {
-        if (!Item) throw py::type_error("insert takes a render component");
+        Needed(Item, "insert takes a render component");
         N.Insert(Index, Item);
       },
       py::arg("index"), py::arg("item"), "Inserts an item at an index.");
@@ -342,7 +340,7 @@ void RegisterVector() {
           V->SetValues(static_cast<float>(P.X), static_cast<float>(P.Y), static_cast<float>(P.Z));
         } catch (const py::cast_error&) {
           ThrowType(std::string("a ") + V->ClassName() +
-                    " takes (x, y, z) or a lumox vector, not " + Py_TYPE(Value.ptr())->tp_name);
+                    " takes (x, y, z) or a lumox vector, not " + TypeName(Value));
         }
       },
       py::arg("value"), "Takes (x, y, z) or the values of another vector.");
@@ -402,7 +400,7 @@ void RegisterVector() {
         } else {
           ThrowType(std::string("a colour takes $00BBGGRR as an int, (r, g, b[, a]) or a lumox "
                                 "colour, not ") +
-                    Py_TYPE(Value.ptr())->tp_name);
+                    TypeName(Value));
         }
       },
       py::arg("value"), "Takes $00BBGGRR, (r, g, b), (r, g, b, a) or another colour's values.");

@@ -3,7 +3,6 @@
 // object per library object, told through the removal notification when a component
 // dies, so that a reference to a freed component raises instead of crashing.
 #include <pybind11/stl.h>
-#include <structmember.h>
 
 #include <cctype>
 #include <deque>
@@ -50,6 +49,7 @@ struct TRegistry {
   // Names, documentation and attribute tables live as long as the classes.
   std::deque<std::string> Texts;
   std::deque<std::vector<PyGetSetDef>> GetSets;
+  std::deque<PyTypeObject> Records;
 };
 
 // Never freed: components may die after the interpreter (static objects at exit).
@@ -212,9 +212,7 @@ PyObject* LumNew(PyTypeObject* Type, PyObject* Args, PyObject* Kwds) {
     TComponent* AOwner = nullptr;
     if (!OwnerArg.is_none()) {
       AOwner = dynamic_cast<TComponent*>(Unwrap(OwnerArg.ptr()));
-      if (!AOwner)
-        ThrowType("the owner must be a lumox component, not " +
-                  std::string(Py_TYPE(OwnerArg.ptr())->tp_name));
+      if (!AOwner) ThrowType("the owner must be a lumox component, not " + TypeName(OwnerArg));
     }
     TPersistent* Obj = nullptr;
     bool Owned = !AOwner;
@@ -252,7 +250,6 @@ PyObject* LumNew(PyTypeObject* Type, PyObject* Args, PyObject* Kwds) {
 
 void LumDealloc(PyObject* Self) {
   auto* W = reinterpret_cast<TPyLum*>(Self);
-  PyTypeObject* Type = Py_TYPE(Self);
   PyObject_GC_UnTrack(Self);
   if (W->WeakList) PyObject_ClearWeakRefs(Self);
   TPersistent* Obj = W->Ptr;
@@ -264,8 +261,9 @@ void LumDealloc(PyObject* Self) {
   Py_CLEAR(W->Dict);
   Py_CLEAR(W->Parent);
   Py_CLEAR(W->FreedText);
-  Type->tp_free(Self);
-  Py_DECREF(Type);
+  // A static type: its instances hold no reference to it (a Python subclass's dealloc
+  // releases its own class after this returns).
+  Py_TYPE(Self)->tp_free(Self);
 }
 
 // The component whose handlers this object holds for the collector: a component Python
@@ -277,10 +275,10 @@ TComponent* HandlerRoot(TPyLum* W) {
   return C && !C->Owner() ? C : nullptr;
 }
 
-// Py_VISIT needs its arguments named visit and arg.
+// Py_VISIT needs its arguments named visit and arg. The class is not visited: ours are
+// static, and a Python subclass's traverse visits its own class before calling this.
 int LumTraverse(PyObject* Self, visitproc visit, void* arg) {
   auto* W = reinterpret_cast<TPyLum*>(Self);
-  Py_VISIT(Py_TYPE(Self));
   Py_VISIT(W->Dict);
   Py_VISIT(W->Parent);
   if (TComponent* Root = HandlerRoot(W)) return VisitHandlers(Root, visit, arg);
@@ -341,8 +339,7 @@ int PropSet(PyObject* Self, PyObject* Value, void* Closure) {
       py::object Target = py::reinterpret_steal<py::object>(
           WrapValue(Prop.GetObject(Obj), reinterpret_cast<TPyLum*>(Self)));
       if (Target.is_none() || !py::hasattr(Target, "assign"))
-        ThrowType(PropTitle(Prop) + " takes a " + Prop.TypeName + ", not " +
-                  Py_TYPE(Value)->tp_name);
+        ThrowType(PropTitle(Prop) + " takes a " + Prop.TypeName + ", not " + TypeName(Value));
       Target.attr("assign")(py::handle(Value));
       return 0;
     }
@@ -392,35 +389,34 @@ std::vector<PyGetSetDef>& GetSetsOf(const TLumClassInfo* Info) {
   return Defs;
 }
 
-PyMemberDef BaseMembers[] = {
-    {"__dictoffset__", T_PYSSIZET, offsetof(TPyLum, Dict), READONLY, nullptr},
-    {"__weaklistoffset__", T_PYSSIZET, offsetof(TPyLum, WeakList), READONLY, nullptr},
-    {nullptr, 0, 0, 0, nullptr}};
-
+// The type records of the generated classes: static types (no instance holds a
+// reference to its class), filled here and readied once, living as long as the process.
 PyTypeObject* MakeType(const std::string& Name, const std::string& Doc, PyTypeObject* Base,
                        std::vector<PyGetSetDef>* GetSets) {
-  std::vector<PyType_Slot> Slots;
+  PyTypeObject* Type = &R().Records.emplace_back();
+  Py_SET_REFCNT(reinterpret_cast<PyObject*>(Type), 1);
+  Type->tp_name = Keep("lumox." + Name);
+  Type->tp_basicsize = sizeof(TPyLum);
+  Type->tp_doc = Keep(Doc);
+  Type->tp_base = Base;
+  if (GetSets) Type->tp_getset = GetSets->data();
+  Type->tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE;
   if (!Base) {
-    Slots.push_back({Py_tp_new, reinterpret_cast<void*>(LumNew)});
-    Slots.push_back({Py_tp_dealloc, reinterpret_cast<void*>(LumDealloc)});
-    Slots.push_back({Py_tp_traverse, reinterpret_cast<void*>(LumTraverse)});
-    Slots.push_back({Py_tp_clear, reinterpret_cast<void*>(LumClear)});
-    Slots.push_back({Py_tp_repr, reinterpret_cast<void*>(LumRepr)});
-    Slots.push_back({Py_tp_members, BaseMembers});
+    // Derived classes inherit these (the collector's flag with traverse and clear).
+    Type->tp_flags |= Py_TPFLAGS_HAVE_GC;
+    Type->tp_new = LumNew;
+    Type->tp_dealloc = LumDealloc;
+    Type->tp_traverse = LumTraverse;
+    Type->tp_clear = LumClear;
+    Type->tp_repr = LumRepr;
+    Type->tp_dictoffset = offsetof(TPyLum, Dict);
+    Type->tp_weaklistoffset = offsetof(TPyLum, WeakList);
   }
-  if (GetSets) Slots.push_back({Py_tp_getset, GetSets->data()});
-  Slots.push_back({Py_tp_doc, const_cast<char*>(Keep(Doc))});
-  Slots.push_back({0, nullptr});
-  // Derived classes inherit the collector's flag with the traverse and clear slots.
-  const unsigned Flags =
-      Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE | (Base ? 0u : unsigned(Py_TPFLAGS_HAVE_GC));
-  PyType_Spec Shape{Keep("lumox." + Name), static_cast<int>(sizeof(TPyLum)), 0, Flags,
-                    Slots.data()};
-  PyObject* Bases = Base ? PyTuple_Pack(1, Base) : nullptr;
-  PyObject* Type = PyType_FromSpecWithBases(&Shape, Bases);
-  Py_XDECREF(Bases);
-  if (!Type) throw py::error_already_set();
-  return reinterpret_cast<PyTypeObject*>(Type);
+  if (PyType_Ready(Type) < 0) throw py::error_already_set();
+  // Readying marks a static type immutable; the module adds methods to its classes
+  // afterwards, and Python code may add its own, as to any class.
+  Type->tp_flags &= ~Py_TPFLAGS_IMMUTABLETYPE;
+  return Type;
 }
 
 std::string ClassDoc(const TLumClassInfo* Info) {

@@ -40,8 +40,6 @@ TEnumInfo& InfoOf(const py::object& Enum) {
   return *It->second;
 }
 
-const char* TypeName(py::handle V) { return Py_TYPE(V.ptr())->tp_name; }
-
 // The double nearest to the shortest text of a float, so that 0.1f reads back as 0.1.
 double SingleAsDouble(float F) {
   if (!std::isfinite(F)) return F;
@@ -110,6 +108,8 @@ uint32_t AsColor(const TLumPropInfo& Prop, py::handle V) {
 
 PyObject* ErrorType() { return GError; }
 PyObject* ConvertErrorType() { return GConvertError; }
+
+std::string TypeName(py::handle V) { return Py_TYPE(V.ptr())->tp_name; }
 
 void ThrowError(const std::string& Text) {
   PyErr_SetString(GError ? GError : PyExc_RuntimeError, Text.c_str());

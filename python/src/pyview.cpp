@@ -73,7 +73,7 @@ void RegisterViewMethods() {
   AddMethod(
       "TLumView", "get_image", "GetImage",
       [](TLumView& V, TBitmap* B) {
-        if (!B) throw py::type_error("get_image takes a lumox.Bitmap");
+        Needed(B, "get_image takes a lumox.Bitmap");
         return V.GetImage(B);
       },
       py::arg("bitmap"),

@@ -1,6 +1,8 @@
 """Scenes, forms, models and drawings: load and save round trips, load warnings as a list,
 errors with the library's message and the file and line."""
 
+import base64
+import json
 import warnings
 
 import numpy as np
@@ -160,3 +162,57 @@ def test_models_import_export_and_drawings(data, tmp_path):
             lumox.load_model(str(tmp_path / "missing.obj"))
         with pytest.raises(lumox.Error):
             lumox.import_dxf(str(tmp_path / "missing.dxf"))
+
+
+def test_model_import_options_bounds_and_counts(data, tmp_path, form):
+    # A glTF whose buffer lies beside its folder: refused, then read through a resource root.
+    gltf = json.load(open(data("models", "cube.gltf")))
+    uri = gltf["buffers"][0]["uri"]
+    (tmp_path / "data.bin").write_bytes(base64.b64decode(uri.split(",", 1)[1]))
+    gltf["buffers"][0]["uri"] = "../data.bin"
+    (tmp_path / "m").mkdir()
+    model = str(tmp_path / "m" / "cube.gltf")
+    json.dump(gltf, open(model, "w"))
+    with pytest.raises(lumox.Error, match="lies outside the model's folder"):
+        lumox.load_model(model, form)
+    with pytest.raises(lumox.Error, match="more than the bound of 100 bytes"):
+        lumox.load_model(model, form, resource_roots=[str(tmp_path)], max_file_size=100)
+    for bad in (float("nan"), float("inf"), 0, -1):
+        with pytest.raises(ValueError, match="time_limit"):
+            lumox.load_model(model, form, time_limit=bad)
+    found = []
+    cube = lumox.load_model(model, form, resource_roots=[str(tmp_path)], isolated=True,
+                            max_memory_mb=512, time_limit=60, warnings=found)
+    assert found == []
+    assert cube.mesh_counts() == lumox.MeshCounts(objects=1, vertices=8, triangles=12,
+                                                  lines=0, points=0)
+    # The box of each piece, then of a node that scales a node that moves the model.
+    (obj,) = [o for o in walk(cube) if isinstance(o, lumox.Lum3dObj)]
+    assert obj.local_bounds() == ((-0.5, -0.5, -0.5), (0.5, 0.5, 0.5))
+    outer = lumox.Node(form)
+    outer.add(cube)
+    outer.transformation.scale.xyz = (2, 2, 2)
+    cube.transformation.translation.x = 1
+    assert outer.world_bounds() == ((1, -1, -1), (3, 1, 1))
+    assert outer.local_bounds() is None and lumox.Node(form).world_bounds() is None
+    centre, radius = cube.bounding_sphere()
+    assert centre == (1, 0, 0) and radius == pytest.approx(0.75 ** 0.5)
+    # Seen along -Z with 45 degrees a side, the nearest corner decides: 0.5 + 0.5.
+    assert obj.fit_distance((0, 0, 0), 1, 1) == pytest.approx(1.0)
+    # Turned a quarter about Y the box looks the same; a half-width view stands twice as far.
+    turn = lumox.Rotation()
+    turn.y = 90
+    assert obj.fit_distance((0, 0, 0), 0.5, 0.5, turn=turn) == pytest.approx(1.5)
+    assert obj.fit_distance((0, 0, 0), 1, 1, turn=np.eye(4)) == pytest.approx(1.0)
+    with pytest.raises(ValueError):
+        obj.fit_distance((0, 0, 0), 0, 1)
+    with pytest.raises(ValueError, match="4 x 4"):
+        obj.fit_distance((0, 0, 0), 1, 1, turn=np.eye(3))
+    # A texture the model names but that is not there: a warning, in the list or issued.
+    for name in ("twoparts.obj", "twoparts.mtl"):
+        (tmp_path / "m" / name).write_bytes(open(data("models", name), "rb").read())
+    found = []
+    lumox.load_model(str(tmp_path / "m" / "twoparts.obj"), form, warnings=found)
+    assert len(found) == 1 and "green.png" in found[0].message
+    with pytest.warns(lumox.LoadWarning, match="green.png"):
+        lumox.load_model(str(tmp_path / "m" / "twoparts.obj"), form)

@@ -1,5 +1,6 @@
 // The lumox command on models and scenes of every geometry class: --fit frames them, the
-// headlight shades them, and what convert writes keeps them.
+// headlight shades them, and what convert writes keeps them (its refusals are rows of the
+// command test's table).
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -70,9 +71,6 @@ TEST(ModelCommandTest, ScenesWithoutLightsGetAHeadlight) {
   Flat.LoadFromFile(Dir.File("c.png"));
   EXPECT_EQ(Shades(Flat), 1);
   EXPECT_NEAR(Coverage(Lit), Coverage(Flat), 0.01);
-  // The help says so.
-  const auto H = RunCommand(Dir, "render --help");
-  EXPECT_NE(H.Out.find("--no-headlight"), std::string::npos) << H.Out;
 }
 
 // A textured model converted to every target keeps its texture: rendered back, the
@@ -105,47 +103,6 @@ TEST(ModelCommandTest, ConvertKeepsTexturesAndLumoxFilesCheckClean) {
   const auto S = RunCommand(Dir, "convert '" + Model + "' t.stl");
   EXPECT_EQ(S.Status, 0) << S.Err;
   EXPECT_NE(S.Err.find("materials and textures are left out"), std::string::npos) << S.Err;
-}
-
-// A model outside the folders it may read fails with status 1 and a message that names
-// the file and says why; --resource-root lets it read there.
-TEST(ModelCommandTest, ResourceRootWidensWhatAModelMayRead) {
-  const test::TempDir Dir;
-  fs::create_directories(Dir.Path() / "m");
-  fs::create_directories(Dir.Path() / "maps");
-  fs::copy_file(Models + "twoparts.obj", Dir.Path() / "m/twoparts.obj");
-  fs::copy_file(Models + "green.png", Dir.Path() / "maps/green.png");
-  std::string Mtl = test::ReadText(Models + "twoparts.mtl");
-  Mtl.replace(Mtl.find("green.png"), 9, "../maps/green.png");
-  test::WriteText(Dir.File("m/twoparts.mtl"), Mtl);
-  auto R = RunCommand(Dir, "check m/twoparts.obj");
-  EXPECT_EQ(R.Status, 1);
-  EXPECT_NE(R.Err.find("\"../maps/green.png\" lies outside the model's folder"), std::string::npos)
-      << R.Err;
-  R = RunCommand(Dir, "check m/twoparts.obj --resource-root maps");
-  EXPECT_EQ(R.Status, 0) << R.Err;
-  // A special file under a model's name is refused for what it is, not read.
-  fs::create_symlink("/dev/zero", Dir.Path() / "zero.obj");
-  R = RunCommand(Dir, "render zero.obj -o z.png");
-  EXPECT_EQ(R.Status, 1);
-  EXPECT_NE(R.Err.find("\"zero.obj\": it is a device, pipe or socket, not a file"),
-            std::string::npos)
-      << R.Err;
-}
-
-// A file that crashes the importer ends the command with status 1 and says so.
-TEST(ModelCommandTest, AReaderCrashIsExitStatusOneWithAMessage) {
-  const test::TempDir Dir;
-  const std::string File =
-      std::string(LUMOX_TEST_DATA) + "/fuzz-model/ply_binary_face_past_the_end_crashes.ply";
-  const auto R = RunCommand(Dir, "render '" + File + "' -o x.png");
-  EXPECT_EQ(R.Signal, 0);
-  EXPECT_EQ(R.Status, 1);
-  EXPECT_NE(R.Err.find("lumox: Cannot read the model file \"" + File +
-                       "\": the model reader crashed (signal 11, SIGSEGV).\n"),
-            std::string::npos)
-      << R.Err;
-  EXPECT_FALSE(fs::exists(Dir.File("x.png")));
 }
 
 }  // namespace

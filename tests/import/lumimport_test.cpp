@@ -220,9 +220,10 @@ TEST(ModelErrorTest, BadFilesGiveAnExceptionNamingTheFileAndLeaveTheObjectAsItWa
   EXPECT_FALSE(fs::exists(Dir / "empty.obj"));
 }
 
-// The textured square of twoparts.obj in Dir, its material library naming the texture
-// MapKd; the image, when given, at Image under Dir.
+// The textured square of twoparts.obj in Dir (made), its material library naming the
+// texture MapKd; the image, when given, at Image under Dir.
 void TexturedModel(const fs::path& Dir, const std::string& MapKd, const std::string& Image) {
+  fs::create_directories(Dir);
   fs::copy_file(Data + "twoparts.obj", Dir / "twoparts.obj");
   std::string Mtl = test::ReadText(Data + "twoparts.mtl");
   Mtl.replace(Mtl.find("map_Kd green.png"), 16, "map_Kd " + MapKd);
@@ -231,6 +232,13 @@ void TexturedModel(const fs::path& Dir, const std::string& MapKd, const std::str
     fs::create_directories((Dir / Image).parent_path());
     fs::copy_file(Data + "green.png", Dir / Image);
   }
+}
+
+// LoadModel with O, its warnings collected in W.
+TLumNode* LoadWarned(const std::string& File, TComponent* Owner, std::vector<TLumLoadWarning>& W,
+                     TLumImportOptions O = {}) {
+  O.OnWarning = [&W](const TLumLoadWarning& X) { W.push_back(X); };
+  return LoadModel(File, Owner, O);
 }
 
 // The texture of the first textured part under Root, or nullptr.
@@ -260,13 +268,10 @@ TEST(ModelTextureTest, TexturesAreFoundAsTheirAuthorsMeantAndAMissingOneIsAWarni
     SCOPED_TRACE(C.MapKd);
     const test::TempDir Tmp;
     const fs::path Dir = Tmp.Path() / "m";
-    fs::create_directories(Dir);
     TexturedModel(Dir, C.MapKd, C.Image);
     TComponent Owner(nullptr);
-    TLumImportOptions O;
     std::vector<TLumLoadWarning> W;
-    O.OnWarning = [&W](const TLumLoadWarning& X) { W.push_back(X); };
-    TLumNode* Root = LoadModel((Dir / "twoparts.obj").string(), &Owner, O);
+    TLumNode* Root = LoadWarned((Dir / "twoparts.obj").string(), &Owner, W);
     if (*C.Warning) {
       ASSERT_EQ(W.size(), 1u);
       EXPECT_EQ(W[0].Kind, lwMissingFile);
@@ -294,10 +299,8 @@ TEST(ModelTextureTest, MaterialsSharingAnImageShareOneTextureAndOneWarning) {
     Mtl.insert(Mtl.find("Ns 40\n") + 6, "map_Kd " + Name + "\n");
     test::WriteText((Dir / "twoparts.mtl").string(), Mtl);
     TComponent Owner(nullptr);
-    TLumImportOptions O;
     std::vector<TLumLoadWarning> W;
-    O.OnWarning = [&W](const TLumLoadWarning& X) { W.push_back(X); };
-    TLumNode* Root = LoadModel((Dir / "twoparts.obj").string(), &Owner, O);
+    TLumNode* Root = LoadWarned((Dir / "twoparts.obj").string(), &Owner, W);
     std::vector<TLum3dPart*> P;
     Parts(Root, P);
     ASSERT_EQ(P.size(), 2u);
@@ -316,7 +319,6 @@ TEST_F(ModelTextureGLTest, ATextureWiderThanTheDriverAllowsIsAWarningInAnIsolate
   if (Side <= 0) GTEST_SKIP() << "no OpenGL context to ask the limit of";
   const test::TempDir Tmp;
   const fs::path Dir = Tmp.Path() / "m";
-  fs::create_directories(Dir);
   TexturedModel(Dir, "wide.png", "");
   TBitmap Wide;
   Wide.SetSize(Side + 1, 1);
@@ -327,10 +329,10 @@ TEST_F(ModelTextureGLTest, ATextureWiderThanTheDriverAllowsIsAWarningInAnIsolate
     TLumImportOptions O;
     O.Isolated = Isolated;
     std::vector<TLumLoadWarning> W;
-    O.OnWarning = [&W](const TLumLoadWarning& X) { W.push_back(X); };
     TLumNode* Root = nullptr;
-    EXPECT_EQ(test::Thrown([&] { Root = LoadModel((Dir / "twoparts.obj").string(), &Owner, O); }),
-              "(nothing thrown)");
+    EXPECT_EQ(
+        test::Thrown([&] { Root = LoadWarned((Dir / "twoparts.obj").string(), &Owner, W, O); }),
+        "(nothing thrown)");
     ASSERT_NE(Root, nullptr);
     ASSERT_EQ(W.size(), 1u);
     EXPECT_NE(W[0].Text.find("the texture \"wide.png\" cannot be read"), std::string::npos)
@@ -372,10 +374,8 @@ TEST(ModelTextureTest, AnEmbeddedImageIsBoundedFromItsHeaderBeforeDecoding) {
   const test::TempDir Tmp;
   test::WriteText(Tmp.File("big.glb"), Glb);
   TComponent Owner(nullptr);
-  TLumImportOptions O;
   std::vector<TLumLoadWarning> W;
-  O.OnWarning = [&W](const TLumLoadWarning& X) { W.push_back(X); };
-  TLumNode* Root = LoadModel(Tmp.File("big.glb"), &Owner, O);
+  TLumNode* Root = LoadWarned(Tmp.File("big.glb"), &Owner, W);
   ASSERT_EQ(W.size(), 1u);
   EXPECT_NE(W[0].Text.find("the embedded texture 0 cannot be read"), std::string::npos)
       << W[0].Text;

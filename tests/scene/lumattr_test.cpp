@@ -128,15 +128,7 @@ TEST_F(AttributesTest, RenderTwiceEmitsOnceUntilChangedOrNewFrame) {
     EXPECT_FALSE(glIsEnabled(GL_BLEND)) << "emits again after step " << Step;
   }
   // Attributes made where freed ones lived are not taken for them.
-  for (int I = 0; I < 4; ++I) {
-    auto* Dying = new TLumAttributes(&Owner);
-    Dying->Render(View);
-    EXPECT_TRUE(IsLastRenderedAttributes(View, Dying));
-    delete Dying;
-    auto* Born = new TLumAttributes(&Owner);
-    EXPECT_FALSE(IsLastRenderedAttributes(View, Born));
-    delete Born;
-  }
+  test::ExpectNewbornNotTakenForTheFreed<TLumAttributes>(&Owner, View, IsLastRenderedAttributes);
 }
 
 TEST_F(AttributesTest, AssignAndRoundTripKeepTheirValues) {

@@ -86,15 +86,7 @@ TEST_F(MaterialTest, StateIsEmittedOncePerFrameAndPerMaterial) {
   EXPECT_EQ(GetMaterial(GL_FRONT, GL_AMBIENT), (Rgba{1, 1, 0, 1}));
   EXPECT_FALSE(IsLastRenderedMaterial(nullptr, &M));
   // A material made where a freed one lived is not taken for it.
-  for (int I = 0; I < 4; ++I) {
-    auto* Dying = new TLumMaterial(&Owner);
-    Dying->Render(View);
-    EXPECT_TRUE(IsLastRenderedMaterial(View, Dying));
-    delete Dying;
-    auto* Born = new TLumMaterial(&Owner);
-    EXPECT_FALSE(IsLastRenderedMaterial(View, Born));
-    delete Born;
-  }
+  test::ExpectNewbornNotTakenForTheFreed<TLumMaterial>(&Owner, View, IsLastRenderedMaterial);
 }
 
 TEST_F(MaterialTest, PartColorAssignAndRoundTripKeepAllButTheDiffuseColour) {

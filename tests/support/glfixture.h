@@ -42,4 +42,33 @@ class ViewTest : public ::testing::Test {
   TLumPerspectiveCamera* Camera = nullptr;
 };
 
+// A component made where a freed one lived is not taken for it by the view's record of
+// the last rendered one (IsLast): rendered, freed and made again, four times.
+template <typename T, typename F>
+void ExpectNewbornNotTakenForTheFreed(TComponent* Owner, TLumView* View, F IsLast) {
+  for (int I = 0; I < 4; ++I) {
+    auto* Dying = new T(Owner);
+    Dying->Render(View);
+    EXPECT_TRUE(IsLast(View, Dying));
+    delete Dying;
+    auto* Born = new T(Owner);
+    EXPECT_FALSE(IsLast(View, Born));
+    delete Born;
+  }
+}
+
+// Pixels whose red, green or blue byte is above 64 within [X1, X2) x [Y1, Y2); the whole
+// image by default.
+inline int LitPixels(const TBitmap& B, int X1 = 0, int Y1 = 0, int X2 = -1, int Y2 = -1) {
+  if (X2 < 0) X2 = B.Width();
+  if (Y2 < 0) Y2 = B.Height();
+  int N = 0;
+  for (int Y = Y1; Y < Y2; ++Y)
+    for (int X = X1; X < X2; ++X) {
+      const uint32_t C = B.GetPixel(X, Y);
+      N += (C & 0xFF) > 64 || ((C >> 8) & 0xFF) > 64 || ((C >> 16) & 0xFF) > 64;
+    }
+  return N;
+}
+
 }  // namespace lumox::test

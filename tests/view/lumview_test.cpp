@@ -242,16 +242,7 @@ TEST_F(ViewTest, NamesArePushedOnlyInSelectingModes) {
 
 namespace {
 
-// Pixels with a red, green or blue byte above 64.
-int LitPixels(const TBitmap& B) {
-  int N = 0;
-  for (int Y = 0; Y < B.Height(); ++Y)
-    for (int X = 0; X < B.Width(); ++X) {
-      const uint32_t C = B.GetPixel(X, Y);
-      N += (C & 0xFF) > 64 || ((C >> 8) & 0xFF) > 64 || ((C >> 16) & 0xFF) > 64;
-    }
-  return N;
-}
+using test::LitPixels;
 
 bool SamePixels(const TBitmap& A, const TBitmap& B) {
   return A.Width() == B.Width() && A.Height() == B.Height() &&
