@@ -477,9 +477,7 @@ std::string FailureReason(Assimp::Importer& Imp, const TIOSystem& IO, const std:
 namespace importparts {
 
 std::string ModelError(const std::string& FileName, std::string Reason) {
-  while (!Reason.empty() && (Reason.back() == '.' || Reason.back() == ' ' || Reason.back() == '\n'))
-    Reason.pop_back();
-  return "Cannot read the model file \"" + FileName + "\": " + Reason + ".";
+  return FileError("model", FileName, std::move(Reason));
 }
 
 namespace {

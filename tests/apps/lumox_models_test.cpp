@@ -105,5 +105,25 @@ TEST(ModelCommandTest, ConvertKeepsTexturesAndLumoxFilesCheckClean) {
   EXPECT_NE(S.Err.find("materials and textures are left out"), std::string::npos) << S.Err;
 }
 
+// A drawing is read in a child process too: block inserts that expand past the reader's
+// memory (--import-memory MB) end the command with status 1 and a message, not with this
+// process taking gigabytes.
+TEST(ModelCommandTest, ADrawingPastTheImportMemoryIsExitStatusOneWithAMessage) {
+  const test::TempDir Dir;
+  const std::string File = std::string(LUMOX_TEST_DATA) + "/models/nested_inserts.dxf";
+  const auto R = RunCommand(Dir, "render '" + File + "' -o x.png --import-memory 64");
+  EXPECT_EQ(R.Status, 1);
+  EXPECT_NE(R.Err.find("lumox: Cannot read the DXF file \"" + File +
+                       "\": the DXF reader used more than 64 MB of memory and was stopped.\n"),
+            std::string::npos)
+      << R.Err;
+  EXPECT_FALSE(fs::exists(Dir.File("x.png")));
+  EXPECT_EQ(RunCommand(Dir, "info x.dxf --import-memory 0").Status, 2);
+  // Within the limit a drawing still says what it skipped.
+  const auto D = RunCommand(Dir, "info '" + Models + "drawing.dxf' --import-memory=256");
+  EXPECT_EQ(D.Status, 0) << D.Err;
+  EXPECT_NE(D.Err.find("skipped entities: TEXT (1)"), std::string::npos) << D.Err;
+}
+
 }  // namespace
 }  // namespace lumox

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "lumox/geometry/lumbounds.h"
+#include "lumox/import/lumdxfimport.h"
 #include "lumox/import/lumimport.h"
 #include "lumox/scene/lummat.h"
 #include "lumox/scene/lumtex.h"
@@ -81,10 +82,24 @@ TEST_F(IsolatedImportTest, TheChildHandsBackWhatThisProcessWouldRead) {
     SCOPED_TRACE(A[I]->PartName());
     EXPECT_EQ(B[I]->PartName(), A[I]->PartName());
     EXPECT_EQ(B[I]->VertexCount(), A[I]->VertexCount());
-    // The file's singles exactly: the scene file holds their shortest text.
-    for (int32_t V = 0; V < A[I]->VertexCount() * 3; ++V)
-      EXPECT_EQ(static_cast<float>(B[I]->Points()->Vertices()[V]),
-                static_cast<float>(A[I]->Points()->Vertices()[V]));
+    // Every array and index list to the bit.
+    const TLumPrimitivePoints *PA = A[I]->Points(), *PB = B[I]->Points();
+    EXPECT_EQ(PB->DefineArrays().Bits(), PA->DefineArrays().Bits());
+    EXPECT_EQ(B[I]->Textured(), A[I]->Textured());
+    const size_t N = static_cast<size_t>(A[I]->VertexCount()) * 3;
+    EXPECT_EQ(std::vector<double>(PB->Vertices(), PB->Vertices() + N),
+              std::vector<double>(PA->Vertices(), PA->Vertices() + N));
+    ASSERT_NE(PA->Normals(), nullptr);
+    ASSERT_NE(PB->Normals(), nullptr);
+    EXPECT_EQ(std::vector<double>(PB->Normals(), PB->Normals() + N),
+              std::vector<double>(PA->Normals(), PA->Normals() + N));
+    ASSERT_EQ(B[I]->GetPrimitiveCount(), A[I]->GetPrimitiveCount());
+    for (int32_t L = 0; L < A[I]->GetPrimitiveCount(); ++L) {
+      const TLumPrimitiveArray *LA = A[I]->GetPrimitive(L), *LB = B[I]->GetPrimitive(L);
+      EXPECT_EQ(LB->PrimitiveType(), LA->PrimitiveType());
+      EXPECT_EQ(std::vector<uint32_t>(LB->IndexData(), LB->IndexData() + LB->Count()),
+                std::vector<uint32_t>(LA->IndexData(), LA->IndexData() + LA->Count()));
+    }
     ASSERT_EQ(B[I]->PartMaterial() != nullptr, A[I]->PartMaterial() != nullptr);
     if (A[I]->PartMaterial()) {
       EXPECT_EQ(B[I]->PartMaterial()->ColorDiffuse()->Color(),
@@ -168,6 +183,52 @@ TEST_F(IsolatedImportTest, ACrashOrAbortOfTheReaderIsSaidAndEveryFuzzFindRefused
       EXPECT_EQ(M.rfind("Cannot read the model file \"" + E.path().string() + "\": ", 0), 0u) << M;
     }
   }
+}
+
+// A drawing read in the child comes back as it reads here, skipped entities included;
+// the reader's refusals come back in its words, and block inserts that expand past the
+// memory limit (58 720 256 vertices: within the vertex bound, gigabytes to draw) stop the
+// child with a message saying so.
+TEST_F(IsolatedImportTest, DrawingsReadInTheChildAsHereAndPastTheirMemoryAreStopped) {
+  TComponent Owner(nullptr);
+  auto* Target = new TLumNode(&Owner);
+  TLumDXFImport Here(nullptr), There(nullptr);
+  for (TLumDXFImport* D : {&Here, &There}) {
+    D->SetFileName(Data + "drawing.dxf");
+    D->SetTarget(Target);
+  }
+  There.SetIsolated(true);
+  There.SetMaxMemoryMB(256);
+  There.SetTimeLimit(60);
+  const TLum3dObj* A = Here.Execute();
+  const TLum3dObj* B = There.Execute();
+  EXPECT_EQ(B->Owner(), &Owner);
+  EXPECT_EQ(Target->GetItems(1), B);
+  EXPECT_EQ(B->ObjectName(), A->ObjectName());
+  EXPECT_EQ(There.UnknownEntities(), Here.UnknownEntities());
+  ASSERT_EQ(B->PartCount(), A->PartCount());
+  for (int32_t P = 0; P < A->PartCount(); ++P) {
+    const TLumPrimitivePoints *PA = A->Part(P)->Points(), *PB = B->Part(P)->Points();
+    ASSERT_EQ(PB->Count(), PA->Count());
+    const size_t N = static_cast<size_t>(PA->Count());
+    EXPECT_EQ(std::vector<double>(PB->Vertices(), PB->Vertices() + N * 3),
+              std::vector<double>(PA->Vertices(), PA->Vertices() + N * 3));
+    EXPECT_EQ(std::vector<float>(PB->Colors(), PB->Colors() + N * 4),
+              std::vector<float>(PA->Colors(), PA->Colors() + N * 4));
+    EXPECT_EQ(B->Part(P)->GetPrimitiveCount(), A->Part(P)->GetPrimitiveCount());
+  }
+
+  test::WriteText(Tmp.File("cut.dxf"), "  0\nSECTION\n  2\nENTITIES\n  0\nLINE\n 10\n");
+  for (TLumDXFImport* D : {&Here, &There}) D->SetFileName(Tmp.File("cut.dxf"));
+  EXPECT_EQ(test::Thrown([&] { There.Execute(); }), test::Thrown([&] { Here.Execute(); }));
+
+  const std::string Bomb = Data + "nested_inserts.dxf";
+  There.SetFileName(Bomb);
+  There.SetMaxMemoryMB(64);
+  EXPECT_EQ(test::Thrown([&] { There.Execute(); }),
+            "Cannot read the DXF file \"" + Bomb +
+                "\": the DXF reader used more than 64 MB of memory and was stopped.");
+  EXPECT_EQ(Target->GetCount(), 2);
 }
 
 }  // namespace
