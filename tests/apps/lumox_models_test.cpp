@@ -3,6 +3,7 @@
 // command test's table).
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <string>
 
@@ -123,6 +124,25 @@ TEST(ModelCommandTest, ADrawingPastTheImportMemoryIsExitStatusOneWithAMessage) {
   const auto D = RunCommand(Dir, "info '" + Models + "drawing.dxf' --import-memory=256");
   EXPECT_EQ(D.Status, 0) << D.Err;
   EXPECT_NE(D.Err.find("skipped entities: TEXT (1)"), std::string::npos) << D.Err;
+}
+
+// bench on a model counts its triangles and its reader's memory with its own.
+TEST(ModelCommandTest, BenchOfAModelCountsItsTrianglesAndItsReadersPeakMemory) {
+  const test::TempDir Dir;
+  const auto R = RunCommand(Dir, "bench '" + Models + "cube.obj' --frames 1 --size 32x32");
+  ASSERT_EQ(R.Status, 0) << R.Err;
+  EXPECT_NE(R.Out.find("\ntriangles: 12\n"), std::string::npos) << R.Out;
+  const size_t At = R.Out.find("\npeak resident MB: ");
+  ASSERT_NE(At, std::string::npos) << R.Out;
+  double Sum = 0, Own = 0, Child = 0;
+  ASSERT_EQ(std::sscanf(R.Out.c_str() + At,
+                        "\npeak resident MB: %lf (this process %lf, a model reader's child %lf)",
+                        &Sum, &Own, &Child),
+            3)
+      << R.Out;
+  EXPECT_GT(Own, 1.0);
+  EXPECT_GT(Child, 1.0);
+  EXPECT_NEAR(Sum, Own + Child, 0.11);
 }
 
 }  // namespace
