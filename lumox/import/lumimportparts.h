@@ -21,9 +21,12 @@ std::string ModelError(const std::string& FileName, std::string Reason);
 void PreCheck(const std::string& FileName);
 
 // Reads FileName with the importer in this process into a new node owned by Owner, every
-// file opened through Access. The options' UpAxis and Scale are not applied.
+// file opened through Access. The options' UpAxis and Scale are not applied. With
+// ProcessEnds (a child that ends after handing the node back) the importer's own memory
+// is left to the end of the process.
 TLumNode* ImportHere(const std::string& FileName, TComponent* Owner,
-                     const TLumImportOptions& Options, const TLumFileAccess& Access);
+                     const TLumImportOptions& Options, const TLumFileAccess& Access,
+                     bool ProcessEnds = false);
 
 // What runs in the child: reads into a new node owned by Owner, with the caller's options
 // (not isolated; progress and warnings go to the parent); Note hands a text to the

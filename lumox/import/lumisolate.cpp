@@ -521,7 +521,7 @@ TLumNode* ImportIsolated(const std::string& FileName, TComponent* Owner,
                          const TLumImportOptions& Options, const TLumFileAccess& Access) {
   return ReadIsolated(FileName, "model", Owner, Options,
                       [&](TComponent* ChildOwner, const TLumImportOptions& Here, const auto&) {
-                        return ImportHere(FileName, ChildOwner, Here, Access);
+                        return ImportHere(FileName, ChildOwner, Here, Access, true);
                       });
 }
 
