@@ -66,53 +66,64 @@ class IsolatedImportTest : public ::testing::Test {
   std::string FOldTmp;
 };
 
+// Parts in nested nodes (glTF), textured and untextured ones side by side (OBJ), a 3DS
+// file's: each part gets its own arrays back.
 TEST_F(IsolatedImportTest, TheChildHandsBackWhatThisProcessWouldRead) {
-  TComponent Owner(nullptr);
-  double Progress = -1;
-  Isolated.OnProgress = [&Progress](double P) { Progress = std::max(Progress, P); };
-  TLumNode* Here = LoadModel(Data + "twoparts.obj", &Owner);
-  TLumNode* There = LoadModel(Data + "twoparts.obj", &Owner, Isolated);
-  EXPECT_GE(Progress, 0.0);
-  EXPECT_LE(Progress, 1.0);
-  std::vector<TLum3dPart*> A, B;
-  Parts(Here, A);
-  Parts(There, B);
-  ASSERT_EQ(A.size(), B.size());
-  for (size_t I = 0; I < A.size(); ++I) {
-    SCOPED_TRACE(A[I]->PartName());
-    EXPECT_EQ(B[I]->PartName(), A[I]->PartName());
-    EXPECT_EQ(B[I]->VertexCount(), A[I]->VertexCount());
-    // Every array and index list to the bit.
-    const TLumPrimitivePoints *PA = A[I]->Points(), *PB = B[I]->Points();
-    EXPECT_EQ(PB->DefineArrays().Bits(), PA->DefineArrays().Bits());
-    EXPECT_EQ(B[I]->Textured(), A[I]->Textured());
-    const size_t N = static_cast<size_t>(A[I]->VertexCount()) * 3;
-    EXPECT_EQ(std::vector<double>(PB->Vertices(), PB->Vertices() + N),
-              std::vector<double>(PA->Vertices(), PA->Vertices() + N));
-    ASSERT_NE(PA->Normals(), nullptr);
-    ASSERT_NE(PB->Normals(), nullptr);
-    EXPECT_EQ(std::vector<double>(PB->Normals(), PB->Normals() + N),
-              std::vector<double>(PA->Normals(), PA->Normals() + N));
-    ASSERT_EQ(B[I]->GetPrimitiveCount(), A[I]->GetPrimitiveCount());
-    for (int32_t L = 0; L < A[I]->GetPrimitiveCount(); ++L) {
-      const TLumPrimitiveArray *LA = A[I]->GetPrimitive(L), *LB = B[I]->GetPrimitive(L);
-      EXPECT_EQ(LB->PrimitiveType(), LA->PrimitiveType());
-      EXPECT_EQ(std::vector<uint32_t>(LB->IndexData(), LB->IndexData() + LB->Count()),
-                std::vector<uint32_t>(LA->IndexData(), LA->IndexData() + LA->Count()));
+  // Three objects of different sizes, each in a node of its own.
+  test::WriteText(Tmp.File("three.obj"),
+                  "o a\nv 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n"
+                  "o b\nv 2 0 0\nv 3 0 0\nv 3 1 0\nv 2 1 0\nf 4 5 6 7\n"
+                  "o c\nv 4 0 0\nv 5 0 0\nv 5 1 0\nv 4.5 2 0\nv 4 1 0\nf 8 9 10 11 12\n");
+  for (const std::string& Model : {Data + "twoparts.obj", Data + "cube_nodes.gltf",
+                                   Data + "cube.3ds", Data + "cube.glb", Tmp.File("three.obj")}) {
+    SCOPED_TRACE(Model);
+    TComponent Owner(nullptr);
+    double Progress = -1;
+    Isolated.OnProgress = [&Progress](double P) { Progress = std::max(Progress, P); };
+    TLumNode* Here = LoadModel(Model, &Owner);
+    TLumNode* There = LoadModel(Model, &Owner, Isolated);
+    EXPECT_GE(Progress, 0.0);
+    EXPECT_LE(Progress, 1.0);
+    std::vector<TLum3dPart*> A, B;
+    Parts(Here, A);
+    Parts(There, B);
+    ASSERT_EQ(A.size(), B.size());
+    for (size_t I = 0; I < A.size(); ++I) {
+      SCOPED_TRACE(A[I]->PartName());
+      EXPECT_EQ(B[I]->PartName(), A[I]->PartName());
+      EXPECT_EQ(B[I]->VertexCount(), A[I]->VertexCount());
+      // Every array and index list to the bit.
+      const TLumPrimitivePoints *PA = A[I]->Points(), *PB = B[I]->Points();
+      EXPECT_EQ(PB->DefineArrays().Bits(), PA->DefineArrays().Bits());
+      EXPECT_EQ(B[I]->Textured(), A[I]->Textured());
+      const size_t N = static_cast<size_t>(A[I]->VertexCount()) * 3;
+      EXPECT_EQ(std::vector<double>(PB->Vertices(), PB->Vertices() + N),
+                std::vector<double>(PA->Vertices(), PA->Vertices() + N));
+      ASSERT_NE(PA->Normals(), nullptr);
+      ASSERT_NE(PB->Normals(), nullptr);
+      EXPECT_EQ(std::vector<double>(PB->Normals(), PB->Normals() + N),
+                std::vector<double>(PA->Normals(), PA->Normals() + N));
+      ASSERT_EQ(B[I]->GetPrimitiveCount(), A[I]->GetPrimitiveCount());
+      for (int32_t L = 0; L < A[I]->GetPrimitiveCount(); ++L) {
+        const TLumPrimitiveArray *LA = A[I]->GetPrimitive(L), *LB = B[I]->GetPrimitive(L);
+        EXPECT_EQ(LB->PrimitiveType(), LA->PrimitiveType());
+        EXPECT_EQ(std::vector<uint32_t>(LB->IndexData(), LB->IndexData() + LB->Count()),
+                  std::vector<uint32_t>(LA->IndexData(), LA->IndexData() + LA->Count()));
+      }
+      ASSERT_EQ(B[I]->PartMaterial() != nullptr, A[I]->PartMaterial() != nullptr);
+      if (A[I]->PartMaterial()) {
+        EXPECT_EQ(B[I]->PartMaterial()->ColorDiffuse()->Color(),
+                  A[I]->PartMaterial()->ColorDiffuse()->Color());
+        EXPECT_EQ(B[I]->PartMaterial()->Shininess(), A[I]->PartMaterial()->Shininess());
+      }
+      ASSERT_EQ(B[I]->Texture() != nullptr, A[I]->Texture() != nullptr);
+      if (A[I]->Texture()) {
+        EXPECT_EQ(B[I]->Texture()->Bitmap()->GetPixel(1, 1),
+                  A[I]->Texture()->Bitmap()->GetPixel(1, 1));
+      }
     }
-    ASSERT_EQ(B[I]->PartMaterial() != nullptr, A[I]->PartMaterial() != nullptr);
-    if (A[I]->PartMaterial()) {
-      EXPECT_EQ(B[I]->PartMaterial()->ColorDiffuse()->Color(),
-                A[I]->PartMaterial()->ColorDiffuse()->Color());
-      EXPECT_EQ(B[I]->PartMaterial()->Shininess(), A[I]->PartMaterial()->Shininess());
-    }
-    ASSERT_EQ(B[I]->Texture() != nullptr, A[I]->Texture() != nullptr);
-    if (A[I]->Texture()) {
-      EXPECT_EQ(B[I]->Texture()->Bitmap()->GetPixel(1, 1),
-                A[I]->Texture()->Bitmap()->GetPixel(1, 1));
-    }
+    EXPECT_EQ(LumCountMeshes(There).Triangles, LumCountMeshes(Here).Triangles);
   }
-  EXPECT_EQ(LumCountMeshes(There).Triangles, LumCountMeshes(Here).Triangles);
 }
 
 TEST_F(IsolatedImportTest, WarningsAndRefusalsComeBackInTheReadersWords) {
