@@ -1,6 +1,7 @@
 // The bench subcommand: a scene file or a reference scene loaded, drawn and freed
 // headless with every step timed, its frames interleaved with a bare-GL program drawing
 // the same display lists where the scene allows one.
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -135,6 +136,17 @@ double MsSince(Clock::time_point T0) {
 
 double MB(uintmax_t Bytes) { return static_cast<double>(Bytes) / 1e6; }
 
+// The peak resident set of this process so far (VmHWM), in KB.
+long PeakResidentKB() {
+  FILE* F = std::fopen("/proc/self/status", "r");
+  long KB = 0;
+  char Text[256];
+  while (F && std::fgets(Text, sizeof Text, F))
+    if (std::sscanf(Text, "VmHWM: %ld", &KB) == 1) break;
+  if (F) std::fclose(F);
+  return KB;
+}
+
 // Builds a reference scene and saves it, with its camera, to File.
 void WriteReference(TBenchScene Scene, const std::string& File) {
   TComponent Owner(nullptr);
@@ -227,6 +239,10 @@ int Bench(const TBenchOptions& O) {
   Line("caching: %s", TBenchCacheStr[O.Cache]);
 
   const long KB0 = ResidentKB();
+  // The writer of a reference scene is a child too: only a larger one is counted.
+  rusage Writer{};
+  ::getrusage(RUSAGE_CHILDREN, &Writer);
+  const long ChildKB0 = Writer.ru_maxrss;
   TSceneOwner Scene;
   auto* Root = new TLumNode(Scene.Owner);
   TSceneLoad Load;
@@ -297,6 +313,14 @@ int Bench(const TBenchOptions& O) {
          C.Bounds.Max.X, C.Bounds.Max.Y, C.Bounds.Max.Z);
   Line("resident KB per item: %.2f (%ld KB in all)",
        C.Items ? static_cast<double>(KB) / static_cast<double>(C.Items) : 0.0, KB);
+  // The largest child (a model's reader) ended before the frame; this process's own peak
+  // may come later, so their sum bounds the peak of the two together.
+  rusage Children{};
+  ::getrusage(RUSAGE_CHILDREN, &Children);
+  const double Own = static_cast<double>(PeakResidentKB()) / 1000,
+               Child = Children.ru_maxrss > ChildKB0 ? Children.ru_maxrss / 1000.0 : 0.0;
+  Line("peak resident MB: %.1f (this process %.1f, a model reader's child %.1f)", Own + Child, Own,
+       Child);
 
   std::string Why;
   std::unique_ptr<TBareScene> Bare;

@@ -132,6 +132,8 @@ void LoadModelInto(const std::string& File, lumox::TComponent* Owner, lumox::TLu
                    TSceneLoad* Load);
 // The folders besides a model's own that it may read (--resource-root, any command).
 std::vector<std::string>& ResourceRoots();
+// The memory in MB a model or drawing's reader may take (--import-memory, any command).
+uint32_t& ImportMemoryMB();
 bool IsModelOutput(const std::string& File);
 void SaveModelFile(lumox::TLumNode* Root, const std::string& File);
 

@@ -80,7 +80,8 @@ int Usage(bool Error) {
                "  its own folder (textures, buffers, material libraries); every command takes\n"
                "  --resource-root DIR (again for more) to let it read DIR too. The importer\n"
                "  runs in a process of its own: a file that crashes it or makes it hang is\n"
-               "  refused with exit status 1.\n"
+               "  refused with exit status 1, and so is one whose reading takes more than\n"
+               "  --import-memory MB (default 4096) of memory.\n"
                "  help [render], --help\n"
                "              this text, or the usage of render and demo\n"
                "  --version   the library version\n"
@@ -144,7 +145,7 @@ int main(int argc, char** argv) {
   if (argc < 2) return Usage(true);
   const std::string Cmd = argv[1];
   TArgs Args;
-  // --resource-root DIR goes with every command that reads models.
+  // --resource-root DIR and --import-memory MB go with every command that reads models.
   for (int I = 2; I < argc; ++I) {
     const std::string A = argv[I];
     if (A == "--resource-root" && I + 1 < argc)
@@ -153,7 +154,13 @@ int main(int argc, char** argv) {
       ResourceRoots().push_back(A.substr(16));
     else if (A == "--resource-root")
       return BadUsage("--resource-root needs a folder");
-    else
+    else if (A == "--import-memory" || A.rfind("--import-memory=", 0) == 0) {
+      const std::string V = A.size() > 15 ? A.substr(16) : I + 1 < argc ? argv[++I] : "";
+      if (V.empty() || V.size() > 7 || V.find_first_not_of("0123456789") != std::string::npos ||
+          std::stoul(V) == 0)
+        return BadUsage("--import-memory needs a size in MB, 1 or more");
+      ImportMemoryMB() = static_cast<uint32_t>(std::stoul(V));
+    } else
       Args.push_back(A);
   }
   if (Cmd == "--version") {

@@ -41,6 +41,11 @@ std::vector<std::string>& ResourceRoots() {
   return Roots;
 }
 
+uint32_t& ImportMemoryMB() {
+  static uint32_t Limit = TLumImportOptions().MaxMemoryMB;
+  return Limit;
+}
+
 void LoadModelInto(const std::string& File, TComponent* Owner, TLumNode* Root, TSceneLoad* Load) {
   auto Warn = [Load](const TLumLoadWarning& W) {
     if (Load) Load->Warnings.push_back(W);
@@ -49,6 +54,9 @@ void LoadModelInto(const std::string& File, TComponent* Owner, TLumNode* Root, T
     auto* D = new TLumDXFImport(Owner);
     D->SetFileName(File);
     D->SetTarget(Root);
+    // In a child process as models are: block inserts can expand past any memory.
+    D->SetIsolated(true);
+    D->SetMaxMemoryMB(ImportMemoryMB());
     D->Execute();
     if (D->UnknownCount() > 0) {
       std::string List;
@@ -62,6 +70,7 @@ void LoadModelInto(const std::string& File, TComponent* Owner, TLumNode* Root, T
   // Every import runs in a child process: whatever the reader does to a hostile file,
   // the command ends with a message.
   Options.Isolated = true;
+  Options.MaxMemoryMB = ImportMemoryMB();
   Options.ResourceRoots = ResourceRoots();
   Options.OnWarning = Warn;
   // A bar on a terminal once a load has taken more than a second.

@@ -105,15 +105,12 @@ void TLum3dPart::SetVertexData(int32_t Count, const double* Positions, const dou
                                const float* Colors) {
   if (Count < 0 || (Count > 0 && !Positions)) return;
   if (TexComponents != 2 && TexComponents != 3) TexComponents = 2;
-  CheckBound(Count);
   TLumArrays A{daVertex};
   if (Normals) A.Include(daNormal);
   if (TexCoords) A.Include(daTexture);
   if (Colors) A.Include(daColor);
+  ResizeVertexData(Count, A);
   TLumPrimitivePoints* P = Points();
-  P->SetSize(0);
-  P->SetDefineArrays(A);
-  P->SetCount(Count);
   const size_t N = static_cast<size_t>(Count);
   // An empty block has no arrays: memcpy must not see their null pointers.
   if (N > 0) std::memcpy(P->Vertices(), Positions, N * 3 * sizeof(double));
@@ -125,6 +122,19 @@ void TLum3dPart::SetVertexData(int32_t Count, const double* Positions, const dou
         T[i * 3 + k] = k < TexComponents ? TexCoords[i * TexComponents + k] : 0.0;
   }
   if (Colors && N > 0) std::memcpy(P->Colors(), Colors, N * 4 * sizeof(float));
+  Changed();
+}
+
+void TLum3dPart::ResizeVertexData(int32_t Count, TLumArrays Arrays) {
+  if (Count < 0) return;
+  CheckBound(Count);
+  TLumArrays A{daVertex};
+  for (TLumArray K : {daNormal, daTexture, daColor})
+    if (Arrays.Contains(K)) A.Include(K);
+  TLumPrimitivePoints* P = Points();
+  P->SetSize(0);  // so that the arrays are allocated once, at their size
+  P->SetDefineArrays(A);
+  P->SetCount(Count);
   SetArrays(A);
 }
 

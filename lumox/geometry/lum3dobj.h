@@ -54,6 +54,11 @@ class TLum3dPart : public TLumPrimitiveObj {
   void SetVertexData(int32_t Count, const double* Positions, const double* Normals = nullptr,
                      const double* TexCoords = nullptr, int32_t TexComponents = 2,
                      const float* Colors = nullptr);
+  // Makes the vertex block Count vertices of the arrays in Arrays (of daVertex, daNormal,
+  // daTexture and daColor; daVertex always), each allocated once and zero, for the caller
+  // to fill through Points(). Throws Exception when the container's vertex bound would
+  // be passed.
+  void ResizeVertexData(int32_t Count, TLumArrays Arrays);
   // Appends an index list of an OpenGL mode with Count vertex numbers; returns its
   // position. Throws Exception for a number with no vertex or an unknown mode.
   int32_t AddIndices(int32_t PrimitiveType, const uint32_t* Indices, int32_t Count);

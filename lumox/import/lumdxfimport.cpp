@@ -10,12 +10,14 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <new>
 #include <unordered_map>
 
 #include "lumox/host/files.h"
 #include "lumox/host/proptable.h"
+#include "lumox/import/lumimportparts.h"
 #include "lumox/math/lumgl.h"
 
 namespace lumox {
@@ -634,22 +636,60 @@ int TLumDXFImport::UnknownCount() const {
   return N;
 }
 
-TLum3dObj* TLumDXFImport::Execute() {
+TLum3dObj* TLumDXFImport::ReadHere(TComponent* Owner) {
   FUnknown.clear();
   TDxf D(FFileName, FLayers, FColorMode, FUnknown);
   D.Read();
   auto Obj = std::make_unique<TLum3dObj>(nullptr);
-  try {
-    D.Build(Obj.get());
-  } catch (const std::bad_alloc&) {
-    throw Exception("DXF file \"" + FFileName + "\": there is not enough memory to draw it.");
-  }
-  TComponent* Owner = FTarget && FTarget->Owner() ? FTarget->Owner() : this;
+  D.Build(Obj.get());
   auto* Result = new TLum3dObj(Owner);
   Result->Assign(Obj.get());
   Result->SetObjectName(std::filesystem::path(FFileName).stem().string());
   // The colours are the drawing's own: lit, they stand for its material.
   Result->SetColorAsMaterial(cmAmbientDiffuse);
+  return Result;
+}
+
+TLum3dObj* TLumDXFImport::Execute() {
+  TComponent* Owner = FTarget && FTarget->Owner() ? FTarget->Owner() : this;
+  TLum3dObj* Result = nullptr;
+  if (!FIsolated) {
+    try {
+      Result = ReadHere(Owner);
+    } catch (const std::bad_alloc&) {
+      throw Exception("DXF file \"" + FFileName + "\": there is not enough memory to draw it.");
+    }
+  } else {
+    TLumImportOptions Options;
+    Options.MaxMemoryMB = FMaxMemoryMB;
+    Options.TimeLimit = FTimeLimit;
+    // The child's reader, with this component's settings; what it skipped comes back as
+    // notes "count name".
+    const auto Read = [this](TComponent* ChildOwner, const TLumImportOptions&,
+                             const std::function<void(const std::string&)>& Note) {
+      auto* Root = new TLumNode(ChildOwner);
+      Root->Add(ReadHere(ChildOwner));
+      for (const auto& [Name, Count] : FUnknown) Note(std::to_string(Count) + " " + Name);
+      return Root;
+    };
+    FUnknown.clear();
+    const auto OnNote = [this](const std::string& Text) {
+      const size_t Space = Text.find(' ');
+      if (Space != std::string::npos)
+        FUnknown[Text.substr(Space + 1)] += std::atoi(Text.substr(0, Space).c_str());
+    };
+    std::unique_ptr<TLumNode> Root(
+        importparts::ReadIsolated(FFileName, "DXF", Owner, Options, Read, OnNote));
+    Result = Root->GetCount() == 1 ? dynamic_cast<TLum3dObj*>(Root->GetItems(0)) : nullptr;
+    if (!Result)
+      throw Exception(importparts::FileError("DXF", FFileName,
+                                             "what the DXF reader handed back is not a drawing"));
+    // Owned by the node that read it back, the object goes to the owner the drawing's
+    // object has when read here.
+    Root->Remove(Result);
+    Root->RemoveComponent(Result);
+    Owner->InsertComponent(Result);
+  }
   if (FTarget) FTarget->Add(Result);
   return Result;
 }

@@ -54,6 +54,16 @@ class TLumDXFImport : public TComponent {
   void SetLayers(const std::vector<std::string>& Value) { FLayers = Value; }
   TLumDXFColorMode ColorMode() const { return FColorMode; }
   void SetColorMode(TLumDXFColorMode Value) { FColorMode = Value; }
+  // With Isolated, Execute reads the drawing in a child process, as model import does
+  // (TLumImportOptions::Isolated): a reader that crashes, grows by more than MaxMemoryMB
+  // or runs past TimeLimit seconds ends in an Exception saying so, and this process is
+  // left as it was.
+  bool Isolated() const { return FIsolated; }
+  void SetIsolated(bool Value) { FIsolated = Value; }
+  uint32_t MaxMemoryMB() const { return FMaxMemoryMB; }
+  void SetMaxMemoryMB(uint32_t Value) { FMaxMemoryMB = Value; }
+  double TimeLimit() const { return FTimeLimit; }
+  void SetTimeLimit(double Value) { FTimeLimit = Value; }
 
   // Reads the file into a new TLum3dObj owned by the target's owner (or by this
   // component without a target) and added to the target; returns it. Throws Exception
@@ -71,7 +81,12 @@ class TLumDXFImport : public TComponent {
   TLumNode* FTarget = nullptr;
   std::vector<std::string> FLayers;
   TLumDXFColorMode FColorMode = dcByEntity;
+  bool FIsolated = false;
+  uint32_t FMaxMemoryMB = 4096;
+  double FTimeLimit = 300.0;
   std::map<std::string, int> FUnknown;
+  // Execute's reading, in this process.
+  TLum3dObj* ReadHere(TComponent* Owner);
 };
 
 }  // namespace lumox

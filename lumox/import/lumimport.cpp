@@ -322,31 +322,28 @@ void TImporter::ReadMesh(TLum3dObj* Obj, unsigned MeshIndex) {
     throw Exception("its mesh " + std::to_string(MeshIndex) + " is damaged");
   TLum3dPart* Part = Obj->AddPart(M->mName.length ? Writable(M->mName.C_Str())
                                                   : "mesh" + std::to_string(MeshIndex));
-  const size_t N = M->mNumVertices;
-  std::vector<double> P(N * 3), Nr, T;
-  std::vector<float> Col;
-  for (size_t i = 0; i < N; ++i)
-    for (int k = 0; k < 3; ++k) P[i * 3 + k] = M->mVertices[i][k];
-  if (M->mNormals) {
-    Nr.resize(N * 3);
+  // The arrays the mesh has, sized once and filled where they lie.
+  TLumArrays Arrays{daVertex};
+  if (M->mNormals) Arrays.Include(daNormal);
+  if (M->mTextureCoords[0]) Arrays.Include(daTexture);
+  if (M->mColors[0]) Arrays.Include(daColor);
+  const auto Count = static_cast<int32_t>(M->mNumVertices);
+  Part->ResizeVertexData(Count, Arrays);
+  TLumPrimitivePoints* Points = Part->Points();
+  const size_t N = static_cast<size_t>(std::max(Points->Count(), 0));
+  auto Put3 = [N](double* To, const aiVector3D* From) {
     for (size_t i = 0; i < N; ++i)
-      for (int k = 0; k < 3; ++k) Nr[i * 3 + k] = M->mNormals[i][k];
-  }
-  const bool HasTex = M->mTextureCoords[0] != nullptr;
-  if (HasTex) {
-    T.resize(N * 3);
-    for (size_t i = 0; i < N; ++i)
-      for (int k = 0; k < 3; ++k) T[i * 3 + k] = M->mTextureCoords[0][i][k];
-  }
-  if (M->mColors[0]) {
-    Col.resize(N * 4);
+      for (int k = 0; k < 3; ++k) To[i * 3 + k] = From[i][k];
+  };
+  Put3(Points->Vertices(), M->mVertices);
+  if (M->mNormals) Put3(Points->Normals(), M->mNormals);
+  if (M->mTextureCoords[0]) Put3(Points->TexCoords(), M->mTextureCoords[0]);
+  if (float* Col = Points->Colors())
     for (size_t i = 0; i < N; ++i) {
       const aiColor4D& C = M->mColors[0][i];
       Col[i * 4] = C.r, Col[i * 4 + 1] = C.g, Col[i * 4 + 2] = C.b, Col[i * 4 + 3] = C.a;
     }
-  }
-  Part->SetVertexData(static_cast<int32_t>(N), P.data(), Nr.empty() ? nullptr : Nr.data(),
-                      HasTex ? T.data() : nullptr, 3, Col.empty() ? nullptr : Col.data());
+  Part->Changed();
   // Faces by their number of corners: points, lines, triangles (the importer splits
   // larger polygons).
   std::vector<uint32_t> Lists[4];
@@ -357,7 +354,7 @@ void TImporter::ReadMesh(TLum3dObj* Obj, unsigned MeshIndex) {
   }
   // A mesh without faces is a cloud of its points.
   if (M->mNumFaces == 0)
-    for (uint32_t i = 0; i < static_cast<uint32_t>(N); ++i) Lists[1].push_back(i);
+    for (uint32_t i = 0; i < static_cast<uint32_t>(M->mNumVertices); ++i) Lists[1].push_back(i);
   const int32_t Modes[4] = {0, GL_POINTS, GL_LINES, GL_TRIANGLES};
   for (int k = 3; k >= 1; --k)
     if (!Lists[k].empty())
@@ -477,9 +474,7 @@ std::string FailureReason(Assimp::Importer& Imp, const TIOSystem& IO, const std:
 namespace importparts {
 
 std::string ModelError(const std::string& FileName, std::string Reason) {
-  while (!Reason.empty() && (Reason.back() == '.' || Reason.back() == ' ' || Reason.back() == '\n'))
-    Reason.pop_back();
-  return "Cannot read the model file \"" + FileName + "\": " + Reason + ".";
+  return FileError("model", FileName, std::move(Reason));
 }
 
 namespace {
@@ -514,8 +509,19 @@ void WarnRefused(const TIOSystem& IO, const std::string& FileName, const std::st
 }  // namespace
 
 TLumNode* ImportHere(const std::string& FileName, TComponent* Owner,
-                     const TLumImportOptions& Options, const TLumFileAccess& Access) {
-  Assimp::Importer Imp;
+                     const TLumImportOptions& Options, const TLumFileAccess& Access,
+                     bool ProcessEnds) {
+  auto Importer = std::make_unique<Assimp::Importer>();
+  Assimp::Importer& Imp = *Importer;
+  // Freeing the importer's scene (a block per face) is left to the end of a process that
+  // ends right after.
+  struct TLeave {
+    std::unique_ptr<Assimp::Importer>& I;
+    bool Leave;
+    ~TLeave() {
+      if (Leave) (void)I.release();
+    }
+  } Leave{Importer, ProcessEnds};
   auto* IO = new TIOSystem(Access);
   const aiScene* S = ReadScene(Imp, IO, FileName, Options, Access);
   WarnRefused(*IO, FileName, Access.Folder(), Options.OnWarning);

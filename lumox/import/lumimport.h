@@ -44,7 +44,8 @@ struct TLumImportOptions {
   // kept beside a folder of models). Special files (/dev, /proc) are always refused.
   std::vector<std::string> ResourceRoots;
   uint64_t MaxFileSize = uint64_t{1} << 30;
-  // Imports in a child process, which hands the result back as a scene file: a crash,
+  // Imports in a child process, which hands the result back as a scene file with the
+  // meshes' arrays beside it (read straight into the parts, exactly): a crash,
   // an abort or a hang of the reader, or memory growing by more than MaxMemoryMB, then
   // becomes an Exception saying so, and the calling process is left as it was. The child
   // is killed after TimeLimit seconds.

@@ -1,17 +1,20 @@
-// Importing a model in a child process: the child runs the importer under limits of
-// memory and time and writes the result as a scene file (textures beside it) into a
-// private folder; the parent reads it back, or says in words how the child ended.
+// Reading a model or a drawing in a child process: the child runs the reader under limits
+// of memory and time and writes the result as a scene file (textures and meshes beside it)
+// into a private folder; the parent reads it back, or says in words how the child ended.
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -19,9 +22,11 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/import/lumimportparts.h"
+#include "lumox/math/lumgl.h"
 #include "lumox/scene/lumtex.h"
 
 // Set by a sanitizer or fuzzer runtime when the program has one (weak: absent otherwise).
@@ -39,7 +44,9 @@ using Clock = std::chrono::steady_clock;
 enum TRecord : char {
   rcProgress = 'P',
   rcWarning = 'W',
-  rcError = 'E',
+  rcError = 'E',     // the reader's own refusal, in its words
+  rcHandBack = 'H',  // what the reader made cannot be written back
+  rcNote = 'N',      // something the caller's reader wants the parent to have
   rcMemory = 'M',
   rcDone = 'D'
 };
@@ -81,11 +88,225 @@ uint64_t StatmBytes(const std::string& Pid, int Field) {
 // resident memory alone.
 bool Sanitized() { return __sanitizer_set_death_callback != nullptr; }
 
-// The text the child reports for a reader that ran out of memory.
-constexpr const char* OutOfMemory = "there is not enough memory to read it";
+// The words of a reader (the importer's, the drawing's) that ran out of memory.
+constexpr const char* OutOfMemory = "there is not enough memory to";
 
-[[noreturn]] void RunChild(const std::string& FileName, const TLumImportOptions& Options,
-                           const TLumFileAccess& Access, const std::string& Scene, int Fd,
+// --- the meshes handed back --------------------------------------------------------------
+
+// The parts' vertex blocks and index lists go back beside the scene file in a compact form
+// of their own, read straight into the parts' arrays: as scene-file text they were several
+// times larger, and reading them back took longer than the import. The file is checked as
+// any file from outside is: the child has read a file from anywhere.
+//
+// Layout (little-endian, as written by the same build): "LUMMESH1", the number of parts;
+// per part its vertex count, the arrays it has (bit 0 normals, 1 texture coordinates,
+// 2 colours), which of positions, normals and texture coordinates are stored as singles
+// (the same bits; else as doubles), the arrays, then the number of index lists and per
+// list its primitive type, visibility (one byte), count and indices.
+constexpr char MeshMagic[8] = {'L', 'U', 'M', 'M', 'E', 'S', 'H', '1'};
+enum : uint8_t { mbNormals = 1, mbTexture = 2, mbColors = 4 };
+
+// The parts of the 3D objects under Root, in the order of the tree (each node's items in
+// turn, depth first): the child writes and the parent reads them in this order.
+std::vector<TLum3dPart*> TreeParts(TLumNode* Root) {
+  std::vector<TLum3dPart*> Parts;
+  std::vector<std::pair<TLumNode*, int>> Stack{{Root, 0}};
+  while (!Stack.empty()) {
+    auto& [Node, Next] = Stack.back();
+    if (Next >= Node->GetCount()) {
+      Stack.pop_back();
+      continue;
+    }
+    TLumRender* Item = Node->GetItems(Next++);
+    if (auto* Obj = dynamic_cast<TLum3dObj*>(Item))
+      for (int32_t i = 0; i < Obj->PartCount(); ++i) Parts.push_back(Obj->Part(i));
+    else if (auto* Child = dynamic_cast<TLumNode*>(Item))
+      Stack.push_back({Child, 0});
+  }
+  return Parts;
+}
+
+// Whether every value is a single exactly (as every value an importer gives is).
+bool AllSingles(const double* V, size_t N) {
+  for (size_t i = 0; i < N; ++i)
+    if (static_cast<double>(static_cast<float>(V[i])) != V[i] && V[i] == V[i]) return false;
+  return true;
+}
+
+class TMeshOut {
+ public:
+  explicit TMeshOut(const std::string& File) : FFile(File), F(std::fopen(File.c_str(), "wb")) {
+    if (!F) Fail();
+  }
+  ~TMeshOut() {
+    if (F) std::fclose(F);
+  }
+  void Put(const void* Data, size_t Bytes) {
+    if (Bytes > 0 && std::fwrite(Data, 1, Bytes, F) != Bytes) Fail();
+  }
+  template <typename T>
+  void Put(T Value) {
+    Put(&Value, sizeof Value);
+  }
+  // Doubles as singles when Single, through a small buffer.
+  void PutValues(const double* V, size_t N, bool Single) {
+    if (!Single) return Put(V, N * sizeof(double));
+    float Buffer[4096];
+    for (size_t i = 0; i < N;) {
+      const size_t K = std::min(N - i, std::size(Buffer));
+      for (size_t k = 0; k < K; ++k) Buffer[k] = static_cast<float>(V[i + k]);
+      Put(Buffer, K * sizeof(float));
+      i += K;
+    }
+  }
+  void Close() {
+    const int R = std::fclose(F);
+    F = nullptr;
+    if (R != 0) Fail();
+  }
+
+ private:
+  [[noreturn]] void Fail() const {
+    throw Exception("the meshes cannot be written to \"" + FFile + "\": " + std::strerror(errno));
+  }
+  std::string FFile;
+  FILE* F;
+};
+
+// Writes the parts' arrays and empties the parts, so that the scene file holds no copy.
+void WriteMeshes(TLumNode* Root, const std::string& File) {
+  TMeshOut Out(File);
+  const std::vector<TLum3dPart*> Parts = TreeParts(Root);
+  Out.Put(MeshMagic, sizeof MeshMagic);
+  Out.Put(static_cast<uint32_t>(Parts.size()));
+  for (TLum3dPart* Part : Parts) {
+    const TLumPrimitivePoints* P = Part->Points();
+    const auto N = static_cast<size_t>(P->Count());
+    const double *V = P->Vertices(), *Nr = P->Normals(), *T = P->TexCoords();
+    const float* C = P->Colors();
+    const uint8_t Has = (Nr ? mbNormals : 0) | (T ? mbTexture : 0) | (C ? mbColors : 0);
+    const bool SV = AllSingles(V, N * 3), SN = Nr && AllSingles(Nr, N * 3),
+               ST = T && AllSingles(T, N * 3);
+    Out.Put(static_cast<uint32_t>(N));
+    Out.Put(Has);
+    Out.Put(static_cast<uint8_t>((SV ? 8 : 0) | (SN ? mbNormals : 0) | (ST ? mbTexture : 0)));
+    if (N > 0) Out.PutValues(V, N * 3, SV);
+    if (Nr) Out.PutValues(Nr, N * 3, SN);
+    if (T) Out.PutValues(T, N * 3, ST);
+    if (C) Out.Put(C, N * 4 * sizeof(float));
+    Out.Put(static_cast<uint32_t>(Part->GetPrimitiveCount()));
+    for (int32_t l = 0; l < Part->GetPrimitiveCount(); ++l) {
+      const TLumPrimitiveArray* A = Part->GetPrimitive(l);
+      Out.Put(A->PrimitiveType());
+      Out.Put(static_cast<uint8_t>(A->Visible()));
+      Out.Put(static_cast<uint32_t>(A->Count()));
+      Out.Put(A->IndexData(), static_cast<size_t>(A->Count()) * 4);
+    }
+    // Emptied with its arrays' set kept: whether it is textured is read from that set.
+    Part->Points()->SetCount(0);
+    Part->ClearPrimitives();
+  }
+  Out.Close();
+}
+
+class TMeshIn {
+ public:
+  explicit TMeshIn(const std::string& File) : F(std::fopen(File.c_str(), "rb")) {
+    struct stat St {};
+    if (!F || fstat(fileno(F), &St) != 0) throw Exception("the meshes are missing");
+    FLeft = static_cast<uint64_t>(St.st_size);
+  }
+  ~TMeshIn() {
+    if (F) std::fclose(F);
+  }
+  void Get(void* Data, size_t Bytes) {
+    if (Bytes > FLeft || std::fread(Data, 1, Bytes, F) != Bytes)
+      throw Exception("the meshes end early");
+    FLeft -= Bytes;
+  }
+  template <typename T>
+  T Get() {
+    T Value;
+    Get(&Value, sizeof Value);
+    return Value;
+  }
+  // Count values of Size bytes each must still be there: checked before anything the
+  // count sizes is allocated.
+  void Need(uint64_t Count, uint64_t Size) const {
+    if (Count > FLeft / Size) throw Exception("the meshes promise more than they hold");
+  }
+  void GetValues(double* V, size_t N, bool Single) {
+    if (!Single) return Get(V, N * sizeof(double));
+    float Buffer[4096];
+    for (size_t i = 0; i < N;) {
+      const size_t K = std::min(N - i, std::size(Buffer));
+      Get(Buffer, K * sizeof(float));
+      for (size_t k = 0; k < K; ++k) V[i + k] = Buffer[k];
+      i += K;
+    }
+  }
+  uint64_t Left() const { return FLeft; }
+
+ private:
+  FILE* F;
+  uint64_t FLeft = 0;
+};
+
+// Fills the parts of the scene read back; throws Exception saying what is wrong.
+void ReadMeshes(TLumNode* Root, const std::string& File) {
+  TMeshIn In(File);
+  char Magic[sizeof MeshMagic];
+  In.Get(Magic, sizeof Magic);
+  if (std::memcmp(Magic, MeshMagic, sizeof Magic) != 0)
+    throw Exception("the meshes are not in the expected form");
+  const std::vector<TLum3dPart*> Parts = TreeParts(Root);
+  if (In.Get<uint32_t>() != Parts.size()) throw Exception("the meshes are not those of the scene");
+  for (TLum3dPart* Part : Parts) {
+    const auto N = In.Get<uint32_t>();
+    const auto Has = In.Get<uint8_t>(), Single = In.Get<uint8_t>();
+    if ((Has & ~7) != 0 || (Single & ~(8 | mbNormals | mbTexture)) != 0 ||
+        (Single & ~(Has | 8) & 3) != 0 || N > static_cast<uint64_t>(INT32_MAX))
+      throw Exception("the meshes are not in the expected form");
+    auto Bytes = [Single](uint8_t Bit) { return uint64_t{(Single & Bit) ? 12u : 24u}; };
+    const uint64_t PerVertex = Bytes(8) + ((Has & mbNormals) ? Bytes(mbNormals) : 0) +
+                               ((Has & mbTexture) ? Bytes(mbTexture) : 0) +
+                               ((Has & mbColors) ? 16 : 0);
+    In.Need(N, PerVertex);
+    TLumArrays A{daVertex};
+    if (Has & mbNormals) A.Include(daNormal);
+    if (Has & mbTexture) A.Include(daTexture);
+    if (Has & mbColors) A.Include(daColor);
+    Part->ResizeVertexData(static_cast<int32_t>(N), A);  // throws past the object's bound
+    TLumPrimitivePoints* P = Part->Points();
+    if (N > 0) In.GetValues(P->Vertices(), size_t{N} * 3, Single & 8);
+    if (Has & mbNormals) In.GetValues(P->Normals(), size_t{N} * 3, Single & mbNormals);
+    if (Has & mbTexture) In.GetValues(P->TexCoords(), size_t{N} * 3, Single & mbTexture);
+    if (Has & mbColors) In.Get(P->Colors(), size_t{N} * 4 * sizeof(float));
+    const auto Lists = In.Get<uint32_t>();
+    In.Need(Lists, 9);
+    for (uint32_t l = 0; l < Lists; ++l) {
+      const auto Type = In.Get<int32_t>();
+      const auto Visible = In.Get<uint8_t>();
+      const auto Count = In.Get<uint32_t>();
+      if (Type < GL_POINTS || Type > GL_POLYGON || Visible > 1 ||
+          Count > static_cast<uint32_t>(INT32_MAX))
+        throw Exception("the meshes are not in the expected form");
+      In.Need(Count, 4);
+      TLumPrimitiveArray* L = Part->GetPrimitive(Part->AddPrimitiveArray(Type));
+      L->SetCount(static_cast<int32_t>(Count));
+      In.Get(L->IndexData(), size_t{Count} * 4);
+      const uint32_t* I = L->IndexData();
+      if (Count > 0 && *std::max_element(I, I + Count) >= N)
+        throw Exception("an index of the meshes names no vertex");
+      L->SetVisible(Visible != 0);
+    }
+    Part->Changed();
+  }
+  if (In.Left() != 0) throw Exception("the meshes hold more than the scene");
+}
+
+[[noreturn]] void RunChild(const TIsolatedReader& Read, const TLumImportOptions& Options,
+                           const std::string& Scene, const std::string& Meshes, int Fd,
                            pid_t Parent) {
   // Gone with the parent, and no core file of a reader's crash.
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -114,28 +335,34 @@ constexpr const char* OutOfMemory = "there is not enough memory to read it";
   if (Options.OnProgress)
     Here.OnProgress = [&Out](double P) { Out.Send(rcProgress, std::to_string(P)); };
   Here.OnWarning = [&Out](const TLumLoadWarning& W) { Out.Send(rcWarning, W.Text); };
-  int Status = 0;
+  const auto Note = [&Out](const std::string& Text) { Out.Send(rcNote, Text); };
+  // The scene is left to the end of the process: nothing else needs it freed.
+  auto* Owner = new TComponent(nullptr);
+  TLumNode* Root = nullptr;
   try {
-    TComponent Owner(nullptr);
-    TLumNode* Root = ImportHere(FileName, &Owner, Here, Access);
-    TLumExchange Ex(&Owner);
+    Root = Read(Owner, Here, Note);
+  } catch (const std::bad_alloc&) {
+    Out.Send(rcMemory, "");
+    std::_Exit(3);
+  } catch (const std::exception& E) {
+    const std::string What = E.what();
+    Out.Send(What.find(OutOfMemory) != std::string::npos ? rcMemory : rcError, What);
+    std::_Exit(1);
+  }
+  try {
+    WriteMeshes(Root, Meshes);
+    TLumExchange Ex(Owner);
     Ex.SetFileName(Scene);
     Ex.SavetoFile(Root);
     Out.Send(rcDone, "");
-    // The scene is left to the end of the process: nothing else needs it freed.
     std::_Exit(0);
   } catch (const std::bad_alloc&) {
     Out.Send(rcMemory, "");
-    Status = 3;
+    std::_Exit(3);
   } catch (const std::exception& E) {
-    const std::string What = E.what();
-    if (What.find(OutOfMemory) != std::string::npos)
-      Out.Send(rcMemory, "");
-    else
-      Out.Send(rcError, What);
-    Status = 1;
+    Out.Send(rcHandBack, E.what());
+    std::_Exit(1);
   }
-  std::_Exit(Status);
 }
 
 // A private folder, removed with what is in it when the import ends.
@@ -161,13 +388,21 @@ std::string SignalName(int Signal) {
 
 }  // namespace
 
-TLumNode* ImportIsolated(const std::string& FileName, TComponent* Owner,
-                         const TLumImportOptions& Options, const TLumFileAccess& Access) {
+std::string FileError(const std::string& Kind, const std::string& FileName, std::string Reason) {
+  while (!Reason.empty() && (Reason.back() == '.' || Reason.back() == ' ' || Reason.back() == '\n'))
+    Reason.pop_back();
+  return "Cannot read the " + Kind + " file \"" + FileName + "\": " + Reason + ".";
+}
+
+TLumNode* ReadIsolated(const std::string& FileName, const std::string& Kind, TComponent* Owner,
+                       const TLumImportOptions& Options, const TIsolatedReader& Read,
+                       const std::function<void(const std::string&)>& OnNote) {
   const TPrivateDir Dir;
   const std::string Scene = (Dir.Path / "model.lumgl").string();
+  const std::string Meshes = (Dir.Path / "meshes.bin").string();
   int Pipe[2];
   if (::pipe2(Pipe, O_CLOEXEC) != 0)
-    throw Exception(ModelError(FileName, "no process could be started to read it"));
+    throw Exception(FileError(Kind, FileName, "no process could be started to read it"));
   std::fflush(nullptr);
   // Asked before the fork: the child inherits the answer and refuses, as a warning, the
   // textures this process would refuse on reading its scene back, without a GL context.
@@ -179,16 +414,16 @@ TLumNode* ImportIsolated(const std::string& FileName, TComponent* Owner,
   if (Pid < 0) {
     ::close(Pipe[0]);
     ::close(Pipe[1]);
-    throw Exception(ModelError(FileName, "no process could be started to read it"));
+    throw Exception(FileError(Kind, FileName, "no process could be started to read it"));
   }
   if (Pid == 0) {
     ::close(Pipe[0]);
-    RunChild(FileName, Options, Access, Scene, Pipe[1], Parent);
+    RunChild(Read, Options, Scene, Meshes, Pipe[1], Parent);
   }
   ::close(Pipe[1]);
 
   // Records until the child closes its end, or until its time is up.
-  std::string Buffer, Error;
+  std::string Buffer, Error, HandBack;
   bool Done = false, Memory = false, TimedOut = false;
   const auto Deadline =
       Clock::now() + std::chrono::duration_cast<Clock::duration>(
@@ -228,6 +463,8 @@ TLumNode* ImportIsolated(const std::string& FileName, TComponent* Owner,
       if (Type == rcWarning && Options.OnWarning)
         Options.OnWarning({lwMissingFile, FileName, 0, "", Text});
       if (Type == rcError) Error = Text;
+      if (Type == rcHandBack) HandBack = Text;
+      if (Type == rcNote && OnNote) OnNote(Text);
       if (Type == rcMemory) Memory = true;
       if (Type == rcDone) Done = true;
     }
@@ -239,35 +476,38 @@ TLumNode* ImportIsolated(const std::string& FileName, TComponent* Owner,
   }
   const bool Signalled = WIFSIGNALED(Status);
   const int Signal = Signalled ? WTERMSIG(Status) : 0;
-  auto Say = [&](const std::string& Why) { throw Exception(ModelError(FileName, Why)); };
+  auto Say = [&](const std::string& Why) { throw Exception(FileError(Kind, FileName, Why)); };
+  const std::string Reader = "the " + Kind + " reader";
   const std::string Limit = std::to_string(Options.MaxMemoryMB) + " MB";
   char Seconds[32];
   std::snprintf(Seconds, sizeof Seconds, "%g", Options.TimeLimit);
   if (TimedOut || Signal == SIGXCPU)
-    Say("the model reader took longer than " + std::string(Seconds) + " s and was stopped");
-  if (Memory) Say("the model reader used more than " + Limit + " of memory and was stopped");
-  // The reader's own refusal, in words; anything else the child could not do, said of
-  // the model.
-  if (Error.rfind("Cannot read the model file", 0) == 0) throw Exception(Error);
-  if (!Error.empty()) Say("what it holds cannot be handed back (" + Error + ")");
+    Say(Reader + " took longer than " + std::string(Seconds) + " s and was stopped");
+  if (Memory) Say(Reader + " used more than " + Limit + " of memory and was stopped");
+  // The reader's own refusal, in its words; anything else the child could not do, said
+  // of the file.
+  if (!Error.empty()) throw Exception(Error);
+  if (!HandBack.empty()) Say("what it holds cannot be handed back (" + HandBack + ")");
   if (Signal == SIGKILL)
-    Say("the model reader was killed (" + SignalName(Signal) +
+    Say(Reader + " was killed (" + SignalName(Signal) +
         "), perhaps for using more memory "
         "than the system could give");
-  if (Signal == SIGABRT) Say("the model reader aborted (" + SignalName(Signal) + ")");
-  if (Signalled) Say("the model reader crashed (" + SignalName(Signal) + ")");
+  if (Signal == SIGABRT) Say(Reader + " aborted (" + SignalName(Signal) + ")");
+  if (Signalled) Say(Reader + " crashed (" + SignalName(Signal) + ")");
   if (!Done || WEXITSTATUS(Status) != 0)
-    Say("the model reader failed (it ended with status " + std::to_string(WEXITSTATUS(Status)) +
-        ")");
+    Say(Reader + " failed (it ended with status " + std::to_string(WEXITSTATUS(Status)) + ")");
 
-  // The child's scene, read back; its texture side files lie beside it.
+  // The child's scene, read back; its texture side files and meshes lie beside it.
   auto Root = std::make_unique<TLumNode>(Owner);
   TLumExchange Ex(nullptr);
   Ex.SetFileName(Scene);
   try {
     Ex.LoadfromFile(Root.get());
+    ReadMeshes(Root.get(), Meshes);
+  } catch (const std::bad_alloc&) {
+    Say("there is not enough memory to read what " + Reader + " handed back");
   } catch (const std::exception& E) {
-    Say(std::string("what the model reader handed back cannot be read (") + E.what() + ")");
+    Say("what " + Reader + " handed back cannot be read (" + E.what() + ")");
   }
   if (Options.OnWarning)
     for (TLumLoadWarning W : Ex.Warnings()) {
@@ -275,6 +515,14 @@ TLumNode* ImportIsolated(const std::string& FileName, TComponent* Owner,
       Options.OnWarning(W);
     }
   return Root.release();
+}
+
+TLumNode* ImportIsolated(const std::string& FileName, TComponent* Owner,
+                         const TLumImportOptions& Options, const TLumFileAccess& Access) {
+  return ReadIsolated(FileName, "model", Owner, Options,
+                      [&](TComponent* ChildOwner, const TLumImportOptions& Here, const auto&) {
+                        return ImportHere(FileName, ChildOwner, Here, Access, true);
+                      });
 }
 
 }  // namespace lumox::importparts

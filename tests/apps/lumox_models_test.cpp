@@ -3,6 +3,7 @@
 // command test's table).
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <string>
 
@@ -103,6 +104,45 @@ TEST(ModelCommandTest, ConvertKeepsTexturesAndLumoxFilesCheckClean) {
   const auto S = RunCommand(Dir, "convert '" + Model + "' t.stl");
   EXPECT_EQ(S.Status, 0) << S.Err;
   EXPECT_NE(S.Err.find("materials and textures are left out"), std::string::npos) << S.Err;
+}
+
+// A drawing is read in a child process too: block inserts that expand past the reader's
+// memory (--import-memory MB) end the command with status 1 and a message, not with this
+// process taking gigabytes.
+TEST(ModelCommandTest, ADrawingPastTheImportMemoryIsExitStatusOneWithAMessage) {
+  const test::TempDir Dir;
+  const std::string File = std::string(LUMOX_TEST_DATA) + "/models/nested_inserts.dxf";
+  const auto R = RunCommand(Dir, "render '" + File + "' -o x.png --import-memory 64");
+  EXPECT_EQ(R.Status, 1);
+  EXPECT_NE(R.Err.find("lumox: Cannot read the DXF file \"" + File +
+                       "\": the DXF reader used more than 64 MB of memory and was stopped.\n"),
+            std::string::npos)
+      << R.Err;
+  EXPECT_FALSE(fs::exists(Dir.File("x.png")));
+  EXPECT_EQ(RunCommand(Dir, "info x.dxf --import-memory 0").Status, 2);
+  // Within the limit a drawing still says what it skipped.
+  const auto D = RunCommand(Dir, "info '" + Models + "drawing.dxf' --import-memory=256");
+  EXPECT_EQ(D.Status, 0) << D.Err;
+  EXPECT_NE(D.Err.find("skipped entities: TEXT (1)"), std::string::npos) << D.Err;
+}
+
+// bench on a model counts its triangles and its reader's memory with its own.
+TEST(ModelCommandTest, BenchOfAModelCountsItsTrianglesAndItsReadersPeakMemory) {
+  const test::TempDir Dir;
+  const auto R = RunCommand(Dir, "bench '" + Models + "cube.obj' --frames 1 --size 32x32");
+  ASSERT_EQ(R.Status, 0) << R.Err;
+  EXPECT_NE(R.Out.find("\ntriangles: 12\n"), std::string::npos) << R.Out;
+  const size_t At = R.Out.find("\npeak resident MB: ");
+  ASSERT_NE(At, std::string::npos) << R.Out;
+  double Sum = 0, Own = 0, Child = 0;
+  ASSERT_EQ(std::sscanf(R.Out.c_str() + At,
+                        "\npeak resident MB: %lf (this process %lf, a model reader's child %lf)",
+                        &Sum, &Own, &Child),
+            3)
+      << R.Out;
+  EXPECT_GT(Own, 1.0);
+  EXPECT_GT(Child, 1.0);
+  EXPECT_NEAR(Sum, Own + Child, 0.11);
 }
 
 }  // namespace

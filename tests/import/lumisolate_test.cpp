@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "lumox/geometry/lumbounds.h"
+#include "lumox/import/lumdxfimport.h"
 #include "lumox/import/lumimport.h"
 #include "lumox/scene/lummat.h"
 #include "lumox/scene/lumtex.h"
@@ -65,39 +66,64 @@ class IsolatedImportTest : public ::testing::Test {
   std::string FOldTmp;
 };
 
+// Parts in nested nodes (glTF), textured and untextured ones side by side (OBJ), a 3DS
+// file's: each part gets its own arrays back.
 TEST_F(IsolatedImportTest, TheChildHandsBackWhatThisProcessWouldRead) {
-  TComponent Owner(nullptr);
-  double Progress = -1;
-  Isolated.OnProgress = [&Progress](double P) { Progress = std::max(Progress, P); };
-  TLumNode* Here = LoadModel(Data + "twoparts.obj", &Owner);
-  TLumNode* There = LoadModel(Data + "twoparts.obj", &Owner, Isolated);
-  EXPECT_GE(Progress, 0.0);
-  EXPECT_LE(Progress, 1.0);
-  std::vector<TLum3dPart*> A, B;
-  Parts(Here, A);
-  Parts(There, B);
-  ASSERT_EQ(A.size(), B.size());
-  for (size_t I = 0; I < A.size(); ++I) {
-    SCOPED_TRACE(A[I]->PartName());
-    EXPECT_EQ(B[I]->PartName(), A[I]->PartName());
-    EXPECT_EQ(B[I]->VertexCount(), A[I]->VertexCount());
-    // The file's singles exactly: the scene file holds their shortest text.
-    for (int32_t V = 0; V < A[I]->VertexCount() * 3; ++V)
-      EXPECT_EQ(static_cast<float>(B[I]->Points()->Vertices()[V]),
-                static_cast<float>(A[I]->Points()->Vertices()[V]));
-    ASSERT_EQ(B[I]->PartMaterial() != nullptr, A[I]->PartMaterial() != nullptr);
-    if (A[I]->PartMaterial()) {
-      EXPECT_EQ(B[I]->PartMaterial()->ColorDiffuse()->Color(),
-                A[I]->PartMaterial()->ColorDiffuse()->Color());
-      EXPECT_EQ(B[I]->PartMaterial()->Shininess(), A[I]->PartMaterial()->Shininess());
+  // Three objects of different sizes, each in a node of its own.
+  test::WriteText(Tmp.File("three.obj"),
+                  "o a\nv 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n"
+                  "o b\nv 2 0 0\nv 3 0 0\nv 3 1 0\nv 2 1 0\nf 4 5 6 7\n"
+                  "o c\nv 4 0 0\nv 5 0 0\nv 5 1 0\nv 4.5 2 0\nv 4 1 0\nf 8 9 10 11 12\n");
+  for (const std::string& Model : {Data + "twoparts.obj", Data + "cube_nodes.gltf",
+                                   Data + "cube.3ds", Data + "cube.glb", Tmp.File("three.obj")}) {
+    SCOPED_TRACE(Model);
+    TComponent Owner(nullptr);
+    double Progress = -1;
+    Isolated.OnProgress = [&Progress](double P) { Progress = std::max(Progress, P); };
+    TLumNode* Here = LoadModel(Model, &Owner);
+    TLumNode* There = LoadModel(Model, &Owner, Isolated);
+    EXPECT_GE(Progress, 0.0);
+    EXPECT_LE(Progress, 1.0);
+    std::vector<TLum3dPart*> A, B;
+    Parts(Here, A);
+    Parts(There, B);
+    ASSERT_EQ(A.size(), B.size());
+    for (size_t I = 0; I < A.size(); ++I) {
+      SCOPED_TRACE(A[I]->PartName());
+      EXPECT_EQ(B[I]->PartName(), A[I]->PartName());
+      EXPECT_EQ(B[I]->VertexCount(), A[I]->VertexCount());
+      // Every array and index list to the bit.
+      const TLumPrimitivePoints *PA = A[I]->Points(), *PB = B[I]->Points();
+      EXPECT_EQ(PB->DefineArrays().Bits(), PA->DefineArrays().Bits());
+      EXPECT_EQ(B[I]->Textured(), A[I]->Textured());
+      const size_t N = static_cast<size_t>(A[I]->VertexCount()) * 3;
+      EXPECT_EQ(std::vector<double>(PB->Vertices(), PB->Vertices() + N),
+                std::vector<double>(PA->Vertices(), PA->Vertices() + N));
+      ASSERT_NE(PA->Normals(), nullptr);
+      ASSERT_NE(PB->Normals(), nullptr);
+      EXPECT_EQ(std::vector<double>(PB->Normals(), PB->Normals() + N),
+                std::vector<double>(PA->Normals(), PA->Normals() + N));
+      ASSERT_EQ(B[I]->GetPrimitiveCount(), A[I]->GetPrimitiveCount());
+      for (int32_t L = 0; L < A[I]->GetPrimitiveCount(); ++L) {
+        const TLumPrimitiveArray *LA = A[I]->GetPrimitive(L), *LB = B[I]->GetPrimitive(L);
+        EXPECT_EQ(LB->PrimitiveType(), LA->PrimitiveType());
+        EXPECT_EQ(std::vector<uint32_t>(LB->IndexData(), LB->IndexData() + LB->Count()),
+                  std::vector<uint32_t>(LA->IndexData(), LA->IndexData() + LA->Count()));
+      }
+      ASSERT_EQ(B[I]->PartMaterial() != nullptr, A[I]->PartMaterial() != nullptr);
+      if (A[I]->PartMaterial()) {
+        EXPECT_EQ(B[I]->PartMaterial()->ColorDiffuse()->Color(),
+                  A[I]->PartMaterial()->ColorDiffuse()->Color());
+        EXPECT_EQ(B[I]->PartMaterial()->Shininess(), A[I]->PartMaterial()->Shininess());
+      }
+      ASSERT_EQ(B[I]->Texture() != nullptr, A[I]->Texture() != nullptr);
+      if (A[I]->Texture()) {
+        EXPECT_EQ(B[I]->Texture()->Bitmap()->GetPixel(1, 1),
+                  A[I]->Texture()->Bitmap()->GetPixel(1, 1));
+      }
     }
-    ASSERT_EQ(B[I]->Texture() != nullptr, A[I]->Texture() != nullptr);
-    if (A[I]->Texture()) {
-      EXPECT_EQ(B[I]->Texture()->Bitmap()->GetPixel(1, 1),
-                A[I]->Texture()->Bitmap()->GetPixel(1, 1));
-    }
+    EXPECT_EQ(LumCountMeshes(There).Triangles, LumCountMeshes(Here).Triangles);
   }
-  EXPECT_EQ(LumCountMeshes(There).Triangles, LumCountMeshes(Here).Triangles);
 }
 
 TEST_F(IsolatedImportTest, WarningsAndRefusalsComeBackInTheReadersWords) {
@@ -168,6 +194,52 @@ TEST_F(IsolatedImportTest, ACrashOrAbortOfTheReaderIsSaidAndEveryFuzzFindRefused
       EXPECT_EQ(M.rfind("Cannot read the model file \"" + E.path().string() + "\": ", 0), 0u) << M;
     }
   }
+}
+
+// A drawing read in the child comes back as it reads here, skipped entities included;
+// the reader's refusals come back in its words, and block inserts that expand past the
+// memory limit (58 720 256 vertices: within the vertex bound, gigabytes to draw) stop the
+// child with a message saying so.
+TEST_F(IsolatedImportTest, DrawingsReadInTheChildAsHereAndPastTheirMemoryAreStopped) {
+  TComponent Owner(nullptr);
+  auto* Target = new TLumNode(&Owner);
+  TLumDXFImport Here(nullptr), There(nullptr);
+  for (TLumDXFImport* D : {&Here, &There}) {
+    D->SetFileName(Data + "drawing.dxf");
+    D->SetTarget(Target);
+  }
+  There.SetIsolated(true);
+  There.SetMaxMemoryMB(256);
+  There.SetTimeLimit(60);
+  const TLum3dObj* A = Here.Execute();
+  const TLum3dObj* B = There.Execute();
+  EXPECT_EQ(B->Owner(), &Owner);
+  EXPECT_EQ(Target->GetItems(1), B);
+  EXPECT_EQ(B->ObjectName(), A->ObjectName());
+  EXPECT_EQ(There.UnknownEntities(), Here.UnknownEntities());
+  ASSERT_EQ(B->PartCount(), A->PartCount());
+  for (int32_t P = 0; P < A->PartCount(); ++P) {
+    const TLumPrimitivePoints *PA = A->Part(P)->Points(), *PB = B->Part(P)->Points();
+    ASSERT_EQ(PB->Count(), PA->Count());
+    const size_t N = static_cast<size_t>(PA->Count());
+    EXPECT_EQ(std::vector<double>(PB->Vertices(), PB->Vertices() + N * 3),
+              std::vector<double>(PA->Vertices(), PA->Vertices() + N * 3));
+    EXPECT_EQ(std::vector<float>(PB->Colors(), PB->Colors() + N * 4),
+              std::vector<float>(PA->Colors(), PA->Colors() + N * 4));
+    EXPECT_EQ(B->Part(P)->GetPrimitiveCount(), A->Part(P)->GetPrimitiveCount());
+  }
+
+  test::WriteText(Tmp.File("cut.dxf"), "  0\nSECTION\n  2\nENTITIES\n  0\nLINE\n 10\n");
+  for (TLumDXFImport* D : {&Here, &There}) D->SetFileName(Tmp.File("cut.dxf"));
+  EXPECT_EQ(test::Thrown([&] { There.Execute(); }), test::Thrown([&] { Here.Execute(); }));
+
+  const std::string Bomb = Data + "nested_inserts.dxf";
+  There.SetFileName(Bomb);
+  There.SetMaxMemoryMB(64);
+  EXPECT_EQ(test::Thrown([&] { There.Execute(); }),
+            "Cannot read the DXF file \"" + Bomb +
+                "\": the DXF reader used more than 64 MB of memory and was stopped.");
+  EXPECT_EQ(Target->GetCount(), 2);
 }
 
 }  // namespace
