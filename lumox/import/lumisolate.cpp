@@ -397,6 +397,12 @@ std::string FileError(const std::string& Kind, const std::string& FileName, std:
 TLumNode* ReadIsolated(const std::string& FileName, const std::string& Kind, TComponent* Owner,
                        const TLumImportOptions& Options, const TIsolatedReader& Read,
                        const std::function<void(const std::string&)>& OnNote) {
+  // A NaN or unbounded limit would make the child's processor limit undefined.
+  if (!(Options.TimeLimit > 0.0 && Options.TimeLimit <= 1e9))
+    throw Exception(
+        FileError(Kind, FileName, "the time limit must be a number of seconds above 0"));
+  if (Options.MaxMemoryMB == 0)
+    throw Exception(FileError(Kind, FileName, "the memory limit must be at least 1 MB"));
   const TPrivateDir Dir;
   const std::string Scene = (Dir.Path / "model.lumgl").string();
   const std::string Meshes = (Dir.Path / "meshes.bin").string();

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -158,6 +159,15 @@ TEST_F(IsolatedImportTest, AChildOverItsTimeOrMemoryIsStoppedAndSaysSo) {
   M = test::Thrown([&] { LoadModel(Grid, &Owner, Small); });
   EXPECT_NE(M.find("the model reader used more than 1 MB of memory"), std::string::npos) << M;
   EXPECT_EQ(M.rfind("Cannot read the model file \"" + Grid + "\": ", 0), 0u) << M;
+  // Limits that bound nothing are refused before a child starts.
+  for (double Bad : {std::nan(""), 0.0, HUGE_VAL}) {
+    Quick.TimeLimit = Bad;
+    M = test::Thrown([&] { LoadModel(Grid, &Owner, Quick); });
+    EXPECT_NE(M.find("the time limit must be a number of seconds above 0"), std::string::npos) << M;
+  }
+  Small.MaxMemoryMB = 0;
+  M = test::Thrown([&] { LoadModel(Grid, &Owner, Small); });
+  EXPECT_NE(M.find("the memory limit must be at least 1 MB"), std::string::npos) << M;
   // With room to work the same file loads.
   EXPECT_EQ(LumCountMeshes(LoadModel(Grid, &Owner, Isolated)).Triangles, 2 * 300 * 300);
 }
