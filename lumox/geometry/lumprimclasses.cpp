@@ -660,30 +660,14 @@ TLumTextureFlags::TLumTextureFlags() : FParamVector(new TLumVector) {
 TLumTextureFlags::~TLumTextureFlags() { delete FParamVector; }
 
 void TLumTextureFlags::SetMode(TLumTextureMode Value) {
-  if (Value == FMode || Value > txSphereZ) return;
-  FMode = Value;
-  Changed();
+  if (Value > txSphereZ) return;
+  SetField(FMode, Value);
 }
 
-// Stores and reports a changed value; true when it changed.
-static bool Store(double& Field, double Value) {
-  if (Value == Field) return false;
-  Field = Value;
-  return true;
-}
-
-void TLumTextureFlags::SetShiftX(double Value) {
-  if (Store(FShiftX, Value)) Changed();
-}
-void TLumTextureFlags::SetShiftY(double Value) {
-  if (Store(FShiftY, Value)) Changed();
-}
-void TLumTextureFlags::SetScaleX(double Value) {
-  if (Store(FScaleX, Value)) Changed();
-}
-void TLumTextureFlags::SetScaleY(double Value) {
-  if (Store(FScaleY, Value)) Changed();
-}
+void TLumTextureFlags::SetShiftX(double Value) { SetField(FShiftX, Value); }
+void TLumTextureFlags::SetShiftY(double Value) { SetField(FShiftY, Value); }
+void TLumTextureFlags::SetScaleX(double Value) { SetField(FScaleX, Value); }
+void TLumTextureFlags::SetScaleY(double Value) { SetField(FScaleY, Value); }
 
 void TLumTextureFlags::SetParamVec(TLumVector* Value) {
   if (Value) FParamVector->Assign(Value);

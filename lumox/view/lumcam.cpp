@@ -20,15 +20,13 @@ TLumCamera::~TLumCamera() {
 }
 
 void TLumCamera::SetViewNear(float Value) {
-  if (Value == FViewNear || !(Value > 0.0f)) return;
-  FViewNear = Value;
-  Changed();
+  if (!(Value > 0.0f)) return;
+  SetField(FViewNear, Value);
 }
 
 void TLumCamera::SetViewFar(float Value) {
-  if (Value == FViewFar || !(Value > 0.0f)) return;
-  FViewFar = Value;
-  Changed();
+  if (!(Value > 0.0f)) return;
+  SetField(FViewFar, Value);
 }
 
 void TLumCamera::Assign(TPersistent* Source) {
@@ -57,9 +55,8 @@ static double Aspect(int Width, int Height) {
 }
 
 void TLumPerspectiveCamera::SetViewAngle(float Value) {
-  if (Value == FViewAngle || !(Value >= 0.0f && Value <= 180.0f)) return;
-  FViewAngle = Value;
-  Changed();
+  if (!(Value >= 0.0f && Value <= 180.0f)) return;
+  SetField(FViewAngle, Value);
 }
 
 void TLumPerspectiveCamera::Adjust(int Width, int Height) {
@@ -82,15 +79,13 @@ void TLumPerspectiveCamera::ReadValues(TLumExchange* Exchange) {
 }
 
 void TLumOrthographicCamera::SetViewWidth(float Value) {
-  if (Value == FViewWidth || !(Value >= 0.0f)) return;
-  FViewWidth = Value;
-  Changed();
+  if (!(Value >= 0.0f)) return;
+  SetField(FViewWidth, Value);
 }
 
 void TLumOrthographicCamera::SetViewHeight(float Value) {
-  if (Value == FViewHeight || !(Value >= 0.0f)) return;
-  FViewHeight = Value;
-  Changed();
+  if (!(Value >= 0.0f)) return;
+  SetField(FViewHeight, Value);
 }
 
 void TLumOrthographicCamera::Adjust(int Width, int Height) {
