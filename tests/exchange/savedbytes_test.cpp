@@ -64,11 +64,15 @@ std::string Save(TLumNode* Root, bool NoDefaults, int Decimals, bool ParamNewLin
 TLumValue Moved(const TLumPropInfo* P, const TLumValue& Now) {
   auto Admit = [P](double V) { return !P->Range || P->Range->Contains(V); };
   switch (P->Kind) {
-    case pkBoolean: return !std::get<bool>(Now);
-    case pkEnumeration: return (std::get<int64_t>(Now) + 1) % int64_t(P->Names.size());
-    case pkSet: return std::get<uint32_t>(Now) ^ 1u;
+    case pkBoolean:
+      return !std::get<bool>(Now);
+    case pkEnumeration:
+      return (std::get<int64_t>(Now) + 1) % int64_t(P->Names.size());
+    case pkSet:
+      return std::get<uint32_t>(Now) ^ 1u;
     case pkCardinal:
-    case pkColor: return std::get<uint32_t>(Now) ^ 0x2468ACu;
+    case pkColor:
+      return std::get<uint32_t>(Now) ^ 0x2468ACu;
     case pkInteger: {
       const int64_t V = std::get<int64_t>(Now);
       return Admit(double(V + 1)) ? V + 1 : V - 1;
@@ -81,7 +85,8 @@ TLumValue Moved(const TLumPropInfo* P, const TLumValue& Now) {
       const double V = std::get<double>(Now);
       return Admit(V + 0.25) ? V + 0.25 : V - 0.25;
     }
-    default: return Now;
+    default:
+      return Now;
   }
 }
 
