@@ -84,7 +84,6 @@ void TLumPointItem::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("E", FEdgeFlag, true);
   Exchange->addtag("F", FFlag, 0);
   FColor->WriteValues(Exchange);
-  TLumProperty::WriteValues(Exchange);
 }
 
 void TLumPointItem::ReadValues(TLumExchange* Exchange) {
@@ -100,7 +99,6 @@ void TLumPointItem::ReadValues(TLumExchange* Exchange) {
   Exchange->getvalue("E", FEdgeFlag);
   Exchange->getvalue("F", FFlag);
   FColor->ReadValues(Exchange);
-  TLumProperty::ReadValues(Exchange);
 }
 
 // --- TLumPrimitivePoints ------------------------------------------------------------------
@@ -674,42 +672,10 @@ void TLumTextureFlags::SetParamVec(TLumVector* Value) {
 }
 
 void TLumTextureFlags::Assign(TPersistent* Source) {
-  auto* S = dynamic_cast<TLumTextureFlags*>(Source);
-  if (!S) {
+  if (dynamic_cast<TLumTextureFlags*>(Source))
+    AssignPublished(this, Source, ClassInfoOf<TLumTextureFlags>());
+  else
     TLumProperty::Assign(Source);
-    return;
-  }
-  SetMode(S->FMode);
-  SetShiftX(S->FShiftX);
-  SetShiftY(S->FShiftY);
-  SetScaleX(S->FScaleX);
-  SetScaleY(S->FScaleY);
-  SetParamVec(S->FParamVector);
-}
-
-void TLumTextureFlags::WriteValues(TLumExchange* Exchange) {
-  Exchange->addtag("Mode", FMode, TLumTextureModeStr, 7);
-  Exchange->addtag("ShiftX", FShiftX, 0.0);
-  Exchange->addtag("ShiftY", FShiftY, 0.0);
-  Exchange->addtag("ScaleX", FScaleX, 1.0);
-  Exchange->addtag("ScaleY", FScaleY, 1.0);
-  FParamVector->WriteComp(Exchange, "ParamVector");
-}
-
-void TLumTextureFlags::ReadValues(TLumExchange* Exchange) {
-  SetMode(static_cast<TLumTextureMode>(Exchange->getenums("Mode", TLumTextureModeStr, 7)));
-  SetShiftX(Exchange->getvalueor("ShiftX", FShiftX));
-  SetShiftY(Exchange->getvalueor("ShiftY", FShiftY));
-  SetScaleX(Exchange->getvalueor("ScaleX", FScaleX));
-  SetScaleY(Exchange->getvalueor("ScaleY", FScaleY));
-}
-
-TObject* TLumTextureFlags::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
-  if (Tag && SameText(Tag->Name, "ParamVector")) {
-    FParamVector->ReadValues(Exchange);
-    return FParamVector;
-  }
-  return TLumProperty::ReadComp(Exchange, Tag);
 }
 
 // --- the published-property table ------------------------------------------------------

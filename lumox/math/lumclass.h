@@ -81,6 +81,11 @@ class TLumProperty : public TLumStreamable {
   void Changed();
   // Takes over Source's change hook (and nothing else here); never raises.
   void Assign(TPersistent* Source) override;
+  // A value object without a format of its own writes and reads what its class
+  // publishes under exchange names, level by level from its table.
+  void WriteValues(TLumExchange* Exchange) override;
+  void ReadValues(TLumExchange* Exchange) override;
+  TObject* ReadComp(TLumExchange* Exchange, TXMLTag* Tag) override;
 
  protected:
   // The compare-store-notify step of the setters: stores Value and calls Changed when

@@ -39,14 +39,12 @@ void TLumCamera::Assign(TPersistent* Source) {
 
 void TLumCamera::WriteValues(TLumExchange* Exchange) {
   TLumTransformed::WriteValues(Exchange);
-  Exchange->addtag("ViewNear", static_cast<double>(FViewNear), 0.1);
-  Exchange->addtag("ViewFar", static_cast<double>(FViewFar), 10.0);
+  Exchange->WritePublished(this, ClassInfoOf<TLumCamera>());
 }
 
 void TLumCamera::ReadValues(TLumExchange* Exchange) {
   TLumTransformed::ReadValues(Exchange);
-  SetViewNear(Exchange->getvalueor("ViewNear", FViewNear));
-  SetViewFar(Exchange->getvalueor("ViewFar", FViewFar));
+  Exchange->ReadPublished(this, ClassInfoOf<TLumCamera>());
 }
 
 // A zero height would make the aspect ratio infinite; a height of one pixel is used.
@@ -70,12 +68,12 @@ void TLumPerspectiveCamera::Assign(TPersistent* Source) {
 
 void TLumPerspectiveCamera::WriteValues(TLumExchange* Exchange) {
   TLumCamera::WriteValues(Exchange);
-  Exchange->addtag("ViewAngle", static_cast<double>(FViewAngle), 45.0);
+  Exchange->WritePublished(this, ClassInfoOf<TLumPerspectiveCamera>());
 }
 
 void TLumPerspectiveCamera::ReadValues(TLumExchange* Exchange) {
   TLumCamera::ReadValues(Exchange);
-  SetViewAngle(Exchange->getvalueor("ViewAngle", FViewAngle));
+  Exchange->ReadPublished(this, ClassInfoOf<TLumPerspectiveCamera>());
 }
 
 void TLumOrthographicCamera::SetViewWidth(float Value) {
@@ -106,14 +104,12 @@ void TLumOrthographicCamera::Assign(TPersistent* Source) {
 
 void TLumOrthographicCamera::WriteValues(TLumExchange* Exchange) {
   TLumCamera::WriteValues(Exchange);
-  Exchange->addtag("ViewWidth", static_cast<double>(FViewWidth), 2.0);
-  Exchange->addtag("ViewHeight", static_cast<double>(FViewHeight), 2.0);
+  Exchange->WritePublished(this, ClassInfoOf<TLumOrthographicCamera>());
 }
 
 void TLumOrthographicCamera::ReadValues(TLumExchange* Exchange) {
   TLumCamera::ReadValues(Exchange);
-  SetViewWidth(Exchange->getvalueor("ViewWidth", FViewWidth));
-  SetViewHeight(Exchange->getvalueor("ViewHeight", FViewHeight));
+  Exchange->ReadPublished(this, ClassInfoOf<TLumOrthographicCamera>());
 }
 
 // --- the published-property table ------------------------------------------------------
