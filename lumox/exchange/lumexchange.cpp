@@ -568,7 +568,7 @@ void TLumExchange::WriteBuffer() {
 void TLumExchange::SavetoFile(TComponent* Obj) {
   if (FFileName.empty()) return;
   try {
-    auto* Node = dynamic_cast<TLumCustomNode*>(Obj);
+    TLumCustomNode* Node = Obj ? Obj->AsNode() : nullptr;
     if (FState == stReady && Node) {
       clear();
       FState = stSaveNode;
@@ -605,7 +605,7 @@ void TLumExchange::SaveObj(TComponent* Obj) {
       FProgressCount = 0;
     }
     FState = stSaveObj;
-    if (auto* C = dynamic_cast<TLumComponent*>(Obj)) C->WriteComp(this, C->ClassName());
+    if (TLumStreamable* C = Obj ? Obj->Streamable() : nullptr) C->WriteComp(this, Obj->ClassName());
   } catch (const std::exception& E) {
     clear();
     FState = stReady;
@@ -724,10 +724,7 @@ void TLumExchange::HandleTag(TXMLTag*& Tag) {
       FCurrentTag = Tag;
       FLoadElement = Tag->Name;
       FLoadLine = Tag->Line;
-      if (auto* Prop = dynamic_cast<TLumProperty*>(Parent))
-        Obj = Prop->ReadComp(this, Tag);
-      else if (auto* Comp = dynamic_cast<TLumComponent*>(Parent))
-        Obj = Comp->ReadComp(this, Tag);
+      if (TLumStreamable* S = Parent ? Parent->Streamable() : nullptr) Obj = S->ReadComp(this, Tag);
       if (!Obj && Parent && OnReadElement) Obj = OnReadElement(Tag, Parent);
       if (Obj)
         CheckUnread();
@@ -759,7 +756,7 @@ void TLumExchange::WarnUnclaimed(const TXMLTag* Tag, TObject* Parent) {
     Warn(lwDiffuseNotRead, Tag, Name,
          "the diffuse colour is written under \"FDiffuse\" but read only as \"Diffuse\": "
          "it keeps its current value (rename the element to \"Diffuse\" to load it)");
-  else if (!dynamic_cast<TLumCustomNode*>(Parent))
+  else if (!Parent->Streamable() || !Parent->Streamable()->AsNode())
     Warn(lwUnknownElement, Tag, Name, "unknown element" + In + ": skipped with its content");
   else
     Warn(lwUnknownClass, Tag, Name,
@@ -833,7 +830,7 @@ void TLumExchange::LoadfromFile(TObject* Target) {
   }
   FParser->CloseOpenTags();
   FState = stReady;
-  if (auto* T = dynamic_cast<TLumTransformed*>(Target)) T->SubChange(T);
+  if (TLumStreamable* S = Target ? Target->Streamable() : nullptr) S->Loaded();
 }
 
 // --- the published-property table ------------------------------------------------------

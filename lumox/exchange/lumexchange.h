@@ -15,6 +15,7 @@
 namespace lumox {
 
 class TLumProperty;
+class TLumClassInfo;
 
 enum TLumExchangeState : uint8_t {
   stReady,
@@ -182,6 +183,17 @@ class TLumExchange : public TComponent {
   // Ordinal whose name equals the attribute's text; missing or unknown gives 0.
   int getenums(const std::string& Name, const char* const* Names, int High);
   int getenumv(const std::string& Text, const char* const* Names, int High) const;
+
+  // --- a class's published values, driven by its table (lumpersist.cpp) ------------
+  // Writes the properties Level itself publishes under exchange names, in published
+  // order: values as attributes through the addtag calls above, against the table's
+  // defaults; owned objects as child elements.
+  void WritePublished(const TPersistent* Obj, const TLumClassInfo* Level);
+  // Reads them back: every attribute first, then each value through its setter in order
+  // (a missing attribute keeps the value, a missing enumeration reads its first name).
+  void ReadPublished(TPersistent* Obj, const TLumClassInfo* Level);
+  // The owned object of Level whose exchange name the element has, read; or nullptr.
+  TObject* ReadPublishedChild(TPersistent* Obj, const TLumClassInfo* Level, TXMLTag* Tag);
 
   // --- files ---------------------------------------------------------------------
   // Saves a node (it becomes the "Objects" element) or finishes a SaveObj sequence.

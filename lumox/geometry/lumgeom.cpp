@@ -39,12 +39,12 @@ void TLumLine::Assign(TPersistent* Source) {
 }
 
 void TLumLine::WriteValues(TLumExchange* Exchange) {
-  Exchange->addtag("Length", static_cast<double>(FLength), 1.0);
+  Exchange->WritePublished(this, ClassInfoOf<TLumLine>());
   TLumPrimitiveObj::WriteValues(Exchange);
 }
 
 void TLumLine::ReadValues(TLumExchange* Exchange) {
-  SetLength(Exchange->getvalueor("Length", FLength));
+  Exchange->ReadPublished(this, ClassInfoOf<TLumLine>());
   TLumPrimitiveObj::ReadValues(Exchange);
 }
 
@@ -85,14 +85,12 @@ void TLumTriangle::Assign(TPersistent* Source) {
 }
 
 void TLumTriangle::WriteValues(TLumExchange* Exchange) {
-  Exchange->addtag("Base", static_cast<double>(FBase), 1.0);
-  Exchange->addtag("Height", static_cast<double>(FHeight), 1.0);
+  Exchange->WritePublished(this, ClassInfoOf<TLumTriangle>());
   TLumPrimitiveObj::WriteValues(Exchange);
 }
 
 void TLumTriangle::ReadValues(TLumExchange* Exchange) {
-  SetBase(Exchange->getvalueor("Base", FBase));
-  SetHeight(Exchange->getvalueor("Height", FHeight));
+  Exchange->ReadPublished(this, ClassInfoOf<TLumTriangle>());
   TLumPrimitiveObj::ReadValues(Exchange);
 }
 
@@ -161,18 +159,12 @@ void TLumRectangle::Assign(TPersistent* Source) {
 }
 
 void TLumRectangle::WriteValues(TLumExchange* Exchange) {
-  Exchange->addtag("Width", static_cast<double>(FWidth), 1.0);
-  Exchange->addtag("Height", static_cast<double>(FHeight), 1.0);
-  Exchange->addtag("DetailX", FDetailX, 1);
-  Exchange->addtag("DetailY", FDetailY, 1);
+  Exchange->WritePublished(this, ClassInfoOf<TLumRectangle>());
   TLumPrimitiveObj::WriteValues(Exchange);
 }
 
 void TLumRectangle::ReadValues(TLumExchange* Exchange) {
-  SetWidth(Exchange->getvalueor("Width", FWidth));
-  SetHeight(Exchange->getvalueor("Height", FHeight));
-  SetDetX(Exchange->getvalueor("DetailX", FDetailX));
-  SetDetY(Exchange->getvalueor("DetailY", FDetailY));
+  Exchange->ReadPublished(this, ClassInfoOf<TLumRectangle>());
   TLumPrimitiveObj::ReadValues(Exchange);
 }
 

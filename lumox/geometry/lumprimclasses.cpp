@@ -84,7 +84,6 @@ void TLumPointItem::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("E", FEdgeFlag, true);
   Exchange->addtag("F", FFlag, 0);
   FColor->WriteValues(Exchange);
-  TLumProperty::WriteValues(Exchange);
 }
 
 void TLumPointItem::ReadValues(TLumExchange* Exchange) {
@@ -100,7 +99,6 @@ void TLumPointItem::ReadValues(TLumExchange* Exchange) {
   Exchange->getvalue("E", FEdgeFlag);
   Exchange->getvalue("F", FFlag);
   FColor->ReadValues(Exchange);
-  TLumProperty::ReadValues(Exchange);
 }
 
 // --- TLumPrimitivePoints ------------------------------------------------------------------
@@ -660,72 +658,24 @@ TLumTextureFlags::TLumTextureFlags() : FParamVector(new TLumVector) {
 TLumTextureFlags::~TLumTextureFlags() { delete FParamVector; }
 
 void TLumTextureFlags::SetMode(TLumTextureMode Value) {
-  if (Value == FMode || Value > txSphereZ) return;
-  FMode = Value;
-  Changed();
+  if (Value > txSphereZ) return;
+  SetField(FMode, Value);
 }
 
-// Stores and reports a changed value; true when it changed.
-static bool Store(double& Field, double Value) {
-  if (Value == Field) return false;
-  Field = Value;
-  return true;
-}
-
-void TLumTextureFlags::SetShiftX(double Value) {
-  if (Store(FShiftX, Value)) Changed();
-}
-void TLumTextureFlags::SetShiftY(double Value) {
-  if (Store(FShiftY, Value)) Changed();
-}
-void TLumTextureFlags::SetScaleX(double Value) {
-  if (Store(FScaleX, Value)) Changed();
-}
-void TLumTextureFlags::SetScaleY(double Value) {
-  if (Store(FScaleY, Value)) Changed();
-}
+void TLumTextureFlags::SetShiftX(double Value) { SetField(FShiftX, Value); }
+void TLumTextureFlags::SetShiftY(double Value) { SetField(FShiftY, Value); }
+void TLumTextureFlags::SetScaleX(double Value) { SetField(FScaleX, Value); }
+void TLumTextureFlags::SetScaleY(double Value) { SetField(FScaleY, Value); }
 
 void TLumTextureFlags::SetParamVec(TLumVector* Value) {
   if (Value) FParamVector->Assign(Value);
 }
 
 void TLumTextureFlags::Assign(TPersistent* Source) {
-  auto* S = dynamic_cast<TLumTextureFlags*>(Source);
-  if (!S) {
+  if (dynamic_cast<TLumTextureFlags*>(Source))
+    AssignPublished(this, Source, ClassInfoOf<TLumTextureFlags>());
+  else
     TLumProperty::Assign(Source);
-    return;
-  }
-  SetMode(S->FMode);
-  SetShiftX(S->FShiftX);
-  SetShiftY(S->FShiftY);
-  SetScaleX(S->FScaleX);
-  SetScaleY(S->FScaleY);
-  SetParamVec(S->FParamVector);
-}
-
-void TLumTextureFlags::WriteValues(TLumExchange* Exchange) {
-  Exchange->addtag("Mode", FMode, TLumTextureModeStr, 7);
-  Exchange->addtag("ShiftX", FShiftX, 0.0);
-  Exchange->addtag("ShiftY", FShiftY, 0.0);
-  Exchange->addtag("ScaleX", FScaleX, 1.0);
-  Exchange->addtag("ScaleY", FScaleY, 1.0);
-  FParamVector->WriteComp(Exchange, "ParamVector");
-}
-
-void TLumTextureFlags::ReadValues(TLumExchange* Exchange) {
-  SetMode(static_cast<TLumTextureMode>(Exchange->getenums("Mode", TLumTextureModeStr, 7)));
-  SetShiftX(Exchange->getvalueor("ShiftX", FShiftX));
-  SetShiftY(Exchange->getvalueor("ShiftY", FShiftY));
-  SetScaleX(Exchange->getvalueor("ScaleX", FScaleX));
-  SetScaleY(Exchange->getvalueor("ScaleY", FScaleY));
-}
-
-TObject* TLumTextureFlags::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
-  if (Tag && SameText(Tag->Name, "ParamVector")) {
-    FParamVector->ReadValues(Exchange);
-    return FParamVector;
-  }
-  return TLumProperty::ReadComp(Exchange, Tag);
 }
 
 // --- the published-property table ------------------------------------------------------

@@ -257,10 +257,9 @@ class TLumTextureFlags : public TLumProperty {
   TLumVector* ParamVector() const { return FParamVector; }
   void SetParamVec(TLumVector* Value);
 
+  // Every published property in order, through the setters. The scene-file element is
+  // the table's (mode, shifts, scales, then the parameter vector as a child element).
   void Assign(TPersistent* Source) override;
-  void WriteValues(TLumExchange* Exchange) override;
-  void ReadValues(TLumExchange* Exchange) override;
-  TObject* ReadComp(TLumExchange* Exchange, TXMLTag* Tag) override;
 
  private:
   TLumTextureMode FMode = txStandard;

@@ -405,32 +405,13 @@ void TLumCylinder::Assign(TPersistent* Source) {
 }
 
 void TLumCylinder::WriteValues(TLumExchange* Exchange) {
-  Exchange->addtag("BaseRadius", FBaseRadius, 1.0);
-  Exchange->addtag("TopRadius", FTopRadius, 1.0);
-  Exchange->addtag("Height", FHeight, 1.0);
-  Exchange->addtag("Closed", FClosed, false);
-  Exchange->addtag("Slices", FSlices, 10);
-  Exchange->addtag("Stacks", FStacks, 10);
+  Exchange->WritePublished(this, ClassInfoOf<TLumCylinder>());
   TLumPrimitiveObj::WriteValues(Exchange);
 }
 
 void TLumCylinder::ReadValues(TLumExchange* Exchange) {
   TLumPrimitiveObj::ReadValues(Exchange);
-  double Base = FBaseRadius, Top = FTopRadius, H = FHeight;
-  bool C = FClosed;
-  int32_t S = FSlices, T = FStacks;
-  Exchange->getvalue("BaseRadius", Base);
-  Exchange->getvalue("TopRadius", Top);
-  Exchange->getvalue("Height", H);
-  Exchange->getvalue("Closed", C);
-  Exchange->getvalue("Slices", S);
-  Exchange->getvalue("Stacks", T);
-  SetBaseRadius(Base);
-  SetTopRadius(Top);
-  SetHeight(H);
-  SetClosed(C);
-  SetSlices(S);
-  SetStacks(T);
+  Exchange->ReadPublished(this, ClassInfoOf<TLumCylinder>());
 }
 
 // --- TLumDisc -----------------------------------------------------------------------
@@ -523,31 +504,13 @@ void TLumDisc::Assign(TPersistent* Source) {
 }
 
 void TLumDisc::WriteValues(TLumExchange* Exchange) {
-  Exchange->addtag("OuterRadius", FOuterRadius, 1.0);
-  Exchange->addtag("InnerRadius", FInnerRadius, 0.0);
-  Exchange->addtag("StartAngle", FStartAngle, 0.0);
-  Exchange->addtag("SweepAngle", FSweepAngle, 360.0);
-  Exchange->addtag("Slices", FSlices, 10);
-  Exchange->addtag("Stacks", FStacks, 10);
+  Exchange->WritePublished(this, ClassInfoOf<TLumDisc>());
   TLumPrimitiveObj::WriteValues(Exchange);
 }
 
 void TLumDisc::ReadValues(TLumExchange* Exchange) {
   TLumPrimitiveObj::ReadValues(Exchange);
-  double Outer = FOuterRadius, Inner = FInnerRadius, Start = FStartAngle, Sweep = FSweepAngle;
-  int32_t S = FSlices, T = FStacks;
-  Exchange->getvalue("OuterRadius", Outer);
-  Exchange->getvalue("InnerRadius", Inner);
-  Exchange->getvalue("StartAngle", Start);
-  Exchange->getvalue("SweepAngle", Sweep);
-  Exchange->getvalue("Slices", S);
-  Exchange->getvalue("Stacks", T);
-  SetOuterRadius(Outer);
-  SetInnerRadius(Inner);
-  SetStartAngle(Start);
-  SetSweepAngle(Sweep);
-  SetSlices(S);
-  SetStacks(T);
+  Exchange->ReadPublished(this, ClassInfoOf<TLumDisc>());
 }
 
 // --- TLumTorus ----------------------------------------------------------------------
@@ -618,25 +581,13 @@ void TLumTorus::Assign(TPersistent* Source) {
 }
 
 void TLumTorus::WriteValues(TLumExchange* Exchange) {
-  Exchange->addtag("Radius", FRadius, 1.0);
-  Exchange->addtag("Thickness", FThickness, 0.2);
-  Exchange->addtag("Slices", FSlices, 10);
-  Exchange->addtag("Stacks", FStacks, 10);
+  Exchange->WritePublished(this, ClassInfoOf<TLumTorus>());
   TLumPrimitiveObj::WriteValues(Exchange);
 }
 
 void TLumTorus::ReadValues(TLumExchange* Exchange) {
   TLumPrimitiveObj::ReadValues(Exchange);
-  double R = FRadius, Th = FThickness;
-  int32_t S = FSlices, T = FStacks;
-  Exchange->getvalue("Radius", R);
-  Exchange->getvalue("Thickness", Th);
-  Exchange->getvalue("Slices", S);
-  Exchange->getvalue("Stacks", T);
-  SetRadius(R);
-  SetThickness(Th);
-  SetSlices(S);
-  SetStacks(T);
+  Exchange->ReadPublished(this, ClassInfoOf<TLumTorus>());
 }
 
 // --- TLumBox ------------------------------------------------------------------------
@@ -763,33 +714,13 @@ void TLumBox::Assign(TPersistent* Source) {
 }
 
 void TLumBox::WriteValues(TLumExchange* Exchange) {
-  Exchange->addtag("Width", double(FWidth), 1.0);
-  Exchange->addtag("Height", double(FHeight), 1.0);
-  Exchange->addtag("Depth", double(FDepth), 1.0);
-  Exchange->addsettag("Faces", FFaces.Bits(), TBoxFaceStr, 5);
-  Exchange->addtag("DetailX", FDetail[0], 1);
-  Exchange->addtag("DetailY", FDetail[1], 1);
-  Exchange->addtag("DetailZ", FDetail[2], 1);
+  Exchange->WritePublished(this, ClassInfoOf<TLumBox>());
   TLumPrimitiveObj::WriteValues(Exchange);
 }
 
 void TLumBox::ReadValues(TLumExchange* Exchange) {
   TLumPrimitiveObj::ReadValues(Exchange);
-  float W = FWidth, H = FHeight, D = FDepth;
-  uint32_t F = FFaces.Bits();
-  int32_t Det[3] = {FDetail[0], FDetail[1], FDetail[2]};
-  Exchange->getvalue("Width", W);
-  Exchange->getvalue("Height", H);
-  Exchange->getvalue("Depth", D);
-  Exchange->getsetvalue("Faces", F, TBoxFaceStr, 5);
-  Exchange->getvalue("DetailX", Det[0]);
-  Exchange->getvalue("DetailY", Det[1]);
-  Exchange->getvalue("DetailZ", Det[2]);
-  SetWidth(W);
-  SetHeight(H);
-  SetDepth(D);
-  SetFaces(TBoxFaces::FromBits(F & 0x3Fu));
-  for (int i = 0; i < 3; ++i) SetDetail(i, Det[i]);
+  Exchange->ReadPublished(this, ClassInfoOf<TLumBox>());
 }
 
 // --- registration -------------------------------------------------------------------

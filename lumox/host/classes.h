@@ -60,6 +60,22 @@ class TLumSet {
   uint32_t FBits = 0;
 };
 
+// The compare-store-notify step every setter shares: when Value differs from Field,
+// stores it and calls Notify (the class's Changed, or its own notification); returns
+// whether it did. Range checks stay in the setter, before it.
+template <typename T, typename V, typename N>
+bool StoreChanged(T& Field, const V& Value, N&& Notify) {
+  if (Field == Value) return false;
+  Field = Value;
+  Notify();
+  return true;
+}
+
+class TLumStreamable;
+class TLumExchange;
+class TXMLTag;
+class TLumCustomNode;
+
 class TObject {
  public:
   TObject() = default;
@@ -68,6 +84,9 @@ class TObject {
   virtual ~TObject() = default;
   virtual const char* ClassName() const { return "TObject"; }
   bool ClassNameIs(std::string_view Name) const { return SameText(ClassName(), Name); }
+  // The object as an element of a scene file, or nullptr for an object scene files do
+  // not hold: the exchange asks this rather than testing classes.
+  virtual TLumStreamable* Streamable() { return nullptr; }
 };
 
 using TNotifyEvent = std::function<void(TObject* Sender)>;
@@ -83,6 +102,29 @@ class TPersistent : public TObject {
 
  protected:
   virtual void AssignTo(TPersistent* Dest);
+};
+
+// The scene-file protocol: how a component or a value object writes itself as an element
+// of a LUMGL file and reads itself back. The exchange makes these calls on every object
+// alike; the exchange unit implements the writer and reader they take, and the default
+// WriteComp. Components carry it in their one chain of bases, so that no object pays for
+// a second table pointer; the scene classes (TLumComponent, TLumProperty) answer
+// Streamable(), other components (views, timers) are not held by scene files.
+class TLumStreamable : public TPersistent {
+ public:
+  const char* ClassName() const override { return "TLumStreamable"; }
+  // Writes the object as the element Tag: its start tag, WriteValues, its end tag.
+  virtual void WriteComp(TLumExchange* Exchange, const std::string& Tag);
+  // Writes the attributes and child elements of the open element.
+  virtual void WriteValues(TLumExchange*) {}
+  // Reads the attributes of the element being loaded.
+  virtual void ReadValues(TLumExchange*) {}
+  // Offered each child element while loading; returns the object that took it.
+  virtual TObject* ReadComp(TLumExchange*, TXMLTag*) { return nullptr; }
+  // The object as a node (a container of scene components), or nullptr.
+  virtual TLumCustomNode* AsNode() { return nullptr; }
+  // A load into this object has completed: it hears of its new content once.
+  virtual void Loaded() {}
 };
 
 enum TOperation : uint8_t { opInsert, opRemove };
@@ -102,7 +144,7 @@ using TNotificationEvent = std::function<void(class TComponent* AComponent, TOpe
 // components themselves (each registration is one link in both components' lists, each
 // component knows where it is in its owner's lists), so that a death costs constant
 // time whatever the number of siblings and registrations around it.
-class TComponent : public TPersistent {
+class TComponent : public TLumStreamable {
  public:
   explicit TComponent(TComponent* AOwner);
   ~TComponent() override;

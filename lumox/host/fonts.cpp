@@ -122,27 +122,20 @@ std::unique_ptr<TFontFace> TFontFace::Load(const std::string& Family, bool Bold,
 // --- TFont ------------------------------------------------------------------------------
 
 void TFont::SetName(const std::string& Value) {
-  if (Value == FName) return;
-  FName = Value;
-  Changed();
+  StoreChanged(FName, Value, [this] { Changed(); });
 }
 
 void TFont::SetSize(int32_t Value) {
-  if (Value == FSize || Value < 1) return;
-  FSize = Value;
-  Changed();
+  if (Value < 1) return;
+  StoreChanged(FSize, Value, [this] { Changed(); });
 }
 
 void TFont::SetColor(uint32_t Value) {
-  if (Value == FColor) return;
-  FColor = Value;
-  Changed();
+  StoreChanged(FColor, Value, [this] { Changed(); });
 }
 
 void TFont::SetStyle(TFontStyles Value) {
-  if (Value == FStyle) return;
-  FStyle = Value;
-  Changed();
+  StoreChanged(FStyle, Value, [this] { Changed(); });
 }
 
 void TFont::Assign(TPersistent* Source) {

@@ -141,9 +141,7 @@ void TBitmap::SetSize(int AWidth, int AHeight) {
 }
 
 void TBitmap::SetPixelFormat(TPixelFormat Value) {
-  if (Value == FPixelFormat) return;
-  FPixelFormat = Value;
-  Changed();
+  StoreChanged(FPixelFormat, Value, [this] { Changed(); });
 }
 
 uint32_t TBitmap::GetRGBA(int X, int Y) const {

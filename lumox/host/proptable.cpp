@@ -180,6 +180,18 @@ void TLumClassRegistry::Link() {
       Place(Found);
     }
     for (const auto& E : C->FOwnFormEntries) C->FFormEntries.push_back(E.get());
+    for (size_t K = 0; K < C->FOwn.size(); ++K) {
+      TLumPropInfo& P = *C->FOwn[K];
+      if (!C->FOwnPublished[K] || P.ExchangeName.empty()) continue;
+      P.ExchangeDefault = P.Default;
+      if (P.Kind == pkSingle && P.HasDefault) {
+        const std::string Text = LumSingleText(std::get<float>(P.Default));
+        double D = 0;
+        std::from_chars(Text.data(), Text.data() + Text.size(), D);  // whatever the locale
+        P.ExchangeDefault = D;
+      }
+      C->FExchangeEntries.push_back(&P);
+    }
   }
 }
 
@@ -196,6 +208,9 @@ void TLumClassRegistry::RegisterHostTables() {
                     "A number of the application's choice");
 }
 
+// GetClassInfo without its cache.
+static const TLumClassInfo* FindInstanceClass(const TObject* Instance);
+
 // --- looking classes up ---------------------------------------------------------------------
 
 const TLumClassInfo* FindClassInfo(std::string_view ClassName) {
@@ -206,6 +221,18 @@ const TLumClassInfo* FindClassInfo(std::string_view ClassName) {
 
 const TLumClassInfo* GetClassInfo(const TObject* Instance) {
   if (!Instance) return nullptr;
+  // The class asked for last, per thread: a scene asks for the same few classes over and
+  // over, and hashing a type's name costs more than the rest of the lookup.
+  thread_local const std::type_info* LastType = nullptr;
+  thread_local const TLumClassInfo* LastInfo = nullptr;
+  if (&typeid(*Instance) == LastType) return LastInfo;
+  const TLumClassInfo* Info = FindInstanceClass(Instance);
+  LastType = &typeid(*Instance);
+  LastInfo = Info;
+  return Info;
+}
+
+static const TLumClassInfo* FindInstanceClass(const TObject* Instance) {
   auto& R = TLumClassRegistry::Get();
   const std::type_index T = typeid(*Instance);
   if (const TLumClassInfo* C = R.TypeInfo(T)) return C;
@@ -219,6 +246,16 @@ const TLumClassInfo* GetClassInfo(const TObject* Instance) {
 }
 
 const std::vector<const TLumClassInfo*>& GetClassInfos() { return TLumClassRegistry::Get().List; }
+
+void AssignPublished(TPersistent* Dest, const TPersistent* Source, const TLumClassInfo* Level) {
+  for (const TLumPropInfo* P : Level->Properties())
+    if (P->Declarer == Level && !P->ReadOnly && P->Kind != pkEvent)
+      P->SetValue(Dest, P->GetValue(Source));
+}
+
+const TLumClassInfo* FindClassInfo(std::type_index Type) {
+  return TLumClassRegistry::Get().TypeInfo(Type);
+}
 
 // --- TLumClassInfo --------------------------------------------------------------------------
 

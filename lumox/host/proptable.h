@@ -14,6 +14,7 @@
 #include <string_view>
 #include <type_traits>
 #include <typeindex>
+#include <typeinfo>
 #include <variant>
 #include <vector>
 
@@ -77,6 +78,8 @@ struct TLumPropInfo {
   std::string TypeName;
   // Enumerations: the value names by ordinal; sets: the element names by ordinal.
   std::vector<std::string> Names;
+  // The same names as the class registered them, as the exchange's calls take them.
+  const char* const* NameTable = nullptr;
   // Owned objects: the class of the object; references: the class a component must be
   // of. Null for other kinds.
   const TLumClassInfo* ClassInfo = nullptr;
@@ -91,6 +94,9 @@ struct TLumPropInfo {
   // The LUMGL attribute or child element the exchange format writes it as, empty when
   // the format does not carry it.
   std::string ExchangeName;
+  // The default the exchange format leaves out with NoDefaultValues: the stored default,
+  // a Single's as the double its shortest text reads as (0.1, not 0.100000001490116).
+  TLumValue ExchangeDefault;
   // False for a property form files never hold (the name, which heads the entry).
   bool Stored = true;
   // The setter checks against properties published after it: form files set it after
@@ -200,6 +206,9 @@ class TLumClassInfo {
   const TLumPropInfo* FindProperty(std::string_view Name) const;
   // The form-file entries, inherited ones first.
   const std::vector<const TLumFormEntry*>& FormEntries() const { return FFormEntries; }
+  // The properties this class itself publishes under an exchange name, in published
+  // order: what the exchange's table-driven writing and reading of its level walk.
+  const std::vector<const TLumPropInfo*>& ExchangeEntries() const { return FExchangeEntries; }
   // Case-insensitive; nullptr when there is none.
   const TLumFormEntry* FindFormEntry(std::string_view Name) const;
   // Whether form files hold the components this component owns, as entries nested in
@@ -232,6 +241,7 @@ class TLumClassInfo {
   std::vector<std::unique_ptr<TLumFormEntry>> FOwnFormEntries;
   std::vector<const TLumPropInfo*> FProperties;
   std::vector<const TLumFormEntry*> FFormEntries;
+  std::vector<const TLumPropInfo*> FExchangeEntries;
   int FDepth = 0;
 };
 
@@ -242,6 +252,18 @@ const TLumClassInfo* FindClassInfo(std::string_view ClassName);
 const TLumClassInfo* GetClassInfo(const TObject* Instance);
 // Every registered class, in registration order (ancestors before descendants).
 const std::vector<const TLumClassInfo*>& GetClassInfos();
+// The table registered for the C++ class Type itself, or nullptr.
+const TLumClassInfo* FindClassInfo(std::type_index Type);
+// Copies into Dest, in published order and through its setters, every writable
+// property that Level itself publishes (events left out), read from Source; both are
+// instances of Level's class.
+void AssignPublished(TPersistent* Dest, const TPersistent* Source, const TLumClassInfo* Level);
+// The table of class C, looked up once.
+template <typename C>
+const TLumClassInfo* ClassInfoOf() {
+  static const TLumClassInfo* const Info = FindClassInfo(std::type_index(typeid(C)));
+  return Info;
+}
 
 // The texts form files write values in: the shortest text that reads back exactly,
 // with ".0" where it would look like an integer; strings in double quotes, with
@@ -399,6 +421,7 @@ class TLumClassTable {
     static_assert(std::is_enum_v<V>);
     TLumPropInfo& I = Add(Name, pkEnumeration, TypeName, Description, Put);
     I.Names.assign(Names, Names + N);
+    I.NameTable = Names;
     if (Default) SetDefault(I, int64_t(*Default));
     I.Getter = [Get](const TPersistent* Obj) { return TLumValue(int64_t(Read(Get, Obj))); };
     if constexpr (!IsNull<S>)
@@ -416,6 +439,7 @@ class TLumClassTable {
     using V = ValueOf<G>;
     TLumPropInfo& I = Add(Name, pkSet, TypeName, Description, Put);
     I.Names.assign(Names, Names + N);
+    I.NameTable = Names;
     if (Default) SetDefault(I, uint32_t(Default->Bits()));
     I.Getter = [Get](const TPersistent* Obj) { return TLumValue(uint32_t(Read(Get, Obj).Bits())); };
     if constexpr (!IsNull<S>)
@@ -519,12 +543,16 @@ class TLumClassTable {
     Entry_.Info().Creator = [Make](TPersistent* Obj) { return Make(Cast(Obj)); };
   }
 
+  // An instance of C itself (the usual case, as when a class's own values are read and
+  // written) is cast without the cost of a dynamic_cast.
   static C* Cast(TPersistent* Obj) {
+    if (Obj && typeid(*Obj) == typeid(C)) return static_cast<C*>(Obj);
     C* R = dynamic_cast<C*>(Obj);
     if (!R) ThrowWrongClass(Obj);
     return R;
   }
   static const C* CastC(const TPersistent* Obj) {
+    if (Obj && typeid(*Obj) == typeid(C)) return static_cast<const C*>(Obj);
     const C* R = dynamic_cast<const C*>(Obj);
     if (!R) ThrowWrongClass(Obj);
     return R;

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <numbers>
 
-#include "lumox/exchange/lumexchange.h"
 #include "lumox/host/proptable.h"
 #include "lumox/math/lumgl.h"
 
@@ -16,13 +15,12 @@ const char* const TLumShadeModelStr[2] = {"smFlat", "smSmooth"};
 const char* const TLumTransparencyModeStr[5] = {"tmNone", "tmAlpha", "tmAddAlpha", "tmAddColor",
                                                 "tmSubColor"};
 const char* const TLumDepthAlignStr[3] = {"daStandard", "daForeground", "daBackground"};
-const char* const TLumLineStippleStr[6] = {"lsClear",   "lsDash",         "lsDot",
+const char* const TLumLineStippleStr[6] = {"lsClear",   "lsDash",       "lsDot",
                                            "lsDashDot", "lsDashDotDot", "lsSolid"};
 const char* const TLumQualityStr[3] = {"quFastest", "quNicest", "quDontCare"};
 const char* const TLumFogModeStr[3] = {"fmLinear", "fmExp", "fmExp2"};
-const char* const TLumTextureModeStr[8] = {"txStandard", "txLinearX",  "txLinearY",
-                                           "txLinearZ",  "txLinearXY", "txLinearYZ",
-                                           "txLinearZX", "txSphereZ"};
+const char* const TLumTextureModeStr[8] = {"txStandard", "txLinearX",  "txLinearY",  "txLinearZ",
+                                           "txLinearXY", "txLinearYZ", "txLinearZX", "txSphereZ"};
 const char* const TLumRotationOrderStr[6] = {"roXYZ", "roXZY", "roYXZ", "roYZX", "roZXY", "roZYX"};
 const char* const TLumTransformationOrderStr[6] = {"toRotTraSca", "toRotScaTra", "toTraRotSca",
                                                    "toTraScaRot", "toScaRotTra", "toScaTraRot"};
@@ -39,37 +37,13 @@ void TLumProperty::Assign(TPersistent* Source) {
   if (auto* P = dynamic_cast<TLumProperty*>(Source)) OnChange = P->OnChange;
 }
 
-void TLumProperty::WriteComp(TLumExchange* Exchange, const std::string& Tag) {
-  Exchange->StartTag(Tag);
-  WriteValues(Exchange);
-  Exchange->EndTag();
-}
-
-void TLumProperty::WriteValues(TLumExchange*) {}
-TObject* TLumProperty::ReadComp(TLumExchange*, TXMLTag*) { return nullptr; }
-void TLumProperty::ReadValues(TLumExchange*) {}
 void TLumRenderProperty::Render() {}
 
 // --- TLumVector -----------------------------------------------------------------------
 
-void TLumVector::SetX(float Value) {
-  if (Value != FX) {
-    FX = Value;
-    Changed();
-  }
-}
-void TLumVector::SetY(float Value) {
-  if (Value != FY) {
-    FY = Value;
-    Changed();
-  }
-}
-void TLumVector::SetZ(float Value) {
-  if (Value != FZ) {
-    FZ = Value;
-    Changed();
-  }
-}
+void TLumVector::SetX(float Value) { SetField(FX, Value); }
+void TLumVector::SetY(float Value) { SetField(FY, Value); }
+void TLumVector::SetZ(float Value) { SetField(FZ, Value); }
 
 void TLumVector::SetValues(float AX, float AY, float AZ) {
   SetX(AX);
@@ -92,35 +66,16 @@ void TLumVector::Assign(TPersistent* Source) {
   }
 }
 
-void TLumVector::WriteValues(TLumExchange* Exchange) {
-  Exchange->addtag("P", GetAsMathVector(), ZEROVEC);
-}
-
-void TLumVector::ReadValues(TLumExchange* Exchange) {
-  TLumMathVector V = GetAsMathVector();
-  Exchange->getvalue("P", V);
-  SetAsMathVector(V);
-}
-
 static bool InUnitRange(float Value) { return Value >= -1.0f && Value <= 1.0f; }
 
 void TLumDirection::SetX(float Value) {
-  if (Value != FX && InUnitRange(Value)) {
-    FX = Value;
-    Changed();
-  }
+  if (InUnitRange(Value)) SetField(FX, Value);
 }
 void TLumDirection::SetY(float Value) {
-  if (Value != FY && InUnitRange(Value)) {
-    FY = Value;
-    Changed();
-  }
+  if (InUnitRange(Value)) SetField(FY, Value);
 }
 void TLumDirection::SetZ(float Value) {
-  if (Value != FZ && InUnitRange(Value)) {
-    FZ = Value;
-    Changed();
-  }
+  if (InUnitRange(Value)) SetField(FZ, Value);
 }
 
 void TLumNormal::Normalize() {
@@ -131,18 +86,10 @@ void TLumNormal::Normalize() {
 
 // --- TLumColor ------------------------------------------------------------------------
 
-void TLumColor::SetColor(uint32_t Value) {
-  if (Value != FColor) {
-    FColor = Value;
-    Changed();
-  }
-}
+void TLumColor::SetColor(uint32_t Value) { SetField(FColor, Value); }
 
 void TLumColor::SetAlpha(float Value) {
-  if (Value != FAlpha && Value >= 0.0f && Value <= 1.0f) {
-    FAlpha = Value;
-    Changed();
-  }
+  if (Value >= 0.0f && Value <= 1.0f) SetField(FAlpha, Value);
 }
 
 void TLumColor::GetParams(float (&Params)[4]) const {
@@ -173,18 +120,6 @@ void TLumColor::Assign(TPersistent* Source) {
     Changed();
   }
   TLumProperty::Assign(Source);
-}
-
-void TLumColor::WriteValues(TLumExchange* Exchange) {
-  Exchange->addtag("Color", TLumExchange::int2hex(FColor), TLumExchange::int2hex(0xFFFFFF));
-  Exchange->addtag("Alpha", static_cast<double>(FAlpha), 1.0);
-}
-
-void TLumColor::ReadValues(TLumExchange* Exchange) {
-  uint32_t Value = FColor;
-  Exchange->getcolorvalue("Color", Value);
-  SetColor(Value);
-  SetAlpha(Exchange->getvalueor("Alpha", FAlpha));
 }
 
 // --- TLumMatrix -----------------------------------------------------------------------
@@ -219,7 +154,8 @@ void TLumMatrix::MultMatrix(const TLumMatrix* B) {
   for (int I = 0; I < 4; ++I)
     for (int J = 0; J < 4; ++J) {
       double S = 0.0;
-      for (int K = 0; K < 4; ++K) S += BV[static_cast<size_t>(K * 4 + I)] * FValues[static_cast<size_t>(J * 4 + K)];
+      for (int K = 0; K < 4; ++K)
+        S += BV[static_cast<size_t>(K * 4 + I)] * FValues[static_cast<size_t>(J * 4 + K)];
       T[static_cast<size_t>(J * 4 + I)] = S;
     }
   FValues = T;
@@ -257,7 +193,8 @@ bool TLumMatrix::Invert() {
 void TLumMatrix::Transpose() {
   const std::array<double, 16> T = FValues;
   for (int I = 0; I < 4; ++I)
-    for (int J = 0; J < 4; ++J) FValues[static_cast<size_t>(J * 4 + I)] = T[static_cast<size_t>(I * 4 + J)];
+    for (int J = 0; J < 4; ++J)
+      FValues[static_cast<size_t>(J * 4 + I)] = T[static_cast<size_t>(I * 4 + J)];
 }
 
 void TLumMatrix::GLMultMatrix() const { glMultMatrixd(FValues.data()); }
@@ -374,12 +311,7 @@ void TLumRotation::SetZ(float Value) {
   }
 }
 
-void TLumRotation::SetOrder(TLumRotationOrder Value) {
-  if (Value != FOrder) {
-    FOrder = Value;
-    Changed();
-  }
-}
+void TLumRotation::SetOrder(TLumRotationOrder Value) { SetField(FOrder, Value); }
 
 float TLumRotation::ModAngle(float Angle) const {
   const double A = Angle;
@@ -400,12 +332,36 @@ void TLumRotation::Execute() const {
   auto RY = [this] { glRotatef(FY, 0, 1, 0); };
   auto RZ = [this] { glRotatef(FZ, 0, 0, 1); };
   switch (FOrder) {
-    case roXYZ: RX(); RY(); RZ(); break;
-    case roXZY: RX(); RZ(); RY(); break;
-    case roYXZ: RY(); RX(); RZ(); break;
-    case roYZX: RY(); RZ(); RX(); break;
-    case roZXY: RZ(); RX(); RY(); break;
-    case roZYX: RZ(); RY(); RX(); break;
+    case roXYZ:
+      RX();
+      RY();
+      RZ();
+      break;
+    case roXZY:
+      RX();
+      RZ();
+      RY();
+      break;
+    case roYXZ:
+      RY();
+      RX();
+      RZ();
+      break;
+    case roYZX:
+      RY();
+      RZ();
+      RX();
+      break;
+    case roZXY:
+      RZ();
+      RX();
+      RY();
+      break;
+    case roZYX:
+      RZ();
+      RY();
+      RX();
+      break;
   }
 }
 
@@ -445,16 +401,6 @@ TLumMathMatrix TLumRotation::GetMatrix() const {
 void TLumRotation::Assign(TPersistent* Source) {
   TLumVector::Assign(Source);
   if (auto* R = dynamic_cast<TLumRotation*>(Source)) SetOrder(R->FOrder);
-}
-
-void TLumRotation::WriteValues(TLumExchange* Exchange) {
-  TLumVector::WriteValues(Exchange);
-  Exchange->addtag("Order", FOrder, TLumRotationOrderStr, 5);
-}
-
-void TLumRotation::ReadValues(TLumExchange* Exchange) {
-  TLumVector::ReadValues(Exchange);
-  SetOrder(static_cast<TLumRotationOrder>(Exchange->getenums("Order", TLumRotationOrderStr, 5)));
 }
 
 bool TLumScale::GetEmpty() const { return FX == 1.0f && FY == 1.0f && FZ == 1.0f; }
@@ -508,12 +454,7 @@ void TLumTransformation::SetTranslation(TLumTranslation* Value) {
   Changed();
 }
 
-void TLumTransformation::SetOrder(TLumTransformationOrder Value) {
-  if (Value != FOrder) {
-    FOrder = Value;
-    Changed();
-  }
-}
+void TLumTransformation::SetOrder(TLumTransformationOrder Value) { SetField(FOrder, Value); }
 
 bool TLumTransformation::GetEmpty() const {
   // Qualified calls: the parts' classes are known, so no virtual dispatch per frame.
@@ -528,13 +469,38 @@ void TLumTransformation::Execute() const {
   const TLumTransform* S = &FScale;
   const TLumTransform* Seq[3];
   switch (FOrder) {
-    case toRotTraSca: Seq[0] = R; Seq[1] = T; Seq[2] = S; break;
-    case toRotScaTra: Seq[0] = R; Seq[1] = S; Seq[2] = T; break;
-    case toTraRotSca: Seq[0] = T; Seq[1] = R; Seq[2] = S; break;
-    case toTraScaRot: Seq[0] = T; Seq[1] = S; Seq[2] = R; break;
-    case toScaRotTra: Seq[0] = S; Seq[1] = R; Seq[2] = T; break;
-    case toScaTraRot: Seq[0] = S; Seq[1] = T; Seq[2] = R; break;
-    default: return;  // an unknown order executes nothing
+    case toRotTraSca:
+      Seq[0] = R;
+      Seq[1] = T;
+      Seq[2] = S;
+      break;
+    case toRotScaTra:
+      Seq[0] = R;
+      Seq[1] = S;
+      Seq[2] = T;
+      break;
+    case toTraRotSca:
+      Seq[0] = T;
+      Seq[1] = R;
+      Seq[2] = S;
+      break;
+    case toTraScaRot:
+      Seq[0] = T;
+      Seq[1] = S;
+      Seq[2] = R;
+      break;
+    case toScaRotTra:
+      Seq[0] = S;
+      Seq[1] = R;
+      Seq[2] = T;
+      break;
+    case toScaTraRot:
+      Seq[0] = S;
+      Seq[1] = T;
+      Seq[2] = R;
+      break;
+    default:
+      return;  // an unknown order executes nothing
   }
   for (const TLumTransform* P : Seq) P->Execute();
 }
@@ -556,30 +522,6 @@ void TLumTransformation::Assign(TPersistent* Source) {
     FScale.Assign(&T->FScale);
     FTranslation.Assign(&T->FTranslation);
   }
-}
-
-void TLumTransformation::WriteValues(TLumExchange* Exchange) {
-  Exchange->addtag("Order", FOrder, TLumTransformationOrderStr, 5);
-  FTranslation.WriteComp(Exchange, "Translation");
-  FRotation.WriteComp(Exchange, "Rotation");
-  FScale.WriteComp(Exchange, "Scale");
-}
-
-TObject* TLumTransformation::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
-  TLumProperty* Part = nullptr;
-  if (SameText(Tag->Name, "Translation"))
-    Part = &FTranslation;
-  else if (SameText(Tag->Name, "Rotation"))
-    Part = &FRotation;
-  else if (SameText(Tag->Name, "Scale"))
-    Part = &FScale;
-  if (Part) Part->ReadValues(Exchange);
-  return Part;
-}
-
-void TLumTransformation::ReadValues(TLumExchange* Exchange) {
-  SetOrder(static_cast<TLumTransformationOrder>(
-      Exchange->getenums("Order", TLumTransformationOrderStr, 5)));
 }
 
 // --- the published-property table ------------------------------------------------------

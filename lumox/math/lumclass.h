@@ -13,8 +13,6 @@
 
 namespace lumox {
 
-class TLumExchange;
-class TXMLTag;
 class TLumCustomView;
 
 // Events raised around a component's drawing; the argument is the view being rendered.
@@ -32,11 +30,23 @@ enum TLumLineStipple : uint8_t { lsClear, lsDash, lsDot, lsDashDot, lsDashDotDot
 enum TLumQuality : uint8_t { quFastest, quNicest, quDontCare };
 enum TLumFogMode : uint8_t { fmLinear, fmExp, fmExp2 };
 enum TLumTextureMode : uint8_t {
-  txStandard, txLinearX, txLinearY, txLinearZ, txLinearXY, txLinearYZ, txLinearZX, txSphereZ
+  txStandard,
+  txLinearX,
+  txLinearY,
+  txLinearZ,
+  txLinearXY,
+  txLinearYZ,
+  txLinearZX,
+  txSphereZ
 };
 enum TLumRotationOrder : uint8_t { roXYZ, roXZY, roYXZ, roYZX, roZXY, roZYX };
 enum TLumTransformationOrder : uint8_t {
-  toRotTraSca, toRotScaTra, toTraRotSca, toTraScaRot, toScaRotTra, toScaTraRot
+  toRotTraSca,
+  toRotScaTra,
+  toTraRotSca,
+  toTraScaRot,
+  toScaRotTra,
+  toScaTraRot
 };
 
 // Value names of each enumeration, indexed by ordinal; the exchange format writes
@@ -57,11 +67,13 @@ extern const char* const TLumTransformationOrderStr[6];
 inline constexpr uint16_t Stipples[6] = {0x0000, 0xF0F0, 0x5555, 0x7272, 0xEAEA, 0xFFFF};
 
 // Base of every owned value object: one change hook that the owner sets, and the
-// exchange-format operations.
-class TLumProperty : public TPersistent {
+// scene-file protocol (the elements of the value objects below are written and read by
+// the exchange unit, exchange/lumpersist.cpp).
+class TLumProperty : public TLumStreamable {
  public:
   TLumProperty() = default;
   const char* ClassName() const override { return "TLumProperty"; }
+  TLumStreamable* Streamable() override { return this; }
 
   // The owner's hook, called on every real change.
   TNotifyEvent OnChange;
@@ -69,13 +81,19 @@ class TLumProperty : public TPersistent {
   void Changed();
   // Takes over Source's change hook (and nothing else here); never raises.
   void Assign(TPersistent* Source) override;
+  // A value object without a format of its own writes and reads what its class
+  // publishes under exchange names, level by level from its table.
+  void WriteValues(TLumExchange* Exchange) override;
+  void ReadValues(TLumExchange* Exchange) override;
+  TObject* ReadComp(TLumExchange* Exchange, TXMLTag* Tag) override;
 
-  // Writes the property as the child element Tag: StartTag, WriteValues, EndTag.
-  virtual void WriteComp(TLumExchange* Exchange, const std::string& Tag);
-  virtual void WriteValues(TLumExchange* Exchange);
-  // Offered each child element while reading; returns the object that took it.
-  virtual TObject* ReadComp(TLumExchange* Exchange, TXMLTag* Tag);
-  virtual void ReadValues(TLumExchange* Exchange);
+ protected:
+  // The compare-store-notify step of the setters: stores Value and calls Changed when
+  // it differs from Field.
+  template <typename T, typename V>
+  bool SetField(T& Field, const V& Value) {
+    return StoreChanged(Field, Value, [this] { Changed(); });
+  }
 };
 
 // A value object that emits OpenGL state.

@@ -19,13 +19,6 @@ constexpr GLenum BlendGL[4][2] = {{GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA},
                                   {GL_DST_COLOR, GL_SRC_COLOR},
                                   {GL_ONE_MINUS_DST_COLOR, GL_ONE_MINUS_SRC_COLOR}};
 
-template <typename T>
-void Store(T& Field, T Value, TLumComponent* Owner) {
-  if (Field == Value) return;
-  Field = Value;
-  Owner->Changed();
-}
-
 }  // namespace
 
 uint32_t QualityToGL(TLumQuality Value) {
@@ -60,7 +53,7 @@ TLumAttributes::~TLumAttributes() {
   delete FColorAmbient;
 }
 
-void TLumAttributes::SetAntialiasing(bool Value) { Store(FAntialiasing, Value, this); }
+void TLumAttributes::SetAntialiasing(bool Value) { SetField(FAntialiasing, Value); }
 
 void TLumAttributes::SetAmbient(TLumColor* Value) {
   if (!Value) return;
@@ -69,31 +62,31 @@ void TLumAttributes::SetAmbient(TLumColor* Value) {
 }
 
 void TLumAttributes::SetCullFace(TLumCullFace Value) {
-  if (Value <= cfBack) Store(FCullFace, Value, this);
+  if (Value <= cfBack) SetField(FCullFace, Value);
 }
-void TLumAttributes::SetDithering(bool Value) { Store(FDithering, Value, this); }
-void TLumAttributes::SetLighting(bool Value) { Store(FLighting, Value, this); }
-void TLumAttributes::SetLightTwoSide(bool Value) { Store(FLightTwoSide, Value, this); }
+void TLumAttributes::SetDithering(bool Value) { SetField(FDithering, Value); }
+void TLumAttributes::SetLighting(bool Value) { SetField(FLighting, Value); }
+void TLumAttributes::SetLightTwoSide(bool Value) { SetField(FLightTwoSide, Value); }
 void TLumAttributes::SetPolygonMode(TLumPolygonMode Value) {
-  if (Value <= pmFill) Store(FPolygonMode, Value, this);
+  if (Value <= pmFill) SetField(FPolygonMode, Value);
 }
 void TLumAttributes::SetPerspectiveCorrection(TLumQuality Value) {
-  if (Value <= quDontCare) Store(FPerspectiveCorrection, Value, this);
+  if (Value <= quDontCare) SetField(FPerspectiveCorrection, Value);
 }
 void TLumAttributes::SetShadeModel(TLumShadeModel Value) {
-  if (Value <= smSmooth) Store(FShadeModel, Value, this);
+  if (Value <= smSmooth) SetField(FShadeModel, Value);
 }
 void TLumAttributes::SetTransparency(TLumTransparencyMode Value) {
-  if (Value <= tmSubColor) Store(FTransparency, Value, this);
+  if (Value <= tmSubColor) SetField(FTransparency, Value);
 }
 void TLumAttributes::SetLineStipple(TLumLineStipple Value) {
-  if (Value <= lsSolid) Store(FLineStipple, Value, this);
+  if (Value <= lsSolid) SetField(FLineStipple, Value);
 }
 void TLumAttributes::SetPointSize(float Value) {
-  if (Value > 0.0f) Store(FPointSize, Value, this);
+  if (Value > 0.0f) SetField(FPointSize, Value);
 }
 void TLumAttributes::SetLineWidth(float Value) {
-  if (Value > 0.0f) Store(FLineWidth, Value, this);
+  if (Value > 0.0f) SetField(FLineWidth, Value);
 }
 
 uint16_t TLumAttributes::StipplePattern() const {
@@ -254,13 +247,13 @@ TLumFog::~TLumFog() {
 }
 
 void TLumFog::SetMode(TLumFogMode Value) {
-  if (Value <= fmExp2) Store(FMode, Value, this);
+  if (Value <= fmExp2) SetField(FMode, Value);
 }
-void TLumFog::SetDensity(float Value) { Store(FDensity, Value, this); }
-void TLumFog::SetStartDepth(float Value) { Store(FStartDepth, Value, this); }
-void TLumFog::SetEndDepth(float Value) { Store(FEndDepth, Value, this); }
+void TLumFog::SetDensity(float Value) { SetField(FDensity, Value); }
+void TLumFog::SetStartDepth(float Value) { SetField(FStartDepth, Value); }
+void TLumFog::SetEndDepth(float Value) { SetField(FEndDepth, Value); }
 void TLumFog::SetQuality(TLumQuality Value) {
-  if (Value <= quDontCare) Store(FQuality, Value, this);
+  if (Value <= quDontCare) SetField(FQuality, Value);
 }
 
 void TLumFog::SetColor(TLumColor* Value) {

@@ -63,8 +63,6 @@ void TLumComponent::WriteComp(TLumExchange* Exchange, const std::string& Tag) {
   Exchange->EndTag();
 }
 
-TObject* TLumComponent::ReadComp(TLumExchange*, TXMLTag*) { return nullptr; }
-
 // --- TLumTransformed ------------------------------------------------------------------
 
 TLumTransformed::TLumTransformed(TComponent* AOwner) : TLumComponent(AOwner) {
@@ -112,12 +110,7 @@ TLumRender::~TLumRender() {
   if (FView) RemoveFreeNotification(FView);
 }
 
-void TLumRender::SetEnabled(bool Value) {
-  if (Value != FEnabled) {
-    FEnabled = Value;
-    Changed();
-  }
-}
+void TLumRender::SetEnabled(bool Value) { SetField(FEnabled, Value); }
 
 void TLumRender::SetView(TLumCustomView* aView) {
   if (FView) {

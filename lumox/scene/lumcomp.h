@@ -91,11 +91,20 @@ class TLumComponent : public TComponent {
   virtual void Changed();
   // Copies OnChange from a component source and notifies.
   void Assign(TPersistent* Source) override;
-  virtual void WriteValues(TLumExchange* Exchange);
-  virtual void ReadValues(TLumExchange* Exchange);
-  virtual void WriteComp(TLumExchange* Exchange, const std::string& Tag);
-  // Called for each child element while reading; returns the object that took it.
-  virtual TObject* ReadComp(TLumExchange* Exchange, TXMLTag* Tag);
+  TLumStreamable* Streamable() override { return this; }
+  // The name attribute.
+  void WriteValues(TLumExchange* Exchange) override;
+  void ReadValues(TLumExchange* Exchange) override;
+  // A value the format cannot carry fails naming this component.
+  void WriteComp(TLumExchange* Exchange, const std::string& Tag) override;
+
+ protected:
+  // The compare-store-notify step of the setters: stores Value and calls Changed when
+  // it differs from Field.
+  template <typename T, typename V>
+  bool SetField(T& Field, const V& Value) {
+    return StoreChanged(Field, Value, [this] { Changed(); });
+  }
 };
 
 class TLumTransformed : public TLumComponent {
@@ -112,6 +121,8 @@ class TLumTransformed : public TLumComponent {
   void Assign(TPersistent* Source) override;
   void WriteValues(TLumExchange* Exchange) override;
   TObject* ReadComp(TLumExchange* Exchange, TXMLTag* Tag) override;
+  // After a load: the transformation may have changed.
+  void Loaded() override { SubChange(this); }
 
  private:
   // Part of the component rather than allocated apart, so the frame finds it next to
@@ -220,6 +231,7 @@ class TLumCustomNode : public TLumRender {
  public:
   explicit TLumCustomNode(TComponent* AOwner) : TLumRender(AOwner) {}
   const char* ClassName() const override { return "TLumCustomNode"; }
+  TLumCustomNode* AsNode() override { return this; }
   virtual int Remove(TLumRender* Item) = 0;
   virtual int Add(TLumRender* Item) = 0;
   // Leaves below the node; saving a scene reports its progress against this count.

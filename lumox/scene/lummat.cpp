@@ -41,9 +41,8 @@ TLumMaterial::TLumMaterial(TComponent* AOwner)
 TLumMaterial::~TLumMaterial() { Destroying(); }
 
 void TLumMaterial::SetFace(TMaterialFace Value) {
-  if (Value == FFace || Value > mfFrontBack) return;
-  FFace = Value;
-  Changed();
+  if (Value > mfFrontBack) return;
+  SetField(FFace, Value);
 }
 
 void TLumMaterial::SetPartColor(int Index, TLumColor* Color) {
@@ -67,9 +66,8 @@ void TLumMaterial::SetPartColor(int Index, TLumColor* Color) {
 }
 
 void TLumMaterial::SetShininess(int32_t Value) {
-  if (Value == FShininess || Value < 0 || Value >= 129) return;
-  FShininess = Value;
-  Changed();
+  if (Value < 0 || Value >= 129) return;
+  SetField(FShininess, Value);
 }
 
 void TLumMaterial::Assign(TPersistent* Source) {

@@ -20,15 +20,13 @@ TLumCamera::~TLumCamera() {
 }
 
 void TLumCamera::SetViewNear(float Value) {
-  if (Value == FViewNear || !(Value > 0.0f)) return;
-  FViewNear = Value;
-  Changed();
+  if (!(Value > 0.0f)) return;
+  SetField(FViewNear, Value);
 }
 
 void TLumCamera::SetViewFar(float Value) {
-  if (Value == FViewFar || !(Value > 0.0f)) return;
-  FViewFar = Value;
-  Changed();
+  if (!(Value > 0.0f)) return;
+  SetField(FViewFar, Value);
 }
 
 void TLumCamera::Assign(TPersistent* Source) {
@@ -41,14 +39,12 @@ void TLumCamera::Assign(TPersistent* Source) {
 
 void TLumCamera::WriteValues(TLumExchange* Exchange) {
   TLumTransformed::WriteValues(Exchange);
-  Exchange->addtag("ViewNear", static_cast<double>(FViewNear), 0.1);
-  Exchange->addtag("ViewFar", static_cast<double>(FViewFar), 10.0);
+  Exchange->WritePublished(this, ClassInfoOf<TLumCamera>());
 }
 
 void TLumCamera::ReadValues(TLumExchange* Exchange) {
   TLumTransformed::ReadValues(Exchange);
-  SetViewNear(Exchange->getvalueor("ViewNear", FViewNear));
-  SetViewFar(Exchange->getvalueor("ViewFar", FViewFar));
+  Exchange->ReadPublished(this, ClassInfoOf<TLumCamera>());
 }
 
 // A zero height would make the aspect ratio infinite; a height of one pixel is used.
@@ -57,9 +53,8 @@ static double Aspect(int Width, int Height) {
 }
 
 void TLumPerspectiveCamera::SetViewAngle(float Value) {
-  if (Value == FViewAngle || !(Value >= 0.0f && Value <= 180.0f)) return;
-  FViewAngle = Value;
-  Changed();
+  if (!(Value >= 0.0f && Value <= 180.0f)) return;
+  SetField(FViewAngle, Value);
 }
 
 void TLumPerspectiveCamera::Adjust(int Width, int Height) {
@@ -73,24 +68,22 @@ void TLumPerspectiveCamera::Assign(TPersistent* Source) {
 
 void TLumPerspectiveCamera::WriteValues(TLumExchange* Exchange) {
   TLumCamera::WriteValues(Exchange);
-  Exchange->addtag("ViewAngle", static_cast<double>(FViewAngle), 45.0);
+  Exchange->WritePublished(this, ClassInfoOf<TLumPerspectiveCamera>());
 }
 
 void TLumPerspectiveCamera::ReadValues(TLumExchange* Exchange) {
   TLumCamera::ReadValues(Exchange);
-  SetViewAngle(Exchange->getvalueor("ViewAngle", FViewAngle));
+  Exchange->ReadPublished(this, ClassInfoOf<TLumPerspectiveCamera>());
 }
 
 void TLumOrthographicCamera::SetViewWidth(float Value) {
-  if (Value == FViewWidth || !(Value >= 0.0f)) return;
-  FViewWidth = Value;
-  Changed();
+  if (!(Value >= 0.0f)) return;
+  SetField(FViewWidth, Value);
 }
 
 void TLumOrthographicCamera::SetViewHeight(float Value) {
-  if (Value == FViewHeight || !(Value >= 0.0f)) return;
-  FViewHeight = Value;
-  Changed();
+  if (!(Value >= 0.0f)) return;
+  SetField(FViewHeight, Value);
 }
 
 void TLumOrthographicCamera::Adjust(int Width, int Height) {
@@ -111,14 +104,12 @@ void TLumOrthographicCamera::Assign(TPersistent* Source) {
 
 void TLumOrthographicCamera::WriteValues(TLumExchange* Exchange) {
   TLumCamera::WriteValues(Exchange);
-  Exchange->addtag("ViewWidth", static_cast<double>(FViewWidth), 2.0);
-  Exchange->addtag("ViewHeight", static_cast<double>(FViewHeight), 2.0);
+  Exchange->WritePublished(this, ClassInfoOf<TLumOrthographicCamera>());
 }
 
 void TLumOrthographicCamera::ReadValues(TLumExchange* Exchange) {
   TLumCamera::ReadValues(Exchange);
-  SetViewWidth(Exchange->getvalueor("ViewWidth", FViewWidth));
-  SetViewHeight(Exchange->getvalueor("ViewHeight", FViewHeight));
+  Exchange->ReadPublished(this, ClassInfoOf<TLumOrthographicCamera>());
 }
 
 // --- the published-property table ------------------------------------------------------

@@ -86,41 +86,26 @@ void GLAPIENTRY TessEdgeFlag(GLboolean) {}
 
 // --- TLumPen, TLumBrush -------------------------------------------------------------------
 
-void TLumPen::SetColor(uint32_t Value) {
-  if (Value == FColor) return;
-  FColor = Value;
-  Changed();
-}
+void TLumPen::SetColor(uint32_t Value) { SetField(FColor, Value); }
 
 void TLumPen::SetAlpha(float Value) {
-  if (Value == FAlpha || !InUnitRange(Value)) return;
-  FAlpha = Value;
-  Changed();
+  if (!InUnitRange(Value)) return;
+  SetField(FAlpha, Value);
 }
 
 void TLumPen::SetStyle(TLumLineStipple Value) {
-  if (Value == FStyle || Value > lsSolid) return;
-  FStyle = Value;
-  Changed();
+  if (Value > lsSolid) return;
+  SetField(FStyle, Value);
 }
 
 void TLumPen::SetWidth(float Value) {
-  if (Value == FWidth || !(Value > 0.0f)) return;
-  FWidth = Value;
-  Changed();
+  if (!(Value > 0.0f)) return;
+  SetField(FWidth, Value);
 }
 
-void TLumPen::SetStipplePhase(int32_t Value) {
-  if (Value == FStipplePhase) return;
-  FStipplePhase = Value;
-  Changed();
-}
+void TLumPen::SetStipplePhase(int32_t Value) { SetField(FStipplePhase, Value); }
 
-void TLumPen::SetStippleFactor(int32_t Value) {
-  if (Value == FStippleFactor) return;
-  FStippleFactor = Value;
-  Changed();
-}
+void TLumPen::SetStippleFactor(int32_t Value) { SetField(FStippleFactor, Value); }
 
 uint16_t TLumPen::StipplePattern() const {
   const uint32_t P = Stipples[FStyle];
@@ -140,16 +125,11 @@ void TLumPen::Assign(TPersistent* Source) {
   }
 }
 
-void TLumBrush::SetColor(uint32_t Value) {
-  if (Value == FColor) return;
-  FColor = Value;
-  Changed();
-}
+void TLumBrush::SetColor(uint32_t Value) { SetField(FColor, Value); }
 
 void TLumBrush::SetAlpha(float Value) {
-  if (Value == FAlpha || !InUnitRange(Value)) return;
-  FAlpha = Value;
-  Changed();
+  if (!InUnitRange(Value)) return;
+  SetField(FAlpha, Value);
 }
 
 void TLumBrush::Assign(TPersistent* Source) {

@@ -35,17 +35,9 @@ static void RemoveViewfromList(TLumView* View) {
 
 // --- TLumCoordinates ------------------------------------------------------------------
 
-void TLumCoordinates::SetVisible(bool Value) {
-  if (Value == FVisible) return;
-  FVisible = Value;
-  Changed();
-}
+void TLumCoordinates::SetVisible(bool Value) { SetField(FVisible, Value); }
 
-void TLumCoordinates::SetLength(float Value) {
-  if (Value == FLength) return;
-  FLength = Value;
-  Changed();
-}
+void TLumCoordinates::SetLength(float Value) { SetField(FLength, Value); }
 
 void TLumCoordinates::SetColor(int Index, uint32_t Value) {
   if (Index < 0 || Index > 2 || FColors[Index] == Value) return;
