@@ -8,7 +8,7 @@
 #include <QUndoStack>
 #include <memory>
 
-#include "apps/lumox/studio/formapp.h"
+#include "apps/lumox/formapp.h"
 #include "apps/lumox/studio/studiomodels.h"
 #include "apps/lumox/studio/window.h"
 #include "lumox/control/lumcntrl.h"
