@@ -240,7 +240,7 @@ int ViewUsage() {
   std::printf(
       "usage: lumox view [SCENE.lumgl] [options]\n"
       "       lumox view APP.lumform [--size WxH] [--drag DX,DY] [--quit-after S]\n"
-      "                  [--screenshot OUT.png]\n"
+      "                  [--screenshot OUT.png] [--no-headlight]\n"
       "\n"
       "A form file runs as an application: its first view with its camera, controller\n"
       "and timers.\n"
