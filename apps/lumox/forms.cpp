@@ -71,6 +71,7 @@ void SceneToForm(TComponent* Form, TLumCamera* Camera, const std::string& File) 
   // What the load made besides the scene and its camera (a further camera's owner, the
   // DXF reader) has done its work and belongs in no form.
   for (int I = Form->ComponentCount(); I-- > 0;) {
+    if (I >= Form->ComponentCount()) continue;  // one freed others
     TComponent* C = Form->Components(I);
     if (C != Camera && !dynamic_cast<TLumRender*>(C)) delete C;
   }
