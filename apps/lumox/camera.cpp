@@ -118,7 +118,7 @@ bool OwnMaterial(TLumObject* O) {
 
 }  // namespace
 
-THeadlight::THeadlight(TComponent* Owner, TLumNode* Root)
+THeadlight::THeadlight(TComponent* Owner, TLumRender* Root)
     : FLight(new TLumLight(Owner)), FLit(new TLumAttributes(Owner)) {
   FLight->SetKind(lkDirection);  // along +Z of the eye: towards the viewer
   FLit->SetLighting(true);

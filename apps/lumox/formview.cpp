@@ -1,6 +1,7 @@
 // `lumox view app.lumform`: a form file as an application. Its first view is shown with
-// its camera and controller, its timers run, and a click prints what it picks. The
-// window options shared with the studio are parsed here.
+// its camera and controller, its timers run, and a click prints what it picks. What the
+// window commands share (their options, the application object, screenshots, scripted
+// drags) is here too.
 #include <QApplication>
 #include <QImage>
 #include <QMouseEvent>
@@ -10,7 +11,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "apps/lumox/studio/formapp.h"
+#include "apps/lumox/formapp.h"
 #include "apps/lumox/studio/studiomodels.h"
 #include "apps/lumox/studiocmd.h"
 #include "lumox/host/formfile.h"
@@ -46,8 +47,13 @@ bool WholePair(const std::string& Text, char Sep, int& A, int& B) {
 
 }  // namespace
 
-bool IsFormPath(const std::string& File) {
-  return File.size() > 8 && File.compare(File.size() - 8, 8, ".lumform") == 0;
+std::unique_ptr<QApplication> MakeApplication() {
+  LumQtSetDefaultFormat();
+  // QApplication keeps the argument count and vector for its whole life.
+  static int Argc = 1;
+  static char Name[] = "lumox";
+  static char* Argv[] = {Name, nullptr};
+  return std::make_unique<QApplication>(Argc, Argv);
 }
 
 int ParseWindowArgs(const TArgs& Args, TWindowOptions& O) {
@@ -117,25 +123,27 @@ void ScriptDrag(QWidget* W, std::pair<int, int> Delta) {
 
 int RunFormView(const TArgs& Args) {
   TWindowOptions O;
-  if (int Status = ParseWindowArgs(Args, O)) return Status;
-  LumQtSetDefaultFormat();
-  int Argc = 1;
-  char Name[] = "lumox";
-  char* Argv[] = {Name, nullptr};
-  QApplication App(Argc, Argv);
+  TArgs Rest;
+  bool Headlight = true;
+  for (const std::string& A : Args)
+    if (A == "--no-headlight")
+      Headlight = false;
+    else
+      Rest.push_back(A);
+  if (int Status = ParseWindowArgs(Rest, O)) return Status;
+  const std::unique_ptr<QApplication> App = MakeApplication();
   TComponent Form(nullptr);
+  TLumFormApp Run(&Form);
+  TLumView* View = nullptr;
   try {
     LoadComponentForm(&Form, O.File);
+    View = ShowForm(Run, Headlight).View;
   } catch (const std::exception& E) {
     return Fail(O.File, E.what());
   }
-  TLumFormApp Run(&Form);
-  TLumView* View = Run.FirstView();
-  if (!View) return Fail(O.File, "the form has no view (TLumView) to show");
   auto Widget = std::make_unique<TLumQtView>(View);
   if (O.Width) Widget->resize(O.Width, O.Height);
   Widget->setWindowTitle(QString::fromStdString("lumox view " + O.File));
-  Run.Connect(View);
   // A press and release at (nearly) one place is a click: it picks.
   QPoint Pressed;
   View->OnMouseDown = [&](TObject*, TMouseButton, TShiftState, int X, int Y) { Pressed = {X, Y}; };
@@ -161,10 +169,11 @@ int RunFormView(const TArgs& Args) {
         Status = ExitFailure;
       Widget->close();
     });
-  App.exec();
+  App->exec();
   // The scene's display lists go while the widget's context lives; the views last.
   View->OnMouseDown = nullptr;
   View->OnMouseUp = nullptr;
+  View->OnRender = nullptr;  // its headlight goes with the scene
   LumFreeScene(&Form);
   Widget.reset();
   return Status;

@@ -10,11 +10,13 @@
 namespace lumox {
 class TComponent;
 class TLumNode;
+class TLumRender;
 class TLumCamera;
 class TLumPerspectiveCamera;
 class TLumView;
 class TLumLight;
 class TLumAttributes;
+class TLumFormApp;
 }  // namespace lumox
 
 namespace lumoxcmd {
@@ -84,17 +86,31 @@ void PrintSceneTree(lumox::TLumNode* Root);
 void ReadFileCamera(lumox::TLumExchange* Exchange, lumox::TComponent* Owner, lumox::TLumNode* Root,
                     lumox::TLumCamera** Camera);
 // Saves Root to Exchange's file, with Camera (if any) written among its objects.
-void SaveWithCamera(lumox::TLumExchange* Exchange, lumox::TLumNode* Root, lumox::TLumCamera* Camera);
+void SaveWithCamera(lumox::TLumExchange* Exchange, lumox::TLumNode* Root,
+                    lumox::TLumCamera* Camera);
 // Reads render's camera options (--camera-distance, --fov, --near, --far, --fit,
 // --camera-position, --look-at) from Args, and with a Camera sets it up by them for a
 // Width x Height image of Root; returns 0, or ExitUsage after saying what is wrong.
 int ApplyCameraOptions(const TArgs& Args, int Width, int Height, lumox::TLumNode* Root,
                        lumox::TLumPerspectiveCamera* Camera);
 
+// What SaveScene writes besides the scene: the LUMGL writer's options and the file's
+// description (the writer's own without one).
+struct TSceneWrite {
+  bool NoDefaults = false;
+  bool ParamNewLine = false;
+  int32_t Decimals = 0;
+  std::optional<std::string> Description;
+};
+// Saves Root with Camera (if any) among its objects to File: a LUMGL scene, or the model
+// format File's extension names (IsModelOutput). Throws lumox::Exception naming File.
+void SaveScene(lumox::TLumNode* Root, lumox::TLumCamera* Camera, const std::string& File,
+               const TSceneWrite& Write = {});
+
 // Places Camera (looking along -Z) so that a Width x Height image shows all of Root, at
 // Distance from the centre of its box when given; RoomToMove sets the clipping planes
 // wide apart for a camera that will move. False (Camera unchanged) without vertices.
-bool FitCamera(lumox::TLumPerspectiveCamera* Camera, lumox::TLumNode* Root, int Width, int Height,
+bool FitCamera(lumox::TLumPerspectiveCamera* Camera, lumox::TLumRender* Root, int Width, int Height,
                std::optional<double> Distance, bool RoomToMove);
 
 // Whether the scene under Root has a light of its own (a TLumLight anywhere in it).
@@ -106,7 +122,7 @@ bool HasLights(lumox::TLumNode* Root);
 // Its components are owned by Owner.
 class THeadlight {
  public:
-  THeadlight(lumox::TComponent* Owner, lumox::TLumNode* Root);
+  THeadlight(lumox::TComponent* Owner, lumox::TLumRender* Root);
   // Called at the start of each frame, before the scene.
   void Render(lumox::TLumView* View);
 
@@ -117,6 +133,29 @@ class THeadlight {
 // Turns and moves Camera so that it looks from Eye at Target, Y up.
 void LookAt(lumox::TLumCamera* Camera, const lumox::TLumMathVector& Eye,
             const lumox::TLumMathVector& Target);
+
+// Form files (forms.cpp). Whether File names a form file (.lumform).
+bool IsFormPath(const std::string& File);
+// The form's scene as one node: its only root when that is a node, else a node owned by
+// Helpers that refers to every root in order (AddIndirect) and leaves them where they are.
+lumox::TLumNode* SceneOfForm(lumox::TLumFormApp& Run, lumox::TComponent* Helpers);
+// What `lumox render` and `lumox view` show of a form: its first view drawing the form's
+// scene (TLumFormApp::Connect), after the headlight when Headlight is set and the form
+// has no light of its own.
+struct TFormShow {
+  lumox::TLumView* View = nullptr;
+  // A plain component of the form that owns what is drawn besides the form's own
+  // components; LumFreeScene frees it with the scene.
+  lumox::TComponent* Helpers = nullptr;
+  // The whole scene, for fitting a camera to it (SceneOfForm).
+  lumox::TLumNode* Scene = nullptr;
+};
+// Throws lumox::Exception when the form has no view.
+TFormShow ShowForm(lumox::TLumFormApp& Run, bool Headlight);
+// Makes Form, holding a scene loaded by LoadScene, a form and saves it to File: a view
+// of render's default size with Camera (a default camera when nullptr) and a mouse
+// controller. Throws lumox::Exception naming File when it cannot be written.
+void SceneToForm(lumox::TComponent* Form, lumox::TLumCamera* Camera, const std::string& File);
 
 // The demo's LUMGL document, compiled into the command.
 const char* DemoSceneText();

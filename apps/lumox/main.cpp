@@ -40,6 +40,8 @@ int Usage(bool Error) {
                "  render [SCENE.lumgl] -o OUT.png [render options]\n"
                "              render a scene file (without SCENE: the demo) to an image;\n"
                "              on a terminal, without -o, to SCENE.png beside the scene\n"
+               "  render APP.lumform -o OUT.png [render options]\n"
+               "              render a form's first view at its size (--size for another)\n"
                "  demo -o OUT.png [render options]\n"
                "              render the built-in demo scene\n"
                "  info [SCENE.lumgl] [--list-scene] [--strict]\n"
@@ -50,7 +52,10 @@ int Usage(bool Error) {
                "                [--strict] [--force]\n"
                "              load a scene file and save it again (a camera element too);\n"
                "              --force: write over IN even when the load had warnings;\n"
-               "              OUT .obj, .stl, .gltf or .glb writes that model format\n"
+               "              OUT .obj, .stl, .gltf or .glb writes that model format;\n"
+               "              OUT .lumform writes a form: a view with the file's camera\n"
+               "              (or a default one) and the scene; IN .lumform gives the\n"
+               "              form's scene with its view's camera\n"
                "  check SCENE.lumgl\n"
                "              load a scene file and report its load warnings only\n"
                "              (exit status 1 when there are any)\n"
@@ -95,11 +100,13 @@ int Usage(bool Error) {
 
 int RenderUsage() {
   std::printf(
-      "usage: lumox render [SCENE.lumgl] -o OUT [render options]\n"
+      "usage: lumox render [SCENE.lumgl | APP.lumform] -o OUT [render options]\n"
       "       lumox demo -o OUT [render options]\n"
       "\n"
       "Renders one frame of a scene file (without SCENE: the built-in demo) headless,\n"
-      "to an image file of the format its extension names.\n"
+      "to an image file of the format its extension names. A form draws its first\n"
+      "view, at the view's size unless --size gives one, with its camera unless camera\n"
+      "options are given.\n"
       "\n%s",
       RenderOptions);
   return 0;

@@ -16,10 +16,12 @@
 #include <string>
 #include <vector>
 
+#include "apps/lumox/formapp.h"
 #include "apps/lumox/lumoxcmd.h"
 #include "lumox/exchange/lumexchange.h"
 #include "lumox/geometry/lumbounds.h"
 #include "lumox/geometry/lumprimitiveobj.h"
+#include "lumox/host/formfile.h"
 #include "lumox/host/graphics.h"
 #include "lumox/math/lumgl.h"
 #include "lumox/package/lumpackage.h"
@@ -52,6 +54,7 @@ struct TRenderOptions {
   std::string Out;
   int Width = 400;
   int Height = 250;
+  bool HasSize = false;
   uint32_t Background = 0;  // $00BBGGRR
   bool HasBackground = false;
   std::optional<double> Distance, Fov, Near, Far;
@@ -152,6 +155,7 @@ int ParseRenderArgs(const TArgs& Args, bool Demo, TRenderOptions& O, bool NeedOu
       std::string V;
       if (!Next(V) || !ParseSize(V, O.Width, O.Height))
         return BadUsage("--size needs WIDTHxHEIGHT, e.g. 800x600");
+      O.HasSize = true;
       if (O.Width > MaxImageSide || O.Height > MaxImageSide)
         return BadUsage("--size " + V + " is too large: at most " + std::to_string(MaxImageSide) +
                         " pixels a side");
@@ -208,7 +212,7 @@ int ParseRenderArgs(const TArgs& Args, bool Demo, TRenderOptions& O, bool NeedOu
 
 }  // namespace
 
-bool FitCamera(TLumPerspectiveCamera* Camera, TLumNode* Root, int Width, int Height,
+bool FitCamera(TLumPerspectiveCamera* Camera, TLumRender* Root, int Width, int Height,
                std::optional<double> Distance, bool RoomToMove) {
   const TLumBounds Box = LumWorldBounds(Root);
   if (Box.Empty()) return false;
@@ -246,7 +250,7 @@ bool FitCamera(TLumPerspectiveCamera* Camera, TLumNode* Root, int Width, int Hei
 
 namespace {
 
-void SetupCamera(TLumPerspectiveCamera* Camera, TLumNode* Root, const TRenderOptions& O) {
+void SetupCamera(TLumPerspectiveCamera* Camera, TLumRender* Root, const TRenderOptions& O) {
   if (O.Fov) Camera->SetViewAngle(static_cast<float>(*O.Fov));
   if (O.Position || O.Target) {
     const TLumMathVector Eye = O.Position.value_or(TLumMathVector{0, 0, 2});
@@ -337,11 +341,99 @@ int ApplyCameraOptions(const TArgs& Args, int Width, int Height, TLumNode* Root,
   return 0;
 }
 
+namespace {
+
+// Builds the meshes and checks the texture sizes under Roots before the frame, so that one
+// over a limit is reported by name rather than as a frame that could not be rendered;
+// then draws View's frame (with the title) and writes it to O.Out.
+int DrawAndSave(TLumView* View, const std::vector<TLumRender*>& Roots, const TRenderOptions& O,
+                const std::string& Name) {
+  std::vector<TLumRender*> Pending(Roots.begin(), Roots.end());
+  while (!Pending.empty()) {
+    TLumRender* Item = Pending.back();
+    Pending.pop_back();
+    if (auto* Mesh = dynamic_cast<TLumPrimitiveObj*>(Item))
+      if (!Mesh->Initialized()) Mesh->Init();
+    if (auto* Tex = dynamic_cast<TLumTexture*>(Item)) Tex->CheckMaxSize();
+    if (auto* N = dynamic_cast<TLumNode*>(Item))
+      for (int I = 0; I < N->GetCount(); ++I)
+        if (!N->IsIndirect(I) || !dynamic_cast<TLumNode*>(N->GetItems(I)))
+          if (TLumRender* Sub = N->GetItems(I)) Pending.push_back(Sub);
+  }
+  if (!O.Title.empty())
+    View->OnRender = [Draw = View->OnRender, &O](TLumView* V) {
+      if (Draw) Draw(V);
+      TLumCanvas* C = V->Canvas();
+      C->Font()->SetSize(std::max(8, O.Height / 22));
+      C->TextOut((O.Width - C->TextWidth(O.Title)) / 2, O.Height / 40, O.Title);
+    };
+  TBitmap Image(O.Width, O.Height);
+  if (!View->GetImage(&Image)) return Fail(Name, "no image could be rendered");
+  try {
+    Image.SaveToFile(O.Out);
+  } catch (const std::exception& E) {
+    return Fail(O.Out, E.what());
+  }
+  if (O.SayWhere) std::printf("wrote %s\n", O.Out.c_str());
+  return 0;
+}
+
+// A form draws its first view as `lumox view` shows it; the options change what they
+// name: the size, the background, the axes, the camera (the view's own when it is a
+// perspective one), the headlight.
+int RenderForm(TRenderOptions& O) {
+  TComponent Form(nullptr);
+  try {
+    LoadComponentForm(&Form, O.Scene);
+  } catch (const std::exception& E) {
+    return Fail(O.Scene, E.what());
+  }
+  TLumFormApp Run(&Form);
+  // The scene goes before the views it tells of its changes (a form may list them first).
+  struct TFree {
+    TComponent* Form;
+    ~TFree() { LumFreeScene(Form); }
+  } Free{&Form};
+  try {
+    const TFormShow Show = ShowForm(Run, O.Headlight);
+    TLumView* View = Show.View;
+    if (O.HasSize) View->SetBounds(O.Width, O.Height);
+    O.Width = View->Width();
+    O.Height = View->Height();
+    if (O.Width < 1 || O.Height < 1 || O.Width > MaxImageSide || O.Height > MaxImageSide)
+      return Fail(O.Scene, "the view's size " + std::to_string(O.Width) + "x" +
+                               std::to_string(O.Height) + " cannot be rendered (1 to " +
+                               std::to_string(MaxImageSide) +
+                               " pixels a side; --size sets another)");
+    try {
+      View->HandleNeeded();  // a context that cannot be made says why
+    } catch (const std::exception& E) {
+      return Fail("", E.what());
+    }
+    if (O.HasBackground) View->SetBackgroundColor(O.Background);
+    if (O.Axes) View->Coordinates()->SetVisible(true);
+    if (O.CameraOptions()) {
+      auto* Camera = dynamic_cast<TLumPerspectiveCamera*>(View->Camera());
+      if (!Camera) {
+        Camera = new TLumPerspectiveCamera(Show.Helpers);
+        View->SetCamera(Camera);
+      }
+      SetupCamera(Camera, Show.Scene, O);
+    }
+    return DrawAndSave(View, Run.Roots(), O, O.Scene);
+  } catch (const std::exception& E) {
+    return Fail(O.Scene, E.what());
+  }
+}
+
+}  // namespace
+
 int RunRender(const TArgs& Args, bool Demo) {
   if (std::find(Args.begin(), Args.end(), "--help") != Args.end()) return RenderUsage();
   TRenderOptions O;
   if (int Status = ParseRenderArgs(Args, Demo, O)) return Status;
   if (O.Scene.empty()) Demo = true;
+  if (!Demo && IsFormPath(O.Scene)) return RenderForm(O);
   const std::string Name = Demo ? "the demo scene" : O.Scene;
   try {
     TComponent Form(nullptr);
@@ -381,42 +473,16 @@ int RunRender(const TArgs& Args, bool Demo) {
       View->SetCamera(Camera);
       SetupCamera(Camera, Root, O);
     }
-    std::unique_ptr<THeadlight> Light;
-    if (O.Headlight && !HasLights(Root)) Light = std::make_unique<THeadlight>(&Form, Root);
-    View->OnRender = [Root, &O, &Light](TLumView* V) {
+    std::shared_ptr<THeadlight> Light;
+    if (O.Headlight && !HasLights(Root)) Light = std::make_shared<THeadlight>(&Form, Root);
+    View->OnRender = [Root, Light](TLumView* V) {
       if (Light) Light->Render(V);
       Root->Render(V);
-      if (O.Title.empty()) return;
-      TLumCanvas* C = V->Canvas();
-      C->Font()->SetSize(std::max(8, O.Height / 22));
-      C->TextOut((O.Width - C->TextWidth(O.Title)) / 2, O.Height / 40, O.Title);
     };
-    // Meshes are built and texture sizes checked before the frame, so that one over a
-    // limit is reported by name rather than as a frame that could not be rendered.
-    std::vector<TLumNode*> Nodes{Root};
-    while (!Nodes.empty()) {
-      TLumNode* N = Nodes.back();
-      Nodes.pop_back();
-      for (int I = 0; I < N->GetCount(); ++I) {
-        if (auto* Mesh = dynamic_cast<TLumPrimitiveObj*>(N->GetItems(I)))
-          if (!Mesh->Initialized()) Mesh->Init();
-        if (auto* Tex = dynamic_cast<TLumTexture*>(N->GetItems(I))) Tex->CheckMaxSize();
-        if (auto* Sub = dynamic_cast<TLumNode*>(N->GetItems(I)); Sub && !N->IsIndirect(I))
-          Nodes.push_back(Sub);
-      }
-    }
-    TBitmap Image(O.Width, O.Height);
-    if (!View->GetImage(&Image)) return Fail(Name, "no image could be rendered");
-    try {
-      Image.SaveToFile(O.Out);
-    } catch (const std::exception& E) {
-      return Fail(O.Out, E.what());
-    }
-    if (O.SayWhere) std::printf("wrote %s\n", O.Out.c_str());
+    return DrawAndSave(View, {Root}, O, Name);
   } catch (const std::exception& E) {
     return Fail(Demo ? "" : O.Scene, E.what());
   }
-  return 0;
 }
 
 int RunInfo(const TArgs& Args) {
@@ -468,16 +534,27 @@ int CheckLoss(const std::string& In, const std::string& Out,
   return 0;
 }
 
+void SaveScene(TLumNode* Root, TLumCamera* Camera, const std::string& File, const TSceneWrite& W) {
+  if (IsModelOutput(File)) return SaveModelFile(Root, File);
+  TLumExchange Out(nullptr);
+  Out.SetFileName(File);
+  Out.SetNoDefaultValues(W.NoDefaults);
+  Out.SetParamNewLine(W.ParamNewLine);
+  Out.SetDecimals(W.Decimals);
+  if (W.Description) Out.SetFileDescription(*W.Description);
+  SaveWithCamera(&Out, Root, Camera);
+}
+
 int RunConvert(const TArgs& Args) {
   std::vector<std::string> Files;
-  bool NoDefaults = false, ParamNewLine = false, Strict = false, Force = false;
-  int32_t Decimals = 0;
+  bool Strict = false, Force = false;
+  TSceneWrite W;
   for (size_t I = 0; I < Args.size(); ++I) {
     const std::string& A = Args[I];
     if (A == "--no-defaults") {
-      NoDefaults = true;
+      W.NoDefaults = true;
     } else if (A == "--param-newline") {
-      ParamNewLine = true;
+      W.ParamNewLine = true;
     } else if (A == "--strict") {
       Strict = true;
     } else if (A == "--force") {
@@ -487,7 +564,7 @@ int RunConvert(const TArgs& Args) {
       if (I + 1 >= Args.size() || !ParseNumber(Args[I + 1], D) || D < 0 || D > 17 ||
           D != std::floor(D))
         return BadUsage("--decimals needs a whole number from 0 to 17");
-      Decimals = static_cast<int32_t>(D);
+      W.Decimals = static_cast<int32_t>(D);
       ++I;
     } else if (!A.empty() && A[0] == '-') {
       return BadUsage("unknown option '" + A + "'");
@@ -497,35 +574,44 @@ int RunConvert(const TArgs& Args) {
   }
   if (Files.size() != 2) return BadUsage("convert needs IN and OUT");
   if (Files[0].empty() || Files[1].empty()) return BadUsage("convert needs non-empty file names");
+  const std::string &In = Files[0], &Out = Files[1];
+  TComponent Form(nullptr);
+  TLumNode* Root = nullptr;
+  TLumCamera* Camera = nullptr;
   try {
-    TComponent Form(nullptr);
-    auto* Root = new TLumNode(&Form);
-    TSceneLoad Load;
-    const std::string Description = LoadScene(Files[0], &Form, Root, &Load);
-    PrintWarnings(Load);
-    if (Strict && !Load.Warnings.empty()) return StrictStatus(Files[0], Load.Warnings);
-    if (int Status = CheckLoss(Files[0], Files[1], Load.Warnings, Force)) return Status;
-    if (IsModelOutput(Files[1])) {
-      try {
-        SaveModelFile(Root, Files[1]);
-      } catch (const std::exception& E) {
-        return Fail(Files[1], E.what());
+    if (IsFormPath(In)) {
+      // A form gives its scene and its first view's camera.
+      LoadComponentForm(&Form, In);
+      if (IsFormPath(Out)) {
+        try {
+          SaveComponentForm(&Form, Out);
+        } catch (const std::exception& E) {
+          return Fail(Out, E.what());
+        }
+        return 0;
       }
-      return 0;
-    }
-    auto* Out = new TLumExchange(&Form);
-    Out->SetFileName(Files[1]);
-    Out->SetNoDefaultValues(NoDefaults);
-    Out->SetParamNewLine(ParamNewLine);
-    Out->SetDecimals(Decimals);
-    Out->SetFileDescription(Description);
-    try {
-      SaveWithCamera(Out, Root, Load.Camera);
-    } catch (const std::exception& E) {
-      return Fail(Files[1], E.what());
+      TLumFormApp Run(&Form);
+      if (TLumView* View = Run.FirstView()) Camera = View->Camera();
+      Root = SceneOfForm(Run, new TComponent(&Form));
+    } else {
+      Root = new TLumNode(&Form);
+      TSceneLoad Load;
+      W.Description = LoadScene(In, &Form, Root, &Load);
+      PrintWarnings(Load);
+      if (Strict && !Load.Warnings.empty()) return StrictStatus(In, Load.Warnings);
+      if (int Status = CheckLoss(In, Out, Load.Warnings, Force)) return Status;
+      Camera = Load.Camera;
     }
   } catch (const std::exception& E) {
-    return Fail(Files[0], E.what());
+    return Fail(In, E.what());
+  }
+  try {
+    if (IsFormPath(Out))
+      SceneToForm(&Form, Camera, Out);
+    else
+      SaveScene(Root, Camera, Out, W);
+  } catch (const std::exception& E) {
+    return Fail(Out, E.what());
   }
   return 0;
 }

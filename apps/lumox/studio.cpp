@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "apps/lumox/studio/formapp.h"
+#include "apps/lumox/formapp.h"
 #include "apps/lumox/studio/window.h"
 #include "apps/lumox/studiocmd.h"
 #include "lumox/exchange/lumexchange.h"
@@ -22,11 +22,9 @@ namespace lumoxcmd {
 void SaveStudioFile(TComponent* Form, TLumView* View, const std::string& File, bool AsForm) {
   if (AsForm) return SaveComponentForm(Form, File);
   TLumFormApp Run(Form);
-  TLumNode* Root = Run.RootNode();
-  if (!Root) throw Exception("The form holds no node: there is no scene to save.");
-  TLumExchange Ex(nullptr);
-  Ex.SetFileName(File);
-  SaveWithCamera(&Ex, Root, View->Camera());
+  // Helpers of its own rather than the form's: the tree does not show them.
+  TComponent Helpers(nullptr);
+  SaveScene(SceneOfForm(Run, &Helpers), View->Camera(), File);
 }
 
 int StudioUsage() {
@@ -62,11 +60,7 @@ int RunStudio(const TArgs& Args) {
   TWindowOptions O;
   if (int Status = ParseWindowArgs(Rest, O)) return Status;
   if (!SaveTo.empty() && !O.QuitAfter) return BadUsage("--save needs --quit-after SECONDS");
-  LumQtSetDefaultFormat();
-  int Argc = 1;
-  char Name[] = "lumox";
-  char* Argv[] = {Name, nullptr};
-  QApplication App(Argc, Argv);
+  const std::unique_ptr<QApplication> App = MakeApplication();
   TComponent Form(nullptr);
   TLumView* View = nullptr;
   try {
@@ -121,7 +115,7 @@ int RunStudio(const TArgs& Args) {
         }
       Window->close();
     });
-  App.exec();
+  App->exec();
   Window.reset();
   return Status;
 }

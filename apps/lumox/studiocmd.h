@@ -1,12 +1,14 @@
 // The window commands that run forms: `lumox view app.lumform` and `lumox studio`.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 
 #include "apps/lumox/lumoxcmd.h"
 
+class QApplication;
 class QImage;
 class QWidget;
 
@@ -29,8 +31,9 @@ bool SavePng(const QImage& Image, const std::string& File);
 bool GrabScreenshot(QWidget* Widget, const std::string& File);
 // A left-button drag of (DX, DY) from the centre of Target; (0, 0) is a click.
 void ScriptDrag(QWidget* Target, std::pair<int, int> Delta);
-// Whether File names a form file (.lumform).
-bool IsFormPath(const std::string& File);
+// The application object of a window command, made once the default surface format is
+// set, so that every widget of the process shares display lists.
+std::unique_ptr<QApplication> MakeApplication();
 
 // `lumox view app.lumform`: the form's first view in a window (formview.cpp).
 int RunFormView(const TArgs& Args);

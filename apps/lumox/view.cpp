@@ -240,7 +240,7 @@ int ViewUsage() {
   std::printf(
       "usage: lumox view [SCENE.lumgl] [options]\n"
       "       lumox view APP.lumform [--size WxH] [--drag DX,DY] [--quit-after S]\n"
-      "                  [--screenshot OUT.png]\n"
+      "                  [--screenshot OUT.png] [--no-headlight]\n"
       "\n"
       "A form file runs as an application: its first view with its camera, controller\n"
       "and timers.\n"
@@ -281,11 +281,7 @@ int RunView(const TArgs& Args) {
   TViewOptions O;
   if (int Status = ParseViewArgs(Args, O)) return Status;
   const bool Demo = O.Scene.empty();
-  LumQtSetDefaultFormat();
-  int Argc = 1;
-  char Name[] = "lumox";
-  char* Argv[] = {Name, nullptr};
-  QApplication App(Argc, Argv);
+  const std::unique_ptr<QApplication> App = MakeApplication();
   // Made before the scene, so that the scene (and its lists) goes first, while the
   // widget's context lives.
   TLumQtView Widget;
@@ -386,7 +382,7 @@ int RunView(const TArgs& Args) {
       Widget.close();
     });
   }
-  App.exec();
+  App->exec();
   return Status;
 }
 

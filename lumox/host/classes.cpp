@@ -237,6 +237,24 @@ void TComponent::RemoveComponent(TComponent* AComponent) {
   AComponent->FOwner = nullptr;
 }
 
+int TComponent::ComponentIndex() const {
+  if (!FOwner || !FOwnerLeaf) return -1;
+  const auto Entry = reinterpret_cast<uintptr_t>(this);
+  const size_t Offset =
+      TRankedList::LastOffsetIn(FOwnerLeaf, [Entry](uintptr_t E) { return E == Entry; });
+  if (Offset == TRankedList::npos) return -1;
+  return static_cast<int>(FOwner->FComponents.IndexAt(FOwnerLeaf, Offset));
+}
+
+void TComponent::SetComponentIndex(int Value) {
+  const int Index = ComponentIndex();
+  if (Index < 0) return;
+  Value = std::clamp(Value, 0, FOwner->ComponentCount() - 1);
+  if (Value == Index) return;
+  const uintptr_t Entry = FOwner->FComponents.Erase(static_cast<size_t>(Index));
+  FOwner->FComponents.Insert(static_cast<size_t>(Value), Entry);
+}
+
 // Leaves an empty place, so that a notification going through the list meanwhile skips
 // it; the places are compacted once none runs and half the list is empty.
 void TComponent::DropListener(TComponent* C) {

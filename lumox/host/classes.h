@@ -164,6 +164,11 @@ class TComponent : public TLumStreamable {
   TComponent* FindComponent(std::string_view AName) const;
   void InsertComponent(TComponent* AComponent);
   void RemoveComponent(TComponent* AComponent);
+  // The place of this component among its owner's components, -1 without an owner.
+  // Setting it (clamped to the list) moves the component there; the others keep their
+  // order, and nobody is told, as the component neither comes nor goes.
+  int ComponentIndex() const;
+  void SetComponentIndex(int Value);
   // Frees every owned component, last first.
   void DestroyComponents();
 

@@ -3,6 +3,7 @@
 // error.
 #include "lumox/host/formreader.h"
 
+#include <cctype>
 #include <charconv>
 #include <fstream>
 #include <istream>
@@ -201,8 +202,11 @@ class TLumFormReaderImpl {
 void TLumFormReaderImpl::Advance() {
   FToken.Text.clear();
   while (FPos < FText.size() && (FText[FPos] == ' ' || FText[FPos] == '\t')) ++FPos;
-  // A line whose first character is "#" is a comment ("#2" elsewhere is a reference).
-  if (FAtLineStart && FPos < FText.size() && FText[FPos] == '#')
+  // A line whose first character is "#" is a comment ("#2" elsewhere is a reference),
+  // except where a list goes on: the writer starts a line with "#0.Ball" there.
+  const bool Reference = FListDepth > 0 && FPos + 1 < FText.size() &&
+                         std::isdigit(static_cast<unsigned char>(FText[FPos + 1]));
+  if (FAtLineStart && FPos < FText.size() && FText[FPos] == '#' && !Reference)
     while (FPos < FText.size() && FText[FPos] != '\n' && FText[FPos] != '\r') ++FPos;
   FAtLineStart = false;
   FToken.Line = FLine;

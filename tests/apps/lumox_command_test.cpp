@@ -9,8 +9,17 @@
 #include <string>
 #include <vector>
 
+#include "lumox/exchange/lumexchange.h"
+#include "lumox/geometry/lumgeom.h"
+#include "lumox/geometry/lumshape.h"
+#include "lumox/host/graphics.h"
 #include "lumox/package/lumversion.h"
+#include "lumox/scene/lumattr.h"
+#include "lumox/scene/lumlight.h"
+#include "lumox/scene/lummat.h"
+#include "lumox/scene/lumtex.h"
 #include "support/command.h"
+#include "support/scenefile.h"
 
 namespace lumox {
 namespace {
@@ -351,6 +360,124 @@ TEST_F(CommandTest, TheFileCameraFramesTheSceneAndConvertKeepsIt) {
   EXPECT_EQ(Read("c.png"), Read("f.png"));
   ASSERT_EQ(Run("info cam.lumgl --list-scene"), 0) << Err;
   ExpectIn(Out, {"    TLumSphere \"Ball\": (2.5"});
+}
+
+// A scene with a camera element, lights, materials, a texture and several shape classes,
+// converted to a form and back: the three render the same pixels, the scene comes back
+// byte for byte; a model converts too, and bad forms are refused by place.
+TEST_F(CommandTest, FormsRenderAndConvertFromAndToScenesWithTheSamePixels) {
+  {
+    TComponent Form(nullptr);
+    auto* Root = new TLumNode(&Form);
+    auto* Lit = new TLumAttributes(&Form);
+    Lit->SetLighting(true);
+    Lit->SetNode(Root);
+    auto* Sun = new TLumLight(&Form);
+    Sun->SetKind(lkDirection);
+    Sun->Direction()->SetValues(-0.4f, 0.6f, 1);
+    Sun->SetNode(Root);
+    auto* Red = new TLumMaterial(&Form);
+    Red->SetName("Red");
+    Red->ColorEmission()->SetColor(
+        0x0000C0);  // a diffuse colour is lost in LUMGL files, on purpose
+    auto* Tex = new TLumTexture(&Form);
+    TBitmap Check(8, 8);
+    for (int Y = 0; Y < 8; ++Y)
+      for (int X = 0; X < 8; ++X) Check.SetPixel(X, Y, (X + Y) % 2 ? 0x00FF00 : 0xFF00FF);
+    Tex->SetBitmap(&Check);
+    Tex->SetNode(Root);
+    auto* Floor = new TLumRectangle(&Form);
+    Floor->SetWidth(3);
+    Floor->SetHeight(3);
+    Floor->Transformation()->Translation()->SetValues(0, -0.6f, 0);
+    Floor->SetNode(Root);
+    Red->SetNode(Root);
+    auto* Ball = new TLumSphere(&Form);
+    Ball->SetName("Ball");
+    Ball->SetRadius(0.4);
+    Ball->SetNode(Root);
+    auto* Crate = new TLumBox(&Form);
+    Crate->SetMaterial(Red);
+    Crate->Transformation()->Translation()->SetX(-0.9f);
+    Crate->SetNode(Root);
+    auto* Ring = new TLumTorus(&Form);
+    Ring->Transformation()->Translation()->SetX(0.9f);
+    Ring->SetNode(Root);
+    TLumExchange Ex(&Form);
+    Ex.SetFileName(File("made.lumgl"));
+    Ex.SetFileDescription("");  // a form holds components only, not the file's description
+    Ex.SavetoFile(Root);
+  }
+  std::string Scene = Read(File("made.lumgl"));
+  Scene.insert(Scene.find("  </Objects>"),
+               "    <TLUMPERSPECTIVECAMERA name=\"Eye\" ViewAngle=\"50\">\r\n"
+               "      <Transformation><Translation P=\"0,-0.2,-3\"/></Transformation>\r\n"
+               "    </TLUMPERSPECTIVECAMERA>\r\n");
+  Write("made.lumgl", Scene);
+  const std::string Size = " --size 160x100";
+  auto RenderTo = [&](const std::string& In, const std::string& Png) {
+    EXPECT_EQ(Run("render '" + File(In) + "' -o '" + File(Png) + "'" + Size), 0) << In << Err;
+    return Image(Png);
+  };
+  auto Convert = [&](const std::string& In, const std::string& Out) {
+    EXPECT_EQ(Run("convert '" + File(In) + "' '" + File(Out) + "'"), 0) << In << Err;
+  };
+  Convert("made.lumgl", "scene.lumgl");  // the camera element moves to the end
+  Convert("scene.lumgl", "app.lumform");
+  Convert("app.lumform", "back.lumgl");
+  const TBitmap A = RenderTo("scene.lumgl", "a.png");
+  // Seen by the file's camera: the lit ball in the middle, red from its material.
+  const uint32_t Mid = A.GetPixel(80, 50);
+  EXPECT_GT(Mid & 0xFF, 0x60u);
+  EXPECT_GT(Mid & 0xFF, ((Mid >> 8) & 0xFF) + 40) << std::hex << Mid;
+  EXPECT_EQ(A.GetPixel(80, 2), 0u);
+  const std::string Form = Read(File("app.lumform"));
+  for (const char* Wanted :
+       {"object View1: TLumView", "Camera = Eye", "object Eye: TLumPerspectiveCamera",
+        "ViewAngle = 50.0", "object Ball: TLumSphere", "Data = ("})
+    EXPECT_NE(Form.find(Wanted), std::string::npos) << Wanted << "\n" << Form;
+  // The same image files, written from the same pixels.
+  for (const auto& [In, Png] : {std::pair{"app.lumform", "b.png"}, {"back.lumgl", "c.png"}}) {
+    RenderTo(In, Png);
+    EXPECT_TRUE(Read(File("a.png")) == Read(File(Png))) << In;
+  }
+  // The scene comes back as it was; only its texture's side file is named after the file.
+  std::string Back = Read(File("back.lumgl"));
+  Back.replace(Back.find("back0.bmp"), 9, "scene0.bmp");
+  EXPECT_EQ(Back, Read(File("scene.lumgl")));
+  EXPECT_TRUE(Read(File("back0.bmp")) == Read(File("scene0.bmp")));
+  // Without --size the form's view gives the size, render's own default for a scene.
+  ASSERT_EQ(Run("render '" + File("app.lumform") + "' -o '" + File("d.png") + "'"), 0) << Err;
+  EXPECT_EQ(Image("d.png").Width(), 400);
+
+  // A model converts the same way: a form that renders as the model does, headlight and all.
+  const std::string Cube = std::string(LUMOX_TEST_DATA) + "/models/cube.obj";
+  ASSERT_EQ(Run("convert '" + Cube + "' '" + File("cube.lumform") + "'"), 0) << Err;
+  ASSERT_EQ(Run("render '" + Cube + "' -o '" + File("e.png") + "'" + Size + " --fit"), 0) << Err;
+  ASSERT_EQ(
+      Run("render '" + File("cube.lumform") + "' -o '" + File("f.png") + "'" + Size + " --fit"), 0)
+      << Err;
+  EXPECT_TRUE(Read(File("e.png")) == Read(File("f.png")));
+
+  // A bad form: the place and reason, exit status 1, no image; a form without a view
+  // has nothing to render, but a scene to convert.
+  std::string Bad = Form;
+  Bad.replace(Bad.find("Radius = 0.4"), 12, "Radius = wide");
+  Write("bad.lumform", Bad);
+  Write("noview.lumform", "LUMFORM 1\nobject Ball: TLumSphere\nend\n");
+  for (const char* Cmd : {"render '$.lumform' -o '$.png'", "convert '$.lumform' '$.lumgl'"}) {
+    std::string Args = Cmd;
+    for (size_t At; (At = Args.find('$')) != std::string::npos;) Args.replace(At, 1, File("bad"));
+    EXPECT_EQ(Run(Args), 1) << Args;
+    EXPECT_NE(Err.find("bad.lumform:"), std::string::npos) << Err;
+    EXPECT_NE(Err.find(": Ball.Radius: "), std::string::npos) << Err;
+  }
+  EXPECT_FALSE(fs::exists(File("bad.png")) || fs::exists(File("bad.lumgl")));
+  EXPECT_EQ(Run("render '" + File("noview.lumform") + "' -o '" + File("x.png") + "'"), 1);
+  EXPECT_NE(Err.find("noview.lumform: the form has no view"), std::string::npos) << Err;
+  EXPECT_FALSE(fs::exists(File("x.png")));
+  EXPECT_EQ(Run("convert '" + File("noview.lumform") + "' '" + File("x.lumgl") + "'"), 0) << Err;
+  EXPECT_NE(Read(File("x.lumgl")).find("name=\"Ball\""), std::string::npos);
 }
 
 // docs/format.md holds the output of `lumox classes --attributes` between two marker lines.

@@ -181,7 +181,7 @@ TEST(ComponentTest, OwnedComponentsKeepOrderNamesAndNotificationsThroughAnyEdits
   for (int Step = 0; Step < 5000; ++Step) {
     Log.clear();
     Expected.clear();
-    const uint32_t Op = Random() % 12;
+    const uint32_t Op = Random() % 13;
     const size_t Plain = Model.size() - Ears.size();  // components after the ears
     auto PickPlain = [&] { return Ears.size() + Random() % Plain; };
     if (Op < 4 || Plain == 0) {
@@ -222,6 +222,14 @@ TEST(ComponentTest, OwnedComponentsKeepOrderNamesAndNotificationsThroughAnyEdits
       C->FreeNotification(H);
       auto& L = HeldBy[C];
       if (std::find(L.begin(), L.end(), H) == L.end()) L.push_back(H);
+    } else if (Op == 12) {  // moved to another place among its siblings, quietly
+      const size_t I = PickPlain(), To = PickPlain();
+      TComponent* C = Model[I];
+      ASSERT_EQ(C->ComponentIndex(), static_cast<int>(I));
+      C->SetComponentIndex(static_cast<int>(To));
+      ASSERT_EQ(C->ComponentIndex(), static_cast<int>(To));
+      Model.erase(Model.begin() + static_cast<ptrdiff_t>(I));
+      Model.insert(Model.begin() + static_cast<ptrdiff_t>(To), C);
     } else {  // a rename, to a free name or to one taken (refused, nothing changes)
       TComponent* C = Model[PickPlain()];
       // A name of the renames' own, or another component's (which may be empty).
@@ -250,6 +258,7 @@ TEST(ComponentTest, OwnedComponentsKeepOrderNamesAndNotificationsThroughAnyEdits
   }
   EXPECT_EQ(Other.ComponentCount(), 0);
   EXPECT_EQ(Owner.Components(-1), nullptr);
+  EXPECT_EQ(Other.ComponentIndex(), -1);
   // The holders die first: the components they held no longer tell them anything.
   for (TLogger* H : Holders) delete H;
   Log.clear();

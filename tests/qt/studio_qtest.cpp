@@ -6,9 +6,10 @@
 
 #include <QTest>
 #include <QUndoStack>
+#include <functional>
 #include <memory>
 
-#include "apps/lumox/studio/formapp.h"
+#include "apps/lumox/formapp.h"
 #include "apps/lumox/studio/studiomodels.h"
 #include "apps/lumox/studio/window.h"
 #include "lumox/control/lumcntrl.h"
@@ -299,8 +300,8 @@ TEST(StudioTest, TreeOrdersComponentsAddsUndoablyAndSelectsWhatAPickHits) {
 }
 
 // The window: a click on the view selects what it hits in the tree and shows its
-// properties; adding goes into the current node and undoes; deleting cannot be undone,
-// clears the history and refuses the view shown.
+// properties; adding goes into the current node and undoes; deleting undoes too, and
+// refuses the view shown.
 TEST(StudioTest, WindowSelectsByClickAddsAndDeletes) {
   TComponent Form(nullptr);
   auto* View = TStudioScene::Named(new TLumView(&Form), "View1");
@@ -336,8 +337,84 @@ TEST(StudioTest, WindowSelectsByClickAddsAndDeletes) {
   EXPECT_TRUE(Window.DeleteCurrent());
   EXPECT_EQ(Root->GetCount(), 0);
   EXPECT_EQ(Form.FindComponent("Ball"), nullptr);
-  EXPECT_EQ(Window.UndoStack()->count(), 0);
+  EXPECT_EQ(Window.Properties()->Instance(), nullptr);
   EXPECT_EQ(Window.Tree()->IndexOf(Root), Window.Tree()->index(0, 0));
+  Window.UndoStack()->undo();
+  EXPECT_EQ(Root->GetItems(0), Ball);
+  EXPECT_EQ(Window.Current(), Ball);
+}
+
+// Deleting puts back on undo the same components in the same places: a ball held by a
+// node and referred to by a second one, a material and a camera others refer to, a node
+// with what it holds. The form's text and the view's pixels come back as they were.
+TEST(StudioTest, DeletesUndoToTheSamePlacesAndReferences) {
+  TStudioScene S;
+  auto* Extra = TStudioScene::Named(new TLumNode(&S.Form), "Extra");
+  auto* Crate = TStudioScene::Named(new TLumBox(&S.Form), "Crate");
+  Crate->SetMaterial(S.Mat);
+  Crate->Transformation()->Translation()->SetY(5);  // out of sight
+  Extra->Add(Crate);
+  Extra->AddIndirect(S.Ball);
+  S.Ball->SetMaterial(S.Mat);
+  auto* Mouse = static_cast<TLumMouseController*>(S.Form.FindComponent("Mouse"));
+  const std::string Before = ComponentFormText(&S.Form);
+  const uint32_t Centre = S.Image().GetPixel(80, 60);
+  ASSERT_NE(Centre, 0u);
+  struct TCase {
+    TComponent* Target;
+    std::function<void()> CheckGone;
+  };
+  const TCase Cases[] = {{S.Ball,
+                          [&] {
+                            EXPECT_EQ(S.Root->GetCount(), 3);
+                            EXPECT_EQ(Extra->GetCount(), 1);
+                            EXPECT_EQ(S.Form.FindComponent("Ball"), nullptr);
+                          }},
+                         {S.Mat,
+                          [&] {
+                            EXPECT_EQ(S.Ball->Material(), nullptr);
+                            EXPECT_EQ(Crate->Material(), nullptr);
+                            EXPECT_EQ(S.Root->IndexOf(S.Mat), -1);
+                          }},
+                         {S.Eye,
+                          [&] {
+                            EXPECT_EQ(S.View->Camera(), nullptr);
+                            EXPECT_EQ(Mouse->Controlled(), nullptr);
+                          }},
+                         {S.Root, [&] {
+                            for (const char* Name : {"Root", "Lit", "Sun", "Mat", "Ball"})
+                              EXPECT_EQ(S.Form.FindComponent(Name), nullptr) << Name;
+                            EXPECT_EQ(Extra->GetCount(), 1);  // its reference to the ball goes too
+                            EXPECT_EQ(S.Image().GetPixel(80, 60), 0u);
+                          }}};
+  for (const TCase& C : Cases) {
+    SCOPED_TRACE(C.Target->Name());
+    const int Index = C.Target->ComponentIndex();
+    auto* Delete = new TLumDeleteCommand(&S.Form, C.Target);
+    S.Undo.push(Delete);
+    EXPECT_TRUE(Delete->Holds(C.Target));
+    C.CheckGone();
+    S.Undo.undo();
+    EXPECT_EQ(ComponentFormText(&S.Form), Before);
+    EXPECT_EQ(C.Target->ComponentIndex(), Index);
+    EXPECT_EQ(S.Image().GetPixel(80, 60), Centre);
+    S.Undo.redo();
+    C.CheckGone();
+    S.Undo.undo();
+    EXPECT_EQ(ComponentFormText(&S.Form), Before);
+  }
+  // The edits recorded before a delete still apply to the component put back.
+  ASSERT_TRUE(S.Set(S.Ball, "Radius", 0.3));
+  S.Undo.push(new TLumDeleteCommand(&S.Form, S.Root));
+  S.Undo.undo();
+  S.Undo.undo();
+  EXPECT_FLOAT_EQ(S.Ball->Radius(), 0.5f);
+  // Dropped while it holds them, the command frees what it took out.
+  S.Undo.redo();
+  S.Undo.redo();
+  S.Undo.clear();
+  EXPECT_EQ(S.Form.FindComponent("Root"), nullptr);
+  EXPECT_EQ(Extra->GetCount(), 1);
 }
 
 // Nodes a hundred thousand deep: the tree finds the leaf, and a reference lists every

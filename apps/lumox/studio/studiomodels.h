@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "lumox/host/proptable.h"
@@ -19,6 +20,7 @@ class QUndoStack;
 
 namespace lumox {
 class TLumNode;
+class TLumRender;
 class TLumView;
 
 // The owner's components: the scene's hierarchy first (each node's items as its
@@ -105,6 +107,62 @@ class TLumAddCommand : public QUndoCommand {
   std::function<void(TComponent*, bool)> FChanged;
   TComponent* FComp = nullptr;
   bool FDetached = false;
+};
+
+// Deleting a component, and with a node everything it holds: what goes is taken out of
+// its nodes, its owner and every reference other components have to it, and kept by the
+// command, so that undo puts the same objects back (the edits recorded before them still
+// apply) in the same places: the index in each node that held it, the index among its
+// owner's components, each reference. Redo takes them out again; the command frees
+// what it holds taken out when it is dropped.
+class TLumDeleteCommand : public QUndoCommand {
+ public:
+  TLumDeleteCommand(TComponent* Form, TComponent* Target);
+  ~TLumDeleteCommand() override;
+  void undo() override;
+  void redo() override;
+  TComponent* Target() const { return FTarget; }
+  // Whether C is among what the command holds taken out.
+  bool Holds(const TComponent* C) const { return FTakenOut && FGone.count(C) > 0; }
+  // Called after each redo (Deleted) and undo.
+  std::function<void(TComponent* Target, bool Deleted)> OnChanged;
+
+ private:
+  // A component taken out of its owner, at Index among the owner's components.
+  struct TOwned {
+    TComponent* Comp;
+    TComponent* Owner;
+    int Index;
+  };
+  // An entry of a node's list: the item at Index, held or only referred to.
+  struct TEntry {
+    TLumNode* Node;
+    int Index;
+    TLumRender* Item;
+    bool Indirect;
+  };
+  // A reference Holder had to a component that went: the property, reached from Holder
+  // through the owned objects (or form-entry objects, by their place) on Path.
+  struct TStep {
+    const TLumPropInfo* Object = nullptr;
+    const TLumFormEntry* Entry = nullptr;
+    int Index = 0;
+  };
+  struct TReference {
+    TComponent* Holder;
+    std::vector<TStep> Path;
+    const TLumPropInfo* Prop;
+    TComponent* Value;
+  };
+  void Collect();
+  void FindReferences(TComponent* Holder);
+  TComponent* FForm;
+  TComponent* FTarget;
+  std::unordered_set<const TComponent*> FGone;
+  std::vector<TOwned> FOwned;
+  std::vector<TEntry> FEntries;
+  std::vector<TReference> FReferences;
+  bool FTakenOut = false;
 };
 
 // The published properties of one component as rows of name and value; owned objects

@@ -2,7 +2,7 @@
 #include <QUndoStack>
 #include <algorithm>
 
-#include "apps/lumox/studio/formapp.h"
+#include "apps/lumox/formapp.h"
 #include "apps/lumox/studio/studiomodels.h"
 #include "lumox/control/lumcntrl.h"
 #include "lumox/control/lumtimer.h"

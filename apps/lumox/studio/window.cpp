@@ -150,10 +150,8 @@ void TLumStudioWindow::Menus() {
   Edit->addAction(Undo);
   Edit->addAction(Redo);
   Edit->addSeparator();
-  Edit->addAction("&Delete component (cannot be undone)", this, [this] {
-    if (DeleteCurrent())
-      statusBar()->showMessage("deleted; the undo history was cleared", 6000);
-    else if (Current())
+  Edit->addAction("&Delete component", QKeySequence::Delete, this, [this] {
+    if (!DeleteCurrent() && Current())
       statusBar()->showMessage("the view the studio shows cannot be deleted", 6000);
   });
   QMenu* Add = menuBar()->addMenu("&Add");
@@ -191,12 +189,16 @@ void TLumStudioWindow::AddComponent(const TLumClassInfo* Class) {
 bool TLumStudioWindow::DeleteCurrent() {
   TComponent* C = Current();
   if (!C || C == FView) return false;
-  // Deleting is not undoable: the edits recorded so far may refer to what goes.
-  FUndo.clear();
-  FProps->SetInstance(nullptr, nullptr);
-  delete C;
-  FTree->Reload();
-  FRun.Connect(FView);
+  auto* Cmd = new TLumDeleteCommand(FForm, C);
+  Cmd->OnChanged = [this, Cmd](TComponent* Target, bool Deleted) {
+    if (Deleted && Cmd->Holds(dynamic_cast<TComponent*>(FProps->Instance())))
+      FProps->SetInstance(nullptr, nullptr);
+    FTree->Reload();
+    FRun.Connect(FView);
+    if (!Deleted) Select(Target);
+    FWidget->update();
+  };
+  FUndo.push(Cmd);
   return true;
 }
 

@@ -8,7 +8,7 @@
 #include <functional>
 #include <string>
 
-#include "apps/lumox/studio/formapp.h"
+#include "apps/lumox/formapp.h"
 
 class QAbstractItemModel;
 class QTreeView;
@@ -38,8 +38,8 @@ class TLumStudioWindow : public QMainWindow {
   // Adds a component of Class (undoably); render components go into the current node,
   // or the node of the current component, or the scene's first node.
   void AddComponent(const TLumClassInfo* Class);
-  // Deletes the current component; this cannot be undone and clears the undo history.
-  // The view shown is refused (false).
+  // Deletes the current component (a node with what it holds), undoably. The view
+  // shown is refused (false).
   bool DeleteCurrent();
   // Saves the form (AsForm) or its scene to File; the command provides it.
   std::function<void(const std::string& File, bool AsForm)> OnSave;

@@ -1,5 +1,5 @@
 // Running a form: drawing its scene in its first view, and its timers.
-#include "apps/lumox/studio/formapp.h"
+#include "apps/lumox/formapp.h"
 
 #include <algorithm>
 
