@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <new>
 #include <type_traits>
 
 #include "lumox/host/graphics.h"
@@ -32,6 +33,12 @@ const char* const CRLF = "\r\n";
 constexpr int MaxIndentLevels = 100;
 
 size_t IndentWidth(int Depth) { return static_cast<size_t>(std::min(Depth, MaxIndentLevels)) * 2; }
+
+// Appends an indentation of Width blanks (at most MaxIndentLevels levels) in one copy.
+void AppendIndent(std::string& Out, size_t Width) {
+  static const std::string Blanks(static_cast<size_t>(MaxIndentLevels) * 2, ' ');
+  Out.append(Blanks.data(), Width);
+}
 
 std::string_view Trimmed(std::string_view S) {
   while (!S.empty() && S.front() == ' ') S.remove_prefix(1);
@@ -67,6 +74,14 @@ bool ParseInt(std::string_view Text, T& Value) {
 bool Unwritable(char C) {
   return C == '"' || C == '<' || C == '>' || C == '/' || C == '\r' || C == '\n' || C == '\0';
 }
+
+// Unwritable as a table, for scanning every value written.
+const struct TUnwritableTable {
+  bool Bad[256] = {};
+  TUnwritableTable() {
+    for (int C = 0; C < 256; ++C) Bad[C] = Unwritable(static_cast<char>(C));
+  }
+} UnwritableTable;
 
 // Cuts the text at the first and second ','; a part that is missing or bad keeps its
 // value. True when all three parts were read.
@@ -227,14 +242,17 @@ void TLumExchange::EndTag() {
     // An element with nothing in it is left out; its start tag was never written.
     Out.resize(static_cast<size_t>(Tag->StartPos));
   } else if (Tag->ChildCount == 0 && Tag->Value.empty()) {
-    Out.append(Indent, ' ').append(1, '<').append(Tag->Name).append(Tag->Params).append("/>\r\n");
+    AppendIndent(Out, Indent);
+    Out.append(1, '<').append(Tag->Name).append(Tag->Params).append("/>\r\n");
   } else {
     std::string Head;
     Head.reserve(Indent + Tag->Name.size() + Tag->Params.size() + Tag->Value.size() + 4);
-    Head.append(Indent, ' ').append(1, '<').append(Tag->Name).append(Tag->Params).append(">\r\n");
+    AppendIndent(Head, Indent);
+    Head.append(1, '<').append(Tag->Name).append(Tag->Params).append(">\r\n");
     Head.append(Tag->Value);
     FHeads.push_back({Tag->StartPos, std::move(Head), FSeqs[static_cast<size_t>(FDepth) - 1]});
-    Out.append(Indent, ' ').append("</").append(Tag->Name).append(">\r\n");
+    AppendIndent(Out, Indent);
+    Out.append("</").append(Tag->Name).append(">\r\n");
   }
   --FDepth;
   if (Written && FDepth > 0) ++FTags[static_cast<size_t>(FDepth) - 1]->ChildCount;
@@ -247,29 +265,33 @@ void TLumExchange::MergeHeads() {
   for (size_t I = 0; I < FHeads.size(); ++I) Order[FHeads[I].Seq] = static_cast<uint32_t>(I);
   FNextSeq = 0;
   if (FHeads.empty()) return;
-  const std::string& Body = FParser->Stream();
-  size_t Total = Body.size();
+  // In place: the buffer grows once by the heads' size, then the body moves back piece
+  // by piece from its end, each piece's head written before it. A second buffer of the
+  // whole file would cost as much again in fresh pages.
+  std::string& Out = FParser->Stream();
+  const size_t BodySize = Out.size();
+  size_t Total = BodySize;
   for (const THead& H : FHeads) Total += H.Text.size();
-  std::string Out;
-  Out.reserve(Total);
-  size_t Pos = 0;
-  for (uint32_t I : Order) {
-    if (I == UINT32_MAX) continue;
-    const THead& H = FHeads[I];
+  Out.resize(Total);
+  char* const D = Out.data();
+  size_t End = BodySize, To = Total;
+  for (auto It = Order.rbegin(); It != Order.rend(); ++It) {
+    if (*It == UINT32_MAX) continue;
+    const THead& H = FHeads[*It];
     const size_t At = static_cast<size_t>(H.Pos);
-    Out.append(Body, Pos, At - Pos);
-    Out.append(H.Text);
-    Pos = At;
+    To -= End - At;
+    std::memmove(D + To, D + At, End - At);
+    To -= H.Text.size();
+    std::memcpy(D + To, H.Text.data(), H.Text.size());
+    End = At;
   }
-  Out.append(Body, Pos, std::string::npos);
-  FParser->Stream() = std::move(Out);
   FHeads.clear();
 }
 
 void TLumExchange::addvalue(const std::string& Text) {
   if (FDepth == 0 || Text.empty()) return;
   TXMLTag* Tag = FTags[static_cast<size_t>(FDepth) - 1].get();
-  if (Tag->Value.empty()) Tag->Value.assign(IndentWidth(Tag->Depth), ' ');
+  if (Tag->Value.empty()) AppendIndent(Tag->Value, IndentWidth(Tag->Depth));
   Tag->Value += Text;
 }
 
@@ -287,7 +309,7 @@ void TLumExchange::AppendParam(std::string_view Name, std::string_view Text) {
   // attributes at line breaks and stops at a zero byte ('<' goes with them, so that a
   // value never reads as markup): such a value would load as something else.
   size_t Bad = 0;
-  while (Bad < Text.size() && !Unwritable(Text[Bad])) ++Bad;
+  while (Bad < Text.size() && !UnwritableTable.Bad[static_cast<unsigned char>(Text[Bad])]) ++Bad;
   if (Bad < Text.size()) {
     const char C = Text[Bad];
     const std::string Shown = C == '\r'   ? "CR"
@@ -595,6 +617,18 @@ void TLumExchange::clear() {
   FBaseTag.Obj = nullptr;
 }
 
+void TLumExchange::ReserveOutput(int64_t Items) {
+  // Room for a generous size per object: growing by doubling would copy the text and
+  // touch fresh pages twice over, while pages reserved and never written cost nothing.
+  constexpr int64_t BytesPerItem = 1024, MaxReserve = int64_t{1} << 30;
+  const int64_t Bytes = std::min(std::max<int64_t>(Items, 0) * BytesPerItem, MaxReserve);
+  try {
+    FParser->Stream().reserve(static_cast<size_t>(Bytes));
+  } catch (const std::bad_alloc&) {
+    // Only a hint: the text grows as it goes.
+  }
+}
+
 void TLumExchange::InitSave() {
   StartTag("LUMGL");
   addtag("version", std::string(LumoxVersion()), std::string());
@@ -643,6 +677,7 @@ void TLumExchange::SavetoFile(TComponent* Obj) {
       InitSave();
       FProgressTotal = Node->CountAllItems();
       FProgressCount = 0;
+      ReserveOutput(FProgressTotal);
       Node->WriteComp(this, "Objects");
       EndSave();
     } else if (FState == stSaveObj) {

@@ -196,6 +196,8 @@ class TLumExchange : public TComponent {
   template <typename T>
   void GetNumber(const std::string& Name, T& Value);
   void InitSave();
+  // Reserves the output buffer for a scene of that many objects.
+  void ReserveOutput(int64_t Items);
   void EndSave();
   // Writes the buffer to FileName through a temporary file beside it.
   void WriteBuffer();
