@@ -344,8 +344,9 @@ void TLumExchange::addtag(const std::string& Name, bool Value, bool Default) {
 void TLumExchange::addtag(const std::string& Name, int32_t Value, int32_t Default) {
   if (FNoDefaultValues && Value == Default) return;
   char Buf[16];
-  AppendParam(Name, std::string_view(Buf, static_cast<size_t>(
-                                              std::to_chars(Buf, Buf + sizeof Buf, Value).ptr - Buf)));
+  AppendParam(Name,
+              std::string_view(
+                  Buf, static_cast<size_t>(std::to_chars(Buf, Buf + sizeof Buf, Value).ptr - Buf)));
 }
 
 void TLumExchange::addtag(const std::string& Name, double Value, double Default) {
@@ -432,7 +433,8 @@ std::string TLumExchange::GetAFilename(const std::string& Extension) {
 
 std::string TLumExchange::int2hex(uint32_t Value) {
   std::string S(8, '0');
-  for (int I = 7; I >= 0; --I, Value >>= 4) S[static_cast<size_t>(I)] = "0123456789ABCDEF"[Value & 15];
+  for (int I = 7; I >= 0; --I, Value >>= 4)
+    S[static_cast<size_t>(I)] = "0123456789ABCDEF"[Value & 15];
   return S;
 }
 

@@ -142,8 +142,9 @@ TEST(ExchangeWriterTest, NumbersAreTheShortestTextsThatReadBack) {
   };
   // Whole numbers around the point where the exponent form becomes the shorter one
   // (100000 is "1e+05"), negative zero, and a spread of fractions and magnitudes.
-  std::vector<float> Values{-0.0f, 0.0f, 1e5f, -1e5f, 1e7f, 123456.0f, 16777216.0f, 0.5f,
-                            -2.5f, 1e-7f, 3.4e38f, std::nextafter(10000.0f, 0.0f)};
+  std::vector<float> Values{-0.0f, 0.0f,      1e5f,        -1e5f,
+                            1e7f,  123456.0f, 16777216.0f, 0.5f,
+                            -2.5f, 1e-7f,     3.4e38f,     std::nextafter(10000.0f, 0.0f)};
   for (int I = -10010; I <= 10010; ++I) Values.push_back(static_cast<float>(I));
   std::mt19937 Random(26);
   std::uniform_int_distribution<uint32_t> Bits;
