@@ -344,9 +344,8 @@ void TLumExchange::addtag(const std::string& Name, bool Value, bool Default) {
 void TLumExchange::addtag(const std::string& Name, int32_t Value, int32_t Default) {
   if (FNoDefaultValues && Value == Default) return;
   char Buf[16];
-  AppendParam(Name,
-              std::string_view(
-                  Buf, static_cast<size_t>(std::to_chars(Buf, Buf + sizeof Buf, Value).ptr - Buf)));
+  const char* End = std::to_chars(Buf, Buf + sizeof Buf, Value).ptr;
+  AppendParam(Name, std::string_view(Buf, static_cast<size_t>(End - Buf)));
 }
 
 void TLumExchange::addtag(const std::string& Name, double Value, double Default) {
