@@ -172,6 +172,25 @@ TBareScene::TBareScene(TLumNode* Root) {
   }
 }
 
+size_t CompileBareLists(TLumNode* Root) {
+  std::vector<GLuint> Lists;
+  std::vector<TLumNode*> Nodes{Root};
+  while (!Nodes.empty()) {
+    TLumNode* N = Nodes.back();
+    Nodes.pop_back();
+    for (int I = 0; I < N->GetCount(); ++I) {
+      TLumRender* Item = N->GetItems(I);
+      if (auto* Sub = dynamic_cast<TLumNode*>(Item))
+        Nodes.push_back(Sub);
+      else if (auto* Mesh = dynamic_cast<TLumPrimitiveObj*>(Item); Mesh && Mesh->Enabled())
+        Lists.push_back(CompileMesh(Mesh));
+    }
+  }
+  glFinish();
+  for (GLuint L : Lists) glDeleteLists(L, 1);
+  return Lists.size();
+}
+
 TBareScene::~TBareScene() {
   for (GLuint L : FLists) glDeleteLists(L, 1);
 }

@@ -42,6 +42,11 @@ class TBareScene {
 // Whether Root can be copied into a TBareScene; otherwise Why says what stands in the way.
 bool BareSceneSupports(lumox::TLumNode* Root, std::string& Why);
 
+// What compiling the meshes' lists costs a bare program, for a scene of any shape: every
+// mesh under Root (nested nodes included, each drawn place once) compiled into a list of
+// its own as TBareScene does, then deleted. Returns the count; the context must be current.
+size_t CompileBareLists(lumox::TLumNode* Root);
+
 struct TInterleavedTimes {
   std::vector<double> Scene;  // ms per frame of the library's scene
   std::vector<double> Bare;   // ms per frame of the bare program (empty without one)

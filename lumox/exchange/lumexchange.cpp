@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <new>
 #include <type_traits>
 
 #include "lumox/host/graphics.h"
@@ -32,6 +33,12 @@ const char* const CRLF = "\r\n";
 constexpr int MaxIndentLevels = 100;
 
 size_t IndentWidth(int Depth) { return static_cast<size_t>(std::min(Depth, MaxIndentLevels)) * 2; }
+
+// Appends an indentation of Width blanks (at most MaxIndentLevels levels) in one copy.
+void AppendIndent(std::string& Out, size_t Width) {
+  static const std::string Blanks(static_cast<size_t>(MaxIndentLevels) * 2, ' ');
+  Out.append(Blanks.data(), Width);
+}
 
 std::string_view Trimmed(std::string_view S) {
   while (!S.empty() && S.front() == ' ') S.remove_prefix(1);
@@ -68,6 +75,14 @@ bool Unwritable(char C) {
   return C == '"' || C == '<' || C == '>' || C == '/' || C == '\r' || C == '\n' || C == '\0';
 }
 
+// Unwritable as a table, for scanning every value written.
+const struct TUnwritableTable {
+  bool Bad[256] = {};
+  TUnwritableTable() {
+    for (int C = 0; C < 256; ++C) Bad[C] = Unwritable(static_cast<char>(C));
+  }
+} UnwritableTable;
+
 // Cuts the text at the first and second ','; a part that is missing or bad keeps its
 // value. True when all three parts were read.
 bool ParseVector(std::string_view S, TLumMathVector& V) {
@@ -79,6 +94,32 @@ bool ParseVector(std::string_view S, TLumMathVector& V) {
       ParseFloat(S.substr(C1 + 1, C2 == std::string_view::npos ? S.npos : C2 - C1 - 1), V.Y);
   if (C2 == std::string_view::npos) return false;
   return ParseFloat(S.substr(C2 + 1), V.Z) && Complete;
+}
+
+// The ordinal whose name equals Text exactly, or 0.
+int EnumOrdinal(std::string_view Text, const char* const* Names, int High) {
+  if (!Names) return 0;
+  for (int I = 0; I <= High; ++I)
+    if (Names[I] && Text == Names[I]) return I;
+  return 0;
+}
+
+// Hexadecimal digits up to the first other character (as hex2int reads them).
+uint32_t HexValue(std::string_view Text) {
+  uint32_t R = 0;
+  for (char C : Text) {
+    uint32_t D;
+    if (C >= '0' && C <= '9')
+      D = static_cast<uint32_t>(C - '0');
+    else if (C >= 'A' && C <= 'F')
+      D = static_cast<uint32_t>(C - 'A' + 10);
+    else if (C >= 'a' && C <= 'f')
+      D = static_cast<uint32_t>(C - 'a' + 10);
+    else
+      break;
+    R = (R << 4) | D;
+  }
+  return R;
 }
 
 // "(a, b, c)" of an enumeration's name table.
@@ -110,31 +151,67 @@ TObject* TLumExchange::ElementRead() const { return FElementRead.get(); }
 
 // --- writing --------------------------------------------------------------------------
 
-std::string TLumExchange::FloatText(double Value) const {
+namespace {
+
+// Room for any number the writer formats (a double with 100 significant digits).
+constexpr size_t NumberRoom = 160;
+
+// Whole Singles of up to four digits: their shortest text is the integer's, never the
+// exponent form (which needs five characters at least), so no digit search is needed.
+inline char* SmallWholeText(char* Out, float Value) {
+  // -0 keeps its sign ("-0"): the general path writes it.
+  if (!(Value > -10000.0f && Value < 10000.0f) || (Value == 0.0f && std::signbit(Value)))
+    return nullptr;
+  const auto Whole = static_cast<int32_t>(Value);
+  if (static_cast<float>(Whole) != Value) return nullptr;
+  return std::to_chars(Out, Out + 8, Whole).ptr;
+}
+
+}  // namespace
+
+size_t TLumExchange::FormatFloat(char* Out, float Value) const {
+  if (FDecimals <= 0)
+    if (char* End = SmallWholeText(Out, Value)) return static_cast<size_t>(End - Out);
+  std::to_chars_result R;
+  if (FDecimals <= 0)
+    R = std::to_chars(Out, Out + NumberRoom, Value);
+  else
+    R = std::to_chars(Out, Out + NumberRoom, Value, std::chars_format::general,
+                      std::min(FDecimals, 100));
+  return static_cast<size_t>(R.ptr - Out);
+}
+
+size_t TLumExchange::FormatFloat(char* Out, double Value) const {
   // Most values are Singles handed over as doubles: those get the shortest text that
   // gives the Single back ("0.3", not "0.30000001192092896").
   const float AsSingle = static_cast<float>(Value);
   if (FDecimals <= 0 && std::isfinite(Value) && static_cast<double>(AsSingle) == Value)
-    return FloatText(AsSingle);
-  char Buf[160];
+    return FormatFloat(Out, AsSingle);
   std::to_chars_result R;
   if (FDecimals <= 0)
-    R = std::to_chars(Buf, Buf + sizeof Buf, Value);
+    R = std::to_chars(Out, Out + NumberRoom, Value);
   else
-    R = std::to_chars(Buf, Buf + sizeof Buf, Value, std::chars_format::general,
+    R = std::to_chars(Out, Out + NumberRoom, Value, std::chars_format::general,
                       std::min(FDecimals, 100));
-  return std::string(Buf, R.ptr);
+  return static_cast<size_t>(R.ptr - Out);
+}
+
+size_t TLumExchange::FormatVector(char* Out, const TLumMathVector& V) const {
+  size_t N = FormatFloat(Out, V.X);
+  Out[N++] = ',';
+  N += FormatFloat(Out + N, V.Y);
+  Out[N++] = ',';
+  return N + FormatFloat(Out + N, V.Z);
+}
+
+std::string TLumExchange::FloatText(double Value) const {
+  char Buf[NumberRoom];
+  return std::string(Buf, FormatFloat(Buf, Value));
 }
 
 std::string TLumExchange::FloatText(float Value) const {
-  char Buf[160];
-  std::to_chars_result R;
-  if (FDecimals <= 0)
-    R = std::to_chars(Buf, Buf + sizeof Buf, Value);
-  else
-    R = std::to_chars(Buf, Buf + sizeof Buf, Value, std::chars_format::general,
-                      std::min(FDecimals, 100));
-  return std::string(Buf, R.ptr);
+  char Buf[NumberRoom];
+  return std::string(Buf, FormatFloat(Buf, Value));
 }
 
 void TLumExchange::StartTag(const std::string& Name) {
@@ -165,14 +242,17 @@ void TLumExchange::EndTag() {
     // An element with nothing in it is left out; its start tag was never written.
     Out.resize(static_cast<size_t>(Tag->StartPos));
   } else if (Tag->ChildCount == 0 && Tag->Value.empty()) {
-    Out.append(Indent, ' ').append(1, '<').append(Tag->Name).append(Tag->Params).append("/>\r\n");
+    AppendIndent(Out, Indent);
+    Out.append(1, '<').append(Tag->Name).append(Tag->Params).append("/>\r\n");
   } else {
     std::string Head;
     Head.reserve(Indent + Tag->Name.size() + Tag->Params.size() + Tag->Value.size() + 4);
-    Head.append(Indent, ' ').append(1, '<').append(Tag->Name).append(Tag->Params).append(">\r\n");
+    AppendIndent(Head, Indent);
+    Head.append(1, '<').append(Tag->Name).append(Tag->Params).append(">\r\n");
     Head.append(Tag->Value);
     FHeads.push_back({Tag->StartPos, std::move(Head), FSeqs[static_cast<size_t>(FDepth) - 1]});
-    Out.append(Indent, ' ').append("</").append(Tag->Name).append(">\r\n");
+    AppendIndent(Out, Indent);
+    Out.append("</").append(Tag->Name).append(">\r\n");
   }
   --FDepth;
   if (Written && FDepth > 0) ++FTags[static_cast<size_t>(FDepth) - 1]->ChildCount;
@@ -185,29 +265,33 @@ void TLumExchange::MergeHeads() {
   for (size_t I = 0; I < FHeads.size(); ++I) Order[FHeads[I].Seq] = static_cast<uint32_t>(I);
   FNextSeq = 0;
   if (FHeads.empty()) return;
-  const std::string& Body = FParser->Stream();
-  size_t Total = Body.size();
+  // In place: the buffer grows once by the heads' size, then the body moves back piece
+  // by piece from its end, each piece's head written before it. A second buffer of the
+  // whole file would cost as much again in fresh pages.
+  std::string& Out = FParser->Stream();
+  const size_t BodySize = Out.size();
+  size_t Total = BodySize;
   for (const THead& H : FHeads) Total += H.Text.size();
-  std::string Out;
-  Out.reserve(Total);
-  size_t Pos = 0;
-  for (uint32_t I : Order) {
-    if (I == UINT32_MAX) continue;
-    const THead& H = FHeads[I];
+  Out.resize(Total);
+  char* const D = Out.data();
+  size_t End = BodySize, To = Total;
+  for (auto It = Order.rbegin(); It != Order.rend(); ++It) {
+    if (*It == UINT32_MAX) continue;
+    const THead& H = FHeads[*It];
     const size_t At = static_cast<size_t>(H.Pos);
-    Out.append(Body, Pos, At - Pos);
-    Out.append(H.Text);
-    Pos = At;
+    To -= End - At;
+    std::memmove(D + To, D + At, End - At);
+    To -= H.Text.size();
+    std::memcpy(D + To, H.Text.data(), H.Text.size());
+    End = At;
   }
-  Out.append(Body, Pos, std::string::npos);
-  FParser->Stream() = std::move(Out);
   FHeads.clear();
 }
 
 void TLumExchange::addvalue(const std::string& Text) {
   if (FDepth == 0 || Text.empty()) return;
   TXMLTag* Tag = FTags[static_cast<size_t>(FDepth) - 1].get();
-  if (Tag->Value.empty()) Tag->Value.assign(IndentWidth(Tag->Depth), ' ');
+  if (Tag->Value.empty()) AppendIndent(Tag->Value, IndentWidth(Tag->Depth));
   Tag->Value += Text;
 }
 
@@ -216,21 +300,25 @@ void TLumExchange::addparam(const std::string& Name, TComponent* Value) {
 }
 
 void TLumExchange::addparam(const std::string& Name, const std::string& Text) {
+  AppendParam(Name, Text);
+}
+
+void TLumExchange::AppendParam(std::string_view Name, std::string_view Text) {
   if (FDepth == 0) return;
   // The reader ends a tag at '/' and '>' even inside quotes, a value at '"', splits the
   // attributes at line breaks and stops at a zero byte ('<' goes with them, so that a
   // value never reads as markup): such a value would load as something else.
   size_t Bad = 0;
-  while (Bad < Text.size() && !Unwritable(Text[Bad])) ++Bad;
+  while (Bad < Text.size() && !UnwritableTable.Bad[static_cast<unsigned char>(Text[Bad])]) ++Bad;
   if (Bad < Text.size()) {
     const char C = Text[Bad];
     const std::string Shown = C == '\r'   ? "CR"
                               : C == '\n' ? "LF"
                               : C == 0    ? "NUL"
                                           : std::string(1, C);
-    throw EUnwritableValue("property \"" + Name + "\" of element \"" +
+    throw EUnwritableValue("property \"" + std::string(Name) + "\" of element \"" +
                            FTags[static_cast<size_t>(FDepth) - 1]->Name + "\" holds " + Shown +
-                           " in \"" + Text +
+                           " in \"" + std::string(Text) +
                            "\": a LUMGL value cannot carry '\"', '<', '>', '/' or line breaks");
   }
   std::string& Params = FTags[static_cast<size_t>(FDepth) - 1]->Params;
@@ -241,7 +329,8 @@ void TLumExchange::addparam(const std::string& Name, const std::string& Text) {
 std::string TLumExchange::toStr(TComponent* Value) const { return Value ? Value->Name() : "nil"; }
 
 std::string TLumExchange::toStr(const TLumMathVector& V) const {
-  return FloatText(V.X) + "," + FloatText(V.Y) + "," + FloatText(V.Z);
+  char Buf[3 * NumberRoom];
+  return std::string(Buf, FormatVector(Buf, V));
 }
 
 std::string TLumExchange::toStr(double Value) const { return FloatText(Value); }
@@ -249,20 +338,23 @@ std::string TLumExchange::toStr(float Value) const { return FloatText(Value); }
 
 void TLumExchange::addtag(const std::string& Name, bool Value, bool Default) {
   if (FNoDefaultValues && Value == Default) return;
-  addparam(Name, Value ? "true" : "false");
+  AppendParam(Name, Value ? "true" : "false");
 }
 
 void TLumExchange::addtag(const std::string& Name, int32_t Value, int32_t Default) {
   if (FNoDefaultValues && Value == Default) return;
-  addparam(Name, std::to_string(Value));
+  char Buf[16];
+  const char* End = std::to_chars(Buf, Buf + sizeof Buf, Value).ptr;
+  AppendParam(Name, std::string_view(Buf, static_cast<size_t>(End - Buf)));
 }
 
 void TLumExchange::addtag(const std::string& Name, double Value, double Default) {
   // Compared by the written text, so a value that would be written as its default
   // is left out consistently whatever Decimals says.
-  std::string Text = FloatText(Value);
-  if (FNoDefaultValues && Text == FloatText(Default)) return;
-  addparam(Name, Text);
+  char Buf[NumberRoom], Def[NumberRoom];
+  const std::string_view Text(Buf, FormatFloat(Buf, Value));
+  if (FNoDefaultValues && Text == std::string_view(Def, FormatFloat(Def, Default))) return;
+  AppendParam(Name, Text);
 }
 
 void TLumExchange::addtag(const std::string& Name, const std::string& Value,
@@ -279,7 +371,7 @@ void TLumExchange::addtag(const std::string& Name, int Ordinal, const char* cons
                           int High) {
   if (Ordinal == 0 && FNoDefaultValues) return;
   if (Ordinal >= 0 && Ordinal <= High && Names)
-    addparam(Name, Names[Ordinal]);
+    AppendParam(Name, Names[Ordinal]);
   else
     addparam(Name, std::to_string(Ordinal));
 }
@@ -293,8 +385,10 @@ void TLumExchange::addtag(const std::string& Name, TComponent* Value, TComponent
 
 void TLumExchange::addtag(const std::string& Name, const TLumMathVector& V,
                           const TLumMathVector& Default) {
-  std::string Text = toStr(V);
-  addtag(Name, Text, toStr(Default));
+  char Buf[3 * NumberRoom], Def[3 * NumberRoom];
+  const std::string_view Text(Buf, FormatVector(Buf, V));
+  if (FNoDefaultValues && Text == std::string_view(Def, FormatVector(Def, Default))) return;
+  AppendParam(Name, Text);
 }
 
 void TLumExchange::addsettag(const std::string& Name, uint32_t SetBits, const char* const* Names,
@@ -337,27 +431,13 @@ std::string TLumExchange::GetAFilename(const std::string& Extension) {
 }
 
 std::string TLumExchange::int2hex(uint32_t Value) {
-  char Buf[9];
-  std::snprintf(Buf, sizeof Buf, "%08X", Value);
-  return Buf;
+  std::string S(8, '0');
+  for (int I = 7; I >= 0; --I, Value >>= 4)
+    S[static_cast<size_t>(I)] = "0123456789ABCDEF"[Value & 15];
+  return S;
 }
 
-uint32_t TLumExchange::hex2int(const std::string& Text) {
-  uint32_t R = 0;
-  for (char C : Text) {
-    uint32_t D;
-    if (C >= '0' && C <= '9')
-      D = static_cast<uint32_t>(C - '0');
-    else if (C >= 'A' && C <= 'F')
-      D = static_cast<uint32_t>(C - 'A' + 10);
-    else if (C >= 'a' && C <= 'f')
-      D = static_cast<uint32_t>(C - 'a' + 10);
-    else
-      break;
-    R = (R << 4) | D;
-  }
-  return R;
-}
+uint32_t TLumExchange::hex2int(const std::string& Text) { return HexValue(Text); }
 
 // --- reading --------------------------------------------------------------------------
 
@@ -366,13 +446,20 @@ bool TLumExchange::GetParamText(const std::string& Name, std::string& Text) {
 }
 
 bool TLumExchange::Lookup(const std::string& Name, std::string& Text, std::string_view Type) {
+  std::string_view View;
+  if (!Lookup(Name, View, Type)) return false;
+  Text.assign(View);
+  return true;
+}
+
+bool TLumExchange::Lookup(const std::string& Name, std::string_view& Text, std::string_view Type) {
   if (OnAttributeRead) OnAttributeRead(Name, std::string(Type));
   if (!FCurrentTag) return false;
   if (FLinesOf != FCurrentTag) SplitParams();
   // The first line of that name gives the value.
   for (TParamLine& L : FLines)
     if (L.HasValue && SameText(L.Name, Name)) {
-      Text.assign(L.Value);
+      Text = L.Value;
       L.Read = true;
       return true;
     }
@@ -380,24 +467,30 @@ bool TLumExchange::Lookup(const std::string& Name, std::string& Text, std::strin
 }
 
 void TLumExchange::getvalue(const std::string& Name, bool& Value) {
-  std::string Text;
+  std::string_view Text;
   if (!Lookup(Name, Text, "boolean")) return;
-  Strto(Text, Value);
-  if (!Text.empty() && Text != "true" && Text != "false")
-    Warn(lwBadBoolean, Name + "=\"" + Text + "\" is neither true nor false (case matters): " +
+  if (Text == "true")
+    Value = true;
+  else if (Text == "false")
+    Value = false;
+  else if (!Text.empty())
+    Warn(lwBadBoolean, Name + "=\"" + std::string(Text) +
+                           "\" is neither true nor false (case matters): " +
                            (Value ? "true" : "false") + " kept");
 }
 
-// Converts a number attribute; a conversion error names the attribute too.
+// Converts a number attribute where it lies in the element's text; a conversion error
+// names the attribute too.
 template <typename T>
 void TLumExchange::GetNumber(const std::string& Name, T& Value) {
-  std::string Text;
-  if (!Lookup(Name, Text, std::is_integral_v<T> ? "integer" : "number")) return;
-  try {
-    Strto(Text, Value);
-  } catch (const EConvertError& E) {
-    RethrowForAttribute(Name, E);
-  }
+  constexpr bool Integral = std::is_integral_v<T>;
+  std::string_view Text;
+  if (!Lookup(Name, Text, Integral ? "integer" : "number") || Text.empty()) return;
+  const bool Read = Integral ? ParseInt(Text, Value) : ParseFloat(Text, Value);
+  if (!Read)
+    RethrowForAttribute(Name, EConvertError("'" + QuotedPart(std::string(Text)) +
+                                            (Integral ? "' is not a valid integer value"
+                                                      : "' is not a valid floating point value")));
 }
 
 void TLumExchange::getvalue(const std::string& Name, int32_t& Value) { GetNumber(Name, Value); }
@@ -406,34 +499,34 @@ void TLumExchange::getvalue(const std::string& Name, float& Value) { GetNumber(N
 void TLumExchange::getvalue(const std::string& Name, double& Value) { GetNumber(Name, Value); }
 
 void TLumExchange::getvalue(const std::string& Name, std::string& Value) {
-  std::string Text;
-  if (GetParamText(Name, Text)) Strto(Text, Value);
+  std::string_view Text;
+  if (Lookup(Name, Text, "text") && !Text.empty()) Value.assign(Text);
 }
 
 void TLumExchange::getvalue(const std::string& Name, TLumMathVector& V) {
-  std::string Text;
+  std::string_view Text;
   if (!Lookup(Name, Text, "vector x,y,z") || Text.empty()) return;
   if (!ParseVector(Text, V))
-    Warn(lwBadNumberText,
-         Name + "=\"" + Text + "\" is not three numbers \"x,y,z\": read as \"" + toStr(V) + "\"");
+    Warn(lwBadNumberText, Name + "=\"" + std::string(Text) +
+                              "\" is not three numbers \"x,y,z\": read as \"" + toStr(V) + "\"");
 }
 
 void TLumExchange::getcolorvalue(const std::string& Name, uint32_t& Value) {
-  std::string Text;
+  std::string_view Text;
   if (!Lookup(Name, Text, "colour 00BBGGRR") || Text.empty()) return;
-  Value = hex2int(Text);
+  Value = HexValue(Text);
   const bool Hex = std::all_of(Text.begin(), Text.end(), [](char C) {
     return std::isxdigit(static_cast<unsigned char>(C)) != 0;
   });
   if (!Hex || Text.size() > 8)
-    Warn(lwBadNumberText, Name + "=\"" + Text +
+    Warn(lwBadNumberText, Name + "=\"" + std::string(Text) +
                               "\" is not up to 8 hexadecimal digits 00BBGGRR: read as " +
                               int2hex(Value));
 }
 
 void TLumExchange::getsetvalue(const std::string& Name, uint32_t& SetBits, const char* const* Names,
                                int High) {
-  std::string Text;
+  std::string_view Text;
   if (!Lookup(Name, Text, OnAttributeRead ? "set of " + NameList(Names, High) : std::string()))
     return;
   uint32_t Bits = 0;
@@ -441,7 +534,7 @@ void TLumExchange::getsetvalue(const std::string& Name, uint32_t& SetBits, const
   while (!Rest.empty()) {
     size_t Comma = Rest.find(',');
     std::string_view Item = Rest.substr(0, Comma);
-    int Ordinal = getenumv(std::string(Item), Names, High);
+    int Ordinal = EnumOrdinal(Item, Names, High);
     if (Ordinal < 32 && Names && Item == Names[Ordinal])
       Bits |= uint32_t{1} << Ordinal;
     else
@@ -493,21 +586,19 @@ void TLumExchange::Strto(const std::string& Text, TLumMathVector& V) const {
 }
 
 int TLumExchange::getenums(const std::string& Name, const char* const* Names, int High) {
-  std::string Text;
+  std::string_view Text;
   if (!Lookup(Name, Text, OnAttributeRead ? "one of " + NameList(Names, High) : std::string()))
     return 0;
-  const int Ordinal = getenumv(Text, Names, High);
+  const int Ordinal = EnumOrdinal(Text, Names, High);
   if (Names && Names[Ordinal] && Text != Names[Ordinal])
-    Warn(lwUnknownName, Name + "=\"" + Text + "\" is not one of " + NameList(Names, High) +
-                            " (names match exactly): " + Names[Ordinal] + " used");
+    Warn(lwUnknownName, Name + "=\"" + std::string(Text) + "\" is not one of " +
+                            NameList(Names, High) + " (names match exactly): " + Names[Ordinal] +
+                            " used");
   return Ordinal;
 }
 
 int TLumExchange::getenumv(const std::string& Text, const char* const* Names, int High) const {
-  if (!Names) return 0;
-  for (int I = 0; I <= High; ++I)
-    if (Names[I] && Text == Names[I]) return I;
-  return 0;
+  return EnumOrdinal(Text, Names, High);
 }
 
 // --- files ----------------------------------------------------------------------------
@@ -525,6 +616,18 @@ void TLumExchange::clear() {
   FBaseTag.Value.clear();
   FBaseTag.ChildCount = 0;
   FBaseTag.Obj = nullptr;
+}
+
+void TLumExchange::ReserveOutput(int64_t Items) {
+  // Room for a generous size per object: growing by doubling would copy the text and
+  // touch fresh pages twice over, while pages reserved and never written cost nothing.
+  constexpr int64_t BytesPerItem = 1024, MaxReserve = int64_t{1} << 30;
+  const int64_t Bytes = std::min(std::max<int64_t>(Items, 0) * BytesPerItem, MaxReserve);
+  try {
+    FParser->Stream().reserve(static_cast<size_t>(Bytes));
+  } catch (const std::bad_alloc&) {
+    // Only a hint: the text grows as it goes.
+  }
 }
 
 void TLumExchange::InitSave() {
@@ -575,6 +678,7 @@ void TLumExchange::SavetoFile(TComponent* Obj) {
       InitSave();
       FProgressTotal = Node->CountAllItems();
       FProgressCount = 0;
+      ReserveOutput(FProgressTotal);
       Node->WriteComp(this, "Objects");
       EndSave();
     } else if (FState == stSaveObj) {

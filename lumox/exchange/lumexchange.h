@@ -208,6 +208,8 @@ class TLumExchange : public TComponent {
   template <typename T>
   void GetNumber(const std::string& Name, T& Value);
   void InitSave();
+  // Reserves the output buffer for a scene of that many objects.
+  void ReserveOutput(int64_t Items);
   void EndSave();
   // Writes the buffer to FileName through a temporary file beside it.
   void WriteBuffer();
@@ -215,6 +217,12 @@ class TLumExchange : public TComponent {
   void HandleTag(TXMLTag*& Tag);
   std::string FloatText(double Value) const;
   std::string FloatText(float Value) const;
+  // The text of a number, or of a vector's three, written at Out; returns its length.
+  size_t FormatFloat(char* Out, float Value) const;
+  size_t FormatFloat(char* Out, double Value) const;
+  size_t FormatVector(char* Out, const TLumMathVector& V) const;
+  // Inserts the attribute into the open start tag (addparam without a string to hold it).
+  void AppendParam(std::string_view Name, std::string_view Text);
 
   TXMLParser* FParser = nullptr;
   TXMLTag* FCurrentTag = nullptr;
@@ -263,6 +271,8 @@ class TLumExchange : public TComponent {
   void SplitParams();
   // GetParamText, telling OnAttributeRead the kind of value asked for.
   bool Lookup(const std::string& Name, std::string& Text, std::string_view Type);
+  // The same, with the text where it lies in the element's attributes.
+  bool Lookup(const std::string& Name, std::string_view& Text, std::string_view Type);
   // Warns of the current element's attributes that no lookup asked for.
   void CheckUnread();
   void HandleSkippedTag(TXMLTag* Tag, std::string_view Name);

@@ -9,18 +9,22 @@
 
 namespace lumox {
 
+namespace {
+// ASCII only, without the locale lookup of std::toupper: names are compared for every
+// element and attribute a scene file holds.
+inline char AsciiUpper(char C) { return C >= 'a' && C <= 'z' ? static_cast<char>(C - 32) : C; }
+}  // namespace
+
 bool SameText(std::string_view A, std::string_view B) {
   if (A.size() != B.size()) return false;
   for (size_t I = 0; I < A.size(); ++I)
-    if (std::toupper(static_cast<unsigned char>(A[I])) !=
-        std::toupper(static_cast<unsigned char>(B[I])))
-      return false;
+    if (A[I] != B[I] && AsciiUpper(A[I]) != AsciiUpper(B[I])) return false;
   return true;
 }
 
 std::string UpperCase(std::string_view S) {
   std::string R(S);
-  for (char& C : R) C = static_cast<char>(std::toupper(static_cast<unsigned char>(C)));
+  for (char& C : R) C = AsciiUpper(C);
   return R;
 }
 
@@ -409,6 +413,14 @@ void TComponent::Notification(TComponent* AComponent, TOperation Operation) {
 }
 
 void TComponent::ChangeState(TComponentStateItem Item, bool Value) {
+  // A component that owns none (most of a loaded scene) needs no list.
+  if (FComponents.Empty()) {
+    if (Value)
+      FComponentState.Include(Item);
+    else
+      FComponentState.Exclude(Item);
+    return;
+  }
   // Through a list rather than by recursion: owners may be nested very deep.
   std::vector<TComponent*> Pending{this};
   while (!Pending.empty()) {

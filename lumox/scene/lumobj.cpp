@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <memory>
 #include <typeinfo>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "lumox/exchange/lumexchange.h"
@@ -445,8 +446,22 @@ void TLumNode::DropEntries(TLumRender* Item) {
 
 namespace {
 
+// Hash and equality of class names without regard to ASCII case.
+struct TNameHash {
+  size_t operator()(const std::string& S) const {
+    size_t H = 14695981039346656037ull;
+    for (char C : S) H = (H ^ static_cast<unsigned char>(C | 0x20)) * 1099511628211ull;
+    return H;
+  }
+};
+struct TNameEqual {
+  bool operator()(const std::string& A, const std::string& B) const { return SameText(A, B); }
+};
+
 struct TRegistry {
   std::vector<TLumRenderClass> Classes;
+  // Where each name is in Classes: a file names a class for every element it holds.
+  std::unordered_map<std::string, size_t, TNameHash, TNameEqual> Index;
   bool UnitsRegistered = false;
 };
 
@@ -471,15 +486,15 @@ void RegisterLumobjClasses() { RegisterRenderClass<TLumNode>(); }
 
 void RegisterRenderClass(const std::string& Name, TLumRenderClassFactory Create) {
   TRegistry& R = Registry();
-  for (const auto& C : R.Classes)
-    if (SameText(C.Name, Name)) throw Exception("This class was already registered.");
+  if (!R.Index.emplace(Name, R.Classes.size()).second)
+    throw Exception("This class was already registered.");
   R.Classes.push_back({Name, std::move(Create)});
 }
 
 const TLumRenderClass* GetRenderClass(const std::string& Name) {
-  for (const auto& C : Registry().Classes)
-    if (SameText(C.Name, Name)) return &C;
-  return nullptr;
+  TRegistry& R = Registry();
+  auto It = R.Index.find(Name);
+  return It == R.Index.end() ? nullptr : &R.Classes[It->second];
 }
 
 void GetRenderClassList(std::vector<TLumRenderClass>& List) { List = Registry().Classes; }

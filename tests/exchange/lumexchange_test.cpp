@@ -3,8 +3,12 @@
 #include "lumox/exchange/lumexchange.h"
 
 #include <algorithm>
+#include <charconv>
 #include <clocale>
+#include <cmath>
 #include <cstdio>
+#include <cstring>
+#include <random>
 
 #include "lumox/package/lumversion.h"
 #include "support/scenefile.h"
@@ -128,6 +132,65 @@ TEST(ExchangeWriterTest, FloatTextsAndDefaultsCompareByWrittenText) {
   X.addtag("v", TLumMathVector{0.0001, 0, 0}, ZEROVEC);  // "0.0001,0,0"
   X.EndTag();
   EXPECT_EQ(X.Parser()->Stream(), "<F differs=\"1.01\" v=\"0.0001,0,0\"/>\r\n");
+}
+
+TEST(ExchangeWriterTest, NumbersAreTheShortestTextsThatReadBack) {
+  TLumExchange X(nullptr);
+  auto Reference = [](auto Value) {
+    char Buf[64];
+    return std::string(Buf, std::to_chars(Buf, Buf + sizeof Buf, Value).ptr);
+  };
+  // Whole numbers around the point where the exponent form becomes the shorter one
+  // (100000 is "1e+05"), negative zero, and a spread of fractions and magnitudes.
+  std::vector<float> Values{-0.0f, 0.0f,      1e5f,        -1e5f,
+                            1e7f,  123456.0f, 16777216.0f, 0.5f,
+                            -2.5f, 1e-7f,     3.4e38f,     std::nextafter(10000.0f, 0.0f)};
+  for (int I = -10010; I <= 10010; ++I) Values.push_back(static_cast<float>(I));
+  std::mt19937 Random(26);
+  std::uniform_int_distribution<uint32_t> Bits;
+  for (int I = 0; I < 20000; ++I) {
+    const uint32_t B = Bits(Random);
+    float F;
+    std::memcpy(&F, &B, sizeof F);
+    if (std::isfinite(F)) Values.push_back(F);
+  }
+  for (float F : Values) {
+    ASSERT_EQ(X.toStr(F), Reference(F)) << F;
+    ASSERT_EQ(X.toStr(static_cast<double>(F)), Reference(F)) << F;
+  }
+  EXPECT_EQ(X.toStr(0.1 + 1e-12), Reference(0.1 + 1e-12));
+  EXPECT_EQ(TLumExchange::int2hex(0), "00000000");
+  EXPECT_EQ(TLumExchange::int2hex(0xA0), "000000A0");
+}
+
+TEST(ExchangeWriterTest, StartTagsOfNestedElementsLandBeforeTheirContent) {
+  // Each element's attributes arrive after its children, three levels deep, with
+  // texts and empty siblings between them: every start tag is put back in its place.
+  TLumExchange X(nullptr);
+  X.StartTag("A");
+  X.StartTag("B");
+  X.StartTag("C");
+  X.EndTag();
+  X.addtag("c", 3, 0);
+  X.StartTag("D");
+  X.addvalue("t");
+  X.addtag("d", 4, 0);
+  X.EndTag();
+  X.addtag("b", 2, 0);
+  X.EndTag();
+  X.StartTag("E");
+  X.EndTag();
+  X.addtag("a", 1, 0);
+  X.EndTag();
+  EXPECT_EQ(X.Parser()->Stream(),
+            "<A a=\"1\">\r\n"
+            "  <B c=\"3\" b=\"2\">\r\n"
+            "    <C/>\r\n"
+            "    <D d=\"4\">\r\n"
+            "    t    </D>\r\n"
+            "  </B>\r\n"
+            "  <E/>\r\n"
+            "</A>\r\n");
 }
 
 // --- reader services --------------------------------------------------------------------

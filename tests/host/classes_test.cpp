@@ -281,9 +281,25 @@ TEST(ComponentTest, NamesAreIdentifiersUniqueWithinTheOwner) {
   EXPECT_EQ(B->Name(), "");
 }
 
+TEST(ComponentTest, NamesCompareWithoutRegardToAsciiCaseOnly) {
+  EXPECT_TRUE(SameText("TLumBox_9", "tlumbox_9"));
+  // Characters that differ from each other as letters do ('@' and '`', '[' and '{') are
+  // still different characters.
+  EXPECT_FALSE(SameText("A@", "a`"));
+  EXPECT_FALSE(SameText("[", "{"));
+  EXPECT_FALSE(SameText("\xC4", "\xE4"));
+  EXPECT_EQ(UpperCase("aZ_@`{\xE4"), "AZ_@`{\xE4");
+}
+
 TEST(ComponentTest, StateFlagsReachOwnedComponents) {
   TComponent Owner(nullptr);
   auto* A = new TComponent(&Owner);
+  auto* Leaf = new TComponent(A);  // owns nothing itself
+  Owner.SetReading(true);
+  EXPECT_TRUE(Leaf->ComponentState().Contains(csReading));
+  Leaf->SetReading(false);
+  EXPECT_TRUE(!Leaf->ComponentState().Contains(csReading) &&
+              A->ComponentState().Contains(csReading));
   Owner.SetDesigning(true);
   EXPECT_TRUE(A->ComponentState().Contains(csDesigning));
   Owner.SetLoading(true);

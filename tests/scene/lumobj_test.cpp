@@ -515,6 +515,9 @@ TEST(RegistryTest, FindsClassesWithoutRegardToCaseAndRefusesDuplicates) {
   TComponent* N = C->Create(&Form);
   EXPECT_NE(dynamic_cast<TLumNode*>(N), nullptr);
   EXPECT_EQ(GetRenderClass("TNoSuchClass"), nullptr);
+  EXPECT_EQ(GetRenderClass("TLumNod"), nullptr);
+  EXPECT_EQ(GetRenderClass("TLumNode "), nullptr);
+  EXPECT_EQ(GetRenderClass("tLUMnODE"), C);
   EXPECT_EQ(test::Thrown([] {
               RegisterRenderClass("TLUMNODE", [](TComponent* O) { return new TLumNode(O); });
             }),
