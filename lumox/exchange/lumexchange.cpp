@@ -167,18 +167,22 @@ inline char* SmallWholeText(char* Out, float Value) {
   return std::to_chars(Out, Out + 8, Whole).ptr;
 }
 
+// The shortest text that reads back as Value, or Decimals significant digits when set.
+template <typename T>
+size_t NumberText(char* Out, T Value, int Decimals) {
+  const std::to_chars_result R =
+      Decimals <= 0 ? std::to_chars(Out, Out + NumberRoom, Value)
+                    : std::to_chars(Out, Out + NumberRoom, Value, std::chars_format::general,
+                                    std::min(Decimals, 100));
+  return static_cast<size_t>(R.ptr - Out);
+}
+
 }  // namespace
 
 size_t TLumExchange::FormatFloat(char* Out, float Value) const {
   if (FDecimals <= 0)
     if (char* End = SmallWholeText(Out, Value)) return static_cast<size_t>(End - Out);
-  std::to_chars_result R;
-  if (FDecimals <= 0)
-    R = std::to_chars(Out, Out + NumberRoom, Value);
-  else
-    R = std::to_chars(Out, Out + NumberRoom, Value, std::chars_format::general,
-                      std::min(FDecimals, 100));
-  return static_cast<size_t>(R.ptr - Out);
+  return NumberText(Out, Value, FDecimals);
 }
 
 size_t TLumExchange::FormatFloat(char* Out, double Value) const {
@@ -187,13 +191,7 @@ size_t TLumExchange::FormatFloat(char* Out, double Value) const {
   const float AsSingle = static_cast<float>(Value);
   if (FDecimals <= 0 && std::isfinite(Value) && static_cast<double>(AsSingle) == Value)
     return FormatFloat(Out, AsSingle);
-  std::to_chars_result R;
-  if (FDecimals <= 0)
-    R = std::to_chars(Out, Out + NumberRoom, Value);
-  else
-    R = std::to_chars(Out, Out + NumberRoom, Value, std::chars_format::general,
-                      std::min(FDecimals, 100));
-  return static_cast<size_t>(R.ptr - Out);
+  return NumberText(Out, Value, FDecimals);
 }
 
 size_t TLumExchange::FormatVector(char* Out, const TLumMathVector& V) const {

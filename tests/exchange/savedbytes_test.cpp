@@ -17,6 +17,7 @@
 #include "lumox/host/proptable.h"
 #include "lumox/scene/lumobj.h"
 #include "lumox/view/lumcam.h"
+#include "support/propvalues.h"
 #include "support/scenefile.h"
 
 namespace lumox {
@@ -60,36 +61,6 @@ std::string Save(TLumNode* Root, bool NoDefaults, int Decimals, bool ParamNewLin
   return test::ReadText(Dir.File("scene.lumgl"));
 }
 
-// A value other than Now that the property's range admits (a fixed step per kind).
-TLumValue Moved(const TLumPropInfo* P, const TLumValue& Now) {
-  auto Admit = [P](double V) { return !P->Range || P->Range->Contains(V); };
-  switch (P->Kind) {
-    case pkBoolean:
-      return !std::get<bool>(Now);
-    case pkEnumeration:
-      return (std::get<int64_t>(Now) + 1) % int64_t(P->Names.size());
-    case pkSet:
-      return std::get<uint32_t>(Now) ^ 1u;
-    case pkCardinal:
-    case pkColor:
-      return std::get<uint32_t>(Now) ^ 0x2468ACu;
-    case pkInteger: {
-      const int64_t V = std::get<int64_t>(Now);
-      return Admit(double(V + 1)) ? V + 1 : V - 1;
-    }
-    case pkSingle: {
-      const float V = std::get<float>(Now);
-      return Admit(V + 0.25) ? V + 0.25f : V - 0.25f;
-    }
-    case pkDouble: {
-      const double V = std::get<double>(Now);
-      return Admit(V + 0.25) ? V + 0.25 : V - 0.25;
-    }
-    default:
-      return Now;
-  }
-}
-
 // Moves every writable scalar of Obj, and of the objects it owns, off its value; a
 // value a setter refuses is left.
 void MoveScalars(TPersistent* Obj, int Depth) {
@@ -103,7 +74,8 @@ void MoveScalars(TPersistent* Obj, int Depth) {
     if (P->ReadOnly || P->Kind == pkEvent || P->Kind == pkString || P->Kind == pkComponent)
       continue;
     try {
-      P->SetValue(Obj, Moved(P, P->GetValue(Obj)));
+      // The steps the kept bytes were made with.
+      P->SetValue(Obj, test::OtherValue(P, P->GetValue(Obj), 0.25, 0x2468ACu));
     } catch (const std::exception&) {
     }
   }

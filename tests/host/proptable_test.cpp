@@ -12,6 +12,7 @@
 
 #include "lumox/lumox.h"
 #include "lumox/package/lumpackage.h"
+#include "support/propvalues.h"
 
 using namespace lumox;
 
@@ -156,38 +157,6 @@ TEST(PropTableTest, PaletteClassesHaveTablesOnTheirPageAndFactories) {
 
 namespace {
 
-// A value different from the current one that the property's range admits.
-TLumValue OtherValue(const TLumPropInfo* P, const TLumValue& Now) {
-  auto Admit = [P](double V) { return !P->Range || P->Range->Contains(V); };
-  switch (P->Kind) {
-    case pkBoolean:
-      return !std::get<bool>(Now);
-    case pkEnumeration:
-      return (std::get<int64_t>(Now) + 1) % int64_t(P->Names.size());
-    case pkSet:
-      return std::get<uint32_t>(Now) ^ 1u;
-    case pkCardinal:
-    case pkColor:
-      return std::get<uint32_t>(Now) ^ 0x123456u;
-    case pkInteger: {
-      const int64_t V = std::get<int64_t>(Now);
-      return Admit(double(V + 1)) ? V + 1 : V - 1;
-    }
-    case pkSingle: {
-      const float V = std::get<float>(Now);
-      return Admit(V + 0.5) ? V + 0.5f : V - 0.5f;
-    }
-    case pkDouble: {
-      const double V = std::get<double>(Now);
-      return Admit(V + 0.5) ? V + 0.5 : V - 0.5;
-    }
-    case pkString:
-      return std::string("Probe1");
-    default:
-      return Now;
-  }
-}
-
 // What a property needs set first to take any value of its range.
 void Prepare(TComponent* Owner, TPersistent* Obj, const TLumPropInfo* P) {
   const std::string Key = GetClassInfo(Obj)->ClassName() + "." + P->Name;
@@ -253,13 +222,13 @@ TEST(PropTableTest, GetAfterSetReturnsTheSetValueForEveryWritableProperty) {
           }
         }
         if (!Q) continue;  // a bitmap: nothing to change but its pixels
-        const TLumValue V = OtherValue(Q, Q->GetValue(Mine));
+        const TLumValue V = test::OtherValue(Q, Q->GetValue(Mine));
         Q->SetValue(In, V);
         P->SetValue(Obj, Source.get());
         EXPECT_EQ(P->GetObject(Obj), Own);
         EXPECT_EQ(Q->GetValue(Mine), V) << Q->Name;
       } else {
-        const TLumValue V = OtherValue(P, P->GetValue(Obj));
+        const TLumValue V = test::OtherValue(P, P->GetValue(Obj));
         ASSERT_NE(V, P->GetValue(Obj));
         P->SetValue(Obj, V);
         EXPECT_EQ(P->GetValue(Obj), V) << P->FormatValue(V);
