@@ -1,14 +1,19 @@
 // Form files on the command line: what `lumox render` and `lumox view` draw of a form,
 // and `lumox convert` between scene files and forms.
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "apps/lumox/formapp.h"
 #include "apps/lumox/lumoxcmd.h"
 #include "lumox/host/formfile.h"
 #include "lumox/scene/lumlight.h"
+#include "lumox/scene/lummat.h"
 #include "lumox/scene/lumobj.h"
 #include "lumox/view/lumcam.h"
 #include "lumox/view/lumview.h"
@@ -35,7 +40,90 @@ bool FormHasLights(const std::vector<TLumRender*>& Roots) {
 }  // namespace
 
 bool IsFormPath(const std::string& File) {
-  return File.size() > 8 && File.compare(File.size() - 8, 8, ".lumform") == 0;
+  std::string E = std::filesystem::path(File).extension().string();
+  std::transform(E.begin(), E.end(), E.begin(), [](unsigned char C) { return std::tolower(C); });
+  return E == ".lumform" && std::filesystem::path(File).stem() != "";
+}
+
+namespace {
+
+// The first item of Node's subtree with a name, or nullptr; the nodes looked through are
+// added to Clean when none has one, so that no subtree is looked through twice.
+const TLumRender* NamedWithin(TLumRender* Item, std::unordered_set<const TLumRender*>& Clean) {
+  std::vector<TLumRender*> Pending{Item};
+  std::vector<const TLumRender*> Walked;
+  while (!Pending.empty()) {
+    TLumRender* R = Pending.back();
+    Pending.pop_back();
+    if (!R || Clean.count(R)) continue;
+    if (!R->Name().empty()) return R;
+    Walked.push_back(R);
+    if (auto* N = dynamic_cast<TLumNode*>(R))
+      for (int I = 0; I < N->GetCount(); ++I) Pending.push_back(N->GetItems(I));
+  }
+  Clean.insert(Walked.begin(), Walked.end());
+  return nullptr;
+}
+
+}  // namespace
+
+void CheckSceneFileHoldsEachNameOnce(TLumNode* Scene) {
+  // A scene file writes the items a node refers to in full, as it writes those it holds:
+  // an item reached twice is written twice, and a second copy with its name cannot load.
+  std::unordered_set<const TLumRender*> Seen{Scene}, Clean;
+  std::vector<TLumNode*> Nodes{Scene};
+  while (!Nodes.empty()) {
+    TLumNode* N = Nodes.back();
+    Nodes.pop_back();
+    for (int I = 0; I < N->GetCount(); ++I) {
+      TLumRender* Item = N->GetItems(I);
+      if (!Item) continue;
+      if (!Seen.insert(Item).second) {
+        if (const TLumRender* Named = NamedWithin(Item, Clean))
+          throw Exception("\"" + Named->Name() +
+                          "\" would be written twice (a node refers to what is written "
+                          "elsewhere in full); a scene file holds every item in full, and "
+                          "the second \"" +
+                          Named->Name() + "\" could not be loaded");
+        continue;
+      }
+      if (auto* Sub = dynamic_cast<TLumNode*>(Item)) Nodes.push_back(Sub);
+    }
+  }
+}
+
+std::vector<std::string> FormOnlyThings(TLumFormApp& Run, TLumNode* Scene, bool ModelOut) {
+  std::vector<std::string> Lost;
+  if (TLumView* View = Run.FirstView()) {
+    if (View->Width() != FormViewWidth || View->Height() != FormViewHeight)
+      Lost.push_back("the view's size (" + std::to_string(View->Width()) + "x" +
+                     std::to_string(View->Height()) + ")");
+    if (View->BackgroundColor() != 0)  // a scene renders on black
+      Lost.push_back("the view's background colour");
+    if (View->Coordinates()->Visible()) Lost.push_back("the view's axes");
+  }
+  if (ModelOut) return Lost;
+  // Diffuse colours are written under a name that loading does not read (the format's
+  // own rule): they load as the default.
+  const TLumMaterial Default(nullptr);
+  std::unordered_set<const TLumRender*> Seen;
+  std::vector<TLumRender*> Pending{Scene};
+  int Diffuse = 0;
+  while (!Pending.empty()) {
+    TLumRender* R = Pending.back();
+    Pending.pop_back();
+    if (!R || !Seen.insert(R).second) continue;
+    if (auto* M = dynamic_cast<TLumMaterial*>(R))
+      Diffuse += M->ColorDiffuse()->Color() != Default.ColorDiffuse()->Color() ||
+                 M->ColorDiffuse()->Alpha() != Default.ColorDiffuse()->Alpha();
+    if (auto* N = dynamic_cast<TLumNode*>(R))
+      for (int I = 0; I < N->GetCount(); ++I) Pending.push_back(N->GetItems(I));
+  }
+  if (Diffuse > 0)
+    Lost.push_back(std::to_string(Diffuse) +
+                   (Diffuse > 1 ? " materials' diffuse colours" : " material's diffuse colour") +
+                   " (written as \"FDiffuse\", which loading does not read)");
+  return Lost;
 }
 
 TLumNode* SceneOfForm(TLumFormApp& Run, TComponent* Helpers) {

@@ -152,6 +152,13 @@ struct TFormShow {
 };
 // Throws lumox::Exception when the form has no view.
 TFormShow ShowForm(lumox::TLumFormApp& Run, bool Headlight);
+// Throws lumox::Exception naming the first named item that a scene file of Scene would
+// hold twice (an item a node refers to and another holds), which could not load back.
+void CheckSceneFileHoldsEachNameOnce(lumox::TLumNode* Scene);
+// What a form holds that a scene file (or, with ModelOut, a model file) written from it
+// does not: the view's size, background and axes, and materials' diffuse colours.
+std::vector<std::string> FormOnlyThings(lumox::TLumFormApp& Run, lumox::TLumNode* Scene,
+                                        bool ModelOut);
 // Makes Form, holding a scene loaded by LoadScene, a form and saves it to File: a view
 // of render's default size with Camera (a default camera when nullptr) and a mouse
 // controller. Throws lumox::Exception naming File when it cannot be written.

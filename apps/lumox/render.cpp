@@ -413,11 +413,10 @@ int RenderForm(TRenderOptions& O) {
     if (O.HasBackground) View->SetBackgroundColor(O.Background);
     if (O.Axes) View->Coordinates()->SetVisible(true);
     if (O.CameraOptions()) {
-      auto* Camera = dynamic_cast<TLumPerspectiveCamera*>(View->Camera());
-      if (!Camera) {
-        Camera = new TLumPerspectiveCamera(Show.Helpers);
-        View->SetCamera(Camera);
-      }
+      // As for a scene file: the options place a camera of their own, so that a form and
+      // the scene converted from it render alike.
+      auto* Camera = new TLumPerspectiveCamera(Show.Helpers);
+      View->SetCamera(Camera);
       SetupCamera(Camera, Show.Scene, O);
     }
     return DrawAndSave(View, Run.Roots(), O, O.Scene);
@@ -593,6 +592,14 @@ int RunConvert(const TArgs& Args) {
       TLumFormApp Run(&Form);
       if (TLumView* View = Run.FirstView()) Camera = View->Camera();
       Root = SceneOfForm(Run, new TComponent(&Form));
+      const bool ModelOut = IsModelOutput(Out);
+      if (!ModelOut) CheckSceneFileHoldsEachNameOnce(Root);
+      std::string Lost;
+      for (const std::string& L : FormOnlyThings(Run, Root, ModelOut))
+        Lost += (Lost.empty() ? "" : "; ") + L;
+      if (!Lost.empty())
+        std::fprintf(stderr, "lumox: %s will not hold everything %s holds: %s\n", Out.c_str(),
+                     In.c_str(), Lost.c_str());
     } else {
       Root = new TLumNode(&Form);
       TSceneLoad Load;

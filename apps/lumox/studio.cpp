@@ -24,7 +24,9 @@ void SaveStudioFile(TComponent* Form, TLumView* View, const std::string& File, b
   TLumFormApp Run(Form);
   // Helpers of its own rather than the form's: the tree does not show them.
   TComponent Helpers(nullptr);
-  SaveScene(SceneOfForm(Run, &Helpers), View->Camera(), File);
+  TLumNode* Scene = SceneOfForm(Run, &Helpers);
+  CheckSceneFileHoldsEachNameOnce(Scene);
+  SaveScene(Scene, View->Camera(), File);
 }
 
 int StudioUsage() {

@@ -109,6 +109,7 @@ TEST_F(CommandTest, EachRefusalAndUsageRuleExitsWithItsStatusAndSaysWhy) {
   fs::create_symlink("/dev/zero", Dir.Path() / "zero.obj");
   const std::string Crash =
       std::string(LUMOX_TEST_DATA) + "/fuzz-model/ply_binary_face_past_the_end_crashes.ply";
+  const std::string Forms = std::string(LUMOX_TEST_DATA) + "/forms/";
 
   const TCommandCase Cases[] = {
       // A scene that cannot be loaded, rendered or saved: 1, naming the file; a mesh over
@@ -134,6 +135,15 @@ TEST_F(CommandTest, EachRefusalAndUsageRuleExitsWithItsStatusAndSaysWhy) {
        1,
        {"There are no meshes to write (2 points are left out: the format holds no points)"}},
       {"classes --properties TLumNoSuchClass", 1, {"no class TLumNoSuchClass"}},
+      // A form whose node holds and refers to one item: its scene file could not load.
+      {"convert '" + Forms + "application.lumform' f.lumgl",
+       1,
+       {"\"Ball\" would be written twice", "could not be loaded"}},
+      // What a scene file cannot hold of a form is said, and the file is written.
+      {"convert '" + Forms + "handwritten.lumform' hw.LUMGL",
+       0,
+       {"hw.LUMGL will not hold everything", "the view's size (320x240)",
+        "1 material's diffuse colour (written as \"FDiffuse\""}},
       {"bench missing.lumgl", 1, {"missing.lumgl"}},
       // Models read only in their folder and its resource roots; a special file is refused
       // for what it is; a reader that crashes is status 1 with a message, not a signal.
@@ -190,9 +200,10 @@ TEST_F(CommandTest, EachRefusalAndUsageRuleExitsWithItsStatusAndSaysWhy) {
     EXPECT_TRUE(!C.ErrLines || std::count(Err.begin(), Err.end(), '\n') == C.ErrLines) << Err;
   }
   // Nothing written where a command failed, no input lost.
-  for (const char* Name : {"x.png", "a.png", "p.glb", "s2.lumgl"})
+  for (const char* Name : {"x.png", "a.png", "p.glb", "s2.lumgl", "f.lumgl"})
     EXPECT_FALSE(fs::exists(File(Name)));
   EXPECT_EQ(Read("typo.lumgl"), Typo);
+  EXPECT_NE(Read("hw.LUMGL").find("<LUMGL"), std::string::npos);
   EXPECT_EQ(Run("--version"), 0);
   EXPECT_EQ(Out, std::string(LUMOX_VERSION_STRING) + "\n");
 }
@@ -441,6 +452,14 @@ TEST_F(CommandTest, FormsRenderAndConvertFromAndToScenesWithTheSamePixels) {
     RenderTo(In, Png);
     EXPECT_TRUE(Read(File("a.png")) == Read(File(Png))) << In;
   }
+  // Camera options place a camera of their own, for a form as for a scene; the form's
+  // extension is known in capitals too.
+  fs::copy_file(File("app.lumform"), File("APP.LUMFORM"));
+  for (const char* In : {"scene.lumgl", "APP.LUMFORM"})
+    EXPECT_EQ(Run("render '" + File(In) + "' -o '" + File(In) + ".png'" + Size + " --fov 30"), 0)
+        << Err;
+  EXPECT_TRUE(Read(File("scene.lumgl.png")) == Read(File("APP.LUMFORM.png")));
+  EXPECT_FALSE(Read(File("scene.lumgl.png")) == Read(File("a.png")));
   // The scene comes back as it was; only its texture's side file is named after the file.
   std::string Back = Read(File("back.lumgl"));
   Back.replace(Back.find("back0.bmp"), 9, "scene0.bmp");

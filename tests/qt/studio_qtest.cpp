@@ -357,6 +357,10 @@ TEST(StudioTest, DeletesUndoToTheSamePlacesAndReferences) {
   Extra->AddIndirect(S.Ball);
   S.Ball->SetMaterial(S.Mat);
   auto* Mouse = static_cast<TLumMouseController*>(S.Form.FindComponent("Mouse"));
+  auto* Timer1 = static_cast<TLumTimer*>(S.Form.FindComponent("Timer1"));
+  auto* Timer2 = static_cast<TLumTimer*>(S.Form.FindComponent("Timer2"));
+  Timer1->SetEnabled(true);
+  Timer2->SetParent(Timer1);
   const std::string Before = ComponentFormText(&S.Form);
   const uint32_t Centre = S.Image().GetPixel(80, 60);
   ASSERT_NE(Centre, 0u);
@@ -381,6 +385,13 @@ TEST(StudioTest, DeletesUndoToTheSamePlacesAndReferences) {
                             EXPECT_EQ(S.View->Camera(), nullptr);
                             EXPECT_EQ(Mouse->Controlled(), nullptr);
                           }},
+                         // Taken out, a timer stops; its child stays listed once.
+                         {Timer1,
+                          [&] {
+                            EXPECT_FALSE(Timer1->Enabled());
+                            EXPECT_EQ(Timer2->Parent(), Timer1);
+                            EXPECT_EQ(Timer1->ChildCount(), 1);
+                          }},
                          {S.Root, [&] {
                             for (const char* Name : {"Root", "Lit", "Sun", "Mat", "Ball"})
                               EXPECT_EQ(S.Form.FindComponent(Name), nullptr) << Name;
@@ -396,6 +407,8 @@ TEST(StudioTest, DeletesUndoToTheSamePlacesAndReferences) {
     C.CheckGone();
     S.Undo.undo();
     EXPECT_EQ(ComponentFormText(&S.Form), Before);
+    EXPECT_TRUE(Timer1->Enabled());
+    EXPECT_EQ(Timer1->ChildCount(), 1);
     EXPECT_EQ(C.Target->ComponentIndex(), Index);
     EXPECT_EQ(S.Image().GetPixel(80, 60), Centre);
     S.Undo.redo();

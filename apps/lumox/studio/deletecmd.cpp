@@ -3,6 +3,7 @@
 
 #include "apps/lumox/formapp.h"
 #include "apps/lumox/studio/studiomodels.h"
+#include "lumox/control/lumtimer.h"
 #include "lumox/scene/lumobj.h"
 
 namespace lumox {
@@ -84,6 +85,9 @@ void TLumDeleteCommand::FindReferences(TComponent* Holder) {
     };
     for (const TLumPropInfo* P : Class->Properties()) {
       if (P->Kind == pkComponent && !P->ReadOnly) {
+        // A timer's Parent stays: clearing it leaves the timer in its parent's list, and
+        // setting it back would list it twice; the parent is stopped while it is gone.
+        if (P->Name == "Parent" && dynamic_cast<TLumTimer*>(At.Obj)) continue;
         auto* Value = std::get<TComponent*>(P->GetValue(At.Obj));
         if (Value && FGone.count(Value)) FReferences.push_back({Holder, At.Path, P, Value});
       } else if (P->Kind == pkObject && Deeper) {
@@ -139,6 +143,14 @@ void TLumDeleteCommand::redo() {
   // and all of them go.
   for (auto It = FEntries.rbegin(); It != FEntries.rend(); ++It) It->Node->Remove(It->Item);
   for (const TOwned& O : FOwned) O.Owner->RemoveComponent(O.Comp);
+  // Taken out, a running timer would still tick (the application steps every timer that
+  // is enabled) and drive what the view shows.
+  FStopped.clear();
+  for (const TComponent* C : FGone)
+    if (auto* T = dynamic_cast<TLumTimer*>(const_cast<TComponent*>(C)); T && T->Enabled()) {
+      T->SetEnabled(false);
+      FStopped.push_back(T);
+    }
   FTakenOut = true;
   if (OnChanged) OnChanged(FTarget, true);
 }
@@ -162,6 +174,7 @@ void TLumDeleteCommand::undo() {
   }
   for (auto It = FReferences.rbegin(); It != FReferences.rend(); ++It)
     SetReference(Resolve(*It), It->Prop, It->Value);
+  for (TLumTimer* T : FStopped) T->SetEnabled(true);
   FTakenOut = false;
   if (OnChanged) OnChanged(FTarget, false);
 }

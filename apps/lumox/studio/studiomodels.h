@@ -21,6 +21,7 @@ class QUndoStack;
 namespace lumox {
 class TLumNode;
 class TLumRender;
+class TLumTimer;
 class TLumView;
 
 // The owner's components: the scene's hierarchy first (each node's items as its
@@ -162,6 +163,7 @@ class TLumDeleteCommand : public QUndoCommand {
   std::vector<TOwned> FOwned;
   std::vector<TEntry> FEntries;
   std::vector<TReference> FReferences;
+  std::vector<TLumTimer*> FStopped;  // timers that went while running
   bool FTakenOut = false;
 };
 

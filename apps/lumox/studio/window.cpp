@@ -150,10 +150,13 @@ void TLumStudioWindow::Menus() {
   Edit->addAction(Undo);
   Edit->addAction(Redo);
   Edit->addSeparator();
-  Edit->addAction("&Delete component", QKeySequence::Delete, this, [this] {
+  QAction* Delete = Edit->addAction("&Delete component", QKeySequence::Delete, this, [this] {
     if (!DeleteCurrent() && Current())
       statusBar()->showMessage("the view the studio shows cannot be deleted", 6000);
   });
+  // The key deletes in the component tree only: in the property editor it edits text.
+  Delete->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+  FTreeView->addAction(Delete);
   QMenu* Add = menuBar()->addMenu("&Add");
   for (const char* Page : {"Lumox", "Lumox Obj"}) {
     QMenu* Sub = Add->addMenu(Page);
@@ -198,7 +201,11 @@ bool TLumStudioWindow::DeleteCurrent() {
     if (!Deleted) Select(Target);
     FWidget->update();
   };
-  FUndo.push(Cmd);
+  try {
+    FUndo.push(Cmd);
+  } catch (const std::exception& E) {
+    statusBar()->showMessage(E.what(), 8000);
+  }
   return true;
 }
 
