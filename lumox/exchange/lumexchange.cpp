@@ -656,14 +656,22 @@ void TLumExchange::WriteBuffer() {
   // then the scene file. A failure before that leaves every old file as it was.
   const std::string& Out = FParser->Stream();
   const std::string Temp = WriteTemporaryBeside(FFileName, Out.data(), Out.size());
+  // Side files that did not exist go again when the scene file cannot take its place, so
+  // that a failed save leaves no file of its own behind.
+  std::vector<std::string> Fresh;
   try {
-    for (const auto& F : FSideFiles) ReplaceWithTemporary(F.first, F.second);
+    for (const auto& F : FSideFiles) {
+      struct stat St {};
+      if (::lstat(F.second.c_str(), &St) != 0) Fresh.push_back(F.second);
+      ReplaceWithTemporary(F.first, F.second);
+    }
+    FSideFiles.clear();
+    ReplaceWithTemporary(Temp, FFileName);
   } catch (...) {
     ::unlink(Temp.c_str());
+    for (const std::string& F : Fresh) ::unlink(F.c_str());
     throw;
   }
-  FSideFiles.clear();
-  ReplaceWithTemporary(Temp, FFileName);
 }
 
 void TLumExchange::SavetoFile(TComponent* Obj) {

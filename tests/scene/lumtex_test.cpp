@@ -253,6 +253,11 @@ TEST_F(TextureFileTest, SideFileIsWrittenBesideTheSceneAndReadBack) {
   L = test::LoadComponent<TLumTexture>(&Owner, File);
   ASSERT_NE(L, nullptr);
   EXPECT_EQ(L->PixelBuffer(), S->PixelBuffer());
+  // A scene file that cannot take its place (a folder of that name) leaves no new side
+  // file behind.
+  std::filesystem::create_directory(Scene.Path() / "dir.xml");
+  EXPECT_THROW(test::SavedText(S, Scene.File("dir.xml")), Exception);
+  EXPECT_FALSE(std::filesystem::exists(Scene.Path() / "dir0.bmp"));
 }
 
 TEST_F(TextureFileTest, MissingOrUndecodableSideFilesFailNamingTheFile) {
