@@ -93,7 +93,8 @@ void BuildEveryClass(TComponent* Owner, TLumNode* Root) {
     for (int Moving = 0; Moving < 2; ++Moving) {
       auto* Obj = dynamic_cast<TLumRender*>(C->Create(Owner));
       ASSERT_NE(Obj, nullptr) << R.Name;
-      Obj->SetName("C" + std::to_string(++N));
+      std::string Name = std::to_string(++N);
+      Obj->SetName(Name.insert(0, 1, 'C'));
       if (Moving) MoveScalars(Obj, 0);
       if (Obj != Root) Obj->SetNode(Root);
     }
