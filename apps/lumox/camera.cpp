@@ -92,17 +92,12 @@ void LookAt(TLumCamera* Camera, const TLumMathVector& Eye, const TLumMathVector&
 }
 
 bool HasLights(TLumNode* Root) {
-  std::vector<TLumNode*> Nodes{Root};
-  while (!Nodes.empty()) {
-    TLumNode* N = Nodes.back();
-    Nodes.pop_back();
-    for (int I = 0; I < N->GetCount(); ++I) {
-      TLumRender* Item = N->GetItems(I);
-      if (dynamic_cast<TLumLight*>(Item)) return true;
-      if (auto* Sub = dynamic_cast<TLumNode*>(Item); Sub && !N->IsIndirect(I)) Nodes.push_back(Sub);
-    }
-  }
-  return false;
+  bool Found = false;
+  LumWalkItems(Root, [&Found](TLumNode* N, int I, TLumRender* Item) {
+    Found = Found || dynamic_cast<TLumLight*>(Item);
+    return !Found && !N->IsIndirect(I);
+  });
+  return Found;
 }
 
 namespace {

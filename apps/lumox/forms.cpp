@@ -71,25 +71,16 @@ void CheckSceneFileHoldsEachNameOnce(TLumNode* Scene) {
   // A scene file writes the items a node refers to in full, as it writes those it holds:
   // an item reached twice is written twice, and a second copy with its name cannot load.
   std::unordered_set<const TLumRender*> Seen{Scene}, Clean;
-  std::vector<TLumNode*> Nodes{Scene};
-  while (!Nodes.empty()) {
-    TLumNode* N = Nodes.back();
-    Nodes.pop_back();
-    for (int I = 0; I < N->GetCount(); ++I) {
-      TLumRender* Item = N->GetItems(I);
-      if (!Item) continue;
-      if (!Seen.insert(Item).second) {
-        if (const TLumRender* Named = NamedWithin(Item, Clean))
-          throw Exception("\"" + Named->Name() +
-                          "\" would be written twice (a node refers to what is written "
-                          "elsewhere in full); a scene file holds every item in full, and "
-                          "the second \"" +
-                          Named->Name() + "\" could not be loaded");
-        continue;
-      }
-      if (auto* Sub = dynamic_cast<TLumNode*>(Item)) Nodes.push_back(Sub);
-    }
-  }
+  LumWalkItems(Scene, [&](TLumNode*, int, TLumRender* Item) {
+    if (Seen.insert(Item).second) return true;
+    if (const TLumRender* Named = NamedWithin(Item, Clean))
+      throw Exception("\"" + Named->Name() +
+                      "\" would be written twice (a node refers to what is written "
+                      "elsewhere in full); a scene file holds every item in full, and "
+                      "the second \"" +
+                      Named->Name() + "\" could not be loaded");
+    return false;
+  });
 }
 
 std::vector<std::string> FormOnlyThings(TLumFormApp& Run, TLumNode* Scene, bool ModelOut) {
@@ -107,18 +98,14 @@ std::vector<std::string> FormOnlyThings(TLumFormApp& Run, TLumNode* Scene, bool 
   // own rule): they load as the default.
   const TLumMaterial Default(nullptr);
   std::unordered_set<const TLumRender*> Seen;
-  std::vector<TLumRender*> Pending{Scene};
   int Diffuse = 0;
-  while (!Pending.empty()) {
-    TLumRender* R = Pending.back();
-    Pending.pop_back();
-    if (!R || !Seen.insert(R).second) continue;
+  LumWalkItems(Scene, [&](TLumNode*, int, TLumRender* R) {
+    if (!Seen.insert(R).second) return false;
     if (auto* M = dynamic_cast<TLumMaterial*>(R))
       Diffuse += M->ColorDiffuse()->Color() != Default.ColorDiffuse()->Color() ||
                  M->ColorDiffuse()->Alpha() != Default.ColorDiffuse()->Alpha();
-    if (auto* N = dynamic_cast<TLumNode*>(R))
-      for (int I = 0; I < N->GetCount(); ++I) Pending.push_back(N->GetItems(I));
-  }
+    return true;
+  });
   if (Diffuse > 0)
     Lost.push_back(std::to_string(Diffuse) +
                    (Diffuse > 1 ? " materials' diffuse colours" : " material's diffuse colour") +

@@ -174,18 +174,11 @@ TBareScene::TBareScene(TLumNode* Root) {
 
 size_t CompileBareLists(TLumNode* Root) {
   std::vector<GLuint> Lists;
-  std::vector<TLumNode*> Nodes{Root};
-  while (!Nodes.empty()) {
-    TLumNode* N = Nodes.back();
-    Nodes.pop_back();
-    for (int I = 0; I < N->GetCount(); ++I) {
-      TLumRender* Item = N->GetItems(I);
-      if (auto* Sub = dynamic_cast<TLumNode*>(Item))
-        Nodes.push_back(Sub);
-      else if (auto* Mesh = dynamic_cast<TLumPrimitiveObj*>(Item); Mesh && Mesh->Enabled())
-        Lists.push_back(CompileMesh(Mesh));
-    }
-  }
+  LumWalkItems(Root, [&Lists](TLumNode*, int, TLumRender* Item) {
+    if (auto* Mesh = dynamic_cast<TLumPrimitiveObj*>(Item); Mesh && Mesh->Enabled())
+      Lists.push_back(CompileMesh(Mesh));
+    return true;
+  });
   glFinish();
   for (GLuint L : Lists) glDeleteLists(L, 1);
   return Lists.size();

@@ -216,38 +216,22 @@ void BuildScene(TBenchScene Scene, TComponent* Owner, TLumNode* Root,
 }
 
 void SetCaching(TLumNode* Root, TBenchCache Mode) {
-  std::vector<TLumNode*> Nodes{Root};
   Root->SetCached(Mode == bcRootOnly);
-  while (!Nodes.empty()) {
-    TLumNode* N = Nodes.back();
-    Nodes.pop_back();
-    for (int I = 0; I < N->GetCount(); ++I) {
-      TLumRender* Item = N->GetItems(I);
-      if (!Item) continue;
-      auto* Sub = dynamic_cast<TLumNode*>(Item);
-      Item->SetCached(Mode == bcEveryObject && !Sub && dynamic_cast<TLumObject*>(Item));
-      if (Sub && !N->IsIndirect(I)) Nodes.push_back(Sub);
-    }
-  }
+  LumWalkItems(Root, [Mode](TLumNode* N, int I, TLumRender* Item) {
+    const bool Node = dynamic_cast<TLumNode*>(Item) != nullptr;
+    Item->SetCached(Mode == bcEveryObject && !Node && dynamic_cast<TLumObject*>(Item));
+    return !N->IsIndirect(I);
+  });
 }
 
 TSceneCounts CountScene(TLumNode* Root) {
   TSceneCounts C;
   // Nodes met through references are walked again: their items are drawn again.
-  std::vector<TLumNode*> Nodes{Root};
-  while (!Nodes.empty()) {
-    TLumNode* N = Nodes.back();
-    Nodes.pop_back();
-    for (int I = 0; I < N->GetCount(); ++I) {
-      TLumRender* Item = N->GetItems(I);
-      if (!Item) continue;
-      ++C.Items;
-      if (auto* Sub = dynamic_cast<TLumNode*>(Item)) {
-        ++C.Nodes;
-        Nodes.push_back(Sub);
-      }
-    }
-  }
+  LumWalkItems(Root, [&C](TLumNode*, int, TLumRender* Item) {
+    ++C.Items;
+    C.Nodes += dynamic_cast<TLumNode*>(Item) != nullptr;
+    return true;
+  });
   // The geometry of every class (imported containers and point sets too), as drawn.
   const TLumMeshCounts M = LumCountMeshes(Root);
   C.Objects = M.Objects;
@@ -258,18 +242,11 @@ TSceneCounts CountScene(TLumNode* Root) {
 }
 
 void BuildMeshes(TLumNode* Root) {
-  std::vector<TLumNode*> Nodes{Root};
-  while (!Nodes.empty()) {
-    TLumNode* N = Nodes.back();
-    Nodes.pop_back();
-    for (int I = 0; I < N->GetCount(); ++I) {
-      if (auto* Mesh = dynamic_cast<TLumPrimitiveObj*>(N->GetItems(I));
-          Mesh && !Mesh->Initialized())
-        Mesh->Init();
-      if (auto* Sub = dynamic_cast<TLumNode*>(N->GetItems(I)); Sub && !N->IsIndirect(I))
-        Nodes.push_back(Sub);
-    }
-  }
+  LumWalkItems(Root, [](TLumNode* N, int I, TLumRender* Item) {
+    if (auto* Mesh = dynamic_cast<TLumPrimitiveObj*>(Item); Mesh && !Mesh->Initialized())
+      Mesh->Init();
+    return !N->IsIndirect(I);
+  });
 }
 
 long ResidentKB() {

@@ -36,17 +36,16 @@ std::vector<TLumPalettePage>& Pages() {
   // The library's own pages are registered on first use, so they always come first.
   static std::vector<TLumPalettePage> List = [] {
     std::vector<TLumPalettePage> L;
-    L.push_back({"Lumox",
-                 {"TLumView", "TLumPerspectiveCamera", "TLumOrthographicCamera",
-                  "TLumCarController", "TLumPersonController", "TLumPresentationController",
-                  "TLumMouseController", "TLumTimer", "TLumNode", "TLumMaterial", "TLumAttributes",
-                  "TLumFog", "TLumLight", "TLumTexture", "TLumClip", "TLumExchange",
-                  "TLumDXFImport"}});
     L.push_back(
-        {"Lumox Obj",
-         {"TLumPoint", "TLumLine", "TLumTriangle", "TLumRectangle", "TLumSphere", "TLumCylinder",
-          "TLumDisc", "TLumTorus", "TLumBox", "TLumFuncObj", "TLumRotObj", "TLumPolygon",
-          "TLumPointSet", "TLumTube", "TLum3dObj", "TLumText"}});
+        {"Lumox",
+         {"TLumView", "TLumPerspectiveCamera", "TLumOrthographicCamera", "TLumCarController",
+          "TLumPersonController", "TLumPresentationController", "TLumMouseController", "TLumTimer",
+          "TLumNode", "TLumMaterial", "TLumAttributes", "TLumFog", "TLumLight", "TLumTexture",
+          "TLumClip", "TLumExchange", "TLumDXFImport"}});
+    L.push_back({"Lumox Obj",
+                 {"TLumPoint", "TLumLine", "TLumTriangle", "TLumRectangle", "TLumSphere",
+                  "TLumCylinder", "TLumDisc", "TLumTorus", "TLumBox", "TLumFuncObj", "TLumRotObj",
+                  "TLumPolygon", "TLumPointSet", "TLumTube", "TLum3dObj", "TLumText"}});
     return L;
   }();
   return List;
@@ -97,18 +96,10 @@ int CountWords(const std::string& S) {
 
 // Items of each class under Node, through nested nodes (each held node once).
 void CountClasses(TLumNode* Node, std::map<std::string, int>& Classes) {
-  std::vector<TLumNode*> Nodes{Node};
-  while (!Nodes.empty()) {
-    TLumNode* N = Nodes.back();
-    Nodes.pop_back();
-    for (int I = 0; I < N->GetCount(); ++I) {
-      TLumRender* Item = N->GetItems(I);
-      if (!Item) continue;
-      ++Classes[Item->ClassName()];
-      if (auto* Child = dynamic_cast<TLumNode*>(Item); Child && !N->IsIndirect(I))
-        Nodes.push_back(Child);
-    }
-  }
+  LumWalkItems(Node, [&Classes](TLumNode* N, int I, TLumRender* Item) {
+    ++Classes[Item->ClassName()];
+    return !N->IsIndirect(I);
+  });
 }
 
 std::string VectorText(const TLumMathVector& V) {

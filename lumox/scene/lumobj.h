@@ -169,6 +169,22 @@ class TLumNode : public TLumCustomNode {
   void WriteItems(TLumExchange* Exchange);
 };
 
+// Calls Visit(Node, Index, Item) for every item under Root, node by node, and goes into
+// an item that is a node when Visit returns true (commonly: when the node holds it rather
+// than refers to it, so that each node is walked once). Without recursion: scenes nest
+// deeper than the call stack reaches.
+template <typename F>
+void LumWalkItems(TLumNode* Root, F&& Visit) {
+  std::vector<TLumNode*> Nodes{Root};
+  while (!Nodes.empty()) {
+    TLumNode* N = Nodes.back();
+    Nodes.pop_back();
+    for (int I = 0; I < N->GetCount(); ++I)
+      if (TLumRender* Item = N->GetItems(I); Item && Visit(N, I, Item))
+        if (auto* Sub = dynamic_cast<TLumNode*>(Item)) Nodes.push_back(Sub);
+  }
+}
+
 // --- the render-class registry ---------------------------------------------------------
 
 using TLumRenderClassFactory = std::function<TComponent*(TComponent* AOwner)>;
