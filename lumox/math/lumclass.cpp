@@ -25,6 +25,14 @@ const char* const TLumRotationOrderStr[6] = {"roXYZ", "roXZY", "roYXZ", "roYZX",
 const char* const TLumTransformationOrderStr[6] = {"toRotTraSca", "toRotScaTra", "toTraRotSca",
                                                    "toTraScaRot", "toScaRotTra", "toScaTraRot"};
 
+namespace {
+// The three parts in the sequence an order value names: both order enumerations list the
+// six permutations of their three letters alike (XYZ, XZY, YXZ, ... and RotTraSca,
+// RotScaTra, TraRotSca, ...), the first outermost.
+constexpr int OrderSequence[6][3] = {{0, 1, 2}, {0, 2, 1}, {1, 0, 2},
+                                     {1, 2, 0}, {2, 0, 1}, {2, 1, 0}};
+}  // namespace
+
 // --- TLumProperty ---------------------------------------------------------------------
 
 void TLumProperty::Changed() {
@@ -327,42 +335,9 @@ float TLumRotation::ModAngle(float Angle) const {
 bool TLumRotation::GetEmpty() const { return FX == 0.0f && FY == 0.0f && FZ == 0.0f; }
 
 void TLumRotation::Execute() const {
-  if (GetEmpty()) return;
-  auto RX = [this] { glRotatef(FX, 1, 0, 0); };
-  auto RY = [this] { glRotatef(FY, 0, 1, 0); };
-  auto RZ = [this] { glRotatef(FZ, 0, 0, 1); };
-  switch (FOrder) {
-    case roXYZ:
-      RX();
-      RY();
-      RZ();
-      break;
-    case roXZY:
-      RX();
-      RZ();
-      RY();
-      break;
-    case roYXZ:
-      RY();
-      RX();
-      RZ();
-      break;
-    case roYZX:
-      RY();
-      RZ();
-      RX();
-      break;
-    case roZXY:
-      RZ();
-      RX();
-      RY();
-      break;
-    case roZYX:
-      RZ();
-      RY();
-      RX();
-      break;
-  }
+  if (GetEmpty() || FOrder > roZYX) return;  // an unknown order turns nothing
+  const float Angles[3] = {FX, FY, FZ};
+  for (int Axis : OrderSequence[FOrder]) glRotatef(Angles[Axis], Axis == 0, Axis == 1, Axis == 2);
 }
 
 namespace {
@@ -380,13 +355,9 @@ TLumMathMatrix AxisRotation(float Angle, int Axis) {
   return R;
 }
 
-// The product of three matrices in the sequence an order value names: both order
-// enumerations list the six permutations of their three letters in the same sequence
-// (XYZ, XZY, YXZ, ... and RotTraSca, RotScaTra, TraRotSca, ...), the first outermost.
+// The product of three matrices in the sequence an order value names, the first outermost.
 TLumMathMatrix Product(const TLumMathMatrix (&M)[3], int Order) {
-  static constexpr int Sequence[6][3] = {{0, 1, 2}, {0, 2, 1}, {1, 0, 2},
-                                         {1, 2, 0}, {2, 0, 1}, {2, 1, 0}};
-  const int* Q = Sequence[Order];
+  const int* Q = OrderSequence[Order];
   return LumMathMatrixMultiply(LumMathMatrixMultiply(M[Q[0]], M[Q[1]]), M[Q[2]]);
 }
 
@@ -463,46 +434,10 @@ bool TLumTransformation::GetEmpty() const {
 }
 
 void TLumTransformation::Execute() const {
-  if (GetEmpty()) return;
-  const TLumTransform* R = &FRotation;
-  const TLumTransform* T = &FTranslation;
-  const TLumTransform* S = &FScale;
-  const TLumTransform* Seq[3];
-  switch (FOrder) {
-    case toRotTraSca:
-      Seq[0] = R;
-      Seq[1] = T;
-      Seq[2] = S;
-      break;
-    case toRotScaTra:
-      Seq[0] = R;
-      Seq[1] = S;
-      Seq[2] = T;
-      break;
-    case toTraRotSca:
-      Seq[0] = T;
-      Seq[1] = R;
-      Seq[2] = S;
-      break;
-    case toTraScaRot:
-      Seq[0] = T;
-      Seq[1] = S;
-      Seq[2] = R;
-      break;
-    case toScaRotTra:
-      Seq[0] = S;
-      Seq[1] = R;
-      Seq[2] = T;
-      break;
-    case toScaTraRot:
-      Seq[0] = S;
-      Seq[1] = T;
-      Seq[2] = R;
-      break;
-    default:
-      return;  // an unknown order executes nothing
-  }
-  for (const TLumTransform* P : Seq) P->Execute();
+  if (GetEmpty() || FOrder > toScaTraRot) return;  // an unknown order executes nothing
+  // Rotation, translation, scale: the letters of the order names.
+  const TLumTransform* Parts[3] = {&FRotation, &FTranslation, &FScale};
+  for (int Part : OrderSequence[FOrder]) Parts[Part]->Execute();
 }
 
 TLumMathMatrix TLumTransformation::GetMatrix() const {
