@@ -235,56 +235,35 @@ void RegisterBounds(py::module_& M);
 namespace lumoxpy {
 
 // The Python names of the classes that hand-written signatures use, for docstrings and
-// the stubs; specialised next to the bindings that take them.
+// the stubs.
 template <typename T>
 inline constexpr auto PyNameOf = py::detail::const_name("lumox.Persistent");
-template <>
-inline constexpr auto PyNameOf<lumox::TComponent> = py::detail::const_name("lumox.Component");
-template <>
-inline constexpr auto PyNameOf<lumox::TLumCustomView> = py::detail::const_name("lumox.CustomView");
-template <>
-inline constexpr auto PyNameOf<lumox::TLumView> = py::detail::const_name("lumox.View");
-template <>
-inline constexpr auto PyNameOf<lumox::TLumRender> = py::detail::const_name("lumox.Render");
-template <>
-inline constexpr auto PyNameOf<lumox::TLumNode> = py::detail::const_name("lumox.Node");
-template <>
-inline constexpr auto PyNameOf<lumox::TLumVector> = py::detail::const_name("lumox.Vector");
-template <>
-inline constexpr auto PyNameOf<lumox::TLumColor> = py::detail::const_name("lumox.Color");
-template <>
-inline constexpr auto PyNameOf<lumox::TLumTimer> = py::detail::const_name("lumox.Timer");
-template <>
-inline constexpr auto PyNameOf<lumox::TBitmap> = py::detail::const_name("lumox.Bitmap");
-template <>
-inline constexpr auto PyNameOf<lumox::TLum3dObj> = py::detail::const_name("lumox.Lum3dObj");
-template <>
-inline constexpr auto PyNameOf<lumox::TLum3dPart> = py::detail::const_name("lumox.Lum3dPart");
-template <>
-inline constexpr auto PyNameOf<lumox::TLumPointSet> = py::detail::const_name("lumox.PointSet");
-template <>
-inline constexpr auto PyNameOf<lumox::TLumPrimitiveObj> =
-    py::detail::const_name("lumox.PrimitiveObj");
-template <>
-inline constexpr auto PyNameOf<lumox::TLumMaterial> = py::detail::const_name("lumox.Material");
-template <>
-inline constexpr auto PyNameOf<lumox::TLumExchange> = py::detail::const_name("lumox.Exchange");
-template <>
-inline constexpr auto PyNameOf<lumox::TLumDXFImport> = py::detail::const_name("lumox.DXFImport");
-template <>
-inline constexpr auto PyNameOf<lumox::TLumCarController> =
-    py::detail::const_name("lumox.CarController");
-template <>
-inline constexpr auto PyNameOf<lumox::TLumPersonController> =
-    py::detail::const_name("lumox.PersonController");
-template <>
-inline constexpr auto PyNameOf<lumox::TLumMouseController> =
-    py::detail::const_name("lumox.MouseController");
-template <>
-inline constexpr auto PyNameOf<lumox::TLumPresentationController> =
-    py::detail::const_name("lumox.PresentationController");
-template <>
-inline constexpr auto PyNameOf<lumox::TApplication> = py::detail::const_name("lumox.Application");
+// One line a class: PyNameOf<Type> is "lumox." Name.
+#define LUMOXPY_PY_NAME(Type, Name) \
+  template <>                       \
+  inline constexpr auto PyNameOf<Type> = py::detail::const_name("lumox." Name)
+LUMOXPY_PY_NAME(lumox::TComponent, "Component");
+LUMOXPY_PY_NAME(lumox::TLumCustomView, "CustomView");
+LUMOXPY_PY_NAME(lumox::TLumView, "View");
+LUMOXPY_PY_NAME(lumox::TLumRender, "Render");
+LUMOXPY_PY_NAME(lumox::TLumNode, "Node");
+LUMOXPY_PY_NAME(lumox::TLumVector, "Vector");
+LUMOXPY_PY_NAME(lumox::TLumColor, "Color");
+LUMOXPY_PY_NAME(lumox::TLumTimer, "Timer");
+LUMOXPY_PY_NAME(lumox::TBitmap, "Bitmap");
+LUMOXPY_PY_NAME(lumox::TLum3dObj, "Lum3dObj");
+LUMOXPY_PY_NAME(lumox::TLum3dPart, "Lum3dPart");
+LUMOXPY_PY_NAME(lumox::TLumPointSet, "PointSet");
+LUMOXPY_PY_NAME(lumox::TLumPrimitiveObj, "PrimitiveObj");
+LUMOXPY_PY_NAME(lumox::TLumMaterial, "Material");
+LUMOXPY_PY_NAME(lumox::TLumExchange, "Exchange");
+LUMOXPY_PY_NAME(lumox::TLumDXFImport, "DXFImport");
+LUMOXPY_PY_NAME(lumox::TLumCarController, "CarController");
+LUMOXPY_PY_NAME(lumox::TLumPersonController, "PersonController");
+LUMOXPY_PY_NAME(lumox::TLumMouseController, "MouseController");
+LUMOXPY_PY_NAME(lumox::TLumPresentationController, "PresentationController");
+LUMOXPY_PY_NAME(lumox::TApplication, "Application");
+#undef LUMOXPY_PY_NAME
 
 }  // namespace lumoxpy
 
