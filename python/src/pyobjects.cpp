@@ -155,26 +155,27 @@ void FreeOwned(TPersistent* Obj) {
   delete Obj;
 }
 
+namespace {
+// Map's entry for the first class on Type's method resolution order that has one: a
+// Python subclass finds its library class's.
+template <typename TMap>
+auto OnMro(PyTypeObject* Type, TMap& Map) -> decltype(&Map.begin()->second) {
+  PyObject* Mro = Type->tp_mro;
+  for (Py_ssize_t I = 0; Mro && I < PyTuple_GET_SIZE(Mro); ++I) {
+    auto It = Map.find(reinterpret_cast<PyTypeObject*>(PyTuple_GET_ITEM(Mro, I)));
+    if (It != Map.end()) return &It->second;
+  }
+  return nullptr;
+}
+}  // namespace
+
 // The class a Python class (or a Python subclass of it) stands for.
 const TLumClassInfo* InfoOfType(PyTypeObject* Type) {
-  TRegistry& Reg = R();
-  PyObject* Mro = Type->tp_mro;
-  for (Py_ssize_t I = 0; Mro && I < PyTuple_GET_SIZE(Mro); ++I) {
-    auto It = Reg.Infos.find(reinterpret_cast<PyTypeObject*>(PyTuple_GET_ITEM(Mro, I)));
-    if (It != Reg.Infos.end()) return It->second;
-  }
-  return nullptr;
+  const TLumClassInfo* const* Info = OnMro(Type, R().Infos);
+  return Info ? *Info : nullptr;
 }
 
-const TCreator* CreatorOfType(PyTypeObject* Type) {
-  TRegistry& Reg = R();
-  PyObject* Mro = Type->tp_mro;
-  for (Py_ssize_t I = 0; Mro && I < PyTuple_GET_SIZE(Mro); ++I) {
-    auto It = Reg.Creators.find(reinterpret_cast<PyTypeObject*>(PyTuple_GET_ITEM(Mro, I)));
-    if (It != Reg.Creators.end()) return &It->second;
-  }
-  return nullptr;
-}
+const TCreator* CreatorOfType(PyTypeObject* Type) { return OnMro(Type, R().Creators); }
 
 // Sets the keyword arguments of a constructor as properties.
 void SetKeywords(PyObject* Self, PyObject* Kwds) {
