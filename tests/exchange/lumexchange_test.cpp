@@ -159,8 +159,6 @@ TEST(ExchangeWriterTest, NumbersAreTheShortestTextsThatReadBack) {
     ASSERT_EQ(X.toStr(static_cast<double>(F)), Reference(F)) << F;
   }
   EXPECT_EQ(X.toStr(0.1 + 1e-12), Reference(0.1 + 1e-12));
-  EXPECT_EQ(TLumExchange::int2hex(0), "00000000");
-  EXPECT_EQ(TLumExchange::int2hex(0xA0), "000000A0");
 }
 
 TEST(ExchangeWriterTest, StartTagsOfNestedElementsLandBeforeTheirContent) {
@@ -216,7 +214,7 @@ TEST(ExchangeReaderTest, ConversionsOfAttributeTexts) {
   EXPECT_EQ(X.toStr(V), "1,8,9");
   EXPECT_EQ(X.getenumv("tmB", ThingModeStr, 2), 1);
   EXPECT_EQ(X.getenumv("TMB", ThingModeStr, 2), 0);  // names match exactly; unknown gives 0
-  EXPECT_EQ(TLumExchange::int2hex(0xDEADBEEF), "DEADBEEF");
+  EXPECT_EQ(TLumExchange::int2hex(0xDEADBEEF) + TLumExchange::int2hex(0xA0), "DEADBEEF000000A0");
   EXPECT_EQ(TLumExchange::hex2int("1aFz9"), 0x1AFu);
 }
 

@@ -6,30 +6,18 @@
 #include "lumox/geometry/lumprimclasses.h"
 #include "lumox/geometry/lumshape.h"
 #include "lumox/host/proptable.h"
+#include "support/propvalues.h"
 #include "support/scenefile.h"
 
 namespace lumox {
 namespace {
-
-// Every published value of Obj's class equals B's (owned objects compared the same way).
-void ExpectSameValues(TPersistent* A, TPersistent* B) {
-  const TLumClassInfo* C = GetClassInfo(A);
-  ASSERT_EQ(C, GetClassInfo(B));
-  for (const TLumPropInfo* P : C->Properties()) {
-    if (P->Kind == pkEvent || P->Kind == pkComponent) continue;
-    SCOPED_TRACE(C->ClassName() + "." + P->Name);
-    if (P->Kind == pkObject)
-      ExpectSameValues(P->GetObject(A), P->GetObject(B));
-    else
-      EXPECT_EQ(P->FormatValue(P->GetValue(A)), P->FormatValue(P->GetValue(B)));
-  }
-}
 
 TEST(TableExchangeTest, TextureFlagsAndTheirVectorLoadBackThroughTheTable) {
   test::TempDir Dir;
   TComponent Owner(nullptr);
   auto* Box = new TLumBox(&Owner);
   Box->SetName("B");
+  Box->SetNode(new TLumNode(&Owner));  // as the loaded one is
   Box->SetWidth(0.5f);
   Box->SetFaces(TBoxFaces{bfTop, bfBottom});
   TLumTextureFlags* F = Box->TextureFlags();
@@ -45,7 +33,7 @@ TEST(TableExchangeTest, TextureFlagsAndTheirVectorLoadBackThroughTheTable) {
     TComponent Back(nullptr);
     auto* Loaded = test::LoadComponent<TLumBox>(&Back, File);
     ASSERT_NE(Loaded, nullptr);
-    ExpectSameValues(Loaded, Box);
+    test::ExpectSameValues(Loaded, Box, "Box");
   }
 }
 

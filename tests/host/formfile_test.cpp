@@ -10,6 +10,8 @@
 #include <sstream>
 
 #include "lumox/lumox.h"
+#include "support/propvalues.h"
+#include "support/scenefile.h"
 
 using namespace lumox;
 
@@ -30,53 +32,7 @@ std::pair<TPersistent*, const TLumPropInfo*> Locate(TPersistent* Obj, const std:
   return {Obj, GetClassInfo(Obj)->FindProperty(Path.substr(Dot + 1))};
 }
 
-std::string RefName(const TComponent* C) { return C ? C->Name() + ":" + C->ClassName() : "nil"; }
-
-// Every published value of A equals B's (references by name), owned objects included.
-void ExpectSameValues(TPersistent* A, TPersistent* B, const std::string& Where) {
-  const TLumClassInfo* C = GetClassInfo(A);
-  ASSERT_EQ(C, GetClassInfo(B)) << Where;
-  for (const TLumPropInfo* P : C->Properties()) {
-    const std::string At = Where + "." + P->Name;
-    if (P->Kind == pkEvent || P->Name == "Active") continue;
-    if (P->Kind == pkObject) {
-      TPersistent *OA = P->GetObject(A), *OB = P->GetObject(B);
-      ASSERT_EQ(OA == nullptr, OB == nullptr) << At;
-      if (OA) ExpectSameValues(OA, OB, At);
-    } else if (P->Kind == pkComponent) {
-      EXPECT_EQ(RefName(std::get<TComponent*>(P->GetValue(A))),
-                RefName(std::get<TComponent*>(P->GetValue(B))))
-          << At;
-    } else {
-      EXPECT_EQ(P->GetValue(A), P->GetValue(B)) << At << ": " << P->FormatValue(P->GetValue(A));
-    }
-  }
-}
-
-std::string TempPath(const std::string& Name) {
-  return (std::filesystem::temp_directory_path() /
-          ("lumox-form-" + std::to_string(::getpid()) + "-" + Name))
-      .string();
-}
-
 }  // namespace
-
-// A scale whose constructor sets 1 keeps a Z of 0: the vector writes its zero
-// components, which the published property alone would leave out.
-TEST(FormFileTest, ScaleWithZeroZLoadsBackZero) {
-  TComponent Form(nullptr);
-  auto* Ball = new TLumSphere(&Form);
-  Ball->SetName("Ball");
-  Ball->Transformation()->Scale()->SetZ(0.0f);
-  const std::string Text = ComponentFormText(&Form);
-  EXPECT_NE(Text.find("    Scale\n      Z = 0.0\n    end\n"), std::string::npos) << Text;
-  TComponent Back(nullptr);
-  ReadComponentFormText(&Back, Text, "scale.lumform");
-  auto* Read = dynamic_cast<TLumSphere*>(Back.FindComponent("Ball"));
-  ASSERT_NE(Read, nullptr);
-  EXPECT_EQ(Read->Transformation()->Scale()->Z(), 0.0f);
-  EXPECT_EQ(Read->Transformation()->Scale()->X(), 1.0f);
-}
 
 // One case per class that defines entries: the value set, whether form files hold the
 // line, and what loads back.
@@ -116,6 +72,9 @@ INSTANTIATE_TEST_SUITE_P(
     EachClassThatDefinesEntries, FormZeroEntryTest,
     ::testing::Values(
         TZeroCase{"TLumSphere", "Color.Alpha", 0, true, 0},
+        // A scale's constructor sets 1: the vector writes its zero components, which the
+        // published property alone would leave out.
+        TZeroCase{"TLumSphere", "Transformation.Scale.Z", 0, true, 0},
         TZeroCase{"TLumAttributes", "LineWidth", 0, true, 0},  // its start value, written
         TZeroCase{"TLumFog", "Density", 0, true, 0}, TZeroCase{"TLumFog", "EndDepth", 0, true, 0},
         TZeroCase{"TLumFog", "StartDepth", 0, true, 0},
@@ -142,153 +101,98 @@ INSTANTIATE_TEST_SUITE_P(
 
 namespace {
 
+// A new T owned by Form, named Name.
+template <typename T>
+T* Make(TComponent* Form, const char* Name) {
+  auto* C = new T(Form);
+  C->SetName(Name);
+  return C;
+}
+
 // An application: view, camera, controller, timer, and a node tree with render state and
 // every shape class.
 void BuildApplication(TComponent* Form) {
-  auto* View = new TLumView(Form);
-  View->SetName("View1");
-  View->SetBounds(96, 72);
-  View->SetBackgroundColor(0x302010);
+  auto* View = Make<TLumView>(Form, "View1");
+  View->SetBounds(96, 72), View->SetBackgroundColor(0x302010);
   View->Coordinates()->SetVisible(true);
-  auto* Camera = new TLumPerspectiveCamera(Form);
-  Camera->SetName("Camera1");
-  Camera->SetViewAngle(50);
+  auto* Camera = Make<TLumPerspectiveCamera>(Form, "Camera1");
+  Camera->SetViewAngle(50), Camera->Transformation()->Rotation()->SetX(10);
   Camera->Transformation()->Translation()->SetValues(0, -0.3f, -6);
-  Camera->Transformation()->Rotation()->SetX(10);
   View->SetCamera(Camera);
-  auto* Mouse = new TLumMouseController(Form);
-  Mouse->SetName("Mouse");
-  Mouse->SetTurnSensitivity(200);
-  Mouse->SetCntrlFlags(TLumCntrlFlags{teMoveX, teTurnY});
+  auto* Mouse = Make<TLumMouseController>(Form, "Mouse");
+  Mouse->SetTurnSensitivity(200), Mouse->SetCntrlFlags(TLumCntrlFlags{teMoveX, teTurnY});
   Mouse->SetControlled(Camera);
   View->SetController(Mouse);
-  auto* Timer = new TLumTimer(Form);
-  Timer->SetName("Timer1");
+  auto* Timer = Make<TLumTimer>(Form, "Timer1");
   Timer->setintervall(600);  // Rate 2, which would give 500 back
   Timer->SetEnabled(false);
 
-  auto* Root = new TLumNode(Form);
-  Root->SetName("Root");
-  auto* Lit = new TLumAttributes(Form);
-  Lit->SetName("Lit");
-  Lit->SetLighting(true);
-  Lit->SetCullFace(cfBack);
-  Lit->ColorAmbient()->SetColor(0x202020);
+  auto* Root = Make<TLumNode>(Form, "Root");
+  auto* Lit = Make<TLumAttributes>(Form, "Lit");
+  Lit->SetLighting(true), Lit->SetCullFace(cfBack), Lit->ColorAmbient()->SetColor(0x202020);
   Lit->SetNode(Root);
-  auto* Sun = new TLumLight(Form);
-  Sun->SetName("Sun");
-  Sun->SetKind(lkDirection);
-  Sun->Direction()->SetValues(-0.3f, 0.5f, 1.0f);
-  Sun->SetNode(Root);
-  auto* Spot = new TLumLight(Form);
-  Spot->SetName("Spot");
-  Spot->SetID(idLight1);
-  Spot->SetKind(lkSpot);
-  Spot->SetCutOff(30);
-  Spot->ColorDiffuse()->SetColor(0x00FFFF);
-  Spot->Transformation()->Translation()->SetZ(3);
+  auto* Sun = Make<TLumLight>(Form, "Sun");
+  Sun->SetKind(lkDirection), Sun->Direction()->SetValues(-0.3f, 0.5f, 1.0f), Sun->SetNode(Root);
+  auto* Spot = Make<TLumLight>(Form, "Spot");
+  Spot->SetID(idLight1), Spot->SetKind(lkSpot), Spot->SetCutOff(30);
+  Spot->ColorDiffuse()->SetColor(0x00FFFF), Spot->Transformation()->Translation()->SetZ(3);
   Spot->SetNode(Root);
-  auto* Red = new TLumMaterial(Form);
-  Red->SetName("Red");
-  Red->ColorDiffuse()->SetColor(0x2020E0);
-  Red->ColorSpecular()->SetColor(0xFFFFFF);
+  auto* Red = Make<TLumMaterial>(Form, "Red");
+  Red->ColorDiffuse()->SetColor(0x2020E0), Red->ColorSpecular()->SetColor(0xFFFFFF);
   Red->SetShininess(40);
-  auto* Fog = new TLumFog(Form);
-  Fog->SetName("Mist");
-  Fog->SetMode(fmLinear);
-  Fog->SetStartDepth(4);
-  Fog->SetEndDepth(12);
-  Fog->Color()->SetColor(0x302010);
-  Fog->SetNode(Root);
+  auto* Fog = Make<TLumFog>(Form, "Mist");
+  Fog->SetMode(fmLinear), Fog->SetStartDepth(4), Fog->SetEndDepth(12);
+  Fog->Color()->SetColor(0x302010), Fog->SetNode(Root);
 
-  const double Grid[][3] = {{-2, 1, 0},  {-1, 1, 0},  {0, 1, 0},  {1, 1, 0},  {2, 1, 0},
-                            {-2, 0, 0},  {-1, 0, 0},  {0, 0, 0},  {1, 0, 0},  {2, 0, 0},
-                            {-2, -1, 0}, {-1, -1, 0}, {0, -1, 0}, {1, -1, 0}, {2, -1, 0},
-                            {-2, -2, 0}, {-1, -2, 0}, {0, -2, 0}};
+  // Shapes on a grid of five columns, with the red material.
   int Next = 0;
-  auto Place = [&](TLumObject* O, const char* Name, TLumNode* In) {
+  auto Place = [&](auto* O, const char* Name, TLumNode* In) {
     O->SetName(Name);
-    O->Transformation()->Translation()->SetValues(float(Grid[Next][0]), float(Grid[Next][1]), 0);
+    O->Transformation()->Translation()->SetValues(float(Next % 5 - 2), float(1 - Next / 5), 0);
     O->Transformation()->Scale()->SetValues(0.4f, 0.4f, 0.4f);
-    O->SetMaterial(Red);
-    O->SetNode(In);
+    O->SetMaterial(Red), O->SetNode(In);
     ++Next;
+    return O;
   };
-  auto* Point = new TLumPoint(Form);
-  Place(Point, "APoint", Root);
-  Point->SetObjectName("");  // no longer the component's name
-  auto* Line = new TLumLine(Form);
-  Line->SetLength(2);
-  Place(Line, "ALine", Root);
-  auto* Tri = new TLumTriangle(Form);
-  Tri->SetBase(1.5);
-  Place(Tri, "ATriangle", Root);
-  auto* Rect = new TLumRectangle(Form);
-  Rect->SetDetX(3);
-  Place(Rect, "ARectangle", Root);
-  auto* Ball = new TLumSphere(Form);
-  Ball->SetSlices(24);
-  Ball->SetStacks(12);
-  Place(Ball, "ABall", Root);
-  auto* Cyl = new TLumCylinder(Form);
-  Cyl->SetTopRadius(0);
-  Cyl->SetClosed(true);
-  Place(Cyl, "ACone", Root);
-  auto* Disc = new TLumDisc(Form);
-  Disc->SetInnerRadius(0.3);
-  Disc->SetSweepAngle(270);
-  Place(Disc, "ADisc", Root);
-  auto* Torus = new TLumTorus(Form);
-  Torus->SetThickness(0.35);
-  Place(Torus, "ATorus", Root);
+  Place(new TLumPoint(Form), "APoint", Root)->SetObjectName("");  // not the component's name
+  Place(new TLumLine(Form), "ALine", Root)->SetLength(2);
+  Place(new TLumTriangle(Form), "ATriangle", Root)->SetBase(1.5);
+  Place(new TLumRectangle(Form), "ARectangle", Root)->SetDetX(3);
+  auto* Ball = Place(new TLumSphere(Form), "ABall", Root);
+  Ball->SetSlices(24), Ball->SetStacks(12);
+  auto* Cyl = Place(new TLumCylinder(Form), "ACone", Root);
+  Cyl->SetTopRadius(0), Cyl->SetClosed(true);
+  auto* Disc = Place(new TLumDisc(Form), "ADisc", Root);
+  Disc->SetInnerRadius(0.3), Disc->SetSweepAngle(270);
+  Place(new TLumTorus(Form), "ATorus", Root)->SetThickness(0.35);
 
   // A child node with a texture and its own transformation.
-  auto* Inner = new TLumNode(Form);
-  Inner->SetName("Inner");
-  Inner->Transformation()->Rotation()->SetY(30);
-  Inner->SetNode(Root);
-  auto* Wood = new TLumTexture(Form);
-  Wood->SetName("Wood");
+  auto* Inner = Make<TLumNode>(Form, "Inner");
+  Inner->Transformation()->Rotation()->SetY(30), Inner->SetNode(Root);
+  auto* Wood = Make<TLumTexture>(Form, "Wood");
   Wood->Bitmap()->SetSize(4, 4);
   for (int Y = 0; Y < 4; ++Y)
     for (int X = 0; X < 4; ++X) Wood->Bitmap()->SetPixel(X, Y, (X + Y) % 2 ? 0x00FF00 : 0xFF00FF);
-  Wood->Bitmap()->Changed();
-  Wood->SetNode(Inner);
-  auto* Box = new TLumBox(Form);
-  Box->SetFaces(TBoxFaces{bfFront, bfTop, bfLeft});
-  Box->SetDetail(1, 2);
-  Box->SetTextured(true);
-  Box->SetTexture(Wood);
-  Place(Box, "ABox", Inner);
-  auto* Off = new TLumTexture(Form);
-  Off->SetName("NoTexture");
-  Off->SetEnabled(false);
-  Off->SetNode(Inner);
-  auto* Func = new TLumFuncObj(Form);
-  Func->SetOverDraw(2);
-  Place(Func, "AFunction", Inner);
-  auto* Rot = new TLumRotObj(Form);
-  Rot->SetRotSweepAngle(180);
-  Place(Rot, "ABody", Inner);
-  auto* Poly = new TLumPolygon(Form);
+  Wood->Bitmap()->Changed(), Wood->SetNode(Inner);
+  auto* Box = Place(new TLumBox(Form), "ABox", Inner);
+  Box->SetFaces(TBoxFaces{bfFront, bfTop, bfLeft}), Box->SetDetail(1, 2);
+  Box->SetTextured(true), Box->SetTexture(Wood);
+  auto* Off = Make<TLumTexture>(Form, "NoTexture");
+  Off->SetEnabled(false), Off->SetNode(Inner);
+  Place(new TLumFuncObj(Form), "AFunction", Inner)->SetOverDraw(2);
+  Place(new TLumRotObj(Form), "ABody", Inner)->SetRotSweepAngle(180);
+  auto* Poly = Place(new TLumPolygon(Form), "APolygon", Inner);
   for (auto [X, Y] : {std::pair{0.0, 0.0}, {1.0, 0.0}, {1.0, 1.0}, {0.5, 0.4}, {0.0, 1.0}})
     Poly->AddPoint(X, Y);
-  Poly->AddPoint(0.2, 0.1, 1);
-  Poly->AddPoint(0.4, 0.1, 1);
-  Poly->AddPoint(0.3, 0.3, 1);
+  for (auto [X, Y] : {std::pair{0.2, 0.1}, {0.4, 0.1}, {0.3, 0.3}}) Poly->AddPoint(X, Y, 1);
   Poly->SetDepth(0.5);
-  Place(Poly, "APolygon", Inner);
-  auto* Cloud = new TLumPointSet(Form);
-  Cloud->AddPoint(0, 0, 0, 1, 0, 0);
-  Cloud->AddPoint(0.5, 0.5, 0, 0, 1, 0, 0.5f);
+  auto* Cloud = Place(new TLumPointSet(Form), "APointSet", Inner);
+  Cloud->AddPoint(0, 0, 0, 1, 0, 0), Cloud->AddPoint(0.5, 0.5, 0, 0, 1, 0, 0.5f);
   Cloud->SetPointSize(4);
-  Place(Cloud, "APointSet", Inner);
-  auto* Tube = new TLumTube(Form);
-  Tube->AddSection({0, 0, 0}, 0.2);
-  Tube->AddSection({0, 1, 0}, 0.3, 0x00FF00);
+  auto* Tube = Place(new TLumTube(Form), "ATube", Inner);
+  Tube->AddSection({0, 0, 0}, 0.2), Tube->AddSection({0, 1, 0}, 0.3, 0x00FF00);
   Tube->AddSection({1, 1, 0.5}, 0.1);
-  Place(Tube, "ATube", Inner);
-  auto* Mesh = new TLum3dObj(Form);
+  auto* Mesh = Place(new TLum3dObj(Form), "AMesh", Inner);
   TLum3dPart* Part = Mesh->AddPart("quad");
   const double Pos[] = {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0};
   const double Nrm[] = {0, 0, 1, 0, 0, 1, 0, 0, 1, 0, 0, 1};
@@ -298,11 +202,8 @@ void BuildApplication(TComponent* Form) {
   Part->AddIndices(GL_TRIANGLES, Quad, 6);
   Part->CreateMaterial()->ColorDiffuse()->SetColor(0x00C0C0);
   Mesh->AddPart("hidden")->SetVisible(false);
-  Place(Mesh, "AMesh", Inner);
-  auto* Words = new TLumText(Form);
-  Words->SetText("Hi\n\"x\"");
-  Words->SetDepth(0.2);
-  Place(Words, "AText", Inner);
+  auto* Words = Place(new TLumText(Form), "AText", Inner);
+  Words->SetText("Hi\n\"x\""), Words->SetDepth(0.2);
   // An item drawn a second time from another node.
   Root->AddIndirect(Ball);
 }
@@ -323,15 +224,15 @@ TBitmap Render(TComponent* Form) {
 TEST(FormFileTest, ApplicationRoundTripKeepsEveryPropertyAndRendersTheSamePixels) {
   TComponent Form(nullptr);
   BuildApplication(&Form);
-  const std::string File = TempPath("app.lumform");
-  SaveComponentForm(&Form, File);
+  lumox::test::TempDir Dir;
+  SaveComponentForm(&Form, Dir.File("app.lumform"));
   TComponent Back(nullptr);
-  const std::vector<TComponent*> Read = LoadComponentForm(&Back, File);
-  std::filesystem::remove(File);
+  const std::vector<TComponent*> Read = LoadComponentForm(&Back, Dir.File("app.lumform"));
   ASSERT_EQ(int(Read.size()), Form.ComponentCount());
   for (int I = 0; I < Form.ComponentCount(); ++I) {
     EXPECT_EQ(Read[size_t(I)], Back.Components(I));
-    ExpectSameValues(Form.Components(I), Back.Components(I), Form.Components(I)->Name());
+    lumox::test::ExpectSameValues(Form.Components(I), Back.Components(I),
+                                  Form.Components(I)->Name());
   }
   // What the table reaches besides values: item lists, indirect items, parts, pixels.
   EXPECT_EQ(ComponentFormText(&Back), ComponentFormText(&Form));
@@ -407,10 +308,12 @@ TEST(FormFileTest, ReferencesMayPointForwardAndNestedComponentsKeepTheirOwner) {
 
 namespace {
 
-// Loads a scene or model file into Form under one root node.
+// Loads a form, or a scene or model file under one root node, into Form.
 void LoadInto(const std::string& File, TComponent* Form) {
   const std::string Ext = std::filesystem::path(File).extension().string();
-  if (Ext == ".lumgl" || Ext == ".xml") {
+  if (Ext == ".lumform") {
+    LoadComponentForm(Form, File);
+  } else if (Ext == ".lumgl" || Ext == ".xml") {
     auto* Root = new TLumNode(Form);
     Root->SetName("Root");
     TLumExchange Exchange(nullptr);
@@ -423,30 +326,35 @@ void LoadInto(const std::string& File, TComponent* Form) {
 
 }  // namespace
 
-// Scenes of the scene format (their items owned by their nodes, many without names) and
-// imported models (meshes, parts, textures) hold through a form file.
-TEST(FormFileTest, RealScenesAndModelsRoundTrip) {
+// Scenes of the scene format (their items owned by their nodes, many without names),
+// imported models (meshes, parts, textures) and the forms of tests/data/forms (the
+// fuzzer's seeds and finds) write and read back to the same text.
+TEST(FormFileTest, RealScenesModelsAndSampleFormsRoundTrip) {
   const std::string Data = LUMOX_TEST_DATA;
   std::vector<std::string> Files = {Data + "/scenes/good/two_objects_and_group.xml",
                                     Data + "/../../apps/lumox/demo.lumgl"};
-  for (const auto& E : std::filesystem::directory_iterator(Data + "/models"))
-    if (E.path().extension() != ".mtl" && E.path().extension() != ".bmp" &&
-        E.path().extension() != ".png")
-      Files.push_back(E.path().string());
-  int Models = 0, Items = 0;
+  for (const char* Dir : {"/models", "/forms"})
+    for (const auto& E : std::filesystem::directory_iterator(Data + Dir))
+      if (E.path().extension() != ".mtl" && E.path().extension() != ".bmp" &&
+          E.path().extension() != ".png")
+        Files.push_back(E.path().string());
+  int Models = 0, Forms = 0, Items = 0;
   for (const std::string& File : Files) {
     SCOPED_TRACE(File);
     TComponent Form(nullptr);
+    const bool IsForm = File.find("/forms/") != std::string::npos;
     try {
       LoadInto(File, &Form);
     } catch (const Exception&) {
-      continue;  // a model the importer refuses
+      EXPECT_FALSE(IsForm);  // a model the importer refuses
+      continue;
     }
-    ++Models;
+    (IsForm ? Forms : Models)++;
     const std::string Text = ComponentFormText(&Form);
     TComponent Back(nullptr);
     ReadComponentFormText(&Back, Text, File);
     EXPECT_EQ(ComponentFormText(&Back), Text);
+    if (IsForm) continue;
     auto* A = dynamic_cast<TLumNode*>(Form.FindComponent("Root"));
     auto* B = dynamic_cast<TLumNode*>(Back.FindComponent("Root"));
     ASSERT_TRUE(A && B);
@@ -455,6 +363,7 @@ TEST(FormFileTest, RealScenesAndModelsRoundTrip) {
   }
   EXPECT_GT(Items, 40);
   EXPECT_GE(Models, 5);
+  EXPECT_GE(Forms, 3);
 }
 
 namespace {
@@ -549,8 +458,9 @@ INSTANTIATE_TEST_SUITE_P(
         TBadCase{"later version", "LUMFORM 2\n", 1, "", "version 2"}));
 
 TEST(FormFileTest, WritingRefusesWhatAFormCannotHoldAndSavingKeepsTheOldFile) {
-  const std::string File = TempPath("keep.lumform");
-  { std::ofstream(File) << Good; }
+  lumox::test::TempDir Dir;
+  const std::string File = Dir.File("keep.lumform");
+  lumox::test::WriteText(File, Good);
   TComponent Other(nullptr);
   auto* Outside = new TLumMaterial(&Other);
   Outside->SetName("Outside");
@@ -565,14 +475,9 @@ TEST(FormFileTest, WritingRefusesWhatAFormCannotHoldAndSavingKeepsTheOldFile) {
     EXPECT_EQ(E.FileName(), File);
     EXPECT_EQ(E.Property(), "Ball.Material");
   }
-  std::ifstream In(File);
-  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(In), {}), Good);
-  size_t Files = 0;
-  for (const auto& E :
-       std::filesystem::directory_iterator(std::filesystem::path(File).parent_path()))
-    Files += E.path().filename().string().find("keep.lumform") != std::string::npos;
-  EXPECT_EQ(Files, 1u);  // no temporary left beside it
-  std::filesystem::remove(File);
+  EXPECT_EQ(lumox::test::ReadText(File), Good);
+  // No temporary left beside it.
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(Dir.Path()), {}), 1);
   // A class of the program's own has no factory a reader could use.
   struct TMyBox : TLumBox {
     using TLumBox::TLumBox;
@@ -602,22 +507,4 @@ TEST(FormFileTest, TheDocumentedExampleReadsAndWritesBackAsItStands) {
   Expected.erase(Expected.find("# a view"),
                  Expected.find("object View1") - Expected.find("# a view"));
   EXPECT_EQ(ComponentFormText(&Form), Expected);
-}
-
-// The forms of tests/data/forms (the fuzzer's seeds and finds) read, write and read back
-// to the same text.
-TEST(FormFileTest, SampleFormsReadAndWriteBack) {
-  int Files = 0;
-  for (const auto& E :
-       std::filesystem::directory_iterator(std::string(LUMOX_TEST_DATA) + "/forms")) {
-    SCOPED_TRACE(E.path().string());
-    TComponent Form(nullptr);
-    ASSERT_NO_THROW(LoadComponentForm(&Form, E.path().string()));
-    const std::string Text = ComponentFormText(&Form);
-    TComponent Back(nullptr);
-    ReadComponentFormText(&Back, Text, "again");
-    EXPECT_EQ(ComponentFormText(&Back), Text);
-    ++Files;
-  }
-  EXPECT_GE(Files, 3);
 }

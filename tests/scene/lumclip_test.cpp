@@ -1,9 +1,8 @@
 // Tests of TLumClip: the plane it hands to GL, its unchecked coefficient accessors,
-// clipping visible in pixels, switching off and the exchange attributes.
+// clipping visible in pixels and switching off.
 #include "lumox/scene/lumclip.h"
 
 #include "support/glfixture.h"
-#include "support/scenefile.h"
 
 namespace lumox {
 namespace {
@@ -27,10 +26,7 @@ int LitPixelsOfRow(int Row) {
   return Lit;
 }
 
-class ClipTest : public test::GLTest {
- protected:
-  TComponent Owner{nullptr};
-};
+using ClipTest = test::GLTest;
 
 TEST_F(ClipTest, PlaneReachesGLInTheCurrentCoordinates) {
   TLumClip C(nullptr), Moved(nullptr);
@@ -74,21 +70,6 @@ TEST_F(ClipTest, TwoPlanesClipTogetherAndDisablingSwitchesOne) {
   EXPECT_FALSE(glIsEnabled(GL_CLIP_PLANE1));
   EXPECT_TRUE(glIsEnabled(GL_CLIP_PLANE0));
   EXPECT_EQ(LitPixelsOfRow(50), 32);
-}
-
-TEST_F(ClipTest, RoundTripKeepsIdAndCoefficientsAndOmitsZeroYAndZ) {
-  if (!GetRenderClass("TLumClip")) RegisterLumclipClasses();
-  test::TempDir Dir;
-  TLumClip S(nullptr);
-  EXPECT_NE(test::SavedText(&S, Dir.File("clip.xml"), true).find("<TLumClip x=\"1\" w=\"1\">"),
-            std::string::npos);
-  S.SetID(idClipPlane5);
-  S.Setx(0.25);
-  S.Sety(-2.0);
-  S.Setz(3.5);
-  S.Setw(0.0);
-  test::ExpectRoundTrip(&S, &Owner, Dir,
-                        {" ID=\"idClipPlane5\" x=\"0.25\" y=\"-2\" z=\"3.5\" w=\"0\">"});
 }
 
 }  // namespace

@@ -60,16 +60,7 @@ class RenderProtocolTest : public ViewTest {
   GLint Base = 0;
 };
 
-TEST_F(RenderProtocolTest, DisabledComponentOnlySwitchesItsFeatureOff) {
-  bool Events = false;
-  Probe->OnBeforeRender = Probe->OnAfterRender = [&](TLumCustomView*) { Events = true; };
-  Probe->SetEnabled(false);
-  Frame();
-  EXPECT_EQ(Probe->Log, std::vector<std::string>{"disable@" + std::to_string(Base)});  // no push
-  EXPECT_FALSE(Events);
-}
-
-TEST_F(RenderProtocolTest, EventsSurroundTheDrawingInsideThePushedMatrix) {
+TEST_F(RenderProtocolTest, EventsSurroundTheDrawingInsideThePushedMatrixUnlessDisabled) {
   Probe->OnBeforeRender = [&](TLumCustomView* V) {
     EXPECT_EQ(V, View);
     Probe->Log.push_back("before@" + std::to_string(StackDepth()));
@@ -80,18 +71,14 @@ TEST_F(RenderProtocolTest, EventsSurroundTheDrawingInsideThePushedMatrix) {
   Frame();
   const std::string In = std::to_string(Base + 1);
   EXPECT_EQ(Probe->Log, (std::vector<std::string>{"before@" + In, "draw@" + In, "after@" + In}));
-}
-
-TEST_F(RenderProtocolTest, OnTransformReplacesTheTransformation) {
-  Probe->Transformation()->Translation()->SetX(5);
-  Probe->OnTransform = [](TObject*) { glTranslatef(0, 3, 0); };
+  // Disabled, it only switches its feature off: no push, no events.
+  Probe->Log.clear();
+  Probe->SetEnabled(false);
   Frame();
-  // The camera puts the origin at z = -2; only OnTransform's move is added.
-  const double* M = Probe->DrawMatrix;
-  EXPECT_EQ((std::array{M[12], M[13], M[14]}), (std::array{0.0, 3.0, -2.0}));
+  EXPECT_EQ(Probe->Log, std::vector<std::string>{"disable@" + std::to_string(Base)});
 }
 
-TEST_F(RenderProtocolTest, TransformationChangedAfterAFrameMovesTheComponent) {
+TEST_F(RenderProtocolTest, TransformationChangedAfterAFrameMovesTheComponentUnlessReplaced) {
   Frame();
   Probe->Transformation()->Translation()->SetX(1.5f);
   Frame();
@@ -101,6 +88,12 @@ TEST_F(RenderProtocolTest, TransformationChangedAfterAFrameMovesTheComponent) {
   Frame();
   EXPECT_NEAR(Probe->DrawMatrix[12], 0, 1e-6);
   EXPECT_NEAR(Probe->DrawMatrix[5], 2, 1e-6);
+  // OnTransform replaces it: the camera puts the origin at z = -2, only its move is added.
+  Probe->Transformation()->Translation()->SetX(5);
+  Probe->OnTransform = [](TObject*) { glTranslatef(0, 3, 0); };
+  Frame();
+  const double* M = Probe->DrawMatrix;
+  EXPECT_EQ((std::array{M[12], M[13], M[14], M[5]}), (std::array{0.0, 3.0, -2.0, 1.0}));
 }
 
 TEST_F(RenderProtocolTest, FreedCachedComponentsLeaveNoListsBehind) {
@@ -269,16 +262,15 @@ TEST_F(ViewTest, CachedListsHoldTheirStateWhateverIsDrawnBeforeThem) {
   EXPECT_NE(Cached->ListId(), 0u);
 }
 
-TEST(RenderNodeTest, SetNodeAndSetNodeDirect) {
+// SetNodeDirect leaves the old node without joining the new one's list (node membership
+// itself is the node tests' model's).
+TEST(RenderNodeTest, SetNodeDirectLeavesTheListsAlone) {
   TComponent Form(nullptr);
   auto* A = new TLumNode(&Form);
   auto* B = new TLumNode(&Form);
   auto* P = new TProbe(&Form);
-  P->SetNode(A);
-  EXPECT_TRUE(P->Node() == A && A->IndexOf(P) == 0);
-  P->SetNode(B);  // leaves A
-  EXPECT_TRUE(A->GetCount() == 0 && B->IndexOf(P) == 0);
-  P->SetNodeDirect(A);  // leaves B without joining A's list
+  P->SetNode(B);
+  P->SetNodeDirect(A);
   EXPECT_TRUE(B->GetCount() == 0 && A->GetCount() == 0 && P->Node() == A);
   delete A;  // the dead node is no longer P's node
   EXPECT_EQ(P->Node(), nullptr);

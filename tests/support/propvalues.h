@@ -2,10 +2,13 @@
 // range: what the table tests set to see a change go through and come back.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <string>
 #include <variant>
 
+#include "lumox/host/classes.h"
 #include "lumox/host/proptable.h"
 
 namespace lumox::test {
@@ -41,6 +44,29 @@ inline TLumValue OtherValue(const TLumPropInfo* P, const TLumValue& Now, double 
       return std::string("Probe1");
     default:
       return Now;
+  }
+}
+
+// Every published value of A equals B's, owned objects compared the same way and
+// references by name and class; events and the read-only Active are left out.
+inline void ExpectSameValues(TPersistent* A, TPersistent* B, const std::string& Where) {
+  auto Ref = [](const TComponent* C) { return C ? C->Name() + ":" + C->ClassName() : "nil"; };
+  const TLumClassInfo* C = GetClassInfo(A);
+  ASSERT_EQ(C, GetClassInfo(B)) << Where;
+  for (const TLumPropInfo* P : C->Properties()) {
+    const std::string At = Where + "." + P->Name;
+    if (P->Kind == pkEvent || P->Name == "Active") continue;
+    if (P->Kind == pkObject) {
+      TPersistent *OA = P->GetObject(A), *OB = P->GetObject(B);
+      ASSERT_EQ(OA == nullptr, OB == nullptr) << At;
+      if (OA) ExpectSameValues(OA, OB, At);
+    } else if (P->Kind == pkComponent) {
+      EXPECT_EQ(Ref(std::get<TComponent*>(P->GetValue(A))),
+                Ref(std::get<TComponent*>(P->GetValue(B))))
+          << At;
+    } else {
+      EXPECT_EQ(P->GetValue(A), P->GetValue(B)) << At << ": " << P->FormatValue(P->GetValue(A));
+    }
   }
 }
 
