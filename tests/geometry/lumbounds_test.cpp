@@ -20,12 +20,9 @@ namespace {
 
 void ExpectBox(const TLumBounds& B, TLumMathVector Min, TLumMathVector Max, double Tol = 1e-6) {
   ASSERT_FALSE(B.Empty());
-  EXPECT_NEAR(B.Min.X, Min.X, Tol);
-  EXPECT_NEAR(B.Min.Y, Min.Y, Tol);
-  EXPECT_NEAR(B.Min.Z, Min.Z, Tol);
-  EXPECT_NEAR(B.Max.X, Max.X, Tol);
-  EXPECT_NEAR(B.Max.Y, Max.Y, Tol);
-  EXPECT_NEAR(B.Max.Z, Max.Z, Tol);
+  const double Got[6] = {B.Min.X, B.Min.Y, B.Min.Z, B.Max.X, B.Max.Y, B.Max.Z},
+               Want[6] = {Min.X, Min.Y, Min.Z, Max.X, Max.Y, Max.Z};
+  for (int K = 0; K < 6; ++K) EXPECT_NEAR(Got[K], Want[K], Tol) << "value " << K;
 }
 
 TEST(LumBoundsTest, LocalBoundsOfEveryGeometryClass) {
@@ -87,7 +84,8 @@ TEST(LumBoundsTest, WorldBoundsFollowNodesAndTransformationsAndSkipDisabledItems
   Inner->Transformation()->Translation()->SetValues(10, 0, 0);
   Root->Add(Inner);
   auto* Box = new TLumPointSet(&Form);  // the corners of a cube of side 1 about the origin
-  for (int i = 0; i < 8; ++i) Box->AddPoint(i & 1 ? 0.5 : -0.5, i & 2 ? 0.5 : -0.5, i & 4 ? 0.5 : -0.5);
+  for (int i = 0; i < 8; ++i)
+    Box->AddPoint(i & 1 ? 0.5 : -0.5, i & 2 ? 0.5 : -0.5, i & 4 ? 0.5 : -0.5);
   Box->Transformation()->Scale()->SetValues(2, 4, 6);
   Box->Transformation()->Rotation()->SetValues(0, 0, 90);  // scaled first, then turned
   Inner->Add(Box);

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
 #include <string>
 
 #include "support/glfixture.h"
@@ -13,10 +12,6 @@
 
 namespace lumox {
 namespace {
-
-void WriteFile(const std::string& Name, const std::string& Text) {
-  std::ofstream(Name, std::ios::binary) << Text;
-}
 
 TEST(PointSetTest, FirstColouredPointWhitensTheEarlierOnes) {
   TLumPointSet S(nullptr);
@@ -34,7 +29,8 @@ TEST(PointSetTest, FirstColouredPointWhitensTheEarlierOnes) {
 
 TEST(PointSetTest, LoadsPointFilesAndRejectsBadLinesWithoutLosingPoints) {
   test::TempDir Dir;
-  WriteFile(Dir.File("good.xyz"), "# a comment\n0 0 0\n\n1.5,2,3 255 0 127.5\r\n  -1\t-2\t-3\n");
+  test::WriteText(Dir.File("good.xyz"),
+                  "# a comment\n0 0 0\n\n1.5,2,3 255 0 127.5\r\n  -1\t-2\t-3\n");
   TLumPointSet S(nullptr);
   S.LoadFromFile(Dir.File("good.xyz"));
   ASSERT_EQ(S.PointCount(), 3);
@@ -48,7 +44,7 @@ TEST(PointSetTest, LoadsPointFilesAndRejectsBadLinesWithoutLosingPoints) {
                                                      {"1 2 3 4 5 300\n", "0..255"},
                                                      {"1 2 3 4\n", "line 1"}};
   for (const auto& [Text, Expected] : Bad) {
-    WriteFile(Dir.File("bad.xyz"), Text);
+    test::WriteText(Dir.File("bad.xyz"), Text);
     const std::string M = test::Thrown([&] { S.LoadFromFile(Dir.File("bad.xyz")); });
     EXPECT_NE(M.find(Expected), std::string::npos) << M;
     EXPECT_NE(M.find("bad.xyz"), std::string::npos) << M;

@@ -139,14 +139,11 @@ TEST(PrimitiveArrayTest, InvertReversesEachPrimitiveType) {
 TEST(PrimitiveArrayTest, InsertOverwritesDeleteAndAddMerge) {
   TLumPrimitiveArray A(GL_TRIANGLES);
   Fill(A, {0, 1, 2});
-  A.Insert(1, 9);  // overwrites, does not shift
-  EXPECT_EQ(A.Count(), 4);
-  EXPECT_EQ(A.Indices(0), 0u);
-  EXPECT_EQ(A.Indices(1), 9u);
-  EXPECT_EQ(A.Indices(2), 2u);
+  A.Insert(1, 9);   // overwrites, does not shift, and gains an undefined last entry
   A.Insert(99, 7);  // clamped to the end: an append
-  EXPECT_EQ(A.Indices(4), 7u);
-  EXPECT_EQ(A.Indices(500), 0u);
+  EXPECT_EQ((std::array{A.Count(), int32_t(A.Indices(0)), int32_t(A.Indices(1)),
+                        int32_t(A.Indices(2)), int32_t(A.Indices(4)), int32_t(A.Indices(500))}),
+            (std::array{5, 0, 9, 2, 7, 0}));
 
   TLumPrimitiveArray D(GL_POINTS);
   Fill(D, {0, 1, 2, 3, 4});

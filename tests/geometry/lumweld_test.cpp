@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "lumox/math/lumclass.h"
@@ -14,6 +15,8 @@
 
 namespace lumox {
 namespace {
+
+using TLists = std::vector<std::pair<int32_t, std::vector<uint32_t>>>;
 
 struct Brute {
   std::vector<int32_t> Rep, Counts, RepNonZero;
@@ -44,6 +47,20 @@ Brute Scan(const std::vector<double>& V, const std::vector<uint8_t>& F, uint8_t 
   return B;
 }
 
+// Welds V under Mask with and without the counts (the early-exit path): both as the scan.
+void ExpectWeldsAsTheScan(const std::vector<double>& V, const std::vector<uint8_t>& F,
+                          uint8_t Mask) {
+  const auto N = static_cast<int32_t>(F.size());
+  std::vector<int32_t> Rep, Counts, RepNonZero, Fast;
+  LumWeldPoints(V.data(), F.data(), N, Mask, tolerance, Rep, &Counts, &RepNonZero);
+  LumWeldPoints(V.data(), F.data(), N, Mask, tolerance, Fast);
+  const Brute B = Scan(V, F, Mask);
+  EXPECT_EQ(Rep, B.Rep);
+  EXPECT_EQ(Counts, B.Counts);
+  EXPECT_EQ(RepNonZero, B.RepNonZero);
+  EXPECT_EQ(Fast, B.Rep);
+}
+
 TEST(WeldTest, SpatialHashEqualsLinearScanOnRandomClusters) {
   std::mt19937 Rng(7);
   const double Tol = tolerance;
@@ -70,15 +87,9 @@ TEST(WeldTest, SpatialHashEqualsLinearScanOnRandomClusters) {
     if (Round % 8 == 5)
       for (size_t k = 0; k < V.size(); k += 3) V[k] += 123456.789, V[k + 1] -= 9.87e8;
     for (uint8_t Mask : {uint8_t{1}, uint8_t{2}}) {
-      std::vector<int32_t> Rep, Counts, RepNonZero;
-      LumWeldPoints(V.data(), F.data(), N, Mask, Tol, Rep, &Counts, &RepNonZero);
-      const Brute B = Scan(V, F, Mask);
-      ASSERT_EQ(Rep, B.Rep) << "round " << Round;
-      ASSERT_EQ(Counts, B.Counts) << "round " << Round;
-      ASSERT_EQ(RepNonZero, B.RepNonZero) << "round " << Round;
-      std::vector<int32_t> Fast;
-      LumWeldPoints(V.data(), F.data(), N, Mask, Tol, Fast);  // early-exit path
-      ASSERT_EQ(Fast, B.Rep);
+      SCOPED_TRACE("round " + std::to_string(Round));
+      ExpectWeldsAsTheScan(V, F, Mask);
+      if (HasFailure()) return;
     }
   }
 }
@@ -86,11 +97,9 @@ TEST(WeldTest, SpatialHashEqualsLinearScanOnRandomClusters) {
 TEST(WeldTest, NonFiniteAndHugePositionsWeldOnlyWhatTheScanWelds) {
   const double Inf = HUGE_VAL;
   std::vector<double> V = {Inf, 0, 0, Inf, 0, 0, 1e300, 0, 0, 1e300, 0, 0, std::nan(""), 0, 0};
-  std::vector<uint8_t> F(5, 1);
-  std::vector<int32_t> Rep;
-  LumWeldPoints(V.data(), F.data(), 5, 1, tolerance, Rep);
-  EXPECT_EQ(Rep, Scan(V, F, 1).Rep);
-  EXPECT_EQ(Rep, (std::vector<int32_t>{0, 1, 2, 2, 4}));
+  const std::vector<uint8_t> F(5, 1);
+  ExpectWeldsAsTheScan(V, F, 1);
+  EXPECT_EQ(Scan(V, F, 1).Rep, (std::vector<int32_t>{0, 1, 2, 2, 4}));
 }
 
 // Pairs closer than the tolerance by the last bits, and farther by the last bits, on
@@ -110,27 +119,16 @@ TEST(WeldTest, PairsAtTheToleranceOnCellBordersWeldAsTheScanSays) {
       }
     }
   }
-  const auto N = static_cast<int32_t>(V.size() / 3);
-  std::vector<uint8_t> F(static_cast<size_t>(N), 1);
-  std::vector<int32_t> Rep, Counts, RepNonZero;
-  LumWeldPoints(V.data(), F.data(), N, 1, Tol, Rep, &Counts, &RepNonZero);
-  const Brute B = Scan(V, F, 1);
-  EXPECT_EQ(Rep, B.Rep);
-  EXPECT_EQ(Counts, B.Counts);
-  EXPECT_EQ(RepNonZero, B.RepNonZero);
-  std::vector<int32_t> Fast;
-  LumWeldPoints(V.data(), F.data(), N, 1, Tol, Fast);
-  EXPECT_EQ(Fast, B.Rep);
+  ExpectWeldsAsTheScan(V, std::vector<uint8_t>(V.size() / 3, 1), 1);
 }
 
 // --- smooth normals --------------------------------------------------------------------------
 
 // The smoothing as the mesh object states it, written plainly: welding by the scan, one
 // vector sum and counter per vertex, the library's vector routines.
-std::vector<double> PlainNormals(
-    const std::vector<double>& V, int32_t Readable, const std::vector<uint8_t>& F,
-    const std::vector<std::pair<int32_t, std::vector<uint32_t>>>& Lists,
-    std::vector<double> Normals) {
+std::vector<double> PlainNormals(const std::vector<double>& V, int32_t Readable,
+                                 const std::vector<uint8_t>& F, const TLists& Lists,
+                                 std::vector<double> Normals) {
   const auto N = static_cast<int32_t>(F.size());
   const std::vector<int32_t> Rep = Scan(V, F, 1).Rep;
   std::vector<double> Sum(static_cast<size_t>(N) * 3, 0.0);
@@ -201,6 +199,18 @@ std::vector<double> PlainNormals(
   return Normals;
 }
 
+// LumSmoothNormals over Lists, starting from the normals Old.
+std::vector<double> Smoothed(const std::vector<double>& V, int32_t Readable,
+                             const std::vector<uint8_t>& F, const TLists& Lists,
+                             std::vector<double> Old) {
+  std::vector<TLumFaceList> Faces;
+  for (const auto& [Type, Idx] : Lists)
+    Faces.push_back({Type, Idx.data(), static_cast<int32_t>(Idx.size())});
+  LumSmoothNormals(V.data(), Readable, F.data(), static_cast<int32_t>(F.size()), Faces.data(),
+                   Faces.size(), tolerance, Old.data());
+  return Old;
+}
+
 // Bit patterns, so that -0 and +0, and NaNs, are told apart.
 std::vector<uint64_t> Bits(const std::vector<double>& D) {
   std::vector<uint64_t> B(D.size());
@@ -232,7 +242,7 @@ TEST(SmoothNormalsTest, EqualThePlainSmoothingBitForBit) {
     if (Round % 7 == 6) V[3 * (Rng() % N) + 1] = HUGE_VAL;
     std::vector<uint8_t> F(static_cast<size_t>(N));
     for (auto& f : F) f = static_cast<uint8_t>(Rng() % 4);
-    std::vector<std::pair<int32_t, std::vector<uint32_t>>> Lists;
+    TLists Lists;
     for (int l = 0; l < 5; ++l) {
       std::vector<uint32_t> Idx(Rng() % 40);
       // Mostly vertices in use, some past them, now and then past the positions too.
@@ -242,12 +252,9 @@ TEST(SmoothNormalsTest, EqualThePlainSmoothingBitForBit) {
     std::vector<double> Old(static_cast<size_t>(N) * 3);
     for (auto& o : Old) o = static_cast<double>(Rng() % 100);  // kept where nothing lands
     const auto Readable = static_cast<int32_t>(N + Rng() % 3);
-    std::vector<TLumFaceList> Faces;
-    for (const auto& [Type, Idx] : Lists)
-      Faces.push_back({Type, Idx.data(), static_cast<int32_t>(Idx.size())});
-    std::vector<double> Got = Old;
-    LumSmoothNormals(V.data(), Readable, F.data(), N, Faces.data(), Faces.size(), Tol, Got.data());
-    ASSERT_EQ(Bits(Got), Bits(PlainNormals(V, Readable, F, Lists, Old))) << "round " << Round;
+    ASSERT_EQ(Bits(Smoothed(V, Readable, F, Lists, Old)),
+              Bits(PlainNormals(V, Readable, F, Lists, Old)))
+        << "round " << Round;
   }
 }
 
@@ -258,12 +265,9 @@ TEST(SmoothNormalsTest, ChainsOfWeldsKeepTheNormalsOfVerticesNoFaceReaches) {
   const double T = tolerance;
   const std::vector<double> V = {0, 0, 0, 0.7 * T, 0, 0, 1.4 * T, 0, 0, 1, 0, 0, 0, 1, 0};
   const std::vector<uint8_t> F = {1, 1, 1, 1, 1};
-  const std::vector<std::pair<int32_t, std::vector<uint32_t>>> Lists = {{GL_TRIANGLES, {2, 3, 4}}};
+  const TLists Lists = {{GL_TRIANGLES, {2, 3, 4}}};
   const std::vector<double> Old = {5, 5, 5, 6, 6, 6, 7, 7, 7, 8, 8, 8, 9, 9, 9};
-  const std::vector<uint32_t> Idx = Lists[0].second;
-  const TLumFaceList Face{GL_TRIANGLES, Idx.data(), 3};
-  std::vector<double> Got = Old;
-  LumSmoothNormals(V.data(), 5, F.data(), 5, &Face, 1, T, Got.data());
+  const std::vector<double> Got = Smoothed(V, 5, F, Lists, Old);
   EXPECT_EQ(Bits(Got), Bits(PlainNormals(V, 5, F, Lists, Old)));
   EXPECT_EQ(Got[0], 5.0);  // a: nothing reached it nor b, its representative
   EXPECT_EQ(Got[3], 6.0);  // b: stands for c, but its own representative a got nothing
@@ -281,8 +285,8 @@ TEST(SmoothNormalsTest, RippledSheetOfQuadStripsEqualsThePlainSmoothing) {
       V.insert(V.end(), {X, Y, 0.05 * std::sin(20 * X) * std::cos(20 * Y)});
     }
   const int32_t N = Rows * Columns;
-  std::vector<uint8_t> F(static_cast<size_t>(N), 1);
-  std::vector<std::pair<int32_t, std::vector<uint32_t>>> Lists;
+  const std::vector<uint8_t> F(static_cast<size_t>(N), 1);
+  TLists Lists;
   for (int32_t k = 1; k < Rows; ++k) {
     std::vector<uint32_t> Idx;
     for (int32_t j = 0; j < Columns; ++j)
@@ -294,13 +298,8 @@ TEST(SmoothNormalsTest, RippledSheetOfQuadStripsEqualsThePlainSmoothing) {
   for (int32_t i = 0; i < Rows; ++i)
     for (int32_t j = 10; j < Columns; j += 10)
       V[3 * (i * Columns + j) + 0] = V[3 * (i * Columns + j - 1)];
-  std::vector<TLumFaceList> Faces;
-  for (const auto& [Type, Idx] : Lists)
-    Faces.push_back({Type, Idx.data(), static_cast<int32_t>(Idx.size())});
-  std::vector<double> Got(static_cast<size_t>(N) * 3, 0.0);
-  LumSmoothNormals(V.data(), N, F.data(), N, Faces.data(), Faces.size(), tolerance, Got.data());
-  EXPECT_EQ(Bits(Got), Bits(PlainNormals(V, N, F, Lists,
-                                         std::vector<double>(static_cast<size_t>(N) * 3, 0.0))));
+  const std::vector<double> Zero(static_cast<size_t>(N) * 3, 0.0);
+  EXPECT_EQ(Bits(Smoothed(V, N, F, Lists, Zero)), Bits(PlainNormals(V, N, F, Lists, Zero)));
 }
 
 }  // namespace

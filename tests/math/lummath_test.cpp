@@ -1,10 +1,10 @@
 // Vector routines.
+#include "lumox/math/lummath.h"
+
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cmath>
-
-#include "lumox/math/lummath.h"
 
 using namespace lumox;
 
@@ -12,10 +12,8 @@ static std::array<double, 3> Xyz(const TLumMathVector& V) { return {V.X, V.Y, V.
 
 TEST(LumMathTest, NormalFollowsP1MinusP2CrossP2MinusP3) {
   TLumMathVector N;
-  LumMathNormalVector({0, 0, 0}, {1, 0, 0}, {1, 1, 0}, false, N);
-  EXPECT_EQ(Xyz(N), (std::array{0.0, 0.0, 1.0}));
   LumMathNormalVector({0, 0, 0}, {2, 0, 0}, {2, 2, 0}, false, N);
-  EXPECT_DOUBLE_EQ(N.Z, 4);  // not normalised
+  EXPECT_EQ(Xyz(N), (std::array{0.0, 0.0, 4.0}));  // not normalised
   LumMathNormalVector({0, 0, 0}, {2, 0, 0}, {2, 2, 0}, true, N);
   EXPECT_DOUBLE_EQ(N.Z, 1);
 }
