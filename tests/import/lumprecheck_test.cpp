@@ -26,34 +26,34 @@ TEST(ModelPreCheckTest, PlyAndOffCountsBeyondTheFileSizeAreRefused) {
   const test::TempDir Dir;
   const std::string Face = "element face 1\nproperty list uchar int vertex_indices\nend_header\n";
   EXPECT_EQ(Refusal(Dir, "ok.ply", "ply\nformat ascii 1.0\n" + Vertex3 + Face + Triangle), "");
-  // A billion faces in a few hundred bytes: refused at once with the count.
-  const std::string Liar = "ply\nformat binary_little_endian 1.0\n" + Vertex3 +
-                           "element face 1000000000\nproperty list uchar int vertex_indices\n"
-                           "end_header\n" +
-                           std::string(60, '\0');
-  std::string M = Refusal(Dir, "liar.ply", Liar);
-  EXPECT_NE(M.find("declares 1000000000 face elements, more than the"), std::string::npos) << M;
-  // Counts that overflow any product, as text.
-  M = Refusal(Dir, "huge.ply",
-              "ply\nformat ascii 1.0\nelement vertex 18446744073709551615\nproperty float x\n"
-              "end_header\n0\n");
-  EXPECT_NE(M.find("declares 18446744073709551615 vertex elements"), std::string::npos) << M;
-  // An element without properties: its count alone must still fit the file.
-  M = Refusal(Dir, "bare.ply",
-              "ply\nformat binary_little_endian 1.0\nelement vertex 1000000000000000000\n"
-              "end_header\n");
-  EXPECT_NE(M.find("declares 1000000000000000000 vertex elements"), std::string::npos) << M;
-
-  // "end_header" only inside a word: the importer would search for it without end.
-  M = Refusal(Dir, "hang.ply",
-              test::ReadText(std::string(LUMOX_TEST_DATA) +
-                             "/fuzz-model/ply_end_header_inside_a_word_hangs.ply"));
-  EXPECT_NE(M.find("its header has no end_header line"), std::string::npos) << M;
-
   EXPECT_EQ(Refusal(Dir, "ok.off", "OFF\n3 1 0\n" + Triangle), "");
-  M = Refusal(Dir, "liar.off", "OFF\n# a comment\n3 2000000000 0\n" + Triangle);
-  EXPECT_NE(M.find("declares 3 vertices and 2000000000 faces, more than its"), std::string::npos)
-      << M;
+  const std::string Ply = "ply\nformat binary_little_endian 1.0\n";
+  const std::string Cases[][3] = {
+      // A billion faces in a few hundred bytes: refused at once with the count.
+      {"liar.ply",
+       Ply + Vertex3 + "element face 1000000000\nproperty list uchar int vertex_indices\n" +
+           "end_header\n" + std::string(60, '\0'),
+       "declares 1000000000 face elements, more than the"},
+      // Counts that overflow any product, as text.
+      {"huge.ply",
+       "ply\nformat ascii 1.0\nelement vertex 18446744073709551615\nproperty float x\n"
+       "end_header\n0\n",
+       "declares 18446744073709551615 vertex elements"},
+      // An element without properties: its count alone must still fit the file.
+      {"bare.ply", Ply + "element vertex 1000000000000000000\nend_header\n",
+       "declares 1000000000000000000 vertex elements"},
+      // "end_header" only inside a word: the importer would search for it without end.
+      {"hang.ply",
+       test::ReadText(std::string(LUMOX_TEST_DATA) +
+                      "/fuzz-model/ply_end_header_inside_a_word_hangs.ply"),
+       "its header has no end_header line"},
+      {"liar.off", "OFF\n# a comment\n3 2000000000 0\n" + Triangle,
+       "declares 3 vertices and 2000000000 faces, more than its"}};
+  std::string M;
+  for (const auto& [Name, Text, Said] : Cases) {
+    M = Refusal(Dir, Name, Text);
+    EXPECT_NE(M.find(Said), std::string::npos) << M;
+  }
   EXPECT_EQ(M.rfind("Cannot read the model file \"" + Dir.File("liar.off") + "\": ", 0), 0u);
 }
 

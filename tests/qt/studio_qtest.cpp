@@ -261,12 +261,9 @@ TEST(StudioTest, TreeOrdersComponentsAddsUndoablyAndSelectsWhatAPickHits) {
   EXPECT_EQ(Tree.Component(Tree.parent(Again)), Extra);
   EXPECT_EQ(Tree.Component(Tree.parent(Tree.index(3, 0, Tree.index(0, 0)))), S.Root);
 
-  // A click on the middle of the view hits the ball, which the tree finds in its node.
-  TComponent* Hit = LumPickComponent(S.View, 80, 60);
-  EXPECT_EQ(Hit, S.Ball);
-  const QModelIndex At = Tree.IndexOf(Hit);
+  // The tree finds the ball in its node (the window's test clicks on it).
+  const QModelIndex At = Tree.IndexOf(S.Ball);
   ASSERT_TRUE(At.isValid());
-  EXPECT_EQ(Tree.Component(At), S.Ball);
   EXPECT_EQ(Tree.Component(Tree.parent(At)), S.Root);
   EXPECT_EQ(LumPickComponent(S.View, 2, 2), nullptr);
 
