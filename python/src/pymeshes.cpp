@@ -103,34 +103,25 @@ py::object PrimitiveTypes() { return EnumType("TLumPrimitiveType", TLumPrimitive
 // On every mesh class; a part's table descends from TPersistent, not from the meshes'
 // so it gets them too.
 void RegisterPrimitive(const char* Class) {
-  AddMethod(
-      Class, "vertices", nullptr,
-      [](TLumPrimitiveObj& O) {
-        TLumPrimitivePoints* P = Built(O);
-        return Copy(P->Vertices(), P->Count(), 3);
-      },
-      "A copy of the vertex positions, (N, 3) float64 (the mesh is built first if needed).");
-  AddMethod(
-      Class, "normals", nullptr,
-      [](TLumPrimitiveObj& O) {
-        TLumPrimitivePoints* P = Built(O);
-        return Copy(P->Normals(), P->Count(), 3);
-      },
-      "A copy of the vertex normals, (N, 3) float64, or None when the mesh has none.");
-  AddMethod(
-      Class, "tex_coords", nullptr,
-      [](TLumPrimitiveObj& O) {
-        TLumPrimitivePoints* P = Built(O);
-        return Copy(P->TexCoords(), P->Count(), 3);
-      },
-      "A copy of the texture coordinates, (N, 3) float64, or None when the mesh has none.");
-  AddMethod(
-      Class, "colors", nullptr,
-      [](TLumPrimitiveObj& O) {
-        TLumPrimitivePoints* P = Built(O);
-        return Copy(P->Colors(), P->Count(), 4);
-      },
-      "A copy of the vertex colours, (N, 4) float32 RGBA 0..1, or None when the mesh has none.");
+  // The vertex arrays, each a copy (None where the mesh has none).
+  const struct {
+    const char* Name;
+    py::object (*Read)(TLumPrimitivePoints& P);
+    const char* Doc;
+  } Arrays[] = {
+      {"vertices", [](TLumPrimitivePoints& P) { return Copy(P.Vertices(), P.Count(), 3); },
+       "A copy of the vertex positions, (N, 3) float64 (the mesh is built first if needed)."},
+      {"normals", [](TLumPrimitivePoints& P) { return Copy(P.Normals(), P.Count(), 3); },
+       "A copy of the vertex normals, (N, 3) float64, or None when the mesh has none."},
+      {"tex_coords", [](TLumPrimitivePoints& P) { return Copy(P.TexCoords(), P.Count(), 3); },
+       "A copy of the texture coordinates, (N, 3) float64, or None when the mesh has none."},
+      {"colors", [](TLumPrimitivePoints& P) { return Copy(P.Colors(), P.Count(), 4); },
+       "A copy of the vertex colours, (N, 4) float32 RGBA 0..1, or None when the mesh has none."},
+  };
+  for (const auto& A : Arrays)
+    AddMethod(
+        Class, A.Name, nullptr, [Read = A.Read](TLumPrimitiveObj& O) { return Read(*Built(O)); },
+        A.Doc);
   AddMethod(
       Class, "index_lists", nullptr,
       [](TLumPrimitiveObj& O) {
