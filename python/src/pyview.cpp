@@ -162,20 +162,19 @@ void RegisterViewMethods() {
         return std::u32string(K ? 1 : 0, K);
       },
       py::arg("char"), "A character was typed; returns it as the handler left it.");
-  AddMethod(
-      "TLumView", "mouse_down", nullptr,
-      [](TLumView& V, int X, int Y, py::handle Button, py::handle Shift) {
-        V.MouseDown(ButtonFromPython(Button), ShiftFromPython(Shift), X, Y);
-      },
-      py::arg("x"), py::arg("y"), py::arg("button") = 0, py::arg("shift") = py::tuple(),
-      "A mouse button went down at (x, y).");
-  AddMethod(
-      "TLumView", "mouse_up", nullptr,
-      [](TLumView& V, int X, int Y, py::handle Button, py::handle Shift) {
-        V.MouseUp(ButtonFromPython(Button), ShiftFromPython(Shift), X, Y);
-      },
-      py::arg("x"), py::arg("y"), py::arg("button") = 0, py::arg("shift") = py::tuple(),
-      "A mouse button went up at (x, y).");
+  const struct {
+    const char* Name;
+    void (TLumView::*Call)(TMouseButton, TShiftState, int, int);
+    const char* Doc;
+  } Buttons[] = {{"mouse_down", &TLumView::MouseDown, "A mouse button went down at (x, y)."},
+                 {"mouse_up", &TLumView::MouseUp, "A mouse button went up at (x, y)."}};
+  for (const auto& B : Buttons)
+    AddMethod(
+        "TLumView", B.Name, nullptr,
+        [Call = B.Call](TLumView& V, int X, int Y, py::handle Button, py::handle Shift) {
+          (V.*Call)(ButtonFromPython(Button), ShiftFromPython(Shift), X, Y);
+        },
+        py::arg("x"), py::arg("y"), py::arg("button") = 0, py::arg("shift") = py::tuple(), B.Doc);
   AddMethod(
       "TLumView", "mouse_move", nullptr,
       [](TLumView& V, int X, int Y, py::handle Shift) {
