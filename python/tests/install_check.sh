@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the build tree into a scratch prefix and uses the Python package from there:
-# import, a frame, a pick, and stubs that match the installed module.
+# import, the package's documented example with a frame and a pick, and stubs that
+# match the installed module.
 #   install_check.sh BUILD_DIR PYTHON PACKAGE_DIR (relative to the prefix)
 set -euo pipefail
 BUILD="$1"
@@ -16,23 +17,21 @@ test -f "$PACKAGE/py.typed"
 # Nothing of the build tree on the paths: the extension finds the library by its run path.
 cd "$WORK"
 env -u LD_LIBRARY_PATH PYTHONPATH="$WORK/prefix/$SITE" PYTHONDONTWRITEBYTECODE=1 "$PYTHON" - "$WORK" <<'PY'
-import os, sys
+import sys, textwrap
 import lumox
 work = sys.argv[1]
 assert lumox.__file__.startswith(work), lumox.__file__
-with lumox.Owner() as form:
-    root = lumox.Node(form)
-    ball = lumox.Sphere(form, radius=0.5)
-    ball.color.rgb = (1, 0, 0)
-    root.add(ball)
-    view = lumox.View(form, width=40, height=30)
-    view.camera = lumox.PerspectiveCamera(form)
-    view.camera.transformation.translation.z = -3
-    view.on_render = lambda v: root.render(v)
-    image = view.image()
-    assert image.shape == (30, 40, 4), image.shape
-    assert image[15, 20, 0] > 100, image[15, 20]
-    assert view.pick(20, 15).object is ball
+# The package's own example (its indented block), with checks at the end of its with block.
+example = []
+for line in lumox.__doc__.split("::\n", 1)[1].splitlines():
+    if line and not line.startswith("    "):
+        break
+    example.append(line)
+exec(textwrap.dedent("\n".join(example)) + """
+    assert image.shape == (300, 400, 4), image.shape
+    assert image[150, 200, 0] > 100, image[150, 200]
+    assert view.pick(200, 150).object is ball
+""", {})
 print("installed lumox", lumox.__version__, "works")
 PY
 # The installed stubs are those of the installed module.
