@@ -110,6 +110,9 @@ class TLumNode : public TLumCustomNode {
   // When assigned, replaces the drawing of the items.
   TLumRenderEvent OnRender;
 
+  // The list operations below leave a cached node's display list as it is (only a change
+  // of an item clears it): after adding, removing or reordering items of a cached node,
+  // call ClearCache for the next frame to show the new list.
   // Returns the item's former index, or -1 when it was not in the list.
   int Remove(TLumRender* Item) override;
   // Returns the former Count; -1 for nullptr, which is not added.
