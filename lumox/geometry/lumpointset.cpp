@@ -248,6 +248,7 @@ void TLumPointSet::ReadValues(TLumExchange* Exchange) {
   TLumPrimitiveObj::ReadValues(Exchange);
   SetPointSize(Exchange->getvalueor("PointSize", FPointSize));
   FColoredOnLoad = Exchange->getvalueor("Colored", false);
+  SetColored(FColoredOnLoad);  // a set without points keeps its switch too
 }
 
 TObject* TLumPointSet::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
