@@ -174,6 +174,31 @@ std::vector<TRow> Rows() {
                      for (int I : Order(N, How, 7)) delete S->Items[static_cast<size_t>(I)];
                    });
                  }});
+  // One item referred to by N nodes, and N times by one node (an instanced mesh).
+  R.push_back({"one item in N nodes: add, remove, add, free it", "each node", [=](int N) {
+                 auto Form = std::make_shared<TComponent>(nullptr);
+                 auto Nodes = std::make_shared<std::vector<TLumNode*>>();
+                 for (int I = 0; I < N; ++I) Nodes->push_back(new TLumNode(Form.get()));
+                 return std::function<void()>([Form, Nodes] {
+                   auto* Item = new TItem(Form.get());
+                   for (TLumNode* Node : *Nodes) Node->AddIndirect(Item);
+                   for (TLumNode* Node : *Nodes) Node->Remove(Item);
+                   for (TLumNode* Node : *Nodes) Node->AddIndirect(Item);
+                   delete Item;
+                 });
+               }});
+  R.push_back({"one item N times in a node: add, remove, add, free", "each entry", [=](int N) {
+                 auto Form = std::make_shared<TComponent>(nullptr);
+                 auto* Node = new TLumNode(Form.get());
+                 return std::function<void()>([Form, Node, N] {
+                   auto* Item = new TItem(Form.get());
+                   for (int I = 0; I < N; ++I) Node->AddIndirect(Item);
+                   for (int I = 0; I < N; ++I) Node->Remove(Item);
+                   for (int I = 0; I < N; ++I) Node->AddIndirect(Item);
+                   delete Item;
+                   if (Node->GetCount() != 0) std::abort();
+                 });
+               }});
   R.push_back({"node: Clear", "newest first", [=](int N) {
                  auto S = Scene(N);
                  return std::function<void()>([S] { S->Node->Clear(); });

@@ -85,6 +85,8 @@ class TRankedList {
     EraseAt(Leaf, Offset);
     return true;
   }
+  // The first leaf, null for an empty list; leaves follow one another through Next.
+  TLeaf* FirstLeaf() const { return const_cast<TLeaf*>(First()); }
   // Fn(Entry) for every entry in order; Fn must not change the list.
   template <typename F>
   void ForEach(F&& Fn) const {

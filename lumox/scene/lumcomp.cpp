@@ -142,10 +142,75 @@ void TLumRender::SetNodeDirect(TLumCustomNode* NewNode) {
   LinkNode(NewNode);
 }
 
-bool TLumRender::HeldBy(const TLumCustomNode* Node) const {
-  for (size_t I = 0; I < HoldingCount(); ++I)
-    if (Holding(I).Node == Node) return true;
-  return false;
+bool TLumRender::AddHolding(TLumCustomNode* Node, TRankedList::TLeaf* Leaf) {
+  if (!FMoreHoldings) {
+    if (!FHolding.Node) {
+      FHolding = {Node, Leaf, 1};
+      return true;
+    }
+    if (FHolding.Node == Node && FHolding.Leaf == Leaf) {
+      ++FHolding.Count;
+      return false;
+    }
+    // A second leaf: from now on every place is kept in the tables.
+    FMoreHoldings = std::make_unique<TLumHoldings>();
+    FMoreHoldings->ByNode[FHolding.Node].push_back(FHolding);
+    FMoreHoldings->Slot[{FHolding.Node, FHolding.Leaf}] = 0;
+    FMoreHoldings->Places = FHolding.Count;
+    FHolding = {nullptr, nullptr, 0};
+  }
+  TLumHoldings& M = *FMoreHoldings;
+  std::vector<TLumHolding>& Of = M.ByNode[Node];
+  const bool First = Of.empty();
+  const auto [It, Inserted] = M.Slot.try_emplace({Node, Leaf}, uint32_t(Of.size()));
+  if (Inserted)
+    Of.push_back({Node, Leaf, 1});
+  else
+    ++Of[It->second].Count;
+  ++M.Places;
+  return First;
+}
+
+bool TLumRender::DropHolding(TLumCustomNode* Node, TRankedList::TLeaf* Leaf) {
+  if (!FMoreHoldings) {
+    if (FHolding.Node != Node || FHolding.Leaf != Leaf) return false;
+    if (--FHolding.Count > 0) return false;
+    FHolding = {nullptr, nullptr, 0};
+    return true;
+  }
+  TLumHoldings& M = *FMoreHoldings;
+  const auto It = M.Slot.find({Node, Leaf});
+  if (It == M.Slot.end()) return false;
+  const auto Of = M.ByNode.find(Node);
+  std::vector<TLumHolding>& V = Of->second;
+  --M.Places;
+  const uint32_t I = It->second;
+  if (--V[I].Count > 0) return false;
+  // The node's last record fills the gap.
+  M.Slot.erase(It);
+  if (I + 1 != V.size()) {
+    V[I] = V.back();
+    M.Slot[{Node, V[I].Leaf}] = I;
+  }
+  V.pop_back();
+  const bool NodeGone = V.empty();
+  if (NodeGone) M.ByNode.erase(Of);
+  if (M.Slot.size() <= 1) {  // one leaf left, or none: back to the single place
+    FHolding = M.Slot.empty() ? TLumHolding{nullptr, nullptr, 0} : M.ByNode.begin()->second[0];
+    FMoreHoldings.reset();
+  }
+  return NodeGone;
+}
+
+void TLumRender::MoveHolding(TLumCustomNode* Node, TRankedList::TLeaf* From,
+                             TRankedList::TLeaf* To) {
+  if (!FMoreHoldings && FHolding.Count == 1) {  // the usual case: the one entry moves
+    if (FHolding.Node == Node && FHolding.Leaf == From) FHolding.Leaf = To;
+    return;
+  }
+  // Added first, so that the node never seems to have let go of the item.
+  AddHolding(Node, To);
+  DropHolding(Node, From);
 }
 
 void TLumRender::LinkNode(TLumCustomNode* NewNode) {
@@ -432,41 +497,27 @@ void TLumCustomNode::CheckLink(const TLumRender* Item) const {
   while (!Pending.empty()) {
     const TLumCustomNode* N = Pending.back();
     Pending.pop_back();
-    for (size_t I = 0; I < N->HoldingCount(); ++I) {
-      const TLumCustomNode* H = N->Holding(I).Node;
+    auto Visit = [&](const TLumCustomNode* H) {
       if (H == Item) throw Exception("Can not create a link to myself.");
       if (Seen.insert(H).second) Pending.push_back(H);
+    };
+    if (!N->FMoreHoldings) {
+      if (N->FHolding.Node) Visit(N->FHolding.Node);
+    } else {
+      for (const auto& Held : N->FMoreHoldings->ByNode) Visit(Held.first);
     }
   }
 }
 
 void TLumCustomNode::Held(TLumRender* Item, TRankedList::TLeaf* From, TRankedList::TLeaf* To) {
-  TLumHolding& First = Item->FHolding;
-  auto& More = Item->FMoreHoldings;
   if (!From) {
-    if (!Item->HeldBy(this)) Item->FreeNotification(this);
-    (First.Node ? More.emplace_back() : First) = {this, To};
+    if (Item->AddHolding(this, To)) Item->FreeNotification(this);
     ++FHeldCount;
     return;
   }
-  // Places of one item in one leaf are alike: any of them stands for the entry.
-  auto Update = [&](TLumHolding& H, TLumHolding& Last) {
-    if (To) {
-      H.Leaf = To;
-      return;
-    }
-    H = Last;  // the last place fills the gap
-    if (More.empty())
-      First = {nullptr, nullptr};
-    else
-      More.pop_back();
-    --FHeldCount;
-    if (Item->Node() != this && !Item->HeldBy(this)) Item->RemoveFreeNotification(this);
-  };
-  TLumHolding& Last = More.empty() ? First : More.back();
-  if (First.Node == this && First.Leaf == From) return Update(First, Last);
-  for (size_t I = More.size(); I-- > 0;)
-    if (More[I].Node == this && More[I].Leaf == From) return Update(More[I], Last);
+  if (To) return Item->MoveHolding(this, From, To);
+  --FHeldCount;
+  if (Item->DropHolding(this, From) && Item->Node() != this) Item->RemoveFreeNotification(this);
 }
 
 // --- the published-property table ------------------------------------------------------

@@ -5,7 +5,10 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "lumox/host/classes.h"
@@ -130,10 +133,26 @@ class TLumTransformed : public TLumComponent {
   mutable TLumTransformation FTransformation;
 };
 
-// One place of a component in a node's list (see TLumCustomNode::Held).
+// The places of a component in one leaf of a node's list (see TLumCustomNode::Held):
+// its entries there are alike, so they are counted rather than listed.
 struct TLumHolding {
   TLumCustomNode* Node;
   TRankedList::TLeaf* Leaf;
+  uint32_t Count;
+};
+
+// The places of a component held in more than one leaf: each node's holdings, and where
+// each (node, leaf) stands among them, so that adding, moving and dropping a place and
+// asking for a node's places cost the same however many nodes hold the component.
+struct TLumHoldings {
+  struct TKeyHash {
+    size_t operator()(const std::pair<const TLumCustomNode*, const void*>& K) const {
+      return std::hash<const void*>()(K.first) * 31 + std::hash<const void*>()(K.second);
+    }
+  };
+  std::unordered_map<const TLumCustomNode*, std::vector<TLumHolding>> ByNode;
+  std::unordered_map<std::pair<const TLumCustomNode*, const void*>, uint32_t, TKeyHash> Slot;
+  size_t Places = 0;
 };
 
 class TLumRender : public TLumTransformed {
@@ -202,14 +221,31 @@ class TLumRender : public TLumTransformed {
   void RenderOutermost(TLumCustomView* aView, TLumTraversal& T);
   // Sets FNode, keeping the removal notification between component and node.
   void LinkNode(TLumCustomNode* NewNode);
-  // Each place in a node's list that holds this component, as an item or a reference:
-  // the node and the leaf of its list the entry is in. The first is kept here, the usual
-  // single place, so that finding it reads no other block; the others follow it.
-  TLumHolding FHolding{nullptr, nullptr};
-  std::vector<TLumHolding> FMoreHoldings;
-  size_t HoldingCount() const { return FHolding.Node ? 1 + FMoreHoldings.size() : 0; }
-  const TLumHolding& Holding(size_t I) const { return I == 0 ? FHolding : FMoreHoldings[I - 1]; }
-  bool HeldBy(const TLumCustomNode* Node) const;
+  // The places in nodes' lists that hold this component, as an item or a reference: the
+  // node and the leaf of its list the entries are in. The usual single leaf is kept here,
+  // so that finding it reads no other block; a component in more leaves keeps them all in
+  // FMoreHoldings instead (and FHolding is empty).
+  TLumHolding FHolding{nullptr, nullptr, 0};
+  std::unique_ptr<TLumHoldings> FMoreHoldings;
+  size_t PlaceCount() const { return FMoreHoldings ? FMoreHoldings->Places : FHolding.Count; }
+  bool HeldBy(const TLumCustomNode* Node) const {
+    return FMoreHoldings ? FMoreHoldings->ByNode.count(Node) != 0 : FHolding.Node == Node;
+  }
+  // How many leaves of Node's list hold the component, and whether Leaf does.
+  size_t LeavesIn(const TLumCustomNode* Node) const {
+    if (!FMoreHoldings) return FHolding.Node == Node ? 1 : 0;
+    const auto It = FMoreHoldings->ByNode.find(Node);
+    return It == FMoreHoldings->ByNode.end() ? 0 : It->second.size();
+  }
+  bool HeldIn(const TLumCustomNode* Node, const void* Leaf) const {
+    if (!FMoreHoldings) return FHolding.Node == Node && FHolding.Leaf == Leaf;
+    return FMoreHoldings->Slot.count({Node, Leaf}) != 0;
+  }
+  // Each returns whether Node held no place of the component before (Add) or holds none
+  // after (Drop).
+  bool AddHolding(TLumCustomNode* Node, TRankedList::TLeaf* Leaf);
+  bool DropHolding(TLumCustomNode* Node, TRankedList::TLeaf* Leaf);
+  void MoveHolding(TLumCustomNode* Node, TRankedList::TLeaf* From, TRankedList::TLeaf* To);
   bool FEnabled = true;
   TLumCustomView* FView = nullptr;
   uint32_t FListId = 0;
@@ -247,12 +283,25 @@ class TLumCustomNode : public TLumRender {
   // component's end and drops its entries, whatever else links the two.
   void Held(TLumRender* Item, TRankedList::TLeaf* From, TRankedList::TLeaf* To);
   // How many places Item has in nodes' lists.
-  static size_t PlacesOf(const TLumRender* Item) { return Item->HoldingCount(); }
-  // The places of Item in nodes' lists: Fn(Holding) for each, while Fn returns true.
+  static size_t PlacesOf(const TLumRender* Item) { return Item->PlaceCount(); }
+  static size_t LeavesOf(const TLumRender* Item, const TLumCustomNode* Node) {
+    return Item->LeavesIn(Node);
+  }
+  static bool HeldIn(const TLumRender* Item, const TLumCustomNode* Node, const void* Leaf) {
+    return Item->HeldIn(Node, Leaf);
+  }
+  // The leaves of this node's list that hold Item: Fn(Holding) for each, while Fn
+  // returns true (Fn may change the places only when it then returns false).
   template <typename F>
-  static void ForEachHolding(const TLumRender* Item, F&& Fn) {
-    for (size_t I = 0; I < Item->HoldingCount(); ++I)
-      if (!Fn(Item->Holding(I))) return;
+  void ForEachHolding(const TLumRender* Item, F&& Fn) const {
+    if (!Item->FMoreHoldings) {
+      if (Item->FHolding.Node == this) Fn(Item->FHolding);
+      return;
+    }
+    const auto It = Item->FMoreHoldings->ByNode.find(this);
+    if (It == Item->FMoreHoldings->ByNode.end()) return;
+    for (const TLumHolding& H : It->second)
+      if (!Fn(H)) return;
   }
 
  private:

@@ -251,9 +251,20 @@ int TLumNode::IndexOf(TLumRender* Item) const {
 
 bool TLumNode::FirstPlace(const TLumRender* Item, TPlace& First) const {
   First.Index = TRankedList::npos;
+  auto Match = [Item](uintptr_t E) { return ItemOf(E) == Item; };
+  // Held in many leaves (an item referred to many times): its first place is most often
+  // in one of the first leaves, which a walk from the front finds without working out
+  // where every one of its leaves starts; the walk goes no farther than that would cost.
+  if (const size_t Leaves = LeavesOf(Item, this); Leaves > 8) {
+    size_t Budget = Leaves;
+    for (TRankedList::TLeaf* L = FItems.FirstLeaf(); L && Budget-- > 0; L = L->Next)
+      if (HeldIn(Item, this, L))
+        if (const size_t Offset = TRankedList::OffsetIn(L, Match); Offset != TRankedList::npos) {
+          First = {L, Offset, FItems.IndexAt(L, Offset)};
+          return true;
+        }
+  }
   ForEachHolding(Item, [&](const TLumHolding& H) {
-    if (H.Node != this) return true;
-    auto Match = [Item](uintptr_t E) { return ItemOf(E) == Item; };
     // An item with one place has one entry: it may be looked for from either end.
     const size_t Offset = PlacesOf(Item) == 1 ? TRankedList::LastOffsetIn(H.Leaf, Match)
                                               : TRankedList::OffsetIn(H.Leaf, Match);
