@@ -139,15 +139,18 @@ TObject* TLumExchange::ReadPublishedChild(TPersistent* Obj, const TLumClassInfo*
 
 namespace {
 
-// The levels of Obj's class that publish under exchange names, outermost first.
+// The levels from C up that publish under exchange names, outermost first, while Fn
+// returns false; true when Fn stopped the walk.
+template <typename F>
+bool ForEachLevelFrom(const TLumClassInfo* C, F& Fn) {
+  if (!C) return false;
+  if (ForEachLevelFrom(C->Parent(), Fn)) return true;
+  return !C->ExchangeEntries().empty() && Fn(C);
+}
+
 template <typename F>
 void ForEachLevel(const TPersistent* Obj, F&& Fn) {
-  const TLumClassInfo* Levels[16];
-  int N = 0;
-  for (const TLumClassInfo* C = GetClassInfo(Obj); C && N < 16; C = C->Parent())
-    if (!C->ExchangeEntries().empty()) Levels[N++] = C;
-  while (N > 0)
-    if (Fn(Levels[--N])) return;
+  ForEachLevelFrom(GetClassInfo(Obj), Fn);
 }
 
 }  // namespace
