@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cfloat>
 #include <chrono>
 #include <climits>
 #include <cmath>
@@ -106,30 +107,28 @@ constexpr const char* OutOfMemory = "there is not enough memory to";
 constexpr char MeshMagic[8] = {'L', 'U', 'M', 'M', 'E', 'S', 'H', '1'};
 enum : uint8_t { mbNormals = 1, mbTexture = 2, mbColors = 4 };
 
-// The parts of the 3D objects under Root, in the order of the tree (each node's items in
-// turn, depth first): the child writes and the parent reads them in this order.
+// The parts of the 3D objects under Root, in the order LumWalkItems reaches them: the
+// child writes and the parent reads them in this order. References are passed over, so
+// that no part is written twice (the second time emptied by the first).
 std::vector<TLum3dPart*> TreeParts(TLumNode* Root) {
   std::vector<TLum3dPart*> Parts;
-  std::vector<std::pair<TLumNode*, int>> Stack{{Root, 0}};
-  while (!Stack.empty()) {
-    auto& [Node, Next] = Stack.back();
-    if (Next >= Node->GetCount()) {
-      Stack.pop_back();
-      continue;
-    }
-    TLumRender* Item = Node->GetItems(Next++);
+  LumWalkItems(Root, [&](TLumNode* Node, int Index, TLumRender* Item) {
+    if (Node->IsIndirect(Index)) return false;
     if (auto* Obj = dynamic_cast<TLum3dObj*>(Item))
       for (int32_t i = 0; i < Obj->PartCount(); ++i) Parts.push_back(Obj->Part(i));
-    else if (auto* Child = dynamic_cast<TLumNode*>(Item))
-      Stack.push_back({Child, 0});
-  }
+    return true;
+  });
   return Parts;
 }
 
-// Whether every value is a single exactly (as every value an importer gives is).
+// Whether every value is a single exactly (as every value an importer gives is); a value
+// beyond a single's range is not (and is not cast, which would be undefined).
 bool AllSingles(const double* V, size_t N) {
-  for (size_t i = 0; i < N; ++i)
-    if (static_cast<double>(static_cast<float>(V[i])) != V[i] && V[i] == V[i]) return false;
+  for (size_t i = 0; i < N; ++i) {
+    const double X = V[i];
+    if (X != X || std::isinf(X)) continue;
+    if (std::fabs(X) > FLT_MAX || static_cast<double>(static_cast<float>(X)) != X) return false;
+  }
   return true;
 }
 
