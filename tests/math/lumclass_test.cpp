@@ -307,12 +307,6 @@ TEST_P(TransformationMatrixTest, GetMatrixEqualsTheModelviewMatrixExecuteLeaves)
   ModelView(GL);
   const TLumMathMatrix M = T.GetMatrix();
   for (int K = 0; K < 16; ++K) EXPECT_NEAR(M.M[K], GL[K], 1e-5) << "value " << K;
-  // A part left empty is skipped alike, and a point lands where OpenGL puts it.
-  T.Translation()->SetValues(0, 0, 0);
-  glLoadIdentity();
-  T.Execute();
-  const TLumMathVector P = LumMathMatrixTransform(T.GetMatrix(), {0.5, -1, 2});
-  ExpectNear(P, Moved({0.5, -1, 2}), TLumTransformationOrderStr[Order]);
 }
 
 INSTANTIATE_TEST_SUITE_P(AllOrders, TransformationMatrixTest,
