@@ -63,7 +63,6 @@ TEST(Mesh3dTest, PartsFilledLikeAnImporterGiveClosedMeshes) {
 }
 
 TEST(Mesh3dExchangeTest, PartsArraysAndMaterialsRoundTrip) {
-  if (!GetRenderClass("TLum3dObj")) RegisterLum3dobjClasses();
   test::TempDir Dir;
   TComponent Form(nullptr);
   auto* O = new TLum3dObj(&Form);

@@ -54,7 +54,6 @@ TEST(PointSetTest, LoadsPointFilesAndRejectsBadLinesWithoutLosingPoints) {
 }
 
 TEST(PointSetExchangeTest, PointsColoursAndSettingsRoundTrip) {
-  if (!GetRenderClass("TLumPointSet")) RegisterLumpointsetClasses();
   test::TempDir Dir;
   TComponent Form(nullptr);
   auto* S = new TLumPointSet(&Form);

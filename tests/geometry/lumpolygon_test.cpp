@@ -109,7 +109,6 @@ TEST(PolygonMeshTest, ConcaveHoledAndSelfTouchingSolids) {
 }
 
 TEST(PolygonExchangeTest, EveryPropertyRoundTrips) {
-  if (!GetRenderClass("TLumPolygon")) RegisterLumpolygonClasses();
   test::TempDir Dir;
   TComponent Form(nullptr);
   auto* P = new TLumPolygon(&Form);

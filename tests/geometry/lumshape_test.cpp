@@ -311,44 +311,6 @@ TEST(ShapeTextureTest, SphereAndCylinderSubtractTheShiftsTheTorusAddsThem) {
   EXPECT_NEAR(test::Vertex(T, 7).Y, 0.8, 1e-12);
 }
 
-// --- exchange ----------------------------------------------------
-
-void EnsureRegistered() {
-  if (!GetRenderClass("TLumSphere")) RegisterLumshapeClasses();
-}
-
-// Saves every shape with parameters away from their defaults, loads the file into a node
-// and saves what was loaded: both files must say the same, with and without default
-// values, under the attribute names the files use.
-TEST(ShapeExchangeTest, EveryShapeRoundTripsItsParameters) {
-  EnsureRegistered();
-  test::TempDir Dir;
-  TComponent Form(nullptr);
-  auto* S = new TLumSphere(&Form);
-  S->SetStacks(7);
-  S->SetMode(smRegular);  // the counts off its grid survive the round trip
-  S->SetRadius(2.5);
-  auto* C = new TLumCylinder(&Form);
-  C->SetBaseRadius(2), C->SetTopRadius(0), C->SetHeight(0), C->SetClosed(true), C->SetSlices(3);
-  auto* D = new TLumDisc(&Form);
-  D->SetInnerRadius(0.5), D->SetStartAngle(30.25), D->SetSweepAngle(0), D->SetStacks(5);
-  auto* T = new TLumTorus(&Form);
-  T->SetRadius(0), T->SetThickness(0.35);
-  auto* B = new TLumBox(&Form);
-  B->SetHeight(0), B->SetDepth(0.5f), B->SetFaces({bfLeft, bfFront}), B->SetDetail(2, 4);
-  test::ExpectRoundTrip(S, &Form, Dir, {"Mode=\"smRegular\"", "Stacks=\"7\"", "Radius=\"2.5\""});
-  test::ExpectRoundTrip(
-      C, &Form, Dir,
-      {"BaseRadius=\"2\"", "TopRadius=\"0\"", "Height=\"0\"", "Closed=", "Slices=\"3\""});
-  test::ExpectRoundTrip(
-      D, &Form, Dir,
-      {"InnerRadius=\"0.5\"", "StartAngle=\"30.25\"", "SweepAngle=\"0\"", "Stacks=\"5\""});
-  test::ExpectRoundTrip(T, &Form, Dir, {"Radius=\"0\"", "Thickness=\"0.35\""});
-  test::ExpectRoundTrip(
-      B, &Form, Dir,
-      {"Height=\"0\"", "Depth=\"0.5\"", "Faces=\"bfFront,bfLeft\"", "DetailZ=\"4\""});
-}
-
 // --- lit pixels -----------------------------------------------------------------------
 
 class ShapeViewTest : public test::ViewTest {
