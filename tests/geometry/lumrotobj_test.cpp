@@ -95,7 +95,6 @@ TEST(RotObjTest, ClosedProfileWrapsAlongTheCurve) {
 
 // The overdraw of the function objects goes to files in lower case.
 TEST(RotObjExchangeTest, OverDrawRoundTripsUnderItsFileName) {
-  EXPECT_THROW(RegisterLumrotobjClasses(), Exception);  // registered once, with the library
   test::TempDir Dir;
   TComponent Form(nullptr);
   auto* R = new TLumRotObj(&Form);

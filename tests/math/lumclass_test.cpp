@@ -48,10 +48,6 @@ TEST(LumVectorTest, DirectionIgnoresValuesOutsideUnitRange) {
   const float Kept = D.Z();
   D.SetZ(-1.0f);
   EXPECT_EQ((std::array{Kept, D.Z()}), (std::array{1.0f, -1.0f}));
-  TLumNormal N;
-  N.SetValues(3, 0, 4);
-  N.Normalize();
-  EXPECT_TRUE(std::abs(N.X() - 0.6f) < 1e-6f && std::abs(N.Z() - 0.8f) < 1e-6f) << N.X();
 }
 
 TEST(LumVectorTest, AssignKeepsHookButColorAssignTakesTheSourcesHook) {
