@@ -172,21 +172,15 @@ TEST(LumTransformationTest, EmptinessAndAssignLeavesOrder) {
 
 class LumTransformGLTest : public GLTest {};
 
-static void ExpectModelView(const double (&Expected)[16]) {
-  double M[16];
-  glGetDoublev(GL_MODELVIEW_MATRIX, M);
-  for (int K = 0; K < 16; ++K) EXPECT_NEAR(M[K], Expected[K], 1e-5) << "value " << K;
-}
-
 TEST_F(LumTransformGLTest, EmptyPartsEmitNothingAndProductsApplyRightToLeft) {
   TLumTransformation T;
   glTranslatef(5, 0, 0);
-  double Before[16];
+  double Before[16], After[16];
   ModelView(Before);
   T.Execute();
-  ExpectModelView(Before);
-  const TLumMathMatrix M = T.GetMatrix();  // and its matrix is the identity
-  for (int K = 0; K < 16; ++K) EXPECT_EQ(M.M[K], IDENTITYMATRIX.M[K]);
+  ModelView(After);
+  EXPECT_EQ(std::to_array(After), std::to_array(Before));
+  EXPECT_EQ(std::to_array(T.GetMatrix().M), std::to_array(IDENTITYMATRIX.M));  // the identity
   // A product is applied right to left: B first, then A.
   TLumTranslation A;
   A.SetValues(1, 0, 0);
