@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -44,8 +45,7 @@ TEST(PolygonMeshTest, SquareCountsFlatAndExtruded) {
   EXPECT_EQ(NormalsAgainstWinding(P), 0);
   // Texture coordinates span the bounding box.
   const TLumMathVector T2 = P.Points()->GetVector(2, 2);
-  EXPECT_DOUBLE_EQ(T2.X, 1.0);
-  EXPECT_DOUBLE_EQ(T2.Y, 1.0);
+  EXPECT_EQ((std::array{T2.X, T2.Y}), (std::array{1.0, 1.0}));
 
   P.SetDepth(0.5);
   P.Init();

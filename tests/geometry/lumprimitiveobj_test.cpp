@@ -89,9 +89,8 @@ TEST(PrimitiveObjTest, TextureModesMapPositions) {
     F->SetMode(C.Mode);
     M->CalcTexture();
     const TLumMathVector T = M->Points()->GetVector(0, 2);
-    EXPECT_DOUBLE_EQ(T.X, C.S) << TLumTextureModeStr[C.Mode];
-    EXPECT_DOUBLE_EQ(T.Y, C.T) << TLumTextureModeStr[C.Mode];
-    EXPECT_DOUBLE_EQ(T.Z, 0.0) << TLumTextureModeStr[C.Mode];
+    EXPECT_EQ((std::array{T.X, T.Y, T.Z}), (std::array{C.S, C.T, 0.0}))
+        << TLumTextureModeStr[C.Mode];
   }
 }
 

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <numbers>
 #include <string>
@@ -54,8 +55,7 @@ TEST(TubeMeshTest, StraightTubeCountsAndVolume) {
   EXPECT_NEAR(SignedVolume(T), 2 * 0.25 * 2, 1e-12);  // a square of side r * sqrt 2
   // Texture s runs around, t along.
   const TLumMathVector Tx = T.Points()->GetVector(5 + 2, 2);
-  EXPECT_DOUBLE_EQ(Tx.X, 0.5);
-  EXPECT_DOUBLE_EQ(Tx.Y, 1.0);
+  EXPECT_EQ((std::array{Tx.X, Tx.Y}), (std::array{0.5, 1.0}));
   T.SetSegments(2);
   EXPECT_EQ(T.Segments(), 3);
 
