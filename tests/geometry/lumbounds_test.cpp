@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "lumox/geometry/lum3dobj.h"
 #include "lumox/geometry/lumgeom.h"
 #include "lumox/geometry/lumpointset.h"
@@ -151,11 +153,9 @@ TEST(LumBoundsTest, CountsTrianglesLinesAndPointsOfEveryKindOfList) {
   Obj->Part(1)->SetVisible(false);
   Root->Add(Obj);
   const TLumMeshCounts C = LumCountMeshes(Root);
-  EXPECT_EQ(C.Objects, 3);
-  EXPECT_EQ(C.Triangles, 12 + 4 + 4);
-  EXPECT_EQ(C.Lines, 3);
-  EXPECT_EQ(C.Points, 7 + 2);
-  EXPECT_EQ(C.Vertices, 24 + 7 + 6);
+  // Objects, triangles, lines, points and vertices.
+  EXPECT_EQ((std::array<int64_t, 5>{C.Objects, C.Triangles, C.Lines, C.Points, C.Vertices}),
+            (std::array<int64_t, 5>{3, 12 + 4 + 4, 3, 7 + 2, 24 + 7 + 6}));
 }
 
 }  // namespace
