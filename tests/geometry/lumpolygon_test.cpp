@@ -131,17 +131,15 @@ TEST_F(PolygonViewTest, ConcaveAndHoledPolygonsFillOnlyTheirArea) {
   View->OnRender = [P](TLumView* V) { P->Render(V); };
   AddU(*P);
   TBitmap B = Snapshot();
-  EXPECT_EQ(RGB(B, 40, 19) & 0xFF, 0u);     // inside the notch
-  EXPECT_EQ(RGB(B, 62, 19) & 0xFF, 0xFFu);  // the right arm
-  EXPECT_EQ(RGB(B, 18, 19) & 0xFF, 0xFFu);  // the left arm
-  EXPECT_EQ(RGB(B, 40, 44) & 0xFF, 0xFFu);  // the bottom bar
+  auto Red = [&B](int X, int Y) { return RGB(B, X, Y) & 0xFF; };
+  // Inside the notch, the right and the left arm, the bottom bar.
+  EXPECT_EQ((std::array{Red(40, 19), Red(62, 19), Red(18, 19), Red(40, 44)}),
+            (std::array{0u, 0xFFu, 0xFFu, 0xFFu}));
 
   P->ClearContours();
   AddRect(*P, -0.7, -0.7, 0.7, 0.7, 0), AddRect(*P, -0.3, -0.3, 0.3, 0.3, 1);
   B = Snapshot();
-  EXPECT_EQ(RGB(B, 40, 30) & 0xFF, 0u);  // the hole
-  EXPECT_EQ(RGB(B, 58, 30) & 0xFF, 0xFFu);
-  EXPECT_EQ(RGB(B, 40, 12) & 0xFF, 0xFFu);
+  EXPECT_EQ((std::array{Red(40, 30), Red(58, 30), Red(40, 12)}), (std::array{0u, 0xFFu, 0xFFu}));
 }
 
 }  // namespace

@@ -109,11 +109,10 @@ TEST(PrimitiveObjTest, ReliefLiftsAFlatGridByGreyValue) {
   const int32_t b = P->Add({9, 0, 9}, {0, 1, 0}, {0.0, 0.5, 0});
   P->SetFlag(a, 1, true), P->SetFlag(b, 1, true);
   R->SetReliefBitmap(&B, 2.0f, 1.0f, 1.0f);
-  EXPECT_DOUBLE_EQ(P->GetVector(0, 0).Y, 0.0);          // s = 0: black
-  EXPECT_DOUBLE_EQ(P->GetVector(3, 0).Y, 2.0 * White);  // s = 0.75: white
-  EXPECT_DOUBLE_EQ(P->GetVector(4, 0).Y, 0.0);          // s = 1 wraps to column 0
-  EXPECT_DOUBLE_EQ(P->GetVector(a, 0).Y, White);        // mean of white and black
-  EXPECT_DOUBLE_EQ(P->GetVector(b, 0).Y, White);
+  auto Y = [P](int32_t v) { return P->GetVector(v, 0).Y; };
+  // s = 0 is black, s = 0.75 white, s = 1 wraps to column 0; a and b share the mean.
+  EXPECT_EQ((std::array{Y(0), Y(3), Y(4), Y(a), Y(b)}),
+            (std::array{0.0, 2.0 * White, 0.0, White, White}));
   TBitmap Empty;
   EXPECT_THROW(R->SetReliefBitmap(&Empty, 1, 1, 1), Exception);
 }
