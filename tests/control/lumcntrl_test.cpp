@@ -10,6 +10,7 @@
 
 #include "lumox/view/lumcam.h"
 #include "lumox/view/lumview.h"
+#include "support/propvalues.h"
 
 using namespace lumox;
 
@@ -198,38 +199,33 @@ TEST(MouseControllerTest, ViewingDirection) {
 // from any controller; the car and the person take the eye height through its setter.
 TEST(ControllerAssignTest, CopiesOwnSettingsAndTheControlledObject) {
   Rig<TLumCarController> Car, CarCopy;
+  // A reverse speed first, so that the current speed may be below zero.
   Car.Ctl->SetMaxSpeed(2), Car.Ctl->SetReverseSpeed(-1), Car.Ctl->SetCurrentSpeed(-0.5f);
   Car.Ctl->SetAcceleration(0.3f), Car.Ctl->SetBraking(0.4f), Car.Ctl->SetTurnAngle(5);
   Car.Ctl->SetEyeHeight(1.25f);
   CarCopy.Ctl->Assign(Car.Ctl);
-  TLumCarController* C = CarCopy.Ctl;
-  EXPECT_EQ(C->Controlled(), Car.Cam);
-  EXPECT_EQ((std::vector<float>{C->MaxSpeed(), C->ReverseSpeed(), C->CurrentSpeed(),
-                                C->Acceleration(), C->Braking(), C->TurnAngle()}),
-            (std::vector<float>{2, -1, -0.5f, 0.3f, 0.4f, 5}));
-  EXPECT_EQ(Car.Cam->Transformation()->Translation()->Y(), 1.25f);
+  EXPECT_EQ(CarCopy.Ctl->Controlled(), Car.Cam);
+  test::ExpectSameValues(Car.Ctl, CarCopy.Ctl, "car");
   // CarCopy's own camera got the eye height before the controlled object changed.
   EXPECT_EQ(CarCopy.Cam->Transformation()->Translation()->Y(), 1.25f);
 
   Rig<TLumPersonController> Person, PersonCopy;
   Person.Ctl->SetStepLength(0.5f), Person.Ctl->SetTurnAngle(3), Person.Ctl->SetEyeHeight(1.7f);
   PersonCopy.Ctl->Assign(Person.Ctl);
-  EXPECT_TRUE(PersonCopy.Ctl->StepLength() == 0.5f && PersonCopy.Ctl->TurnAngle() == 3.0f);
+  test::ExpectSameValues(Person.Ctl, PersonCopy.Ctl, "person");
   EXPECT_EQ(PersonCopy.Cam->Transformation()->Translation()->Y(), 1.7f);
 
   Rig<TLumMouseController> Mouse, MouseCopy;
   Mouse.Ctl->SetTurnSensitivity(9), Mouse.Ctl->SetMoveSensitivity(11);
   Mouse.Ctl->SetCntrlFlags({teMoveZ}), Mouse.Ctl->SetSwitchButtons(true);
   MouseCopy.Ctl->Assign(Mouse.Ctl);
-  EXPECT_TRUE(MouseCopy.Ctl->TurnSensitivity() == 9 && MouseCopy.Ctl->MoveSensitivity() == 11 &&
-              MouseCopy.Ctl->CntrlFlags() == TLumCntrlFlags{teMoveZ} &&
-              MouseCopy.Ctl->SwitchButtons());
+  test::ExpectSameValues(Mouse.Ctl, MouseCopy.Ctl, "mouse");
 
   Rig<TLumPresentationController> Show, ShowCopy;
   Show.Ctl->SetTurnAngle(2), Show.Ctl->SetDistanceStep(0.5f), Show.Ctl->SetMode(pmRight);
   ShowCopy.Ctl->Assign(Show.Ctl);
-  EXPECT_TRUE(ShowCopy.Ctl->TurnAngle() == 2 && ShowCopy.Ctl->DistanceStep() == 0.5f &&
-              ShowCopy.Ctl->Mode() == pmRight && ShowCopy.Ctl->Controlled() == Show.Cam);
+  test::ExpectSameValues(Show.Ctl, ShowCopy.Ctl, "presentation");
+  EXPECT_EQ(ShowCopy.Ctl->Controlled(), Show.Cam);
 
   // From a controller of another class only what is controlled is copied.
   Rig<TLumPersonController> Other;

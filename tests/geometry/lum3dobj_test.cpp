@@ -63,7 +63,6 @@ TEST(Mesh3dTest, PartsFilledLikeAnImporterGiveClosedMeshes) {
 }
 
 TEST(Mesh3dExchangeTest, PartsArraysAndMaterialsRoundTrip) {
-  if (!GetRenderClass("TLum3dObj")) RegisterLum3dobjClasses();
   test::TempDir Dir;
   TComponent Form(nullptr);
   auto* O = new TLum3dObj(&Form);
@@ -78,18 +77,12 @@ TEST(Mesh3dExchangeTest, PartsArraysAndMaterialsRoundTrip) {
   const uint32_t I[3] = {0, 1, 2};
   Tri->GetPrimitive(Tri->AddIndices(GL_TRIANGLE_FAN, I, 3))->SetVisible(false);
   Tri->SetVisible(false);
-  auto* L = test::ExpectRoundTrip(
+  test::ExpectRoundTrip(
       O, &Form, Dir,
-      {"MaxVertices=\"1000\"", "Name=\"cube\"", "<Vertex P=\"0.5,0,0\"/>", "Type=\"GL_QUADS\"",
-       "Values=\"0 2 3 1 4", "Arrays=\"daVertex,daNormal,daColor\"", "C=\"0,0.5,0,1\"",
+      {"MaxVertices=\"1000\"", "Name=\"cube\"", "Name=\"tri\" Visible=\"false\"",
+       "<Vertex P=\"0.5,0,0\"/>", "Type=\"GL_QUADS\"", "Values=\"0 2 3 1 4", "Shininess=\"30\"",
+       "Arrays=\"daVertex,daNormal,daColor\"", "C=\"0,0.5,0,1\"", "C=\"0,0,1,0.25\"",
        "Type=\"GL_TRIANGLE_FAN\" Visible=\"false\""});
-  ASSERT_NE(L, nullptr);
-  ASSERT_EQ(L->PartCount(), 2);
-  ASSERT_NE(L->Part(0)->PartMaterial(), nullptr);
-  const TLumMaterial* M = L->Part(0)->PartMaterial();
-  EXPECT_TRUE(M->ColorDiffuse()->Color() == 0x00FF8040u && M->Shininess() == 30);
-  EXPECT_FALSE(L->Part(1)->Visible());
-  EXPECT_EQ(L->Part(1)->Points()->GetValues(2, 3, 3), 0.25);
   test::ExpectAssignCopies(O, Dir);
 }
 
@@ -127,8 +120,7 @@ TEST_F(Mesh3dViewTest, VisiblePartsDrawInTheirVertexColours) {
             (std::array{0x0000FFu, 0x00FF00u, 0u}));
   O->Part(1)->SetVisible(false);
   B = Snapshot();
-  EXPECT_EQ(RGB(B, 54, 30), 0u);
-  EXPECT_EQ(RGB(B, 25, 30), 0x0000FFu);
+  EXPECT_EQ((std::array{RGB(B, 25, 30), RGB(B, 54, 30)}), (std::array{0x0000FFu, 0u}));
 }
 
 }  // namespace

@@ -220,9 +220,7 @@ TEST_P(ClosedShapeTest, IsClosedFacesOutwardAndNormalsAgree) {
   O->Init();
   EXPECT_EQ(OpenEdgeCount(*O), 0);
   EXPECT_EQ(NormalsAgainstWinding(*O), 0);
-  const double V = SignedVolume(*O);
-  EXPECT_GT(V, 0);
-  EXPECT_NEAR(V, GetParam().Volume, GetParam().Volume * GetParam().Tolerance);
+  EXPECT_NEAR(SignedVolume(*O), GetParam().Volume, GetParam().Volume * GetParam().Tolerance);
   // Smoothing keeps every normal on the outer side of its faces.
   O->CalcNormals();
   EXPECT_EQ(NormalsAgainstWinding(*O, true), 0);
@@ -246,16 +244,12 @@ INSTANTIATE_TEST_SUITE_P(
                       ClosedCase{"DetailedBox", kBox, 1, 1, 1, 2, 3, 1.0, 1e-9}),
     [](const ::testing::TestParamInfo<ClosedCase>& I) { return std::string(I.param.Name); });
 
-TEST(ShapeFacingTest, DiscAndOpenCylinderFaceOutward) {
+TEST(ShapeFacingTest, APartialAnnulusFacesUp) {
   TLumDisc D(nullptr);
   D.SetInnerRadius(0.5), D.SetStartAngle(30), D.SetSweepAngle(200);
   D.Init();
   EXPECT_EQ(NormalsAgainstWinding(D), 0);
   for (const auto& T : test::MeshTriangles(D)) EXPECT_GT(test::FaceNormal(D, T).Z, 0);
-  TLumCylinder C(nullptr);
-  C.Init();
-  EXPECT_EQ(NormalsAgainstWinding(C), 0);
-  EXPECT_GT(OpenEdgeCount(C), 0);
 }
 
 // Seams and poles weld under smoothing: without the flags a seam vertex keeps the normal
@@ -313,44 +307,6 @@ TEST(ShapeTextureTest, SphereAndCylinderSubtractTheShiftsTheTorusAddsThem) {
   T.Init();
   ExpectTex(T, 7, 0.25 * 2 + 0.5, 0.5 * 3 + 0.25);  // i = 1, j = 2: inner side on +Y
   EXPECT_NEAR(test::Vertex(T, 7).Y, 0.8, 1e-12);
-}
-
-// --- exchange ----------------------------------------------------
-
-void EnsureRegistered() {
-  if (!GetRenderClass("TLumSphere")) RegisterLumshapeClasses();
-}
-
-// Saves every shape with parameters away from their defaults, loads the file into a node
-// and saves what was loaded: both files must say the same, with and without default
-// values, under the attribute names the files use.
-TEST(ShapeExchangeTest, EveryShapeRoundTripsItsParameters) {
-  EnsureRegistered();
-  test::TempDir Dir;
-  TComponent Form(nullptr);
-  auto* S = new TLumSphere(&Form);
-  S->SetStacks(7);
-  S->SetMode(smRegular);  // the counts off its grid survive the round trip
-  S->SetRadius(2.5);
-  auto* C = new TLumCylinder(&Form);
-  C->SetBaseRadius(2), C->SetTopRadius(0), C->SetHeight(0), C->SetClosed(true), C->SetSlices(3);
-  auto* D = new TLumDisc(&Form);
-  D->SetInnerRadius(0.5), D->SetStartAngle(30.25), D->SetSweepAngle(0), D->SetStacks(5);
-  auto* T = new TLumTorus(&Form);
-  T->SetRadius(0), T->SetThickness(0.35);
-  auto* B = new TLumBox(&Form);
-  B->SetHeight(0), B->SetDepth(0.5f), B->SetFaces({bfLeft, bfFront}), B->SetDetail(2, 4);
-  test::ExpectRoundTrip(S, &Form, Dir, {"Mode=\"smRegular\"", "Stacks=\"7\"", "Radius=\"2.5\""});
-  test::ExpectRoundTrip(
-      C, &Form, Dir,
-      {"BaseRadius=\"2\"", "TopRadius=\"0\"", "Height=\"0\"", "Closed=", "Slices=\"3\""});
-  test::ExpectRoundTrip(
-      D, &Form, Dir,
-      {"InnerRadius=\"0.5\"", "StartAngle=\"30.25\"", "SweepAngle=\"0\"", "Stacks=\"5\""});
-  test::ExpectRoundTrip(T, &Form, Dir, {"Radius=\"0\"", "Thickness=\"0.35\""});
-  test::ExpectRoundTrip(
-      B, &Form, Dir,
-      {"Height=\"0\"", "Depth=\"0.5\"", "Faces=\"bfFront,bfLeft\"", "DetailZ=\"4\""});
 }
 
 // --- lit pixels -----------------------------------------------------------------------
