@@ -657,12 +657,26 @@ void TLumExchange::WriteBuffer() {
   const std::string& Out = FParser->Stream();
   const std::string Temp = WriteTemporaryBeside(FFileName, Out.data(), Out.size());
   // Side files that did not exist go again when the scene file cannot take its place, so
-  // that a failed save leaves no file of its own behind.
+  // that a failed save leaves no file of its own behind; those that did are kept under a
+  // second name (a link) until then and put back, so that it loses none either.
   std::vector<std::string> Fresh;
+  std::vector<std::pair<std::string, std::string>> Kept;  // the second name, the path
   try {
     for (const auto& F : FSideFiles) {
       struct stat St {};
-      if (::lstat(F.second.c_str(), &St) != 0) Fresh.push_back(F.second);
+      if (::lstat(F.second.c_str(), &St) != 0) {
+        Fresh.push_back(F.second);
+      } else {
+        const std::string Path = ResolveWritePath(F.second);
+        for (int K = 0; K < 100; ++K) {
+          std::string Old = Path + ".old" + std::to_string(K);
+          if (::link(Path.c_str(), Old.c_str()) == 0) {
+            Kept.emplace_back(std::move(Old), Path);
+            break;
+          }
+          if (errno != EEXIST) break;  // no links here: replaced without a way back
+        }
+      }
       ReplaceWithTemporary(F.first, F.second);
     }
     FSideFiles.clear();
@@ -670,8 +684,10 @@ void TLumExchange::WriteBuffer() {
   } catch (...) {
     ::unlink(Temp.c_str());
     for (const std::string& F : Fresh) ::unlink(F.c_str());
+    for (const auto& [Old, Path] : Kept) std::rename(Old.c_str(), Path.c_str());
     throw;
   }
+  for (const auto& K : Kept) ::unlink(K.first.c_str());
 }
 
 void TLumExchange::SavetoFile(TComponent* Obj) {
