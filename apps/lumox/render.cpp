@@ -545,11 +545,12 @@ void SaveScene(TLumNode* Root, TLumCamera* Camera, const std::string& File, cons
 }
 
 int RunConvert(const TArgs& Args) {
-  std::vector<std::string> Files;
+  std::vector<std::string> Files, Options;
   bool Strict = false, Force = false;
   TSceneWrite W;
   for (size_t I = 0; I < Args.size(); ++I) {
     const std::string& A = Args[I];
+    if (!A.empty() && A[0] == '-') Options.push_back(A);
     if (A == "--no-defaults") {
       W.NoDefaults = true;
     } else if (A == "--param-newline") {
@@ -574,6 +575,17 @@ int RunConvert(const TArgs& Args) {
   if (Files.size() != 2) return BadUsage("convert needs IN and OUT");
   if (Files[0].empty() || Files[1].empty()) return BadUsage("convert needs non-empty file names");
   const std::string &In = Files[0], &Out = Files[1];
+  // The writer's settings shape scene files only, and a form is read strictly anyway:
+  // an option that does nothing here is said, not silently dropped.
+  for (const std::string& O : Options) {
+    const bool Writer = O == "--no-defaults" || O == "--param-newline" || O == "--decimals";
+    if (Writer && IsFormPath(Out))
+      std::fprintf(stderr, "lumox: %s does not apply to a form file (%s): ignored\n", O.c_str(),
+                   Out.c_str());
+    else if ((O == "--strict" || O == "--force") && IsFormPath(In))
+      std::fprintf(stderr, "lumox: %s does not apply to reading a form (%s): ignored\n", O.c_str(),
+                   In.c_str());
+  }
   TComponent Form(nullptr);
   TLumNode* Root = nullptr;
   TLumCamera* Camera = nullptr;
