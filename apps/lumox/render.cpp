@@ -348,17 +348,20 @@ namespace {
 // then draws View's frame (with the title) and writes it to O.Out.
 int DrawAndSave(TLumView* View, const std::vector<TLumRender*>& Roots, const TRenderOptions& O,
                 const std::string& Name) {
-  std::vector<TLumRender*> Pending(Roots.begin(), Roots.end());
-  while (!Pending.empty()) {
-    TLumRender* Item = Pending.back();
-    Pending.pop_back();
+  auto Prepare = [](TLumRender* Item) {
     if (auto* Mesh = dynamic_cast<TLumPrimitiveObj*>(Item))
       if (!Mesh->Initialized()) Mesh->Init();
     if (auto* Tex = dynamic_cast<TLumTexture*>(Item)) Tex->CheckMaxSize();
-    if (auto* N = dynamic_cast<TLumNode*>(Item))
-      for (int I = 0; I < N->GetCount(); ++I)
-        if (!N->IsIndirect(I) || !dynamic_cast<TLumNode*>(N->GetItems(I)))
-          if (TLumRender* Sub = N->GetItems(I)) Pending.push_back(Sub);
+  };
+  // A node referred to is walked where it is held.
+  for (TLumRender* Root : Roots) {
+    Prepare(Root);
+    if (auto* N = dynamic_cast<TLumNode*>(Root))
+      LumWalkItems(N, [&](TLumNode* Node, int I, TLumRender* Item) {
+        if (Node->IsIndirect(I) && dynamic_cast<TLumNode*>(Item)) return false;
+        Prepare(Item);
+        return true;
+      });
   }
   if (!O.Title.empty())
     View->OnRender = [Draw = View->OnRender, &O](TLumView* V) {
