@@ -9,7 +9,8 @@
 namespace lumox {
 
 // A list of pointer-sized entries. Sequential access, forwards or backwards, costs O(1)
-// through the leaf last used. The list tells its user in which leaf each entry lives
+// through the leaf last used (which even a read moves: a list is used from one thread at
+// a time, as the scene it belongs to). The list tells its user in which leaf each entry lives
 // (TPlaced), so that the user can find an entry's position from the entry itself.
 class TRankedList {
  public:
