@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -205,7 +206,7 @@ TEST(LoadWarningTest, AttributeLinesEndedByLfCrOrCrLfAllLoad) {
   }
 }
 
-TEST(UnwritableValueTest, SavingRefusesTextsTheReaderWouldCutAndKeepsTheOldFile) {
+TEST(UnwritableValueTest, SavingRefusesWhatTheReaderWouldCutKeepsTheOldFileAndLeavesNoTemporary) {
   test::TempDir Dir;
   const std::string File = Dir.File("keep.lumgl");
   test::WriteText(File, "old");
@@ -226,7 +227,14 @@ TEST(UnwritableValueTest, SavingRefusesTextsTheReaderWouldCutAndKeepsTheOldFile)
     S->SetObjectName("fine");
     EXPECT_THROW(X.SavetoFile(&Root), Exception);
     EXPECT_EQ(test::ReadText(File), "old");
+    EXPECT_EQ(X.State(), stReady);
+    // A folder that does not exist cannot take the file either.
+    X.SetFileName(Dir.File("no/such.lumgl"));
+    X.SetFileDescription("");
+    EXPECT_THROW(X.SavetoFile(&Root), Exception);
   }
+  // No temporary left beside the old file.
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(Dir.Path()), {}), 1);
 }
 
 }  // namespace

@@ -32,10 +32,8 @@ class TTestThing : public TLumRender {
   TLumMathVector Pos{0, 0, 0};
   TComponent* Link = nullptr;
   std::string LinkName;  // what loading found for Link
-  bool FailOnWrite = false;
 
   void WriteValues(TLumExchange* X) override {
-    if (FailOnWrite) throw Exception("write refused");
     TLumRender::WriteValues(X);
     X->addtag("Count", Count, 7);
     X->addtag("Size", Size, 1.5);
@@ -322,29 +320,6 @@ INSTANTIATE_TEST_SUITE_P(Options, RoundTripTest,
                                            TOptions{true, true, 9, "C"}));
 
 // --- failures ------------------------------------------------------------------------------
-
-TEST_F(ExchangeTest, FailedSaveKeepsTheOldFileAndLeavesNoTemporary) {
-  TComponent Form(nullptr);
-  TLumNode Root(nullptr);
-  auto* T = new TTestThing(&Form);
-  Root.Add(T);
-  const fs::path P = Dir / "keep.xml";
-  WriteText(P, "old contents");
-  TLumExchange X(nullptr);
-  X.SetFileName(P.string());
-  T->FailOnWrite = true;
-  EXPECT_THROW(X.SavetoFile(&Root), Exception);
-  EXPECT_EQ(ReadText(P), "old contents");
-  EXPECT_EQ(X.State(), stReady);
-  // A directory that does not exist cannot take the file either.
-  TLumExchange Y(nullptr);
-  Y.SetFileName((Dir / "no" / "such.xml").string());
-  EXPECT_THROW(Y.SavetoFile(&Root), Exception);
-  T->FailOnWrite = false;
-  X.SavetoFile(&Root);
-  EXPECT_NE(ReadText(P).find("<TTESTTHING"), std::string::npos);
-  EXPECT_EQ(std::distance(fs::directory_iterator(Dir), fs::directory_iterator()), 1);
-}
 
 TEST_F(ExchangeTest, TruncatedAndUnbalancedFilesLoadWhatTheyCan) {
   TComponent Form(nullptr);
