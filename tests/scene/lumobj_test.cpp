@@ -499,11 +499,6 @@ TEST(ObjectTest, NameFollowsComponentNameAndReferencesClear) {
   delete M;
   delete At;
   EXPECT_TRUE(O->Material() == nullptr && O->Attributes() == nullptr);
-
-  auto* Copy = new TSquare(&Form);
-  O->SetObjectID(7);
-  Copy->Assign(O);
-  EXPECT_TRUE(Copy->ObjectID() == 7 && Copy->ObjectName() == "Custom");
 }
 
 TEST(RegistryTest, FindsClassesWithoutRegardToCaseAndRefusesDuplicates) {
