@@ -340,15 +340,6 @@ TEST_F(ExchangeTest, TruncatedAndUnbalancedFilesLoadWhatTheyCan) {
     EXPECT_LE(Target.GetCount(), Root.GetCount());
     Previous = Target.GetCount();
   }
-  // Stray end tags close whatever is open; the rest goes to the target.
-  WriteText(Cut,
-            "</x></y><LUMGL><Objects><TLUMNODE name=\"N\"></zz><TTESTTHING name=\"T\"/>"
-            "</Objects></LUMGL></LUMGL>");
-  TLumNode Target(nullptr);
-  X.LoadfromFile(&Target);
-  ASSERT_EQ(Target.GetCount(), 2);
-  EXPECT_TRUE(Target.GetItems(0)->Name() == "N" &&
-              dynamic_cast<TLumNode*>(Target.GetItems(0))->GetCount() == 0);
 }
 
 // --- sample files ----------------------------------------------------------------------------
