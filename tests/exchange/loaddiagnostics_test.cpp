@@ -6,6 +6,7 @@
 #include <array>
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "lumox/exchange/lumexchange.h"
@@ -72,9 +73,10 @@ TEST(LoadWarningTest, EachKindNamesItsLineAndElement) {
     ASSERT_EQ(W.size(), C.Warnings.size()) << C.Objects << "\n"
                                            << (W.empty() ? "" : W[0].ToString());
     for (size_t I = 0; I < W.size(); ++I) {
-      EXPECT_EQ(W[I].Kind, C.Warnings[I].Kind) << W[I].ToString();
-      EXPECT_EQ(W[I].Line, C.Warnings[I].Line) << W[I].ToString();
-      EXPECT_EQ(W[I].Element, C.Warnings[I].Element) << W[I].ToString();
+      const TExpected& E = C.Warnings[I];
+      EXPECT_EQ(std::tuple(W[I].Kind, W[I].Line, W[I].Element),
+                std::tuple(E.Kind, E.Line, std::string(E.Element)))
+          << W[I].ToString();
       EXPECT_EQ(W[I].ToString().rfind(Dir.File("w.lumgl") + ":" + std::to_string(W[I].Line), 0),
                 0u);
     }

@@ -116,7 +116,6 @@ TEST(ExchangeWriterTest, FloatTextsAndDefaultsCompareByWrittenText) {
   // Doubles in full (a Single widened to double is written as the Single: see below).
   EXPECT_EQ(X.toStr(0.1), "0.1");
   EXPECT_EQ(X.toStr(0.123456789012), "0.123456789012");
-  EXPECT_EQ(X.toStr(TLumMathVector{1, -2.5, 0}), "1,-2.5,0");
   X.SetDecimals(3);
   EXPECT_EQ(X.toStr(3.14159), "3.14");
   EXPECT_EQ(X.toStr(1234.5), "1.23e+03");

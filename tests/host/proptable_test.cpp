@@ -215,7 +215,6 @@ TEST(PropTableTest, ClassesAreFoundByNameAnyCaseAndByInstance) {
   const TLumClassInfo* Sphere = FindClassInfo("TLumSphere");
   ASSERT_NE(Sphere, nullptr);
   EXPECT_EQ(Sphere->Parent(), FindClassInfo("TLumPrimitiveObj"));
-  EXPECT_EQ(Sphere->PalettePage(), "Lumox Obj");
   EXPECT_TRUE(Sphere->InheritsFrom(FindClassInfo("TLumRender")));
   EXPECT_FALSE(FindClassInfo("TLumRender")->InheritsFrom(Sphere));
   // A program's own class is described by the nearest registered one.
