@@ -75,7 +75,7 @@ class ExchangeTest : public ::testing::Test {
 
 // --- the writer's bytes ----------------------------------------------------------------
 
-TEST(ExchangeWriterTest, AttributesAfterChildrenEmptyElementsAndText) {
+TEST(ExchangeWriterTest, AttributesAfterChildrenAtEveryLevelEmptyElementsAndText) {
   TLumExchange X(nullptr);
   X.SetNoDefaultValues(true);
   X.StartTag("A");
@@ -84,17 +84,24 @@ TEST(ExchangeWriterTest, AttributesAfterChildrenEmptyElementsAndText) {
   X.EndTag();  // empty: removed, and no child of A
   X.StartTag("C");
   X.addtag("f", 0.1, 0.0);
-  X.addtag("e", 2, ThingModeStr, 2);
+  X.StartTag("D");
+  X.addvalue("t");
+  X.addtag("d", 4, 0);  // after the text
+  X.EndTag();
+  X.addtag("e", 2, ThingModeStr, 2);  // after a child: still into C's start tag
   X.addtag("z", 0, ThingModeStr, 2);  // ordinal 0: left out
   X.EndTag();
-  X.addtag("k", 2, 0);  // an attribute after a child still goes into A's start tag
+  X.addtag("k", 2, 0);  // likewise into A's, two levels up
   X.StartTag("T");
   X.addvalue("abc");
   X.EndTag();
   X.EndTag();
   EXPECT_EQ(X.Parser()->Stream(),
             "<A k=\"2\">\r\n"
-            "  <C f=\"0.1\" e=\"tmC\"/>\r\n"
+            "  <C f=\"0.1\" e=\"tmC\">\r\n"
+            "    <D d=\"4\">\r\n"
+            "    t    </D>\r\n"
+            "  </C>\r\n"
             "  <T>\r\n"
             "  abc  </T>\r\n"
             "</A>\r\n");
@@ -153,36 +160,6 @@ TEST(ExchangeWriterTest, NumbersAreTheShortestTextsThatReadBack) {
     ASSERT_EQ(X.toStr(static_cast<double>(F)), Reference(F)) << F;
   }
   EXPECT_EQ(X.toStr(0.1 + 1e-12), Reference(0.1 + 1e-12));
-}
-
-TEST(ExchangeWriterTest, StartTagsOfNestedElementsLandBeforeTheirContent) {
-  // Each element's attributes arrive after its children, three levels deep, with
-  // texts and empty siblings between them: every start tag is put back in its place.
-  TLumExchange X(nullptr);
-  X.StartTag("A");
-  X.StartTag("B");
-  X.StartTag("C");
-  X.EndTag();
-  X.addtag("c", 3, 0);
-  X.StartTag("D");
-  X.addvalue("t");
-  X.addtag("d", 4, 0);
-  X.EndTag();
-  X.addtag("b", 2, 0);
-  X.EndTag();
-  X.StartTag("E");
-  X.EndTag();
-  X.addtag("a", 1, 0);
-  X.EndTag();
-  EXPECT_EQ(X.Parser()->Stream(),
-            "<A a=\"1\">\r\n"
-            "  <B c=\"3\" b=\"2\">\r\n"
-            "    <C/>\r\n"
-            "    <D d=\"4\">\r\n"
-            "    t    </D>\r\n"
-            "  </B>\r\n"
-            "  <E/>\r\n"
-            "</A>\r\n");
 }
 
 // --- reader services --------------------------------------------------------------------
