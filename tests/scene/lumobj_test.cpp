@@ -339,7 +339,6 @@ struct TNodeModel {
   int Add(TLumNode* N, TLumRender* Item) {
     const int Old = static_cast<int>(Lists[N].size());
     Insert(N, Old, Item);
-    Lists[N].back().Indirect = false;
     return Old;
   }
   void Move(TLumNode* N, int From, int To) {
