@@ -268,17 +268,11 @@ TEST(NodeTest, CountAllItemsCountsLeavesAndNotificationsReachTheHook) {
   EXPECT_EQ(Root->GetCount(), 0);
 }
 
-TEST(NodeTest, OnRenderReplacesTheItems) {
-  TComponent Form(nullptr);
-  auto* N = new TLumNode(&Form);
-  auto* S = new TSquare(&Form);
-  N->Add(S);
+TEST_F(ObjectViewTest, ANodesOnRenderReplacesItsItems) {
+  auto* S = Square(0xFFFFFF);
   int Calls = 0;
-  N->OnRender = [&](TLumCustomView*) { ++Calls; };
-  auto Ctx = CreateEGLContext(8, 8);
-  ASSERT_TRUE(Ctx->MakeCurrent());
-  N->Render(nullptr);
-  Ctx->Release();
+  Root->OnRender = [&](TLumCustomView*) { ++Calls; };
+  Frame();
   EXPECT_TRUE(Calls == 1 && S->Draws == 0);
 }
 
