@@ -212,11 +212,6 @@ TEST(PropTableTest, ClassesAreFoundByNameAnyCaseAndByInstance) {
   auto* Mine = new TMySphere(&Owner);
   EXPECT_EQ(GetClassInfo(Mine), Sphere);
   EXPECT_EQ(GetClassInfo(Mine->Color()), FindClassInfo("TLumColor"));
-  EXPECT_EQ(GetClassInfo(new TLumLight(&Owner))
-                ->FindProperty("direction")
-                ->GetObject(FindClassInfo("TLumLight")->Create(&Owner))
-                ->ClassName(),
-            std::string("TLumDirection"));
 }
 
 TEST(PropTableTest, TypedAccessConvertsNumbersAndRefusesWhatItCannotTake) {
