@@ -5,7 +5,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -29,10 +28,6 @@ constexpr int Many = 100000;
 
 using test::ReadText, test::WriteText;
 
-double SecondsSince(std::chrono::steady_clock::time_point Start) {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - Start).count();
-}
-
 // The depth of the chain of first items below Node.
 int ChainDepth(TLumNode* Node) {
   int Depth = 0;
@@ -52,7 +47,8 @@ void Load(const fs::path& File, TLumNode* Target) {
 }  // namespace
 
 // Each step used to need a stack frame or more per level (a crash at 40 000 levels)
-// and the save inserted every start tag at the head of its buffer.
+// and the save inserted every start tag at the head of its buffer (minutes at a
+// twentieth of this size, past the test's time limit).
 TEST(LargeSceneTest, HundredThousandNestedNodesLoadSaveReloadAndFree) {
   const test::TempDir Tmp;
   const fs::path& Dir = Tmp.Path();
@@ -62,7 +58,6 @@ TEST(LargeSceneTest, HundredThousandNestedNodesLoadSaveReloadAndFree) {
   Text += "</Objects>\r\n</LUMGL>\r\n";
   WriteText(Dir / "nested.lumgl", Text);
 
-  const auto Start = std::chrono::steady_clock::now();
   {
     TComponent Form(nullptr);
     auto* Root = new TLumNode(&Form);
@@ -92,35 +87,30 @@ TEST(LargeSceneTest, HundredThousandNestedNodesLoadSaveReloadAndFree) {
     Load(Dir / "saved.lumgl", Again);
     EXPECT_EQ(ChainDepth(Again), Many);
   }
-  // Quadratic steps took minutes at a twentieth of this size.
-  EXPECT_LT(SecondsSince(Start), 120.0);
 }
 
-TEST(LargeSceneTest, HundredThousandSiblingNodesLoadInLinearTime) {
+// Each insertion used to be broadcast to every sibling: 20 000 took minutes, past the
+// test's time limit (the speed itself is the benchmarks' to measure).
+TEST(LargeSceneTest, HundredThousandSiblingNodesLoadAndOnlyAListeningSiblingHears) {
   const test::TempDir Tmp;
   const fs::path& Dir = Tmp.Path();
   std::string Text = "<LUMGL>\r\n<Objects>\r\n";
   for (int I = 0; I < Many; ++I) Text += "<TLUMNODE name=\"N" + std::to_string(I) + "\"/>\r\n";
   Text += "</Objects>\r\n</LUMGL>\r\n";
   WriteText(Dir / "wide.lumgl", Text);
-  const auto Start = std::chrono::steady_clock::now();
-  {
-    TComponent Form(nullptr);
-    auto* Root = new TLumNode(&Form);
-    Load(Dir / "wide.lumgl", Root);
-    EXPECT_EQ(Root->GetCount(), Many);
-    EXPECT_EQ(Root->FindComponent("N99999"), Root->GetItems(Many - 1));
-    // A sibling with a handler still hears of insertions and removals.
-    auto* Listener = dynamic_cast<TLumNode*>(Root->GetItems(0));
-    int Heard = 0;
-    Listener->OnItemNotify = [&](TComponent*, TOperation) { ++Heard; };
-    delete Root->GetItems(Many - 1);
-    Listener->OnItemNotify = nullptr;
-    delete Root->GetItems(Many - 2);
-    EXPECT_EQ(Heard, 1);  // the first removal only
-  }
-  // Each insertion used to be broadcast to every sibling: 20 000 took minutes.
-  EXPECT_LT(SecondsSince(Start), 30.0);
+  TComponent Form(nullptr);
+  auto* Root = new TLumNode(&Form);
+  Load(Dir / "wide.lumgl", Root);
+  EXPECT_EQ(Root->GetCount(), Many);
+  EXPECT_EQ(Root->FindComponent("N99999"), Root->GetItems(Many - 1));
+  // A sibling with a handler still hears of insertions and removals.
+  auto* Listener = dynamic_cast<TLumNode*>(Root->GetItems(0));
+  int Heard = 0;
+  Listener->OnItemNotify = [&](TComponent*, TOperation) { ++Heard; };
+  delete Root->GetItems(Many - 1);
+  Listener->OnItemNotify = nullptr;
+  delete Root->GetItems(Many - 2);
+  EXPECT_EQ(Heard, 1);  // the first removal only
 }
 
 TEST(LargeSceneTest, SaveThroughSymbolicLinkKeepsTheLink) {

@@ -60,12 +60,9 @@ TEST(TableExchangeTest, ABadValueLeavesEveryValueOfItsClassAsItWas) {
   EXPECT_EQ(C->Slices(), 10);
 }
 
-TEST(TableExchangeTest, EntriesFollowThePublishedOrderWithTheFormatsDefaults) {
-  const TLumClassInfo* C = ClassInfoOf<TLumCylinder>();
-  ASSERT_NE(C, nullptr);
-  std::string Names;
-  for (const TLumPropInfo* P : C->ExchangeEntries()) Names += P->ExchangeName + " ";
-  EXPECT_EQ(Names, "BaseRadius TopRadius Height Closed Slices Stacks ");
+// The order of the entries shows in the kept saved bytes of every render class; a camera
+// is none.
+TEST(TableExchangeTest, EntriesHaveTheFormatsDefaults) {
   // A Single's default compares as the number its shortest text reads as.
   const TLumPropInfo* Near = FindClassInfo("TLumCamera")->FindProperty("ViewNear");
   ASSERT_NE(Near, nullptr);

@@ -32,9 +32,10 @@ TEST_F(LightTest, KindResetsCutOffAndCutOffFollowsKind) {
   EXPECT_EQ(Seen, (std::vector<float>{180, 90, 90, 0, 180}));
 }
 
-TEST_F(LightTest, RenderConfiguresTheGLLightPerKind) {
+// A point or spot light stands where its transformation puts it.
+TEST_F(LightTest, RenderConfiguresTheGLLightPerKindAndDisablingSwitchesOff) {
   // The default direction (0, 0, 1) against GL's default spot direction (0, 0, -1).
-  const Vec4 Position[3] = {{0, 0, 0, 1}, {0, 0, 1, 0}, {0, 0, 0, 1}};
+  const Vec4 Position[3] = {{1, 2, 3, 1}, {0, 0, 1, 0}, {1, 2, 3, 1}};
   const float CutOff[3] = {180.0f, 180.0f, 45.0f};
   const float SpotZ[3] = {-1.0f, -1.0f, 1.0f};
   for (int K = lkPoint; K <= lkSpot; ++K) {
@@ -43,6 +44,7 @@ TEST_F(LightTest, RenderConfiguresTheGLLightPerKind) {
     TLumLight L(nullptr);
     L.SetID(idLight2), L.SetKind(static_cast<TLightKind>(K)), L.SetCutOff(45.0f);
     L.ColorAmbient()->SetColor(0x0000FF), L.ColorSpecular()->SetColor(0xFF0000);
+    L.Transformation()->Translation()->SetValues(1.0f, 2.0f, 3.0f);
     L.Render(nullptr);
     EXPECT_TRUE(glIsEnabled(GL_LIGHT2) && !glIsEnabled(GL_LIGHT0));
     EXPECT_EQ(GetLight(GL_LIGHT2, GL_AMBIENT), (Vec4{1, 0, 0, 1}));
@@ -51,20 +53,11 @@ TEST_F(LightTest, RenderConfiguresTheGLLightPerKind) {
     EXPECT_EQ(GetLight(GL_LIGHT2, GL_POSITION), Position[K]);
     EXPECT_EQ(GetLight(GL_LIGHT2, GL_SPOT_CUTOFF)[0], CutOff[K]);
     EXPECT_EQ(GetLight(GL_LIGHT2, GL_SPOT_DIRECTION)[2], SpotZ[K]);
+    L.SetEnabled(false);
+    L.Render(nullptr);
+    EXPECT_FALSE(glIsEnabled(GL_LIGHT2));
     glPopAttrib();
   }
-}
-
-TEST_F(LightTest, PositionFollowsTheTransformationAndDisablingSwitchesOff) {
-  TLumLight L(nullptr);
-  L.SetID(idLight7);
-  L.Transformation()->Translation()->SetValues(1.0f, 2.0f, 3.0f);
-  L.Render(nullptr);
-  EXPECT_TRUE(glIsEnabled(GL_LIGHT7));
-  EXPECT_EQ(GetLight(GL_LIGHT7, GL_POSITION), (Vec4{1, 2, 3, 1}));
-  L.SetEnabled(false);
-  L.Render(nullptr);
-  EXPECT_FALSE(glIsEnabled(GL_LIGHT7));
 }
 
 TEST_F(LightTest, AssignAndRoundTripKeepEveryValue) {

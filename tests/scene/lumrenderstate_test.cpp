@@ -76,9 +76,6 @@ TEST_F(ViewTest, FramesAndImagesStartWithNothingTakenAsSet) {
     Frame();
     Snapshot();
   }
-  ASSERT_EQ(Seen.size(), 4u);
-  for (size_t I = 0; I < Seen.size(); ++I) {
-    EXPECT_EQ(Seen[I], (std::array<float, 4>{1, 0, 0, 1})) << I;
-    EXPECT_TRUE(Lit[I]) << I;
-  }
+  EXPECT_EQ(Seen, (std::vector(4, std::array<float, 4>{1, 0, 0, 1})));
+  EXPECT_EQ(Lit, std::vector<bool>(4, true));
 }
