@@ -76,36 +76,34 @@ TEST_P(CanvasStateTest, LeavesDepthTestOnAndBothMatricesAsBefore) {
 
 const TRect Box{5, 5, 30, 20};
 const TOperation Operations[] = {
-    {"LineTo", [](TLumCanvas* C, TLumTexture*) { C->LineTo(30, 20); }},
-    {"Rectangle", [](TLumCanvas* C, TLumTexture*) { C->Rectangle(5, 5, 30, 20); }},
-    {"FillRect", [](TLumCanvas* C, TLumTexture*) { C->FillRect(Box); }},
-    {"FrameRect", [](TLumCanvas* C, TLumTexture*) { C->FrameRect(Box); }},
-    {"DrawFocusRect", [](TLumCanvas* C, TLumTexture*) { C->DrawFocusRect(Box); }},
+    {"LineTo", [](auto* C, auto*) { C->LineTo(30, 20); }},
+    {"Rectangle", [](auto* C, auto*) { C->Rectangle(5, 5, 30, 20); }},
+    {"FillRect", [](auto* C, auto*) { C->FillRect(Box); }},
+    {"FrameRect", [](auto* C, auto*) { C->FrameRect(Box); }},
+    {"DrawFocusRect", [](auto* C, auto*) { C->DrawFocusRect(Box); }},
     {"Polygon",
-     [](TLumCanvas* C, TLumTexture*) {
+     [](auto* C, auto*) {
        C->Polygon({{1, 1}, {30, 2}, {9, 40}});
      }},
-    {"Ellipse", [](TLumCanvas* C, TLumTexture*) { C->Ellipse(5, 5, 30, 20); }},
-    {"Sector", [](TLumCanvas* C, TLumTexture*) { C->Ellipse(Box, 10, 80, 8); }},
-    {"TextOut", [](TLumCanvas* C, TLumTexture*) { C->TextOut(3, 3, "Ab\xC3\xA9"); }},
-    {"DrawTexture", [](TLumCanvas* C, TLumTexture* T) { C->DrawTexture(4, 4, T); }},
+    {"Ellipse", [](auto* C, auto*) { C->Ellipse(5, 5, 30, 20); }},
+    {"Sector", [](auto* C, auto*) { C->Ellipse(Box, 10, 80, 8); }},
+    {"TextOut", [](auto* C, auto*) { C->TextOut(3, 3, "Ab\xC3\xA9"); }},
+    {"DrawTexture", [](auto* C, auto* T) { C->DrawTexture(4, 4, T); }},
     {"DrawTextureRect",
-     [](TLumCanvas* C, TLumTexture* T) {
+     [](auto* C, auto* T) {
        C->DrawTexture(Box, T, {0, 0, 2, 2});
      }},
     // Operations with nothing to draw end as every other one does.
-    {"EmptyText", [](TLumCanvas* C, TLumTexture*) { C->TextOut(3, 3, ""); }},
-    {"EmptyPolygon", [](TLumCanvas* C, TLumTexture*) { C->Polygon({}); }},
-    {"NoTexture", [](TLumCanvas* C, TLumTexture*) { C->DrawTexture(4, 4, nullptr); }},
+    {"EmptyText", [](auto* C, auto*) { C->TextOut(3, 3, ""); }},
+    {"EmptyPolygon", [](auto* C, auto*) { C->Polygon({}); }},
+    {"NoTexture", [](auto* C, auto*) { C->DrawTexture(4, 4, nullptr); }},
     {"EmptyTexture",
-     [](TLumCanvas* C, TLumTexture*) {
+     [](auto* C, auto*) {
        TLumTexture Empty(nullptr);
        C->DrawTexture(Box, &Empty, {0, 0, 2, 2});
      }},
     {"NonFiniteSector",
-     [](TLumCanvas* C, TLumTexture*) {
-       C->Ellipse(Box, std::numeric_limits<double>::quiet_NaN(), 80, 8);
-     }},
+     [](auto* C, auto*) { C->Ellipse(Box, std::numeric_limits<double>::quiet_NaN(), 80, 8); }},
 };
 
 INSTANTIATE_TEST_SUITE_P(AllOperations, CanvasStateTest, ::testing::ValuesIn(Operations),
