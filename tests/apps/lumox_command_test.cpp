@@ -492,11 +492,9 @@ TEST_F(CommandTest, FormatReferenceInTheDocsIsTheCommandsOutput) {
 // default, inherited ones first.
 TEST_F(CommandTest, ClassesListsThePalettePagesAndPrintsTheTables) {
   ASSERT_EQ(Run("classes"), 0);
-  const size_t Page = Out.find("Lumox:\n  TLumView\n  TLumPerspectiveCamera\n");
-  const size_t Obj = Out.find("Lumox Obj:\n  TLumPoint\n  TLumLine\n");
-  EXPECT_LT(Page, Obj);
-  ExpectIn(Out, {"Lumox Obj:\n  TLumPoint\n  TLumLine\n",
-                 "  TLumExchange\n  TLumDXFImport\nLumox Obj:", "  TLumRotObj\n"});
+  ExpectIn(Out, {"  TLumExchange\n  TLumDXFImport\nLumox Obj:\n  TLumPoint\n  TLumLine\n",
+                 "  TLumRotObj\n"});
+  EXPECT_LT(Out.find("Lumox:\n  TLumView\n  TLumPerspectiveCamera\n"), Out.find("Lumox Obj:"));
   ASSERT_EQ(Run("classes --properties tlumfog"), 0) << Err;
   const size_t Enabled =
       Out.find("\n  Enabled                Boolean                        true\n");
@@ -581,7 +579,6 @@ TEST_F(CommandTest, BenchTakesSceneFilesAndSaysWhenThereIsNoBareBaseline) {
   ASSERT_EQ(Run("bench flat.lumgl --frames 3 --size 64x48 --uncached"), 0) << Err;
   ExpectIn(Out, {"\nsize: 64x48\n", "\ncaching: none\n", "\nitems: 4 (1 meshes, 0 nodes)\n"});
   EXPECT_EQ(BenchField(Out, "triangles"), 12) << Out;
-  EXPECT_EQ(BenchField(Out, "frames"), 3) << Out;
   EXPECT_GT(BenchField(Out, "ratio"), 0) << Out;
   // A nested node (or a rotation) is more than the bare program copies.
   Write("nested.lumgl", Lit + "<TLUMNODE><TLUMBOX Width=\"2\"/></TLUMNODE></Objects></LUMGL>");
@@ -589,7 +586,6 @@ TEST_F(CommandTest, BenchTakesSceneFilesAndSaysWhenThereIsNoBareBaseline) {
   ExpectIn(Out, {"\ncaching: root node only\n", "\nitems: 6 (2 meshes, 1 nodes)\n",
                  "\nbare: none (nested nodes)\n"});
   EXPECT_EQ(BenchField(Out, "ratio"), -1) << Out;
-  EXPECT_GE(BenchField(Out, "free ms"), 0) << Out;
   // A reference scene written out is a scene file like any other, with its camera.
   ASSERT_EQ(Run("bench s1 --write s1.lumgl"), 0) << Err;
   ASSERT_EQ(Run("info s1.lumgl"), 0) << Err;
