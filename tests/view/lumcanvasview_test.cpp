@@ -13,6 +13,7 @@
 #include "support/glfixture.h"
 
 using namespace lumox;
+using lumox::test::LitPixels;
 
 namespace {
 
@@ -25,10 +26,6 @@ class CanvasTest : public test::ViewTest {
     View->OnRender = [Draw](TLumView* V) { Draw(V->Canvas()); };
     return Snapshot();
   }
-  static int Lit(const TBitmap& B, int X1, int Y1, int X2, int Y2) {
-    return test::LitPixels(B, X1, Y1, X2, Y2);
-  }
-  static int LitAll(const TBitmap& B) { return test::LitPixels(B); }
 };
 
 struct TOperation {
@@ -127,7 +124,7 @@ TEST_F(CanvasTest, FilledFramedAndOutlinedRectanglesCoverTheirPixels) {
   for (auto [X, Y, C] : Probes) EXPECT_EQ(B.GetPixel(X, Y), C) << X << "," << Y;
   // A focus rectangle inverts its dots, so a second one takes the first away.
   auto Focus = [this](int Times) {
-    return LitAll(Draw([Times](TLumCanvas* C) {
+    return LitPixels(Draw([Times](TLumCanvas* C) {
       for (int I = 0; I < Times; ++I) C->DrawFocusRect({10, 10, 50, 40});
     }));
   };
@@ -168,8 +165,8 @@ TEST_F(CanvasTest, EllipsesSectorsAndArcs) {
     EXPECT_EQ(Sector.GetPixel(X, Y), 0u) << X << "," << Y;
   const TBitmap Arc = Draw([](TLumCanvas* C) { C->Ellipse({10, 10, 50, 50}, 0, 180, -32); });
   EXPECT_EQ(Arc.GetPixel(30, 30), 0u);
-  EXPECT_GT(Lit(Arc, 25, 9, 35, 12), 0);  // the top of the arc
-  EXPECT_EQ(Lit(Arc, 0, 32, 80, 60), 0);  // nothing of the lower half
+  EXPECT_GT(LitPixels(Arc, 25, 9, 35, 12), 0);  // the top of the arc
+  EXPECT_EQ(LitPixels(Arc, 0, 32, 80, 60), 0);  // nothing of the lower half
 }
 
 TEST_F(CanvasTest, StipplePhaseRotatesThePattern) {
@@ -189,10 +186,10 @@ TEST_F(CanvasTest, StipplePhaseRotatesThePattern) {
   };
   // The pattern starts at its lowest bit: $F0F0 begins with four pixels off.
   const TBitmap P0 = Line(0), P4 = Line(4);
-  EXPECT_EQ((std::array{Lit(P0, 0, 20, 4, 21), Lit(P0, 4, 20, 8, 21), Lit(P4, 0, 20, 4, 21),
-                        Lit(P4, 4, 20, 8, 21)}),
+  EXPECT_EQ((std::array{LitPixels(P0, 0, 20, 4, 21), LitPixels(P0, 4, 20, 8, 21),
+                        LitPixels(P4, 0, 20, 4, 21), LitPixels(P4, 4, 20, 8, 21)}),
             (std::array{0, 4, 4, 0}));
-  EXPECT_EQ(Lit(P4, 0, 0, 80, 20) + Lit(P4, 0, 21, 80, 60), 0);
+  EXPECT_EQ(LitPixels(P4, 0, 0, 80, 20) + LitPixels(P4, 0, 21, 80, 60), 0);
 }
 
 TEST_F(CanvasTest, TextLightsOnlyItsBoxAndGrowsWithTheSize) {
@@ -204,14 +201,14 @@ TEST_F(CanvasTest, TextLightsOnlyItsBoxAndGrowsWithTheSize) {
     Height = C->Font()->Ascent() + C->Font()->Descent();
   });
   ASSERT_GT(Width, 0);
-  EXPECT_GT(Lit(Small, 12, 8, 12 + Width, 8 + Height), 20);
-  EXPECT_EQ(LitAll(Small), Lit(Small, 12, 8, 12 + Width, 8 + Height));
+  EXPECT_GT(LitPixels(Small, 12, 8, 12 + Width, 8 + Height), 20);
+  EXPECT_EQ(LitPixels(Small), LitPixels(Small, 12, 8, 12 + Width, 8 + Height));
   const TBitmap Large = Draw([](TLumCanvas* C) {
     C->Font()->SetSize(20);
     C->TextOut(12, 8, "Hgl");
   });
-  EXPECT_GT(LitAll(Large), 2 * LitAll(Small));
-  EXPECT_GT(Lit(Large, 0, 8 + Height, 80, 60), 0);
+  EXPECT_GT(LitPixels(Large), 2 * LitPixels(Small));
+  EXPECT_GT(LitPixels(Large, 0, 8 + Height, 80, 60), 0);
   // Characters beyond the 256 lists and overlong forms show as '?'; Latin-1 ones
   // through either call.
   auto Same = [](const TBitmap& A, const TBitmap& B) {
@@ -225,7 +222,7 @@ TEST_F(CanvasTest, TextLightsOnlyItsBoxAndGrowsWithTheSize) {
     C->Font()->SetStyle({fsUnderline});
     C->TextOut(5, 5, "   ");
   });
-  EXPECT_GT(LitAll(Under), 5);  // spaces draw nothing but their underline
+  EXPECT_GT(LitPixels(Under), 5);  // spaces draw nothing but their underline
 }
 
 TEST_F(CanvasTest, HalfTransparentBrushBlendsOverTheFrame) {
