@@ -66,11 +66,7 @@ class CommandTest : public ::testing::Test {
     for (const std::string& T : Texts)
       EXPECT_NE(Where.find(T), std::string::npos) << T << "\n" << Where;
   }
-  TBitmap Image(const std::string& Name) const {
-    TBitmap B;
-    B.LoadFromFile(File(Name));
-    return B;
-  }
+  TBitmap Image(const std::string& Name) const { return test::ReadImage(Dir, Name); }
 
   test::TempDir Dir;
   std::string Out, Err;
