@@ -57,7 +57,7 @@ class TStepController : public TLumCustomController {
 
 }  // namespace
 
-TEST(LumViewTest, ChangesAndControllerMotionAskForARepaint) {
+TEST(LumViewTest, ChangesInputAndResizesReachTheirHandlersAndAskForARepaint) {
   TComponent Form(nullptr);
   auto* View = new TLumView(&Form);
   int Repaints = 0;
@@ -87,6 +87,33 @@ TEST(LumViewTest, ChangesAndControllerMotionAskForARepaint) {
   EXPECT_EQ(View->Controller(), nullptr);
   View->MouseDown(mbLeft, {}, 1, 1), Seen.push_back(Repaints);
   EXPECT_EQ(Seen, (std::vector<int>{4, 5, 5, 6, 6}));
+
+  std::string Log;
+  View->OnMouseWheelUp = [&](TObject*, TShiftState, int, int, bool& H) { Log += "u", H = true; };
+  View->OnMouseWheelDown = [&](TObject*, TShiftState, int, int, bool&) { Log += "d"; };
+  EXPECT_TRUE(View->MouseWheel({}, 120, 1, 1));
+  EXPECT_FALSE(View->MouseWheel({}, -120, 1, 1));
+  // A wheel handler that takes the turn keeps it from the up/down events.
+  View->OnMouseWheel = [&](TObject*, TShiftState, int Delta, int, int, bool& H) {
+    Log += "w", H = Delta > 200;
+  };
+  EXPECT_TRUE(View->MouseWheel({}, 240, 1, 1) && View->MouseWheel({}, 120, 1, 1));
+  EXPECT_EQ(Log, "udwwu");
+
+  int Resizes = 0;
+  View->OnResize = [&](TObject*) { ++Resizes; };
+  View->SetBounds(400, 250);  // the size it has
+  View->SetBounds(41, 31);
+  View->SetDevicePixelRatio(2);  // the drawable follows, the logical size stays
+  EXPECT_EQ(Resizes, 1);
+  View->SetDevicePixelRatio(0);
+  EXPECT_EQ(View->Context()->Height(), 62);
+
+  Repaints = 0;
+  View->SetVisible(false);
+  View->SetBackgroundColor(0xFF);  // no repaint is asked for while hidden
+  View->SetVisible(true);
+  EXPECT_EQ(Repaints, 1);
 }
 
 TEST(LumViewTest, DesignModeHasNoContextAndDoubleBufferRecreatesIt) {
@@ -180,39 +207,6 @@ TEST_F(ViewTest, ImagesFollowTheBitmapSizeAndStartFromTheSameState) {
     EXPECT_EQ(RGB(B, W * 3 / 4, H / 4), 0u) << W << "x" << H;
     EXPECT_EQ(RGB(B, W - 1, H - 1), 0u) << W << "x" << H;
   }
-}
-
-TEST(LumViewTest, WheelResizeAndVisibilityEvents) {
-  TComponent Form(nullptr);
-  auto* View = new TLumView(&Form);
-  int Repaints = 0;
-  ASSERT_TRUE(View->OpenGLConnect(std::make_unique<TCountingContext>(&Repaints)));
-  std::string Log;
-  View->OnMouseWheelUp = [&](TObject*, TShiftState, int, int, bool& H) { Log += "u", H = true; };
-  View->OnMouseWheelDown = [&](TObject*, TShiftState, int, int, bool&) { Log += "d"; };
-  EXPECT_TRUE(View->MouseWheel({}, 120, 1, 1));
-  EXPECT_FALSE(View->MouseWheel({}, -120, 1, 1));
-  // A wheel handler that takes the turn keeps it from the up/down events.
-  View->OnMouseWheel = [&](TObject*, TShiftState, int Delta, int, int, bool& H) {
-    Log += "w", H = Delta > 200;
-  };
-  EXPECT_TRUE(View->MouseWheel({}, 240, 1, 1) && View->MouseWheel({}, 120, 1, 1));
-  EXPECT_EQ(Log, "udwwu");
-
-  int Resizes = 0;
-  View->OnResize = [&](TObject*) { ++Resizes; };
-  View->SetBounds(400, 250);  // the size it has
-  View->SetBounds(41, 31);
-  View->SetDevicePixelRatio(2);  // the drawable follows, the logical size stays
-  EXPECT_EQ(Resizes, 1);
-  View->SetDevicePixelRatio(0);
-  EXPECT_EQ(View->Context()->Height(), 62);
-
-  Repaints = 0;
-  View->SetVisible(false);
-  View->SetBackgroundColor(0xFF);  // no repaint is asked for while hidden
-  View->SetVisible(true);
-  EXPECT_EQ(Repaints, 1);
 }
 
 // Objects push selection names only in the selecting draw modes, and the counter starts
