@@ -72,21 +72,38 @@ class IsolatedImportTest : public ::testing::Test {
 };
 
 // Parts in nested nodes (glTF), textured and untextured ones side by side (OBJ), a 3DS
-// file's: each part gets its own arrays back.
+// file's: each part gets its own arrays back. Warnings and refusals come back in the
+// reader's words.
 TEST_F(IsolatedImportTest, TheChildHandsBackWhatThisProcessWouldRead) {
   // Three objects of different sizes, each in a node of its own.
   test::WriteText(Tmp.File("three.obj"),
                   "o a\nv 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n"
                   "o b\nv 2 0 0\nv 3 0 0\nv 3 1 0\nv 2 1 0\nf 4 5 6 7\n"
                   "o c\nv 4 0 0\nv 5 0 0\nv 5 1 0\nv 4.5 2 0\nv 4 1 0\nf 8 9 10 11 12\n");
-  for (const std::string& Model : {Data + "twoparts.obj", Data + "cube_nodes.gltf",
-                                   Data + "cube.3ds", Data + "cube.glb", Tmp.File("three.obj")}) {
+  // A model whose texture is missing, and a damaged glTF file.
+  fs::create_directories(Tmp.Path() / "m");
+  fs::copy_file(Data + "twoparts.obj", Tmp.Path() / "m/twoparts.obj");
+  std::string Mtl = test::ReadText(Data + "twoparts.mtl");
+  Mtl.replace(Mtl.find("green.png"), 9, "gone.png");
+  test::WriteText(Tmp.File("m/twoparts.mtl"), Mtl);
+  test::WriteText(Tmp.File("bad.gltf"), "{\"asset\":{\"version\":\"2.0\"},");
+  for (const std::string& Model :
+       {Data + "twoparts.obj", Data + "cube_nodes.gltf", Data + "cube.3ds", Data + "cube.glb",
+        Tmp.File("three.obj"), Tmp.File("m/twoparts.obj"), Tmp.File("bad.gltf")}) {
     SCOPED_TRACE(Model);
     TComponent OwnerHere(nullptr), OwnerThere(nullptr);
+    std::vector<std::string> WarnedHere, WarnedThere;
+    TLumImportOptions InProcess;
+    InProcess.OnWarning = [&](const TLumLoadWarning& W) { WarnedHere.push_back(W.Text); };
+    Isolated.OnWarning = [&](const TLumLoadWarning& W) { WarnedThere.push_back(W.Text); };
     double Progress = -1;
     Isolated.OnProgress = [&Progress](double P) { Progress = std::max(Progress, P); };
-    TLumNode* Here = LoadModel(Model, &OwnerHere);
-    TLumNode* There = LoadModel(Model, &OwnerThere, Isolated);
+    TLumNode *Here = nullptr, *There = nullptr;
+    const std::string Said = test::Thrown([&] { Here = LoadModel(Model, &OwnerHere, InProcess); });
+    EXPECT_EQ(test::Thrown([&] { There = LoadModel(Model, &OwnerThere, Isolated); }), Said);
+    EXPECT_EQ(WarnedThere, WarnedHere);
+    EXPECT_EQ(WarnedHere.size(), Model == Tmp.File("m/twoparts.obj") ? 1u : 0u);
+    if (!Here) continue;
     EXPECT_GE(Progress, 0.0);
     EXPECT_LE(Progress, 1.0);
     // Every part's arrays, index lists, material and texture, as a scene file holds them.
@@ -95,24 +112,6 @@ TEST_F(IsolatedImportTest, TheChildHandsBackWhatThisProcessWouldRead) {
     EXPECT_GT(Saved.at("s.lumgl").size(), 500u);
     fs::remove_all(Tmp.Path() / "here"), fs::remove_all(Tmp.Path() / "there");
   }
-}
-
-TEST_F(IsolatedImportTest, WarningsAndRefusalsComeBackInTheReadersWords) {
-  fs::create_directories(Tmp.Path() / "m");
-  fs::copy_file(Data + "twoparts.obj", Tmp.Path() / "m/twoparts.obj");
-  std::string Mtl = test::ReadText(Data + "twoparts.mtl");
-  Mtl.replace(Mtl.find("green.png"), 9, "gone.png");
-  test::WriteText((Tmp.Path() / "m/twoparts.mtl").string(), Mtl);
-  std::vector<std::string> Warnings;
-  Isolated.OnWarning = [&Warnings](const TLumLoadWarning& W) { Warnings.push_back(W.Text); };
-  TComponent Owner(nullptr);
-  LoadModel((Tmp.Path() / "m/twoparts.obj").string(), &Owner, Isolated);
-  ASSERT_EQ(Warnings.size(), 1u);
-  EXPECT_NE(Warnings[0].find("\"gone.png\" does not exist"), std::string::npos) << Warnings[0];
-  test::WriteText((Tmp.Path() / "m/bad.gltf").string(), "{\"asset\":{\"version\":\"2.0\"},");
-  const std::string File = (Tmp.Path() / "m/bad.gltf").string();
-  const std::string Here = test::Thrown([&] { LoadModel(File, &Owner); });
-  EXPECT_EQ(test::Thrown([&] { LoadModel(File, &Owner, Isolated); }), Here);
 }
 
 TEST_F(IsolatedImportTest, AChildOverItsTimeOrMemoryIsStoppedAndSaysSo) {
