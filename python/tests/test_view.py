@@ -8,13 +8,6 @@ import lumox
 from conftest import lit_pixels, red
 
 
-def png_pixels(path):
-    """The RGBA rows of an image file, as the library reads them back."""
-    bitmap = lumox.Bitmap()
-    bitmap.load_from_file(str(path))
-    return bitmap.to_array()
-
-
 def test_image_is_a_rgba_array_of_the_frame_without_a_copy(scene):
     img = scene.view.image()
     assert img.shape == (120, 160, 4) and img.dtype == np.uint8
@@ -39,7 +32,9 @@ def test_save_image_and_repr_png_match_image(scene, tmp_path):
     (tmp_path / "repr.png").write_bytes(scene.view._repr_png_())
     for path in (name, tmp_path / "repr.png"):
         assert path.read_bytes()[:8] == b"\x89PNG\r\n\x1a\n"
-        pixels = png_pixels(path)
+        bitmap = lumox.Bitmap()  # read back as the library reads image files
+        bitmap.load_from_file(str(path))
+        pixels = bitmap.to_array()
         assert pixels.shape == (120, 160, 4) and red(pixels[60, 80])
     scene.view.save_image(str(tmp_path / "ball.jpg"), 32, 24)
     assert (tmp_path / "ball.jpg").read_bytes()[:2] == b"\xff\xd8"
