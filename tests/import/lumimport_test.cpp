@@ -127,22 +127,19 @@ TEST(ModelImportTest, GltfNodesKeepTheirHierarchyAndTransformations) {
   EXPECT_TRUE(Last >= 0.0 && Last <= 1.0) << Last;  // the importer reported its progress
   EXPECT_EQ(Root->Transformation()->Rotation()->X(), 90.0f);
   EXPECT_EQ(Root->Transformation()->Scale()->Y(), 2.0f);
-  ASSERT_EQ(Root->GetCount(), 1);
-  auto* Parent = dynamic_cast<TLumNode*>(Root->GetItems(0));
-  ASSERT_NE(Parent, nullptr);
+  // Each node holds one item: a node, a node, the object.
+  auto Only = [](TLumNode* N) { return N && N->GetCount() == 1 ? N->GetItems(0) : nullptr; };
+  auto* Parent = dynamic_cast<TLumNode*>(Only(Root));
+  auto* Child = dynamic_cast<TLumNode*>(Only(Parent));
+  auto* Obj = dynamic_cast<TLum3dObj*>(Only(Child));
+  ASSERT_TRUE(Parent && Child && Obj);
   EXPECT_EQ(Parent->Transformation()->Translation()->X(), 1.0f);
   EXPECT_TRUE(Parent->Transformation()->Rotation()->GetEmpty());
-  ASSERT_EQ(Parent->GetCount(), 1);
-  auto* Child = dynamic_cast<TLumNode*>(Parent->GetItems(0));
-  ASSERT_NE(Child, nullptr);
   const TLumTransformation* T = Child->Transformation();
   EXPECT_NEAR(T->Rotation()->Z(), 90.0f, 1e-3);
   EXPECT_NEAR(T->Rotation()->X(), 0.0f, 1e-3);
   EXPECT_NEAR(T->Scale()->X(), 2.0f, 1e-5);
   EXPECT_TRUE(T->Translation()->GetEmpty());
-  ASSERT_EQ(Child->GetCount(), 1);
-  auto* Obj = dynamic_cast<TLum3dObj*>(Child->GetItems(0));
-  ASSERT_NE(Obj, nullptr);
   EXPECT_EQ(Obj->ObjectName(), "child");
 
   // Flattened, the same transformations land in the vertices: scaled by 2, then moved.
