@@ -28,17 +28,15 @@ namespace fs = std::filesystem;
 
 const std::string Models = std::string(LUMOX_TEST_DATA) + "/models/";
 
-// A scene with one unlit sphere of the given colour ($00BBGGRR) at (X, 0, 0).
+// A scene with one unlit sphere of the given colour ($00BBGGRR) at (X, 0, 0), on line 3.
 std::string SphereScene(const std::string& Color, double X = 0) {
-  return "<LUMGL version=\"0.1.0\" program=\"Lumox\" description=\"test\">\r\n  <Objects>\r\n"
-         "    <TLUMSPHERE name=\"Ball\" Radius=\"0.5\" Slices=\"16\" Stacks=\"12\">\r\n"
-         "      <Transformation>\r\n        <Translation P=\"" +
+  return "<LUMGL version=\"0.1.0\" program=\"Lumox\" description=\"test\">\n<Objects>\n"
+         "<TLUMSPHERE name=\"Ball\" Radius=\"0.5\" Slices=\"16\" Stacks=\"12\">\n"
+         "<Transformation><Translation P=\"" +
          std::to_string(X) +
-         ",0,0\"/>\r\n"
-         "      </Transformation>\r\n      <Color Color=\"" +
-         Color +
-         "\" Alpha=\"1\"/>\r\n"
-         "    </TLUMSPHERE>\r\n  </Objects>\r\n</LUMGL>\r\n";
+         ",0,0\"/></Transformation>\n"
+         "<Color Color=\"" +
+         Color + "\" Alpha=\"1\"/></TLUMSPHERE>\n</Objects>\n</LUMGL>\n";
 }
 
 bool RedDominates(uint32_t P) {
@@ -204,7 +202,7 @@ TEST_F(CommandTest, EachRefusalAndUsageRuleExitsWithItsStatusAndSaysWhy) {
   EXPECT_EQ(Out, std::string(LUMOX_VERSION_STRING) + "\n");
 }
 
-TEST_F(CommandTest, RendersARedSphereInEachFormatAndFitFramesOneAway) {
+TEST_F(CommandTest, RendersARedSphereInEachFormatATitleAndFitFramesOneAway) {
   Write("red.lumgl", SphereScene("000000FF"));
   ASSERT_EQ(Run("render red.lumgl -o red.png"), 0) << Err;
   TBitmap B = Image("red.png");
@@ -226,9 +224,15 @@ TEST_F(CommandTest, RendersARedSphereInEachFormatAndFitFramesOneAway) {
   }
   EXPECT_EQ(Image("red.png").GetPixel(0, 0), 0x302010u);
 
+  // Out of sight of the default camera: an empty frame but for the title at its top.
   Write("far.lumgl", SphereScene("000000FF", 6));
-  ASSERT_EQ(Run("render far.lumgl -o a.png --size 80x60"), 0);
-  EXPECT_EQ(Image("a.png").GetPixel(40, 30), 0u);  // out of sight of the default camera
+  ASSERT_EQ(Run("render far.lumgl -o t.png --size 160x100 --title 'Hello'"), 0) << Err;
+  B = Image("t.png");
+  int Top = 0, Rest = 0;
+  for (int Y = 0; Y < B.Height(); ++Y)
+    for (int X = 0; X < B.Width(); ++X) (Y < 20 ? Top : Rest) += B.GetPixel(X, Y) != 0;
+  EXPECT_GT(Top, 20);
+  EXPECT_EQ(Rest, 0);
   ASSERT_EQ(Run("render far.lumgl -o a.png --size 80x60 --fit"), 0);
   B = Image("a.png");
   EXPECT_TRUE(RedDominates(B.GetPixel(40, 30)));
@@ -271,7 +275,7 @@ TEST_F(CommandTest, AFailedSaveLeavesTheOldImage) {
 
 TEST_F(CommandTest, InfoReportsContextAndSceneCounts) {
   std::string Two = SphereScene("000000FF");
-  Two.insert(Two.find("  </Objects>"),
+  Two.insert(Two.find("</Objects>"),
              "<TLUMSPHERE name=\"Ball2\" Radius=\"0.5\" Slices=\"16\" Stacks=\"12\"/>\r\n");
   Write("two.lumgl", Two);
   ASSERT_EQ(Run("info two.lumgl"), 0) << Err;
@@ -295,17 +299,6 @@ TEST_F(CommandTest, ConvertRoundTripsAndHonoursWriterOptions) {
   ExpectIn(C, {"\r\n Radius=\"0.5\""});
   ASSERT_EQ(Run("render c.lumgl -o c.png --size 80x60"), 0);
   EXPECT_TRUE(RedDominates(Image("c.png").GetPixel(44, 30)));
-}
-
-TEST_F(CommandTest, TitleIsDrawnAtTheTopOfTheImage) {
-  Write("away.lumgl", SphereScene("000000FF", 6));  // out of sight: an empty frame
-  ASSERT_EQ(Run("render away.lumgl -o t.png --size 160x100 --title 'Hello'"), 0) << Err;
-  TBitmap B = Image("t.png");
-  int Top = 0, Rest = 0;
-  for (int Y = 0; Y < B.Height(); ++Y)
-    for (int X = 0; X < B.Width(); ++X) (Y < 20 ? Top : Rest) += B.GetPixel(X, Y) != 0;
-  EXPECT_GT(Top, 20);
-  EXPECT_EQ(Rest, 0);
 }
 
 // What the table of refusals leaves: warnings on stderr of a render that goes on, check
@@ -334,7 +327,7 @@ TEST_F(CommandTest, WarningsGoToStderrAndConvertKeepsTheInputUnlessForced) {
 TEST_F(CommandTest, TheFileCameraFramesTheSceneAndConvertKeepsIt) {
   // The sphere at x = 3 is out of the default camera's sight; the file's camera looks at it.
   std::string Scene = SphereScene("000000FF", 3);
-  Scene.insert(Scene.find("  </Objects>"),
+  Scene.insert(Scene.find("</Objects>"),
                "    <TLUMPERSPECTIVECAMERA name=\"Eye\" ViewAngle=\"30\" ViewFar=\"50\">\r\n"
                "      <Transformation><Translation P=\"-3,0,-6\"/></Transformation>\r\n"
                "    </TLUMPERSPECTIVECAMERA>\r\n");
@@ -543,7 +536,7 @@ double BenchField(const std::string& Out, const std::string& Field) {
   return std::atof(Out.c_str() + At + Field.size() + 3);
 }
 
-TEST_F(CommandTest, BenchReportsEveryFigureOfAReferenceSceneAndItsBareBaseline) {
+TEST_F(CommandTest, BenchReportsEveryFigureOfReferenceScenesAndSceneFilesAndTheirBaselines) {
   ASSERT_EQ(Run("bench s1 --frames 2"), 0) << Err;
   EXPECT_EQ(Out.rfind("scene: s1 (1000 lit spheres", 0), 0u) << Out;
   // Attributes, light, and a material before each sphere; 32 x 16 spheres.
@@ -558,9 +551,8 @@ TEST_F(CommandTest, BenchReportsEveryFigureOfAReferenceSceneAndItsBareBaseline) 
   EXPECT_NEAR(BenchField(Out, "ratio"),
               BenchField(Out, "median ms") / BenchField(Out, "bare median ms"), 0.01)
       << Out;
-}
 
-TEST_F(CommandTest, BenchTakesSceneFilesAndSaysWhenThereIsNoBareBaseline) {
+  // Scene files, and what the bare program cannot copy.
   const std::string Lit =
       "<LUMGL version=\"0.1.0\"><Objects>"
       "<TLUMATTRIBUTES Lighting=\"true\" PolygonMode=\"pmFill\" ShadeModel=\"smSmooth\" "
