@@ -127,9 +127,22 @@ TEST(LumQtViewTest, ShownWidgetPaintsWithItsContextThroughADoubleBufferSwitch) {
   EXPECT_EQ(W->View()->Height(), 90);
 }
 
-TEST(LumQtViewTest, KeysAndDragsMoveTheCameraAndRepaint) {
+// A click picks what lies under it; keys and drags move the camera and repaint; buttons
+// other than left, right and middle reach the view as the extra buttons and leave a
+// mouse controller's drag as it is.
+TEST(LumQtViewTest, ClicksPickKeysAndDragsMoveTheCameraExtraButtonsStartNoDrag) {
   TScene S;
   auto W = S.Show();
+  TObject* Hit = &S.Form;
+  W->View()->OnMouseDown = [&](TObject*, TMouseButton, TShiftState, int X, int Y) {
+    W->View()->GetObj(X, Y, Hit);
+  };
+  SendMouse(W.get(), QEvent::MouseButtonPress, {80, 60}, Qt::LeftButton, Qt::LeftButton);
+  EXPECT_EQ(Hit, S.Square);
+  SendMouse(W.get(), QEvent::MouseButtonPress, {5, 5}, Qt::LeftButton, Qt::LeftButton);
+  EXPECT_EQ(Hit, nullptr);
+  SendMouse(W.get(), QEvent::MouseButtonRelease, {5, 5}, Qt::LeftButton, Qt::NoButton);
+
   TLumPersonController Person(&S.Form);
   Person.SetControlled(S.Camera);
   W->View()->SetController(&Person);
@@ -158,19 +171,27 @@ TEST(LumQtViewTest, KeysAndDragsMoveTheCameraAndRepaint) {
   EXPECT_NE(S.Camera->Transformation()->Rotation()->Y(), Y0);
   const int AfterDrag = S.Frames;
   QTRY_VERIFY(S.Frames > AfterDrag);
-}
 
-TEST(LumQtViewTest, AClickPicksTheObjectUnderIt) {
-  TScene S;
-  auto W = S.Show();
-  TObject* Hit = &S.Form;
-  W->View()->OnMouseDown = [&](TObject*, TMouseButton, TShiftState, int X, int Y) {
-    W->View()->GetObj(X, Y, Hit);
+  std::vector<TMouseButton> Pressed;
+  W->View()->OnMouseDown = [&](TObject*, TMouseButton B, TShiftState, int, int) {
+    Pressed.push_back(B);
   };
-  SendMouse(W.get(), QEvent::MouseButtonPress, {80, 60}, Qt::LeftButton, Qt::LeftButton);
-  EXPECT_EQ(Hit, S.Square);
-  SendMouse(W.get(), QEvent::MouseButtonPress, {5, 5}, Qt::LeftButton, Qt::LeftButton);
-  EXPECT_EQ(Hit, nullptr);
+  const float Y1 = S.Camera->Transformation()->Rotation()->Y();
+  for (Qt::MouseButton B : {Qt::BackButton, Qt::ForwardButton}) {
+    SendMouse(W.get(), QEvent::MouseButtonPress, {40, 60}, B, B);
+    SendMouse(W.get(), QEvent::MouseMove, {120, 60}, Qt::NoButton, B);
+    EXPECT_EQ(Mouse.DragState(), 0);
+    SendMouse(W.get(), QEvent::MouseButtonRelease, {120, 60}, B, Qt::NoButton);
+  }
+  EXPECT_EQ(S.Camera->Transformation()->Rotation()->Y(), Y1);
+  EXPECT_EQ(Pressed, (std::vector<TMouseButton>{mbExtra1, mbExtra2}));
+  // During a left drag a back press changes nothing; the drag goes on.
+  SendMouse(W.get(), QEvent::MouseButtonPress, {40, 60}, Qt::LeftButton, Qt::LeftButton);
+  SendMouse(W.get(), QEvent::MouseButtonPress, {40, 60}, Qt::BackButton,
+            Qt::LeftButton | Qt::BackButton);
+  EXPECT_EQ(Mouse.DragState(), 1);
+  SendMouse(W.get(), QEvent::MouseMove, {60, 60}, Qt::NoButton, Qt::LeftButton | Qt::BackButton);
+  EXPECT_NE(S.Camera->Transformation()->Rotation()->Y(), Y1);
 }
 
 TEST(LumQtViewTest, WidgetsAndOffscreenImagesShareOneCachedList) {
@@ -197,36 +218,6 @@ TEST(LumQtViewTest, WidgetsAndOffscreenImagesShareOneCachedList) {
             (std::array{0x0000FFu, 0xFF0000u}));
   // The widget is still fine afterwards.
   EXPECT_TRUE(IsRed(FramePixel(A.get(), 80, 60)));
-}
-
-// Buttons other than left, right and middle reach the view as the extra buttons and
-// leave a mouse controller's drag as it is.
-TEST(LumQtViewTest, ExtraMouseButtonsStartNoDrag) {
-  TScene S;
-  auto W = S.Show();
-  TLumMouseController Mouse(&S.Form);
-  Mouse.SetControlled(S.Camera);
-  W->View()->SetController(&Mouse);
-  std::vector<TMouseButton> Pressed;
-  W->View()->OnMouseDown = [&](TObject*, TMouseButton B, TShiftState, int, int) {
-    Pressed.push_back(B);
-  };
-  const float Y0 = S.Camera->Transformation()->Rotation()->Y();
-  for (Qt::MouseButton B : {Qt::BackButton, Qt::ForwardButton}) {
-    SendMouse(W.get(), QEvent::MouseButtonPress, {40, 60}, B, B);
-    SendMouse(W.get(), QEvent::MouseMove, {120, 60}, Qt::NoButton, B);
-    EXPECT_EQ(Mouse.DragState(), 0);
-    SendMouse(W.get(), QEvent::MouseButtonRelease, {120, 60}, B, Qt::NoButton);
-  }
-  EXPECT_EQ(S.Camera->Transformation()->Rotation()->Y(), Y0);
-  EXPECT_EQ(Pressed, (std::vector<TMouseButton>{mbExtra1, mbExtra2}));
-  // During a left drag a back press changes nothing; the drag goes on.
-  SendMouse(W.get(), QEvent::MouseButtonPress, {40, 60}, Qt::LeftButton, Qt::LeftButton);
-  SendMouse(W.get(), QEvent::MouseButtonPress, {40, 60}, Qt::BackButton,
-            Qt::LeftButton | Qt::BackButton);
-  EXPECT_EQ(Mouse.DragState(), 1);
-  SendMouse(W.get(), QEvent::MouseMove, {60, 60}, Qt::NoButton, Qt::LeftButton | Qt::BackButton);
-  EXPECT_NE(S.Camera->Transformation()->Rotation()->Y(), Y0);
 }
 
 TEST(LumQtViewTest, QtKeysMapToVirtualKeys) {

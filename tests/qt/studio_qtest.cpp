@@ -158,7 +158,7 @@ TEST(StudioTest, RefusalsChangeNothingEditsReachComponentAndPixelsUndoRedoAndSav
   EXPECT_NE(Text.find("Radius = 0.8"), std::string::npos) << Text;
 }
 
-TEST(StudioTest, ReferencesOfferOnlyComponentsTheyAccept) {
+TEST(StudioTest, ReferencesOfferWhatTheyAcceptAndEnumerationsSetsAndObjectsEdit) {
   TStudioScene S;
   S.Props.SetInstance(S.View, &S.Form);
   const QModelIndex Camera = S.Props.Find("Camera");
@@ -179,10 +179,7 @@ TEST(StudioTest, ReferencesOfferOnlyComponentsTheyAccept) {
   // The editor gives the place in the list.
   ASSERT_TRUE(S.Props.setData(S.Props.Find("Parent"), qlonglong(1)));
   EXPECT_EQ(static_cast<TLumTimer*>(Timer)->Parent()->Name(), "Timer2");
-}
 
-TEST(StudioTest, EnumerationsSetsBooleansAndOwnedObjects) {
-  TStudioScene S;
   // A nested enumeration, by ordinal as the editor gives it and by name.
   S.Props.SetInstance(S.Eye, &S.Form);
   const QModelIndex Order = S.Props.Find("Transformation.Order");
