@@ -14,6 +14,7 @@
 
 using namespace lumox;
 using lumox::test::LitPixels;
+using lumox::test::SamePixels;
 
 namespace {
 
@@ -211,13 +212,10 @@ TEST_F(CanvasTest, TextLightsOnlyItsBoxAndGrowsWithTheSize) {
   EXPECT_GT(LitPixels(Large, 0, 8 + Height, 80, 60), 0);
   // Characters beyond the 256 lists and overlong forms show as '?'; Latin-1 ones
   // through either call.
-  auto Same = [](const TBitmap& A, const TBitmap& B) {
-    return std::equal(A.Pixels(), A.Pixels() + A.Width() * A.Height() * 4, B.Pixels());
-  };
-  EXPECT_TRUE(Same(Draw([](TLumCanvas* C) { C->TextOut(5, 5, "a\xE2\x82\xAC\xE0\x83\xA9"); }),
-                   Draw([](TLumCanvas* C) { C->TextOut(5, 5, "a??"); })));
-  EXPECT_TRUE(Same(Draw([](TLumCanvas* C) { C->TextOut(5, 5, "\xC3\xA9"); }),
-                   Draw([](TLumCanvas* C) { C->TextOutA(5, 5, "\xE9"); })));
+  EXPECT_TRUE(SamePixels(Draw([](TLumCanvas* C) { C->TextOut(5, 5, "a\xE2\x82\xAC\xE0\x83\xA9"); }),
+                         Draw([](TLumCanvas* C) { C->TextOut(5, 5, "a??"); })));
+  EXPECT_TRUE(SamePixels(Draw([](TLumCanvas* C) { C->TextOut(5, 5, "\xC3\xA9"); }),
+                         Draw([](TLumCanvas* C) { C->TextOutA(5, 5, "\xE9"); })));
   const TBitmap Under = Draw([](TLumCanvas* C) {
     C->Font()->SetStyle({fsUnderline});
     C->TextOut(5, 5, "   ");

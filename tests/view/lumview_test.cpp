@@ -236,11 +236,7 @@ TEST_F(ViewTest, NamesArePushedOnlyInSelectingModes) {
 namespace {
 
 using test::LitPixels;
-
-bool SamePixels(const TBitmap& A, const TBitmap& B) {
-  return A.Width() == B.Width() && A.Height() == B.Height() &&
-         std::equal(A.Pixels(), A.Pixels() + size_t(A.Width()) * A.Height() * 4, B.Pixels());
-}
+using test::SamePixels;
 
 // Display lists among Lists that exist now, asked in a context of its own (which shares
 // the lists of every view without deleting any that a view has put aside).
