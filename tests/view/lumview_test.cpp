@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <vector>
 
 #include "lumox/control/lumcntrl.h"
@@ -347,12 +348,10 @@ TEST_F(ImageTest, EveryImageStartsFromTheStateOfANewContext) {
   for (int I = 0; I < 3; ++I) Snapshot();
   ASSERT_EQ(Seen.size(), 3u);
   for (const TSeen& S : Seen) {
-    EXPECT_TRUE(S.Model == 1 && S.Projection == 1 && S.Texture == 1)
-        << S.Model << " " << S.Projection << " " << S.Texture;
-    EXPECT_EQ(S.TextureScale, 1.0);
-    EXPECT_EQ(S.Attrib, 1);  // the frame's own push
-    EXPECT_EQ(S.ClientAttrib, 0);
-    EXPECT_FALSE(S.Arrays);
+    // One attribute push: the frame's own.
+    EXPECT_EQ((std::array{S.Model, S.Projection, S.Texture, S.Attrib, S.ClientAttrib}),
+              (std::array{1, 1, 1, 1, 0}));
+    EXPECT_TRUE(S.TextureScale == 1.0 && !S.Arrays);
   }
 }
 
