@@ -261,13 +261,10 @@ TEST_F(CanvasTest, TextureFillsTheRectangle) {
 
 TEST_F(CanvasTest, GDITo3DMapsTheCornersOfTheWindow) {
   View->SetBounds(200, 100);
-  const TLumMathVector V[3] = {View->GDITo3D(0, 0, 0), View->GDITo3D(200, 100, 0),
-                               View->GDITo3D(50, 75, 0.5)};
-  const double Want[3][3] = {{-1, 1, 0}, {1, -1, 0}, {-0.5, -0.5, 0.5}};
-  for (int I = 0; I < 3; ++I)
-    EXPECT_EQ((std::array{V[I].X, V[I].Y, V[I].Z}),
-              (std::array{Want[I][0], Want[I][1], Want[I][2]}))
-        << I;
+  auto XYZ = [](const TLumMathVector& V) { return std::array{V.X, V.Y, V.Z}; };
+  EXPECT_EQ(XYZ(View->GDITo3D(0, 0, 0)), (std::array{-1.0, 1.0, 0.0}));
+  EXPECT_EQ(XYZ(View->GDITo3D(200, 100, 0)), (std::array{1.0, -1.0, 0.0}));
+  EXPECT_EQ(XYZ(View->GDITo3D(50, 75, 0.5)), (std::array{-0.5, -0.5, 0.5}));
 }
 
 TEST_F(CanvasTest, AlphaSettersKeepTheUnitRange) {
