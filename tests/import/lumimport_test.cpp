@@ -262,7 +262,6 @@ TEST(ModelTextureTest, MaterialsSharingAnImageShareOneTextureAndOneWarning) {
     SCOPED_TRACE(Found);
     const test::TempDir Tmp;
     const fs::path Dir = Tmp.Path() / "m";
-    fs::create_directories(Dir);
     const std::string Name = Found ? "green.png" : "missing.png";
     TexturedModel(Dir, Name, Found ? Name : "");
     std::string Mtl = test::ReadText((Dir / "twoparts.mtl").string());
