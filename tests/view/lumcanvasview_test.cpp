@@ -62,10 +62,8 @@ TEST_P(CanvasStateTest, LeavesDepthTestOnAndBothMatricesAsBefore) {
     EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));
     EXPECT_EQ(Mode, GL_MODELVIEW);
     EXPECT_EQ(Stack1, Stack0);
-    for (int I = 0; I < 16; ++I) {
-      EXPECT_EQ(P1[I], P0[I]) << "projection " << I;
-      EXPECT_EQ(M1[I], M0[I]) << "modelview " << I;
-    }
+    EXPECT_EQ(std::to_array(P1), std::to_array(P0)) << "projection";
+    EXPECT_EQ(std::to_array(M1), std::to_array(M0)) << "modelview";
     Ran = true;
   };
   Snapshot();
