@@ -108,8 +108,7 @@ TEST(LumQtViewTest, ShownWidgetPaintsWithItsContextThroughADoubleBufferSwitch) {
   // The view paints with the widget's context, in physical pixels.
   EXPECT_EQ(W->View()->Context()->Width(), qRound(160 * W->devicePixelRatioF()));
   const TLumPixelFormat F = W->View()->Context()->PixelFormat();
-  EXPECT_GE(F.DepthBits, 16);
-  EXPECT_GE(F.StencilBits, 1);
+  EXPECT_TRUE(F.DepthBits >= 16 && F.StencilBits >= 1) << F.DepthBits << " " << F.StencilBits;
   // A switch of the double buffer makes a new context that goes on painting in the widget.
   TLumGLContext* Before = W->View()->Context();
   W->View()->SetDoubleBuffer(false);
