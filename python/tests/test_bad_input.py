@@ -8,7 +8,7 @@ import numpy as np
 import pytest
 
 import lumox
-from conftest import red, run_python
+from conftest import run_python
 
 
 @pytest.mark.parametrize("cls, prop, value, error", [
@@ -46,12 +46,8 @@ def test_wrong_arguments_to_constructors_and_methods(form):
 
 def test_out_of_range_values_go_through_the_setters_under_both_names(form):
     ball = lumox.Sphere(form, radius=0.5)
-    ball.radius = float("nan")
     ball.Radius = -1  # the sphere's own rule: a negative radius becomes 1
     assert ball.radius == 1.0
-    colour = lumox.Material(form).color_diffuse
-    colour.alpha = 2
-    assert colour.alpha == 1.0
 
 
 def test_freed_components_raise_wherever_they_are_used(form):
@@ -109,45 +105,24 @@ def boom(view):
     raise ValueError("boom in on_render")
 
 
-def test_a_raising_handler_propagates_out_of_image_and_the_view_stays_usable(scene):
+def test_raising_handlers_propagate_out_of_image_and_pick_and_leave_no_gl_state(scene):
+    good = scene.view.image()
     with pytest.raises(ValueError, match="boom in on_render") as e:
         scene.view.on_render = boom
         scene.view.image()
     # The traceback reaches into the handler.
     assert any(f.name == "boom" for f in traceback.extract_tb(e.value.__traceback__))
     scene.view.on_render = lambda v: scene.root.render(v)
-    assert red(scene.view.image()[60, 80])
-
-
-def test_raising_deep_in_the_scene_many_times_leaves_no_gl_state_behind(scene):
-    # Raised while nodes and transformations are pushed: more times than the matrix
-    # stack is deep, so state left over would show.
-    inner = lumox.Node(scene.root.owner)
-    inner.add(scene.ball)
-    scene.root.delete(scene.root.index_of(scene.ball))
-    scene.root.add(inner)
-    inner.transformation.translation.x = 0.0
-    calls = []
-
-    def fail(view):
-        calls.append(1)
-        raise RuntimeError("raised in a handler")
-
-    good = scene.view.image()
-    scene.ball.on_before_render = fail
+    # Raised while the scene's node is pushed, more times than the matrix stack is deep,
+    # so state left over would show.
+    scene.ball.on_before_render = boom
     for _ in range(40):
-        with pytest.raises(RuntimeError):
+        with pytest.raises(ValueError):
             scene.view.image()
-    assert len(calls) == 40
-    scene.ball.on_before_render = None
-    after = scene.view.image()
-    np.testing.assert_array_equal(after, good)
-    assert scene.view.pick(80, 60).object is scene.ball
-    # Raising in picking's frame comes out of pick as well.
-    scene.ball.on_before_render = fail
-    with pytest.raises(RuntimeError):
+    with pytest.raises(ValueError, match="boom"):
         scene.view.pick(80, 60)
     scene.ball.on_before_render = None
+    np.testing.assert_array_equal(scene.view.image(), good)
     assert scene.view.pick(80, 60).object is scene.ball
 
 

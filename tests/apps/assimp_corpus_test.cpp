@@ -17,9 +17,9 @@ namespace fs = std::filesystem;
 
 const fs::path Corpus = "/usr/share/assimp/models";
 
-#define SKIP_WITHOUT_CORPUS()                                                              \
-  if (!fs::is_directory(Corpus))                                                           \
-  GTEST_SKIP() << "Debian's assimp-testmodels are not installed (" << Corpus.string()      \
+#define SKIP_WITHOUT_CORPUS()                                                         \
+  if (!fs::is_directory(Corpus))                                                      \
+  GTEST_SKIP() << "Debian's assimp-testmodels are not installed (" << Corpus.string() \
                << " is missing); tools/bootstrap installs them"
 
 // Appended to: GCC 12 warns falsely of literal + string at -O3.
@@ -33,8 +33,7 @@ TEST_P(CorpusModelTest, RendersFramedAndShadedOrTextured) {
   const auto R = test::RunCommand(
       Dir, "render " + Quoted(Corpus / GetParam()) + " -o m.png --size 160x120 --fit");
   ASSERT_EQ(R.Status, 0) << R.Err;
-  TBitmap B;
-  B.LoadFromFile(Dir.File("m.png"));
+  const TBitmap B = test::ReadImage(Dir, "m.png");
   const double C = test::Coverage(B);
   EXPECT_GE(C, 0.03) << "a speck or nothing";
   EXPECT_LE(C, 0.95) << "cut off";
@@ -64,9 +63,9 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(CorpusInvalidTest, EveryInvalidFileIsRefusedWithStatusOneOrDrawnNeverASignal) {
   SKIP_WITHOUT_CORPUS();
   std::vector<fs::path> Files;
-  for (const char* Folder : {"invalid", "glTF2/IncorrectVertexArrays", "glTF2/IndexOutOfRange",
-                             "glTF2/MissingBin", "glTF2/RecursiveNodes", "glTF2/SchemaFailures",
-                             "glTF2/TestNoRootNode", "glTF2/wrongTypes"})
+  for (const char* Folder :
+       {"invalid", "glTF2/IncorrectVertexArrays", "glTF2/IndexOutOfRange", "glTF2/MissingBin",
+        "glTF2/RecursiveNodes", "glTF2/SchemaFailures", "glTF2/TestNoRootNode", "glTF2/wrongTypes"})
     for (const auto& E : fs::directory_iterator(Corpus / Folder))
       if (E.path().extension() != ".txt" && E.path().extension() != ".bin" &&
           E.path().extension() != ".png")

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "support/command.h"
 
@@ -42,16 +43,14 @@ TEST(ModelCommandTest, FitFramesEveryGeometryClassAndModel) {
       {"tube.lumgl", FarScene("TLUMTUBE", "", R"(<Section P="0,0,0" Radius="0.2"/>
 <Section P="3,0,0" Radius="0.2"/>)")},
   };
-  for (const auto& [Name, Text] : Scenes) test::WriteText(Dir.File(Name), Text);
-  for (const std::string& Scene :
-       {std::string("obj.lumgl"), std::string("cloud.lumgl"), std::string("poly.lumgl"),
-        std::string("text.lumgl"), std::string("tube.lumgl"), Models + "cube_nodes.gltf",
-        Models + "drawing.dxf"}) {
+  std::vector<std::string> Files = {Models + "cube_nodes.gltf", Models + "drawing.dxf"};
+  for (const auto& [Name, Text] : Scenes)
+    test::WriteText(Dir.File(Name), Text), Files.push_back(Name);
+  for (const std::string& Scene : Files) {
     SCOPED_TRACE(Scene);
     const auto R = RunCommand(Dir, "render '" + Scene + "' -o f.png --size 120x90 --fit");
     ASSERT_EQ(R.Status, 0) << R.Err;
-    TBitmap B;
-    B.LoadFromFile(Dir.File("f.png"));
+    const TBitmap B = test::ReadImage(Dir, "f.png");
     const double C = Coverage(B);
     EXPECT_GT(C, 0.002) << "not in sight";  // three points of a cloud are few pixels
     EXPECT_LT(C, 0.95) << "cut off";
@@ -64,12 +63,10 @@ TEST(ModelCommandTest, ScenesWithoutLightsGetAHeadlight) {
   const std::string Cube = "render '" + Models + "cube.obj' -o c.png --size 80x60 " +
                            "--camera-position 1.2,1.6,2 --look-at 0,0,0";
   ASSERT_EQ(RunCommand(Dir, Cube).Status, 0);
-  TBitmap Lit;
-  Lit.LoadFromFile(Dir.File("c.png"));
+  const TBitmap Lit = test::ReadImage(Dir, "c.png");
   EXPECT_GE(Shades(Lit), 3);
   ASSERT_EQ(RunCommand(Dir, Cube + " --no-headlight").Status, 0);
-  TBitmap Flat;
-  Flat.LoadFromFile(Dir.File("c.png"));
+  const TBitmap Flat = test::ReadImage(Dir, "c.png");
   EXPECT_EQ(Shades(Flat), 1);
   EXPECT_NEAR(Coverage(Lit), Coverage(Flat), 0.01);
 }
@@ -88,8 +85,7 @@ TEST(ModelCommandTest, ConvertKeepsTexturesAndLumoxFilesCheckClean) {
                             " -o t.png --size 80x60 --camera-position 0,0,1.2 --look-at 0,0,0 "
                             "--no-headlight --strict");
     ASSERT_EQ(R.Status, 0) << R.Err;
-    TBitmap B;
-    B.LoadFromFile(Dir.File("t.png"));
+    const TBitmap B = test::ReadImage(Dir, "t.png");
     EXPECT_EQ(B.GetPixel(60, 30), 0x00FF00u);  // the right square, textured green
     // Beside an OBJ or glTF file as a PNG named by the material, inside a GLB file.
     EXPECT_EQ(fs::exists(Dir.File("t_0.png")),

@@ -69,6 +69,13 @@ std::string Chain(int N, bool Cycle = false) {
   return S + "]}";
 }
 
+// A GLB file of one JSON chunk, Json, whose header gives the chunk JsonBytes bytes.
+std::string Glb(uint32_t JsonBytes, const std::string& Json) {
+  auto U32 = [](uint32_t V) { return std::string(reinterpret_cast<const char*>(&V), 4); };
+  return std::string("glTF") + U32(2) + U32(uint32_t(20 + Json.size())) + U32(JsonBytes) + "JSON" +
+         Json;
+}
+
 TEST(ModelPreCheckTest, GltfNodesNestedTooDeepOrInACycleAreRefused) {
   const test::TempDir Dir;
   // 20 000 levels overflow the importer's stack; refused before it starts.
@@ -82,23 +89,11 @@ TEST(ModelPreCheckTest, GltfNodesNestedTooDeepOrInACycleAreRefused) {
   EXPECT_EQ(M.find("nested"), std::string::npos) << M;
   // A binary file is checked by its JSON chunk.
   const std::string Json = Chain(20000);
-  std::string Glb = "glTF";
-  auto U32 = [&Glb](uint32_t V) { Glb.append(reinterpret_cast<const char*>(&V), 4); };
-  U32(2);
-  U32(static_cast<uint32_t>(20 + Json.size()));
-  U32(static_cast<uint32_t>(Json.size()));
-  Glb += "JSON" + Json;
-  M = Refusal(Dir, "deep.glb", Glb);
+  M = Refusal(Dir, "deep.glb", Glb(uint32_t(Json.size()), Json));
   EXPECT_NE(M.find("nested more than"), std::string::npos) << M;
   // A 20-byte header claiming 4 GB of JSON is refused by the file's size, before any
   // of it is allocated.
-  std::string Liar = "glTF";
-  auto L32 = [&Liar](uint32_t V) { Liar.append(reinterpret_cast<const char*>(&V), 4); };
-  L32(2);
-  L32(20);
-  L32(0xFFFFFFFFu);
-  Liar += "JSON";
-  M = Refusal(Dir, "liar.glb", Liar);
+  M = Refusal(Dir, "liar.glb", Glb(0xFFFFFFFFu, ""));
   EXPECT_EQ(M, "Cannot read the model file \"" + Dir.File("liar.glb") +
                    "\": its GLB header claims 4294967295 bytes of JSON but the file holds 20 "
                    "bytes.")

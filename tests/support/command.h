@@ -23,8 +23,8 @@ struct TCommandRun {
 inline TCommandRun RunCommand(const TempDir& Dir, const std::string& Args,
                               const std::string& Env = "") {
   const std::string Out = Dir.File("command-out.txt"), Err = Dir.File("command-err.txt");
-  const std::string Cmd = "cd '" + Dir.Path().string() + "' && " + Env + " exec '" +
-                          LUMOX_COMMAND + "' " + Args + " >'" + Out + "' 2>'" + Err + "'";
+  const std::string Cmd = "cd '" + Dir.Path().string() + "' && " + Env + " exec '" + LUMOX_COMMAND +
+                          "' " + Args + " >'" + Out + "' 2>'" + Err + "'";
   const int S = std::system(Cmd.c_str());
   TCommandRun R;
   // The shell reports a child ended by a signal as 128 + the signal.
@@ -60,6 +60,13 @@ inline int Shades(const TBitmap& B) {
       if (P != Background && !Seen[P]) Seen[P] = true, ++N;
     }
   return N;
+}
+
+// The image file Name in Dir as the library reads it (empty when it cannot).
+inline TBitmap ReadImage(const TempDir& Dir, const std::string& Name) {
+  TBitmap B;
+  B.LoadFromFile(Dir.File(Name));
+  return B;
 }
 
 }  // namespace lumox::test

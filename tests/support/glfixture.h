@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "lumox/host/graphics.h"
@@ -69,6 +70,12 @@ inline int LitPixels(const TBitmap& B, int X1 = 0, int Y1 = 0, int X2 = -1, int 
       N += (C & 0xFF) > 64 || ((C >> 8) & 0xFF) > 64 || ((C >> 16) & 0xFF) > 64;
     }
   return N;
+}
+
+// A and B have the same size and the same pixels.
+inline bool SamePixels(const TBitmap& A, const TBitmap& B) {
+  return A.Width() == B.Width() && A.Height() == B.Height() &&
+         std::equal(A.Pixels(), A.Pixels() + size_t(A.Width()) * A.Height() * 4, B.Pixels());
 }
 
 }  // namespace lumox::test

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 
 #include "lumox/geometry/lumshape.h"
@@ -86,8 +87,8 @@ TEST_P(PickTest, TheNearerObjectWinsAndBothAreHit) {
   View->GetSelection(40, 30, &L);
   ASSERT_EQ(L.GetCount(), 2);
   // In render order, names counted from 1 in each pass.
-  EXPECT_EQ(L.GetItems(0)->GetNames(0), 1u);
-  EXPECT_EQ(L.GetItems(1)->GetNames(0), 2u);
+  EXPECT_EQ((std::array{L.GetItems(0)->GetNames(0), L.GetItems(1)->GetNames(0)}),
+            (std::array{1u, 2u}));
   EXPECT_EQ(L.GetTopMost(), L.GetItems(1));
 
   bool OwnHook = false;

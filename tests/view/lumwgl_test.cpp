@@ -26,7 +26,7 @@ TEST(EGLContextTest, ContextHasRequestedFormatAndSize) {
   EXPECT_FALSE(EGLPlatformName().empty());
 }
 
-TEST(EGLContextTest, ContextsShareDisplayLists) {
+TEST(EGLContextTest, ContextsShareDisplayListsAndAResizeKeepsThem) {
   auto A = CreateEGLContext(8, 8);
   auto B = A->CreateOffscreen(16, 16);
   ASSERT_TRUE(A->MakeCurrent());
@@ -34,7 +34,14 @@ TEST(EGLContextTest, ContextsShareDisplayLists) {
   glNewList(List, GL_COMPILE);
   glClearColor(1, 0, 0, 1);
   glEndList();
-  ASSERT_TRUE(glIsList(List));
+  // A new drawable of the new size, the same context.
+  ASSERT_TRUE(A->Resize(50, 20));
+  EXPECT_TRUE(A->IsCurrent() && A->Width() == 50 && glIsList(List));
+  glClearColor(0, 1, 0, 1);
+  glClear(GL_COLOR_BUFFER_BIT);
+  GLubyte Px[4] = {};
+  glReadPixels(49, 19, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, Px);
+  EXPECT_EQ(Px[1], 255);
   ASSERT_TRUE(B->MakeCurrent());
   EXPECT_TRUE(glIsList(List));  // made in A, seen in B
   glCallList(List);
@@ -45,22 +52,5 @@ TEST(EGLContextTest, ContextsShareDisplayLists) {
   B->Release();
   ASSERT_TRUE(A->MakeCurrent());
   EXPECT_FALSE(glIsList(List));
-  A->Release();
-}
-
-TEST(EGLContextTest, ResizeKeepsListsAndChangesTheDrawable) {
-  auto A = CreateEGLContext(8, 8);
-  ASSERT_TRUE(A->MakeCurrent());
-  const GLuint List = glGenLists(1);
-  glNewList(List, GL_COMPILE);
-  glEndList();
-  ASSERT_TRUE(A->Resize(50, 20));
-  EXPECT_TRUE(A->IsCurrent() && A->Width() == 50 && glIsList(List));
-  glClearColor(0, 1, 0, 1);
-  glClear(GL_COLOR_BUFFER_BIT);
-  GLubyte Px[4] = {};
-  glReadPixels(49, 19, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, Px);
-  EXPECT_EQ(Px[1], 255);
-  glDeleteLists(List, 1);
   A->Release();
 }
