@@ -138,6 +138,11 @@ TEST_F(CommandTest, EachRefusalAndUsageRuleExitsWithItsStatusAndSaysWhy) {
        0,
        {"hw.LUMGL will not hold everything", "the view's size (320x240)",
         "1 material's diffuse colour (written as \"FDiffuse\""}},
+      // Options that do nothing for a form are said.
+      {"convert '" + Forms + "handwritten.lumform' hw.lumform --decimals 3 --strict",
+       0,
+       {"--decimals does not apply to a form file (hw.lumform): ignored",
+        "--strict does not apply to reading a form"}},
       {"bench missing.lumgl", 1, {"missing.lumgl"}},
       // Models read only in their folder and its resource roots; a special file is refused
       // for what it is; a reader that crashes is status 1 with a message, not a signal.

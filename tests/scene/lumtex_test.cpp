@@ -3,6 +3,8 @@
 // scene files with their bitmap side files.
 #include "lumox/scene/lumtex.h"
 
+#include <iterator>
+
 #include "support/glfixture.h"
 #include "support/scenefile.h"
 
@@ -252,10 +254,14 @@ TEST_F(TextureFileTest, SideFileIsWrittenBesideTheSceneAndReadBack) {
   ASSERT_NE(L, nullptr);
   EXPECT_EQ(L->PixelBuffer(), S->PixelBuffer());
   // A scene file that cannot take its place (a folder of that name) leaves no new side
-  // file behind.
+  // file behind, and an old one as it was.
   std::filesystem::create_directory(Scene.Path() / "dir.xml");
   EXPECT_THROW(test::SavedText(S, Scene.File("dir.xml")), Exception);
   EXPECT_FALSE(std::filesystem::exists(Scene.Path() / "dir0.bmp"));
+  test::WriteText(Scene.File("dir0.bmp"), "old");
+  EXPECT_THROW(test::SavedText(S, Scene.File("dir.xml")), Exception);
+  EXPECT_EQ(test::ReadText(Scene.File("dir0.bmp")), "old");
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(Scene.Path()), {}), 3);
 }
 
 // A missing or undecodable side file fails naming it. Sizes are read before decoding: a
