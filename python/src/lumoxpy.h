@@ -202,7 +202,8 @@ void ForgetHandlersOf(lumox::TComponent* Comp);
 // Frees Comp now, or after the library call that runs the current handler returns;
 // OnlyUnowned: then only if it has no owner (a Python object's own component).
 void FreeComponent(lumox::TComponent* Comp, bool OnlyUnowned);
-// Whether a Python handler is running (called by the library).
+// Whether Python code runs under a library call (a handler, or the collector inside a
+// call), so that what the library may be walking must not be freed now.
 bool InHandler();
 // Whether the interpreter still runs (false once it finalized: handlers of objects
 // that outlive it are then left alone).

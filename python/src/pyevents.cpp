@@ -95,16 +95,19 @@ void FreePending() {
   }
 }
 
-// Calls the cell's callable; None when it was cleared or Python is gone.
-template <typename... A>
-py::object CallCell(const TCellRef& Cell, A&&... Args) {
+// Calls the cell's callable with the arguments Build makes (a tuple); None when it was
+// cleared or Python is gone. The depth rises before the arguments are made: making them
+// allocates, which may run the collector, and a component it frees must wait.
+template <typename B>
+py::object CallCell(const TCellRef& Cell, B&& Build) {
   if (!GAlive || !Cell->Fn) return py::none();
   py::object Fn = py::reinterpret_borrow<py::object>(Cell->Fn);
   ++GHandlerDepth;
   struct TLeave {
     ~TLeave() { --GHandlerDepth; }
   } Leave;
-  return Fn(std::forward<A>(Args)...);
+  py::tuple Args = Build();
+  return Fn(*Args);
 }
 
 const char* const ShiftNames[] = {"ssShift", "ssAlt",    "ssCtrl",  "ssLeft",
@@ -121,45 +124,56 @@ py::object Sender(TObject* S) {
 // takes them; reference arguments come back as the callable's result.
 struct TNotify {
   TCellRef Cell;
-  void operator()(TObject* S) const { CallCell(Cell, Sender(S)); }
+  void operator()(TObject* S) const {
+    CallCell(Cell, [&] { return py::make_tuple(Sender(S)); });
+  }
 };
 struct TRender {
   TCellRef Cell;
-  void operator()(TLumCustomView* V) const { CallCell(Cell, Sender(V)); }
+  void operator()(TLumCustomView* V) const {
+    CallCell(Cell, [&] { return py::make_tuple(Sender(V)); });
+  }
 };
 struct TViewRender {
   TCellRef Cell;
-  void operator()(TLumView* V) const { CallCell(Cell, Sender(V)); }
+  void operator()(TLumView* V) const {
+    CallCell(Cell, [&] { return py::make_tuple(Sender(V)); });
+  }
 };
 struct TFunction {
   TCellRef Cell;
   TLumMathVector operator()(const TLumMathVector& Old, double Value) const {
-    py::object R = CallCell(Cell, Old, Value);
+    py::object R = CallCell(Cell, [&] { return py::make_tuple(Old, Value); });
     if (R.is_none()) return Old;
     return R.cast<TLumMathVector>();
   }
 };
 struct TProgress {
   TCellRef Cell;
-  void operator()(double Progress) const { CallCell(Cell, Progress); }
+  void operator()(double Progress) const {
+    CallCell(Cell, [&] { return py::make_tuple(Progress); });
+  }
 };
 struct TTimer {
   TCellRef Cell;
-  void operator()(TObject* S, int32_t Lag) const { CallCell(Cell, Sender(S), Lag); }
+  void operator()(TObject* S, int32_t Lag) const {
+    CallCell(Cell, [&] { return py::make_tuple(Sender(S), Lag); });
+  }
 };
 struct TKey {
   TCellRef Cell;
   void operator()(TObject* S, uint16_t& Key, TShiftState Sh) const {
-    py::object R = CallCell(Cell, Sender(S), Key, Shift(Sh));
+    py::object R = CallCell(Cell, [&] { return py::make_tuple(Sender(S), Key, Shift(Sh)); });
     if (!R.is_none()) Key = R.cast<uint16_t>();
   }
 };
 struct TKeyPress {
   TCellRef Cell;
   void operator()(TObject* S, char32_t& Key) const {
-    py::object R =
-        CallCell(Cell, Sender(S),
-                 py::reinterpret_steal<py::str>(PyUnicode_FromOrdinal(static_cast<int>(Key))));
+    py::object R = CallCell(Cell, [&] {
+      return py::make_tuple(
+          Sender(S), py::reinterpret_steal<py::str>(PyUnicode_FromOrdinal(static_cast<int>(Key))));
+    });
     if (R.is_none()) return;
     const std::u32string K = R.cast<std::u32string>();
     Key = K.empty() ? U'\0' : K[0];
@@ -168,33 +182,34 @@ struct TKeyPress {
 struct TMouse {
   TCellRef Cell;
   void operator()(TObject* S, TMouseButton B, TShiftState Sh, int X, int Y) const {
-    CallCell(Cell, Sender(S), Button(B), Shift(Sh), X, Y);
+    CallCell(Cell, [&] { return py::make_tuple(Sender(S), Button(B), Shift(Sh), X, Y); });
   }
 };
 struct TMouseMove {
   TCellRef Cell;
   void operator()(TObject* S, TShiftState Sh, int X, int Y) const {
-    CallCell(Cell, Sender(S), Shift(Sh), X, Y);
+    CallCell(Cell, [&] { return py::make_tuple(Sender(S), Shift(Sh), X, Y); });
   }
 };
 struct TWheel {
   TCellRef Cell;
   void operator()(TObject* S, TShiftState Sh, int Delta, int X, int Y, bool& Handled) const {
-    py::object R = CallCell(Cell, Sender(S), Shift(Sh), Delta, X, Y);
+    py::object R =
+        CallCell(Cell, [&] { return py::make_tuple(Sender(S), Shift(Sh), Delta, X, Y); });
     if (!R.is_none()) Handled = R.cast<bool>();
   }
 };
 struct TWheelUpDown {
   TCellRef Cell;
   void operator()(TObject* S, TShiftState Sh, int X, int Y, bool& Handled) const {
-    py::object R = CallCell(Cell, Sender(S), Shift(Sh), X, Y);
+    py::object R = CallCell(Cell, [&] { return py::make_tuple(Sender(S), Shift(Sh), X, Y); });
     if (!R.is_none()) Handled = R.cast<bool>();
   }
 };
 struct TIdle {
   TCellRef Cell;
   void operator()(TObject* S, bool& Done) const {
-    py::object R = CallCell(Cell, Sender(S));
+    py::object R = CallCell(Cell, [&] { return py::make_tuple(Sender(S)); });
     if (!R.is_none()) Done = R.cast<bool>();
   }
 };
@@ -267,10 +282,14 @@ TLibraryCall::~TLibraryCall() {
   }
 }
 
-bool InHandler() { return GHandlerDepth > 0; }
+// Within a call from Python, a deeper call means Python code runs under the library: a
+// handler, or the collector (finalizers, weak reference callbacks) in the middle of a call.
+bool InHandler() { return GHandlerDepth > 0 || GCallDepth > 1; }
 
 void FreeComponent(TComponent* Comp, bool OnlyUnowned) {
-  if (GHandlerDepth == 0) {
+  // The collector may free a Python-owned component while the library walks it; any
+  // free with the library on the stack waits for the outermost call to return.
+  if (GHandlerDepth == 0 && GCallDepth == 0) {
     if (!OnlyUnowned || (!Comp->Owner() && !Comp->ComponentState().Contains(csDestroying)))
       delete Comp;
     return;

@@ -312,6 +312,7 @@ PyObject* LumRepr(PyObject* Self) {
 
 PyObject* PropGet(PyObject* Self, void* Closure) {
   try {
+    TLibraryCall Call;
     const auto& Prop = *static_cast<const TLumPropInfo*>(Closure);
     auto* W = reinterpret_cast<TPyLum*>(Self);
     TPersistent* Obj = Unwrap(Self);
@@ -326,6 +327,7 @@ PyObject* PropGet(PyObject* Self, void* Closure) {
 
 int PropSet(PyObject* Self, PyObject* Value, void* Closure) {
   try {
+    TLibraryCall Call;
     const auto& Prop = *static_cast<const TLumPropInfo*>(Closure);
     if (!Value) ThrowType(PropTitle(Prop) + " cannot be deleted");
     TPersistent* Obj = Unwrap(Self);

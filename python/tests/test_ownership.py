@@ -161,3 +161,38 @@ def test_freeing_from_a_handler_waits_for_the_frame_to_end(form):
     with pytest.raises(lumox.Error, match="handler"):
         other.image()
     assert obj.part_count == 1
+
+
+def test_the_collector_inside_a_library_call_frees_once_it_returns(form):
+    # The first item's handler lets the collector run while the node walks its items;
+    # the third, Python's own and in a cycle, must outlive the walk.
+    root = lumox.Node(form)
+    keep = []
+
+    def first(s):
+        keep.clear()
+        gc.set_threshold(gc.get_count()[0] - 1)
+        gc.enable()
+
+    def cycle():
+        alone = lumox.Sphere(radius=7.0)
+        alone.on_before_render = lambda v: alone
+        return alone
+
+    threshold, enabled = gc.get_threshold(), gc.isenabled()
+    gc.disable()
+    try:
+        for handler in (first, lambda s: None):
+            item = lumox.Sphere(form)
+            item.on_after_init = handler
+            root.add(item)
+        keep.append(cycle())
+        root.add(keep[0])
+        del item
+        assert root.world_bounds() is not None
+    finally:
+        gc.set_threshold(*threshold)
+        (gc.enable if enabled else gc.disable)()
+    gc.collect()
+    assert root.count == 2
+
