@@ -135,11 +135,13 @@ void AddProperty(const char* LibraryName, const char* Name, const char* CppName,
                  const py::cpp_function& Get, const py::cpp_function& Set, const char* Doc);
 
 // A class of the module's own for a C++ class without a table (the application),
-// derived from the class of BaseLibraryName; Creator makes (or finds) its object.
+// derived from the class of BaseLibraryName; Creator makes (or finds: then it clears
+// Made) its object.
 PyTypeObject* MakeExtraClass(py::module_& M, const char* Name, const char* BaseLibraryName,
                              const char* Doc);
-void RegisterCreator(PyTypeObject* Type, std::type_index CppType,
-                     std::function<lumox::TPersistent*(lumox::TComponent*, bool& Owned)> Creator);
+void RegisterCreator(
+    PyTypeObject* Type, std::type_index CppType,
+    std::function<lumox::TPersistent*(lumox::TComponent*, bool& Owned, bool& Made)> Creator);
 // Takes over an object made in C++ for Python: Python frees it with its object (for
 // a component, while it has no owner).
 PyObject* WrapOwned(lumox::TPersistent* Obj);

@@ -217,8 +217,9 @@ PyObject* LumNew(PyTypeObject* Type, PyObject* Args, PyObject* Kwds) {
     }
     TPersistent* Obj = nullptr;
     bool Owned = !AOwner;
+    bool Made = true;  // false for a singleton the creator only found
     if (Creator) {
-      Obj = (*Creator)(AOwner, Owned);
+      Obj = (*Creator)(AOwner, Owned, Made);
     } else if (Info->IsComponent()) {
       Obj = Info->Create(AOwner);
     } else {
@@ -227,18 +228,21 @@ PyObject* LumNew(PyTypeObject* Type, PyObject* Args, PyObject* Kwds) {
       Owned = true;
     }
     TRegistry& Reg = R();
+    auto* C = dynamic_cast<TComponent*>(Obj);
+    PyObject* Self = nullptr;
     if (auto It = Reg.Identity.find(Obj); It != Reg.Identity.end()) {
       // A singleton (the application) has its Python object already.
-      Py_INCREF(It->second);
-      return reinterpret_cast<PyObject*>(It->second);
+      Self = reinterpret_cast<PyObject*>(It->second);
+      Py_INCREF(Self);
+    } else {
+      Self = NewObject(Type, Obj, C, nullptr, Owned);
     }
-    auto* C = dynamic_cast<TComponent*>(Obj);
-    PyObject* Self = NewObject(Type, Obj, C, nullptr, Owned);
     try {
       SetKeywords(Self, Props.ptr());
     } catch (...) {
-      // A bad keyword: the new object goes again, also from its owner.
-      if (!Owned && C) delete C;
+      // A bad keyword: an object this call made goes again, also from its owner; a
+      // singleton it only found stays.
+      if (Made && !Owned && C) delete C;
       Py_DECREF(Self);
       throw;
     }
@@ -589,12 +593,12 @@ void RegisterClasses(py::module_& M) {
       "the with block.",
       Component, nullptr);
   Reg.Extra[typeid(TComponent)] = Owner;
-  Reg.Creators[Owner] = [](TComponent* AOwner, bool&) { return new TComponent(AOwner); };
+  Reg.Creators[Owner] = [](TComponent* AOwner, bool&, bool&) { return new TComponent(AOwner); };
   AddClass(M, Owner, "Owner", "Owner");
 }
 
 void RegisterCreator(PyTypeObject* Type, std::type_index CppType,
-                     std::function<TPersistent*(TComponent*, bool&)> Creator) {
+                     std::function<TPersistent*(TComponent*, bool&, bool&)> Creator) {
   R().Extra[CppType] = Type;
   R().Creators[Type] = std::move(Creator);
 }

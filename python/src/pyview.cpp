@@ -200,10 +200,12 @@ void RegisterApplication(py::module_& M) {
       M, "Application", "TComponent",
       "The application object: Application() is the process's one. Animation timers run from "
       "its idle processing: call process_idle() from a loop (a toolkit's event loop does).");
-  RegisterCreator(App, typeid(TApplication), [](TComponent*, bool& Owned) -> TPersistent* {
-    Owned = false;
-    return Application();
-  });
+  RegisterCreator(App, typeid(TApplication),
+                  [](TComponent*, bool& Owned, bool& Made) -> TPersistent* {
+                    Owned = false;
+                    Made = false;
+                    return Application();
+                  });
   AddMethod(
       "Application", "process_idle", "ProcessIdle", [](TApplication& A) { return A.ProcessIdle(); },
       "One round of idle processing (the timers tick in it); False while something wants "

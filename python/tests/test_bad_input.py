@@ -39,9 +39,13 @@ def test_wrong_arguments_to_constructors_and_methods(form):
             (lambda: lumox.Node(form).add("sphere"), TypeError, None),
             (lambda: lumox.Color(form), TypeError, None),  # a value object takes no owner
             (lambda: lumox.View(form).pick("a", 1), TypeError, None),
-            (lambda: lumox.View(form).key_press("ab"), ValueError, None)):
+            (lambda: lumox.View(form).key_press("ab"), ValueError, None),
+            # The process's one application stays whatever its keywords were.
+            (lambda: lumox.Application(bogus=1), TypeError, "no property"),
+            (lambda: lumox.Application(active="yes"), TypeError, None)):
         with pytest.raises(error, match=words):
             call()
+    assert not lumox.Application().freed and lumox.Application().process_idle() in (True, False)
 
 
 def test_out_of_range_values_go_through_the_setters_under_both_names(form):
