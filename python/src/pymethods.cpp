@@ -172,7 +172,8 @@ void RegisterComponent() {
         C.InsertComponent(Item);
       },
       py::arg("component"),
-      "Makes this component the owner of another (taking it from its old owner).");
+      "Makes this component the owner of another (taking it from its old owner); raises "
+      "lumox.Error for the component itself or one of its owners.");
   AddMethod(
       "TComponent", "remove_component", "RemoveComponent",
       [](TComponent& C, py::handle Item) {

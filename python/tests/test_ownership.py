@@ -62,6 +62,11 @@ def test_giving_an_owner_later_hands_the_component_over():
     ball = lumox.Sphere()
     with lumox.Owner() as form:
         form.insert_component(ball)
+        inner = lumox.Owner(form)
+        for bad in (inner, form):  # an owner cycle would never be freed
+            with pytest.raises(lumox.Error, match="own itself or one of its owners"):
+                inner.insert_component(bad)
+        assert inner.owner is form and form.owner is None
         ref = ball
         del ball
         gc.collect()
