@@ -28,13 +28,6 @@ from ._lumox import *  # noqa: F401,F403 (the classes, enumerations and function
 from ._lumox import __version__  # noqa: F401
 
 
-def rgb(r, g, b):
-    """The colour value $00BBGGRR of red, green and blue in 0..1 (as colour properties take)."""
-    def byte(c):
-        return max(0, min(255, round(float(c) * 255)))
-    return byte(r) | byte(g) << 8 | byte(b) << 16
-
-
 def _view_repr_png(self):
     """The frame as PNG bytes, for notebooks."""
     with _tempfile.TemporaryDirectory() as folder:

@@ -177,6 +177,11 @@ uint32_t SetBits(const py::object& Enum, const std::vector<std::string>& Names, 
 void SetModule(py::module_& M);
 py::module_& Module();
 
+// A colour channel 0..1 as a byte: clamped, NaN as 0, halves rounded up (0.5/255 -> 1).
+uint8_t ChannelByte(double C);
+// The colour $00BBGGRR of red, green and blue 0..1, each as ChannelByte makes it.
+uint32_t RGBColor(double R, double G, double B);
+
 // A property's value in Python, and a Python value for a property (raising TypeError or
 // ValueError naming the property for values of the wrong type).
 py::object ToPython(const lumox::TLumPropInfo& Prop, const lumox::TLumValue& Value, TPyLum* Self);

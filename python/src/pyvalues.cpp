@@ -89,20 +89,22 @@ uint32_t AsColor(const TLumPropInfo& Prop, py::handle V) {
     return static_cast<uint32_t>(N);
   }
   if (PySequence_Check(V.ptr()) && !PyUnicode_Check(V.ptr()) && py::len(V) == 3) {
-    uint32_t C = 0;
     py::sequence S = py::reinterpret_borrow<py::sequence>(V);
-    for (int K = 0; K < 3; ++K) {
-      const double D = AsFloat(Prop, S[K]);
-      const double Clamped = std::isnan(D) ? 0.0 : std::clamp(D, 0.0, 1.0);
-      C |= static_cast<uint32_t>(std::lround(Clamped * 255.0)) << (8 * K);
-    }
-    return C;
+    return RGBColor(AsFloat(Prop, S[0]), AsFloat(Prop, S[1]), AsFloat(Prop, S[2]));
   }
   ThrowType(PropTitle(Prop) + " takes a colour $00BBGGRR as an int or (r, g, b), not " +
             TypeName(V));
 }
 
 }  // namespace
+
+uint8_t ChannelByte(double C) {
+  return static_cast<uint8_t>(std::lround(std::isnan(C) ? 0.0 : std::clamp(C, 0.0, 1.0) * 255.0));
+}
+
+uint32_t RGBColor(double R, double G, double B) {
+  return ChannelByte(R) | uint32_t(ChannelByte(G)) << 8 | uint32_t(ChannelByte(B)) << 16;
+}
 
 // --- errors ---------------------------------------------------------------------------------
 
