@@ -12,6 +12,8 @@
 #include <string>
 #include <type_traits>
 #include <typeindex>
+#include <utility>
+#include <vector>
 
 #include "lumox/host/classes.h"
 #include "lumox/host/controls.h"
@@ -221,6 +223,37 @@ void RegisterEvents(py::module_& M);
 py::object ShiftToPython(lumox::TShiftState S);
 lumox::TShiftState ShiftFromPython(py::handle V);
 lumox::TMouseButton ButtonFromPython(py::handle V);
+
+// The components in Marked (a set, or a map keyed by component) that are Root or owned
+// by it at any depth, found by whichever is shorter, Marked or Root's tree: the
+// collector's traverse of a root costs at most its tree, however many others there are.
+inline lumox::TComponent* KeyOf(lumox::TComponent* C) { return C; }
+template <typename V>
+lumox::TComponent* KeyOf(const std::pair<lumox::TComponent* const, V>& P) {
+  return P.first;
+}
+template <typename TMarked>
+std::vector<lumox::TComponent*> MarkedUnder(lumox::TComponent* Root, const TMarked& Marked) {
+  std::vector<lumox::TComponent*> Found;
+  if (Marked.empty()) return Found;
+  if (Marked.size() <= static_cast<size_t>(Root->ComponentCount()) + 1) {
+    for (const auto& E : Marked)
+      for (lumox::TComponent* C = KeyOf(E); C; C = C->Owner())
+        if (C == Root) {
+          Found.push_back(KeyOf(E));
+          break;
+        }
+    return Found;
+  }
+  std::vector<lumox::TComponent*> Stack{Root};
+  while (!Stack.empty()) {
+    lumox::TComponent* C = Stack.back();
+    Stack.pop_back();
+    if (Marked.count(C)) Found.push_back(C);
+    for (int I = 0; I < C->ComponentCount(); ++I) Stack.push_back(C->Components(I));
+  }
+  return Found;
+}
 
 // --- the registry of Python objects ---------------------------------------------------
 

@@ -2,7 +2,8 @@
 // cell shared by the handler's copies; the cells let the garbage collector see the
 // callables a Python-owned component tree holds, so that a cycle through a handler (a
 // view whose OnRender refers to the view) is collected like any other.
-#include <unordered_set>
+#include <unordered_map>
+#include <vector>
 
 #include "lumox/control/lumtimer.h"
 #include "lumox/exchange/xmlparser.h"
@@ -23,15 +24,34 @@ struct TCell {
   PyObject* Fn;      // strong; nullptr once the collector cleared it
   TComponent* Comp;  // the component it was set on; nullptr once that one was freed
   int Users = 0;     // handlers (copies) holding the cell
+  size_t Slot = 0;   // where it is in its component's list
 };
 
-std::unordered_set<TCell*>& Cells() {
-  static auto* S = new std::unordered_set<TCell*>;
-  return *S;
+// The cells of each component, so that the collector and a freed component look only
+// at their own.
+std::unordered_map<TComponent*, std::vector<TCell*>>& CellsOf() {
+  static auto* M = new std::unordered_map<TComponent*, std::vector<TCell*>>;
+  return *M;
+}
+
+void AddCell(TCell* C) {
+  auto& List = CellsOf()[C->Comp];
+  C->Slot = List.size();
+  List.push_back(C);
+}
+
+void RemoveCell(TCell* C) {
+  auto It = CellsOf().find(C->Comp);
+  if (It == CellsOf().end()) return;
+  auto& List = It->second;
+  List[C->Slot] = List.back();
+  List[C->Slot]->Slot = C->Slot;
+  List.pop_back();
+  if (List.empty()) CellsOf().erase(It);
 }
 
 void Drop(TCell* C) {
-  Cells().erase(C);
+  if (C->Comp) RemoveCell(C);
   // After the interpreter finalized, a handler of a component that outlived it keeps
   // its callable: there is nobody left to free it to.
   if (GAlive) Py_XDECREF(C->Fn);
@@ -247,23 +267,15 @@ void AddAdapter() {
   Adapters()[typeid(F)] = A;
 }
 
-bool Under(TComponent* C, TComponent* Root) {
-  for (; C; C = C->Owner())
-    if (C == Root) return true;
-  return false;
-}
-
 // The cells the collector counts as held by Root's tree: set on a component under it
 // and held by one handler only (a handler copied elsewhere by C++ is left out, so that
 // no reference is counted twice).
-template <typename F>
-int ForRootCells(TComponent* Root, F&& Each) {
+std::vector<TCell*> RootCells(TComponent* Root) {
   std::vector<TCell*> Found;
-  for (TCell* C : Cells())
-    if (C->Fn && C->Users == 1 && C->Comp && Under(C->Comp, Root)) Found.push_back(C);
-  for (TCell* C : Found)
-    if (int R = Each(C)) return R;
-  return 0;
+  for (TComponent* Comp : MarkedUnder(Root, CellsOf()))
+    for (TCell* C : CellsOf()[Comp])
+      if (C->Fn && C->Users == 1) Found.push_back(C);
+  return Found;
 }
 
 }  // namespace
@@ -328,8 +340,8 @@ void SetEventAt(std::type_index Type, void* Field, TComponent* Comp, py::handle 
   }
   if (!PyCallable_Check(Callable.ptr()))
     ThrowType(What + " takes a callable or None, not " + TypeName(Callable));
-  auto* Cell = new TCell{Callable.inc_ref().ptr(), Comp, 0};
-  Cells().insert(Cell);
+  auto* Cell = new TCell{Callable.inc_ref().ptr(), Comp};
+  if (Comp) AddCell(Cell);
   It->second.Set(Field, Cell);
   if (Comp) WatchComponent(Comp);
 }
@@ -341,21 +353,27 @@ py::object GetEventAt(std::type_index Type, void* Field) {
 }
 
 int VisitHandlers(TComponent* Root, visitproc Visit, void* Arg) {
-  return ForRootCells(Root, [&](TCell* C) { return Visit(C->Fn, Arg); });
+  for (TCell* C : RootCells(Root))
+    if (int R = Visit(C->Fn, Arg)) return R;
+  return 0;
 }
 
 void ClearHandlers(TComponent* Root) {
-  ForRootCells(Root, [](TCell* C) {
-    PyObject* Fn = C->Fn;
+  // Every cell is emptied before the first callable goes: its going may run code that
+  // frees components and with them cells.
+  std::vector<PyObject*> Fns;
+  for (TCell* C : RootCells(Root)) {
+    Fns.push_back(C->Fn);
     C->Fn = nullptr;
-    Py_XDECREF(Fn);
-    return 0;
-  });
+  }
+  for (PyObject* Fn : Fns) Py_XDECREF(Fn);
 }
 
 void ForgetHandlersOf(TComponent* Comp) {
-  for (TCell* C : Cells())
-    if (C->Comp == Comp) C->Comp = nullptr;
+  auto It = CellsOf().find(Comp);
+  if (It == CellsOf().end()) return;
+  for (TCell* C : It->second) C->Comp = nullptr;
+  CellsOf().erase(It);
 }
 
 void RegisterEvents(py::module_& M) {
