@@ -2,6 +2,8 @@
 // cell shared by the handler's copies; the cells let the garbage collector see the
 // callables a Python-owned component tree holds, so that a cycle through a handler (a
 // view whose OnRender refers to the view) is collected like any other.
+#include <string>
+#include <type_traits>
 #include <unordered_map>
 #include <vector>
 
@@ -25,6 +27,7 @@ struct TCell {
   TComponent* Comp;  // the component it was set on; nullptr once that one was freed
   int Users = 0;     // handlers (copies) holding the cell
   size_t Slot = 0;   // where it is in its component's list
+  std::string What;  // the event, for errors: "TLumView.OnKeyDown"
 };
 
 // The cells of each component, so that the collector and a freed component look only
@@ -130,6 +133,27 @@ py::object CallCell(const TCellRef& Cell, B&& Build) {
   return Fn(*Args);
 }
 
+[[noreturn]] void WrongResult(const TCellRef& Cell, py::handle R, const char* Expected) {
+  PyErr_Clear();
+  ThrowType(Cell->What + " returns " + Expected + " or None, not " + TypeName(R));
+}
+
+// A handler's result as T; one of another type or out of T's range raises TypeError
+// naming the event and what it returns.
+template <typename T>
+T Returned(const TCellRef& Cell, const py::object& R, const char* Expected) {
+  py::detail::make_caster<T> Caster;
+  bool Fits;
+  if constexpr (std::is_same_v<T, bool>)
+    Fits = Caster.load(R, true);  // Python's truth of numbers, not of strings
+  else if constexpr (std::is_integral_v<T>)
+    Fits = PyIndex_Check(R.ptr()) && !PyBool_Check(R.ptr()) && Caster.load(R, false);
+  else
+    Fits = Caster.load(R, true);
+  if (!Fits) WrongResult(Cell, R, Expected);
+  return py::detail::cast_op<T>(std::move(Caster));
+}
+
 const char* const ShiftNames[] = {"ssShift", "ssAlt",    "ssCtrl",  "ssLeft",
                                   "ssRight", "ssMiddle", "ssDouble"};
 const char* const ButtonNames[] = {"mbLeft", "mbRight", "mbMiddle"};
@@ -165,7 +189,7 @@ struct TFunction {
   TLumMathVector operator()(const TLumMathVector& Old, double Value) const {
     py::object R = CallCell(Cell, [&] { return py::make_tuple(Old, Value); });
     if (R.is_none()) return Old;
-    return R.cast<TLumMathVector>();
+    return Returned<TLumMathVector>(Cell, R, "a point (x, y, z)");
   }
 };
 struct TProgress {
@@ -184,7 +208,7 @@ struct TKey {
   TCellRef Cell;
   void operator()(TObject* S, uint16_t& Key, TShiftState Sh) const {
     py::object R = CallCell(Cell, [&] { return py::make_tuple(Sender(S), Key, Shift(Sh)); });
-    if (!R.is_none()) Key = R.cast<uint16_t>();
+    if (!R.is_none()) Key = Returned<uint16_t>(Cell, R, "a key code 0..65535");
   }
 };
 struct TKeyPress {
@@ -195,6 +219,7 @@ struct TKeyPress {
           Sender(S), py::reinterpret_steal<py::str>(PyUnicode_FromOrdinal(static_cast<int>(Key))));
     });
     if (R.is_none()) return;
+    if (!PyUnicode_Check(R.ptr())) WrongResult(Cell, R, "a character (str)");
     const std::u32string K = R.cast<std::u32string>();
     Key = K.empty() ? U'\0' : K[0];
   }
@@ -216,21 +241,21 @@ struct TWheel {
   void operator()(TObject* S, TShiftState Sh, int Delta, int X, int Y, bool& Handled) const {
     py::object R =
         CallCell(Cell, [&] { return py::make_tuple(Sender(S), Shift(Sh), Delta, X, Y); });
-    if (!R.is_none()) Handled = R.cast<bool>();
+    if (!R.is_none()) Handled = Returned<bool>(Cell, R, "True, False");
   }
 };
 struct TWheelUpDown {
   TCellRef Cell;
   void operator()(TObject* S, TShiftState Sh, int X, int Y, bool& Handled) const {
     py::object R = CallCell(Cell, [&] { return py::make_tuple(Sender(S), Shift(Sh), X, Y); });
-    if (!R.is_none()) Handled = R.cast<bool>();
+    if (!R.is_none()) Handled = Returned<bool>(Cell, R, "True, False");
   }
 };
 struct TIdle {
   TCellRef Cell;
   void operator()(TObject* S, bool& Done) const {
     py::object R = CallCell(Cell, [&] { return py::make_tuple(Sender(S)); });
-    if (!R.is_none()) Done = R.cast<bool>();
+    if (!R.is_none()) Done = Returned<bool>(Cell, R, "True, False");
   }
 };
 
@@ -340,7 +365,7 @@ void SetEventAt(std::type_index Type, void* Field, TComponent* Comp, py::handle 
   }
   if (!PyCallable_Check(Callable.ptr()))
     ThrowType(What + " takes a callable or None, not " + TypeName(Callable));
-  auto* Cell = new TCell{Callable.inc_ref().ptr(), Comp};
+  auto* Cell = new TCell{Callable.inc_ref().ptr(), Comp, 0, 0, What};
   if (Comp) AddCell(Cell);
   It->second.Set(Field, Cell);
   if (Comp) WatchComponent(Comp);

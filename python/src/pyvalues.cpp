@@ -248,11 +248,15 @@ int64_t EnumOrdinal(const py::object& Enum, const std::vector<std::string>& Name
     throw py::error_already_set();
   }
   if (PyIndex_Check(Value.ptr()) && !PyFloat_Check(Value.ptr())) {
-    const int64_t K = Value.cast<int64_t>();
-    if (K < 0 || static_cast<size_t>(K) >= Names.size()) {
-      PyErr_SetString(
-          GConvertError,
-          (What + " (" + EnumName + ") cannot take the value " + std::to_string(K)).c_str());
+    auto Index = py::reinterpret_steal<py::object>(PyNumber_Index(Value.ptr()));
+    if (!Index) throw py::error_already_set();
+    int Overflow = 0;
+    const long long K = PyLong_AsLongLongAndOverflow(Index.ptr(), &Overflow);
+    if (K == -1 && PyErr_Occurred()) throw py::error_already_set();
+    if (Overflow || K < 0 || static_cast<unsigned long long>(K) >= Names.size()) {
+      PyErr_SetString(GConvertError, (What + " (" + EnumName + ") cannot take the value " +
+                                      std::string(py::str(Index)))
+                                         .c_str());
       throw py::error_already_set();
     }
     return K;

@@ -156,9 +156,16 @@ def test_raising_deep_in_the_scene_many_times_leaves_no_gl_state_behind(scene):
 
 
 def test_handlers_returning_the_wrong_type_raise(scene):
-    scene.view.on_key_down = lambda s, key, shift: "not a key"
-    with pytest.raises((TypeError, RuntimeError)):
-        scene.view.key_down(lumox.VK_LEFT)
+    v = scene.view
+    for result in ("not a key", -1, 1.5, 70000):
+        v.on_key_down = lambda s, key, shift: result
+        with pytest.raises(TypeError, match="OnKeyDown returns a key code 0..65535 or None"):
+            v.key_down(lumox.VK_LEFT)
+    v.on_mouse_wheel = lambda *a: "yes"
+    with pytest.raises(TypeError, match="OnMouseWheel returns True, False or None, not str"):
+        v.mouse_wheel(120, 1, 1)
+    with pytest.raises(lumox.ConvertError, match="cannot take the value 1000000000000"):
+        v.mouse_move(1, 1, shift=[10**30])
     scene.view.on_key_down = None
     assert scene.view.key_down(lumox.VK_LEFT) == lumox.VK_LEFT
 
