@@ -17,7 +17,9 @@ Every class of the library is here with its published properties, under Python's
         image = view.image()                    # (300, 400, 4) uint8
 
 A component made without an owner belongs to its Python object and is freed with it.
-A Python reference to a component its owner freed raises lumox.Error when used.
+A Python reference to a component its owner freed raises lumox.Error when used. An
+object of a Python subclass of a lumox class stays the component's object (its class
+and attributes) for as long as an owner holds the component.
 """
 
 import os as _os

@@ -260,6 +260,9 @@ std::vector<lumox::TComponent*> MarkedUnder(lumox::TComponent* Root, const TMark
 // Keeps Comp told to the module when it dies (for handlers of components without a
 // Python object).
 void WatchComponent(lumox::TComponent* Comp);
+// Comp got or lost its owner: its object, when of a Python subclass, is then held for as
+// long as the component lives, or let go.
+void OwnerChanged(lumox::TComponent* Comp);
 
 // --- hand-written parts -----------------------------------------------------------------
 

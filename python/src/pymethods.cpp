@@ -171,6 +171,7 @@ void RegisterComponent() {
       [](TComponent& C, TComponent* Item) {
         Needed(Item, "insert_component takes a component");
         C.InsertComponent(Item);
+        OwnerChanged(Item);
       },
       py::arg("component"),
       "Makes this component the owner of another (taking it from its old owner); raises "
@@ -182,6 +183,7 @@ void RegisterComponent() {
         Needed(Comp, "remove_component takes a component");
         C.RemoveComponent(Comp);
         TakeOver(Item);
+        OwnerChanged(Comp);
       },
       py::arg("component"),
       "Takes an owned component out: it then has no owner and belongs to its Python object.");

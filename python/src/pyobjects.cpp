@@ -7,6 +7,7 @@
 #include <cctype>
 #include <deque>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "lumoxpy.h"
 
@@ -30,13 +31,18 @@ struct TGuard {
   std::vector<TPyLum*> Objects;
   const char* ClassName = "";
   bool Handlers = false;
+  // The component's own object, held while an owner holds the component, when it is of a
+  // Python subclass (see KeepSubclassObject).
+  PyObject* Kept = nullptr;
 };
 
-using TCreator = std::function<TPersistent*(TComponent* AOwner, bool& Owned)>;
+using TCreator = std::function<TPersistent*(TComponent* AOwner, bool& Owned, bool& Made)>;
 
 struct TRegistry {
   std::unordered_map<TComponent*, TGuard> Guards;
   std::unordered_map<const TPersistent*, TPyLum*> Identity;
+  // The components whose guard keeps an object.
+  std::unordered_set<TComponent*> Kept;
   std::unordered_map<const TLumClassInfo*, PyTypeObject*> Types;
   std::unordered_map<PyTypeObject*, const TLumClassInfo*> Infos;
   // Classes of the module's own for C++ classes without a table (the application; a
@@ -117,6 +123,35 @@ void Freed(TComponent* C) {
     W->FreedText = PyUnicode_FromString(Text.c_str());
     W->Ptr = nullptr;
     W->Guard = nullptr;
+  }
+  if (G.Kept) {
+    Reg.Kept.erase(C);
+    Py_DECREF(G.Kept);  // last: it may run Python code
+  }
+}
+
+// An object of a Python subclass carries what Python gave it (its class, methods,
+// attributes); were it let go while an owner keeps its component, the component would
+// come back as a plain object of its library class. So while an owner holds the
+// component, the registry holds the object, and the owner's root visits it for the
+// collector (a cycle through it is still collected).
+void KeepSubclassObject(TPyLum* W) {
+  auto* C = dynamic_cast<TComponent*>(W->Ptr);
+  if (!C || C != W->Guard) return;
+  TRegistry& Reg = R();
+  auto It = Reg.Guards.find(C);
+  if (It == Reg.Guards.end()) return;
+  auto* Self = reinterpret_cast<PyObject*>(W);
+  const bool Keep = (Py_TYPE(Self)->tp_flags & Py_TPFLAGS_HEAPTYPE) && C->Owner();
+  TGuard& G = It->second;
+  if (Keep && !G.Kept) {
+    Py_INCREF(Self);
+    G.Kept = Self;
+    Reg.Kept.insert(C);
+  } else if (!Keep && G.Kept == Self) {
+    G.Kept = nullptr;
+    Reg.Kept.erase(C);
+    Py_DECREF(Self);  // the caller holds it too
   }
 }
 
@@ -236,6 +271,7 @@ PyObject* LumNew(PyTypeObject* Type, PyObject* Args, PyObject* Kwds) {
       Py_INCREF(Self);
     } else {
       Self = NewObject(Type, Obj, C, nullptr, Owned);
+      KeepSubclassObject(reinterpret_cast<TPyLum*>(Self));
     }
     try {
       SetKeywords(Self, Props.ptr());
@@ -286,7 +322,10 @@ int LumTraverse(PyObject* Self, visitproc visit, void* arg) {
   auto* W = reinterpret_cast<TPyLum*>(Self);
   Py_VISIT(W->Dict);
   Py_VISIT(W->Parent);
-  if (TComponent* Root = HandlerRoot(W)) return VisitHandlers(Root, visit, arg);
+  if (TComponent* Root = HandlerRoot(W)) {
+    for (TComponent* C : MarkedUnder(Root, R().Kept)) Py_VISIT(R().Guards[C].Kept);
+    return VisitHandlers(Root, visit, arg);
+  }
   return 0;
 }
 
@@ -548,6 +587,10 @@ void AddProperty(const char* LibraryName, const char* Name, const char* CppName,
                         .attr("property")(Get, Set ? py::object(Set) : py::none(), py::none(), Doc);
   Cls.attr(Name) = Prop;
   if (CppName && std::string(CppName) != Name) Cls.attr(CppName) = Prop;
+}
+
+void OwnerChanged(TComponent* Comp) {
+  if (auto It = R().Identity.find(Comp); It != R().Identity.end()) KeepSubclassObject(It->second);
 }
 
 void WatchComponent(TComponent* Comp) {

@@ -201,3 +201,27 @@ def test_the_collector_inside_a_library_call_frees_once_it_returns(form):
     gc.collect()
     assert root.count == 2
 
+
+def test_an_object_of_a_python_subclass_lasts_while_an_owner_holds_its_component(form):
+    class Ball(lumox.Sphere):
+        def hello(self):
+            return "hi"
+
+    ball = Ball(form, name="b")
+    ball.note = "mine"
+    del ball
+    gc.collect()
+    again = form.find_component("b")
+    assert type(again) is Ball and again.note == "mine" and again.hello() == "hi"
+    form.remove_component(again)  # without an owner it goes with its object again
+    probe = weakref.ref(again)
+    del again
+    gc.collect()
+    assert probe() is None
+    # A cycle through the owner is collected.
+    other = lumox.Owner()
+    Ball(other).back = other
+    probe = weakref.ref(other)
+    del other
+    gc.collect()
+    assert probe() is None
