@@ -209,6 +209,13 @@ void TComponent::SetName(const std::string& NewName) {
 
 void TComponent::InsertComponent(TComponent* AComponent) {
   if (!AComponent || AComponent->FOwner == this) return;
+  // Beyond the usual steps: a cycle of owners would never be freed, and walks up the
+  // owner chain would never end. Only a component that owns others can be an owner of
+  // this one, so a new component (the usual case) costs no walk up a deep chain.
+  bool Cycle = AComponent == this;
+  if (AComponent->ComponentCount() > 0)
+    for (const TComponent* C = FOwner; C && !Cycle; C = C->FOwner) Cycle = C == AComponent;
+  if (Cycle) throw Exception("A component cannot own itself or one of its owners.");
   if (!AComponent->FName.empty() && FindComponent(AComponent->FName))
     throw Exception("A component named " + AComponent->FName + " already exists.");
   if (AComponent->FOwner) AComponent->FOwner->RemoveComponent(AComponent);

@@ -17,7 +17,9 @@ Every class of the library is here with its published properties, under Python's
         image = view.image()                    # (300, 400, 4) uint8
 
 A component made without an owner belongs to its Python object and is freed with it.
-A Python reference to a component its owner freed raises lumox.Error when used.
+A Python reference to a component its owner freed raises lumox.Error when used. An
+object of a Python subclass of a lumox class stays the component's object (its class
+and attributes) for as long as an owner holds the component.
 """
 
 import os as _os
@@ -26,13 +28,6 @@ import time as _time
 
 from ._lumox import *  # noqa: F401,F403 (the classes, enumerations and functions)
 from ._lumox import __version__  # noqa: F401
-
-
-def rgb(r, g, b):
-    """The colour value $00BBGGRR of red, green and blue in 0..1 (as colour properties take)."""
-    def byte(c):
-        return max(0, min(255, round(float(c) * 255)))
-    return byte(r) | byte(g) << 8 | byte(b) << 16
 
 
 def _view_repr_png(self):

@@ -12,6 +12,8 @@
 #include <string>
 #include <type_traits>
 #include <typeindex>
+#include <utility>
+#include <vector>
 
 #include "lumox/host/classes.h"
 #include "lumox/host/controls.h"
@@ -135,11 +137,13 @@ void AddProperty(const char* LibraryName, const char* Name, const char* CppName,
                  const py::cpp_function& Get, const py::cpp_function& Set, const char* Doc);
 
 // A class of the module's own for a C++ class without a table (the application),
-// derived from the class of BaseLibraryName; Creator makes (or finds) its object.
+// derived from the class of BaseLibraryName; Creator makes (or finds: then it clears
+// Made) its object.
 PyTypeObject* MakeExtraClass(py::module_& M, const char* Name, const char* BaseLibraryName,
                              const char* Doc);
-void RegisterCreator(PyTypeObject* Type, std::type_index CppType,
-                     std::function<lumox::TPersistent*(lumox::TComponent*, bool& Owned)> Creator);
+void RegisterCreator(
+    PyTypeObject* Type, std::type_index CppType,
+    std::function<lumox::TPersistent*(lumox::TComponent*, bool& Owned, bool& Made)> Creator);
 // Takes over an object made in C++ for Python: Python frees it with its object (for
 // a component, while it has no owner).
 PyObject* WrapOwned(lumox::TPersistent* Obj);
@@ -175,6 +179,11 @@ uint32_t SetBits(const py::object& Enum, const std::vector<std::string>& Names, 
 void SetModule(py::module_& M);
 py::module_& Module();
 
+// A colour channel 0..1 as a byte: clamped, NaN as 0, halves rounded up (0.5/255 -> 1).
+uint8_t ChannelByte(double C);
+// The colour $00BBGGRR of red, green and blue 0..1, each as ChannelByte makes it.
+uint32_t RGBColor(double R, double G, double B);
+
 // A property's value in Python, and a Python value for a property (raising TypeError or
 // ValueError naming the property for values of the wrong type).
 py::object ToPython(const lumox::TLumPropInfo& Prop, const lumox::TLumValue& Value, TPyLum* Self);
@@ -202,7 +211,8 @@ void ForgetHandlersOf(lumox::TComponent* Comp);
 // Frees Comp now, or after the library call that runs the current handler returns;
 // OnlyUnowned: then only if it has no owner (a Python object's own component).
 void FreeComponent(lumox::TComponent* Comp, bool OnlyUnowned);
-// Whether a Python handler is running (called by the library).
+// Whether Python code runs under a library call (a handler, or the collector inside a
+// call), so that what the library may be walking must not be freed now.
 bool InHandler();
 // Whether the interpreter still runs (false once it finalized: handlers of objects
 // that outlive it are then left alone).
@@ -214,11 +224,45 @@ py::object ShiftToPython(lumox::TShiftState S);
 lumox::TShiftState ShiftFromPython(py::handle V);
 lumox::TMouseButton ButtonFromPython(py::handle V);
 
+// The components in Marked (a set, or a map keyed by component) that are Root or owned
+// by it at any depth, found by whichever is shorter, Marked or Root's tree: the
+// collector's traverse of a root costs at most its tree, however many others there are.
+inline lumox::TComponent* KeyOf(lumox::TComponent* C) { return C; }
+template <typename V>
+lumox::TComponent* KeyOf(const std::pair<lumox::TComponent* const, V>& P) {
+  return P.first;
+}
+template <typename TMarked>
+std::vector<lumox::TComponent*> MarkedUnder(lumox::TComponent* Root, const TMarked& Marked) {
+  std::vector<lumox::TComponent*> Found;
+  if (Marked.empty()) return Found;
+  if (Marked.size() <= static_cast<size_t>(Root->ComponentCount()) + 1) {
+    for (const auto& E : Marked)
+      for (lumox::TComponent* C = KeyOf(E); C; C = C->Owner())
+        if (C == Root) {
+          Found.push_back(KeyOf(E));
+          break;
+        }
+    return Found;
+  }
+  std::vector<lumox::TComponent*> Stack{Root};
+  while (!Stack.empty()) {
+    lumox::TComponent* C = Stack.back();
+    Stack.pop_back();
+    if (Marked.count(C)) Found.push_back(C);
+    for (int I = 0; I < C->ComponentCount(); ++I) Stack.push_back(C->Components(I));
+  }
+  return Found;
+}
+
 // --- the registry of Python objects ---------------------------------------------------
 
 // Keeps Comp told to the module when it dies (for handlers of components without a
 // Python object).
 void WatchComponent(lumox::TComponent* Comp);
+// Comp got or lost its owner: its object, when of a Python subclass, is then held for as
+// long as the component lives, or let go.
+void OwnerChanged(lumox::TComponent* Comp);
 
 // --- hand-written parts -----------------------------------------------------------------
 

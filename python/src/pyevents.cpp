@@ -2,7 +2,10 @@
 // cell shared by the handler's copies; the cells let the garbage collector see the
 // callables a Python-owned component tree holds, so that a cycle through a handler (a
 // view whose OnRender refers to the view) is collected like any other.
-#include <unordered_set>
+#include <string>
+#include <type_traits>
+#include <unordered_map>
+#include <vector>
 
 #include "lumox/control/lumtimer.h"
 #include "lumox/exchange/xmlparser.h"
@@ -23,15 +26,35 @@ struct TCell {
   PyObject* Fn;      // strong; nullptr once the collector cleared it
   TComponent* Comp;  // the component it was set on; nullptr once that one was freed
   int Users = 0;     // handlers (copies) holding the cell
+  size_t Slot = 0;   // where it is in its component's list
+  std::string What;  // the event, for errors: "TLumView.OnKeyDown"
 };
 
-std::unordered_set<TCell*>& Cells() {
-  static auto* S = new std::unordered_set<TCell*>;
-  return *S;
+// The cells of each component, so that the collector and a freed component look only
+// at their own.
+std::unordered_map<TComponent*, std::vector<TCell*>>& CellsOf() {
+  static auto* M = new std::unordered_map<TComponent*, std::vector<TCell*>>;
+  return *M;
+}
+
+void AddCell(TCell* C) {
+  auto& List = CellsOf()[C->Comp];
+  C->Slot = List.size();
+  List.push_back(C);
+}
+
+void RemoveCell(TCell* C) {
+  auto It = CellsOf().find(C->Comp);
+  if (It == CellsOf().end()) return;
+  auto& List = It->second;
+  List[C->Slot] = List.back();
+  List[C->Slot]->Slot = C->Slot;
+  List.pop_back();
+  if (List.empty()) CellsOf().erase(It);
 }
 
 void Drop(TCell* C) {
-  Cells().erase(C);
+  if (C->Comp) RemoveCell(C);
   // After the interpreter finalized, a handler of a component that outlived it keeps
   // its callable: there is nobody left to free it to.
   if (GAlive) Py_XDECREF(C->Fn);
@@ -95,16 +118,40 @@ void FreePending() {
   }
 }
 
-// Calls the cell's callable; None when it was cleared or Python is gone.
-template <typename... A>
-py::object CallCell(const TCellRef& Cell, A&&... Args) {
+// Calls the cell's callable with the arguments Build makes (a tuple); None when it was
+// cleared or Python is gone. The depth rises before the arguments are made: making them
+// allocates, which may run the collector, and a component it frees must wait.
+template <typename B>
+py::object CallCell(const TCellRef& Cell, B&& Build) {
   if (!GAlive || !Cell->Fn) return py::none();
   py::object Fn = py::reinterpret_borrow<py::object>(Cell->Fn);
   ++GHandlerDepth;
   struct TLeave {
     ~TLeave() { --GHandlerDepth; }
   } Leave;
-  return Fn(std::forward<A>(Args)...);
+  py::tuple Args = Build();
+  return Fn(*Args);
+}
+
+[[noreturn]] void WrongResult(const TCellRef& Cell, py::handle R, const char* Expected) {
+  PyErr_Clear();
+  ThrowType(Cell->What + " returns " + Expected + " or None, not " + TypeName(R));
+}
+
+// A handler's result as T; one of another type or out of T's range raises TypeError
+// naming the event and what it returns.
+template <typename T>
+T Returned(const TCellRef& Cell, const py::object& R, const char* Expected) {
+  py::detail::make_caster<T> Caster;
+  bool Fits;
+  if constexpr (std::is_same_v<T, bool>)
+    Fits = Caster.load(R, true);  // Python's truth of numbers, not of strings
+  else if constexpr (std::is_integral_v<T>)
+    Fits = PyIndex_Check(R.ptr()) && !PyBool_Check(R.ptr()) && Caster.load(R, false);
+  else
+    Fits = Caster.load(R, true);
+  if (!Fits) WrongResult(Cell, R, Expected);
+  return py::detail::cast_op<T>(std::move(Caster));
 }
 
 const char* const ShiftNames[] = {"ssShift", "ssAlt",    "ssCtrl",  "ssLeft",
@@ -121,46 +168,58 @@ py::object Sender(TObject* S) {
 // takes them; reference arguments come back as the callable's result.
 struct TNotify {
   TCellRef Cell;
-  void operator()(TObject* S) const { CallCell(Cell, Sender(S)); }
+  void operator()(TObject* S) const {
+    CallCell(Cell, [&] { return py::make_tuple(Sender(S)); });
+  }
 };
 struct TRender {
   TCellRef Cell;
-  void operator()(TLumCustomView* V) const { CallCell(Cell, Sender(V)); }
+  void operator()(TLumCustomView* V) const {
+    CallCell(Cell, [&] { return py::make_tuple(Sender(V)); });
+  }
 };
 struct TViewRender {
   TCellRef Cell;
-  void operator()(TLumView* V) const { CallCell(Cell, Sender(V)); }
+  void operator()(TLumView* V) const {
+    CallCell(Cell, [&] { return py::make_tuple(Sender(V)); });
+  }
 };
 struct TFunction {
   TCellRef Cell;
   TLumMathVector operator()(const TLumMathVector& Old, double Value) const {
-    py::object R = CallCell(Cell, Old, Value);
+    py::object R = CallCell(Cell, [&] { return py::make_tuple(Old, Value); });
     if (R.is_none()) return Old;
-    return R.cast<TLumMathVector>();
+    return Returned<TLumMathVector>(Cell, R, "a point (x, y, z)");
   }
 };
 struct TProgress {
   TCellRef Cell;
-  void operator()(double Progress) const { CallCell(Cell, Progress); }
+  void operator()(double Progress) const {
+    CallCell(Cell, [&] { return py::make_tuple(Progress); });
+  }
 };
 struct TTimer {
   TCellRef Cell;
-  void operator()(TObject* S, int32_t Lag) const { CallCell(Cell, Sender(S), Lag); }
+  void operator()(TObject* S, int32_t Lag) const {
+    CallCell(Cell, [&] { return py::make_tuple(Sender(S), Lag); });
+  }
 };
 struct TKey {
   TCellRef Cell;
   void operator()(TObject* S, uint16_t& Key, TShiftState Sh) const {
-    py::object R = CallCell(Cell, Sender(S), Key, Shift(Sh));
-    if (!R.is_none()) Key = R.cast<uint16_t>();
+    py::object R = CallCell(Cell, [&] { return py::make_tuple(Sender(S), Key, Shift(Sh)); });
+    if (!R.is_none()) Key = Returned<uint16_t>(Cell, R, "a key code 0..65535");
   }
 };
 struct TKeyPress {
   TCellRef Cell;
   void operator()(TObject* S, char32_t& Key) const {
-    py::object R =
-        CallCell(Cell, Sender(S),
-                 py::reinterpret_steal<py::str>(PyUnicode_FromOrdinal(static_cast<int>(Key))));
+    py::object R = CallCell(Cell, [&] {
+      return py::make_tuple(
+          Sender(S), py::reinterpret_steal<py::str>(PyUnicode_FromOrdinal(static_cast<int>(Key))));
+    });
     if (R.is_none()) return;
+    if (!PyUnicode_Check(R.ptr())) WrongResult(Cell, R, "a character (str)");
     const std::u32string K = R.cast<std::u32string>();
     Key = K.empty() ? U'\0' : K[0];
   }
@@ -168,34 +227,35 @@ struct TKeyPress {
 struct TMouse {
   TCellRef Cell;
   void operator()(TObject* S, TMouseButton B, TShiftState Sh, int X, int Y) const {
-    CallCell(Cell, Sender(S), Button(B), Shift(Sh), X, Y);
+    CallCell(Cell, [&] { return py::make_tuple(Sender(S), Button(B), Shift(Sh), X, Y); });
   }
 };
 struct TMouseMove {
   TCellRef Cell;
   void operator()(TObject* S, TShiftState Sh, int X, int Y) const {
-    CallCell(Cell, Sender(S), Shift(Sh), X, Y);
+    CallCell(Cell, [&] { return py::make_tuple(Sender(S), Shift(Sh), X, Y); });
   }
 };
 struct TWheel {
   TCellRef Cell;
   void operator()(TObject* S, TShiftState Sh, int Delta, int X, int Y, bool& Handled) const {
-    py::object R = CallCell(Cell, Sender(S), Shift(Sh), Delta, X, Y);
-    if (!R.is_none()) Handled = R.cast<bool>();
+    py::object R =
+        CallCell(Cell, [&] { return py::make_tuple(Sender(S), Shift(Sh), Delta, X, Y); });
+    if (!R.is_none()) Handled = Returned<bool>(Cell, R, "True, False");
   }
 };
 struct TWheelUpDown {
   TCellRef Cell;
   void operator()(TObject* S, TShiftState Sh, int X, int Y, bool& Handled) const {
-    py::object R = CallCell(Cell, Sender(S), Shift(Sh), X, Y);
-    if (!R.is_none()) Handled = R.cast<bool>();
+    py::object R = CallCell(Cell, [&] { return py::make_tuple(Sender(S), Shift(Sh), X, Y); });
+    if (!R.is_none()) Handled = Returned<bool>(Cell, R, "True, False");
   }
 };
 struct TIdle {
   TCellRef Cell;
   void operator()(TObject* S, bool& Done) const {
-    py::object R = CallCell(Cell, Sender(S));
-    if (!R.is_none()) Done = R.cast<bool>();
+    py::object R = CallCell(Cell, [&] { return py::make_tuple(Sender(S)); });
+    if (!R.is_none()) Done = Returned<bool>(Cell, R, "True, False");
   }
 };
 
@@ -232,23 +292,15 @@ void AddAdapter() {
   Adapters()[typeid(F)] = A;
 }
 
-bool Under(TComponent* C, TComponent* Root) {
-  for (; C; C = C->Owner())
-    if (C == Root) return true;
-  return false;
-}
-
 // The cells the collector counts as held by Root's tree: set on a component under it
 // and held by one handler only (a handler copied elsewhere by C++ is left out, so that
 // no reference is counted twice).
-template <typename F>
-int ForRootCells(TComponent* Root, F&& Each) {
+std::vector<TCell*> RootCells(TComponent* Root) {
   std::vector<TCell*> Found;
-  for (TCell* C : Cells())
-    if (C->Fn && C->Users == 1 && C->Comp && Under(C->Comp, Root)) Found.push_back(C);
-  for (TCell* C : Found)
-    if (int R = Each(C)) return R;
-  return 0;
+  for (TComponent* Comp : MarkedUnder(Root, CellsOf()))
+    for (TCell* C : CellsOf()[Comp])
+      if (C->Fn && C->Users == 1) Found.push_back(C);
+  return Found;
 }
 
 }  // namespace
@@ -267,10 +319,14 @@ TLibraryCall::~TLibraryCall() {
   }
 }
 
-bool InHandler() { return GHandlerDepth > 0; }
+// Within a call from Python, a deeper call means Python code runs under the library: a
+// handler, or the collector (finalizers, weak reference callbacks) in the middle of a call.
+bool InHandler() { return GHandlerDepth > 0 || GCallDepth > 1; }
 
 void FreeComponent(TComponent* Comp, bool OnlyUnowned) {
-  if (GHandlerDepth == 0) {
+  // The collector may free a Python-owned component while the library walks it; any
+  // free with the library on the stack waits for the outermost call to return.
+  if (GHandlerDepth == 0 && GCallDepth == 0) {
     if (!OnlyUnowned || (!Comp->Owner() && !Comp->ComponentState().Contains(csDestroying)))
       delete Comp;
     return;
@@ -309,8 +365,8 @@ void SetEventAt(std::type_index Type, void* Field, TComponent* Comp, py::handle 
   }
   if (!PyCallable_Check(Callable.ptr()))
     ThrowType(What + " takes a callable or None, not " + TypeName(Callable));
-  auto* Cell = new TCell{Callable.inc_ref().ptr(), Comp, 0};
-  Cells().insert(Cell);
+  auto* Cell = new TCell{Callable.inc_ref().ptr(), Comp, 0, 0, What};
+  if (Comp) AddCell(Cell);
   It->second.Set(Field, Cell);
   if (Comp) WatchComponent(Comp);
 }
@@ -322,21 +378,27 @@ py::object GetEventAt(std::type_index Type, void* Field) {
 }
 
 int VisitHandlers(TComponent* Root, visitproc Visit, void* Arg) {
-  return ForRootCells(Root, [&](TCell* C) { return Visit(C->Fn, Arg); });
+  for (TCell* C : RootCells(Root))
+    if (int R = Visit(C->Fn, Arg)) return R;
+  return 0;
 }
 
 void ClearHandlers(TComponent* Root) {
-  ForRootCells(Root, [](TCell* C) {
-    PyObject* Fn = C->Fn;
+  // Every cell is emptied before the first callable goes: its going may run code that
+  // frees components and with them cells.
+  std::vector<PyObject*> Fns;
+  for (TCell* C : RootCells(Root)) {
+    Fns.push_back(C->Fn);
     C->Fn = nullptr;
-    Py_XDECREF(Fn);
-    return 0;
-  });
+  }
+  for (PyObject* Fn : Fns) Py_XDECREF(Fn);
 }
 
 void ForgetHandlersOf(TComponent* Comp) {
-  for (TCell* C : Cells())
-    if (C->Comp == Comp) C->Comp = nullptr;
+  auto It = CellsOf().find(Comp);
+  if (It == CellsOf().end()) return;
+  for (TCell* C : It->second) C->Comp = nullptr;
+  CellsOf().erase(It);
 }
 
 void RegisterEvents(py::module_& M) {

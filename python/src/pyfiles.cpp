@@ -91,8 +91,8 @@ std::string ElementOf(const std::string& Message) {
   return std::regex_search(Message, M, Element) ? std::string(M[1]) : std::string();
 }
 
-// What a scene file must be before the reader sees it: a readable file with a LUMGL
-// element (the reader itself accepts any text).
+// What the reader cannot say itself: a directory, or a file that cannot be opened. What
+// the file holds is the reader's to judge, as it is for Exchange.load_from_file.
 void CheckSceneFile(const std::string& FileName) {
   struct stat St {};
   if (::stat(FileName.c_str(), &St) == 0 && S_ISDIR(St.st_mode))
@@ -100,13 +100,6 @@ void CheckSceneFile(const std::string& FileName) {
   std::ifstream In(FileName, std::ios::binary);
   if (!In)
     RaiseLoadError(FileName, "Cannot open file \"" + FileName + "\": " + std::strerror(errno), 0,
-                   "");
-  std::string Head(64 * 1024, '\0');
-  In.read(Head.data(), static_cast<std::streamsize>(Head.size()));
-  Head.resize(static_cast<size_t>(In.gcount()));
-  for (char& C : Head) C = static_cast<char>(std::tolower(static_cast<unsigned char>(C)));
-  if (Head.find("<lumgl") == std::string::npos)
-    RaiseLoadError(FileName, "\"" + FileName + "\" is not a LUMGL scene file (no LUMGL element)", 0,
                    "");
 }
 
@@ -165,13 +158,7 @@ void RegisterScenes(py::module_& M) {
           Result = Handed(Root, AOwner);
         }
         const size_t Before = static_cast<size_t>(Root->GetCount());
-        std::vector<TLumLoadWarning> Found;
-        try {
-          Found = LoadInto(FileName, Root);
-        } catch (...) {
-          if (!Result.is(Wrapped(Root)) || Before > 0) throw;
-          throw;
-        }
+        std::vector<TLumLoadWarning> Found = LoadInto(FileName, Root);
         py::list List = WarningList(Found);
         if (Strict && !Found.empty()) {
           std::string Text = std::to_string(Found.size()) + " load warning" +
@@ -203,14 +190,17 @@ void RegisterScenes(py::module_& M) {
       "warnings (places where the file's text was not taken as written) are appended to the "
       "list warnings when one is given, else summed up in one LoadWarning; strict=True makes "
       "them a LoadError (and adds nothing). A file that cannot be read raises LoadError with "
-      "the library's message and its file, line and element.");
+      "the library's message and its file, line and element. A file without an \"Objects\" "
+      "element (any other text or XML) loads nothing, with a load warning saying so.");
   M.def(
       "check_scene",
       [](const std::string& FileName) {
         TLumNode Root(nullptr);
         return WarningList(LoadInto(FileName, &Root));
       },
-      py::arg("file_name"), "The load warnings of a scene file, as a list of SceneWarning.");
+      py::arg("file_name"),
+      "The load warnings of a scene file, as a list of SceneWarning (for a file without an "
+      "\"Objects\" element, the warning that nothing was loaded).");
   M.def(
       "save_scene",
       [](TLumNode* Root, const std::string& FileName, std::optional<std::string> Description,

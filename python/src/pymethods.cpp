@@ -3,6 +3,7 @@
 // colours as tuples, the timer's stopwatch, controllers' steps, and the table itself.
 #include <pybind11/stl.h>
 
+#include <array>
 #include <cmath>
 
 #include "lumox/control/lumcntrl.h"
@@ -170,9 +171,11 @@ void RegisterComponent() {
       [](TComponent& C, TComponent* Item) {
         Needed(Item, "insert_component takes a component");
         C.InsertComponent(Item);
+        OwnerChanged(Item);
       },
       py::arg("component"),
-      "Makes this component the owner of another (taking it from its old owner).");
+      "Makes this component the owner of another (taking it from its old owner); raises "
+      "lumox.Error for the component itself or one of its owners.");
   AddMethod(
       "TComponent", "remove_component", "RemoveComponent",
       [](TComponent& C, py::handle Item) {
@@ -180,6 +183,7 @@ void RegisterComponent() {
         Needed(Comp, "remove_component takes a component");
         C.RemoveComponent(Comp);
         TakeOver(Item);
+        OwnerChanged(Comp);
       },
       py::arg("component"),
       "Takes an owned component out: it then has no owner and belongs to its Python object.");
@@ -357,15 +361,20 @@ void RegisterVector() {
                                  ((V >> 16) & 0xFF) / 255.0};
   };
   // Through the colour's own properties: Color takes the bytes, Alpha its range rule.
+  // Every value is converted before the first is set, so a bad one changes nothing.
   auto SetRGB = [](TLumColor& C, py::sequence S) {
-    uint32_t V = 0;
-    for (int K = 0; K < 3; ++K) {
-      const double D = S[K].cast<double>();
-      V |= static_cast<uint32_t>(std::lround(std::isnan(D) ? 0.0 : std::clamp(D, 0.0, 1.0) * 255.0))
-           << (8 * K);
+    std::array<double, 4> V{};
+    const size_t N = py::len(S);
+    for (size_t K = 0; K < N; ++K) {
+      py::object Item = S[K];
+      V[K] = PyFloat_AsDouble(Item.ptr());
+      if (V[K] == -1.0 && PyErr_Occurred()) {
+        PyErr_Clear();
+        ThrowType("a colour's channels are numbers 0..1, not " + TypeName(Item));
+      }
     }
-    SetProp(&C, "Color", V);
-    if (py::len(S) == 4) SetProp(&C, "Alpha", static_cast<float>(S[3].cast<double>()));
+    SetProp(&C, "Color", RGBColor(V[0], V[1], V[2]));
+    if (N == 4) SetProp(&C, "Alpha", static_cast<float>(V[3]));
   };
   AddProperty("TLumColor", "rgb", nullptr, py::cpp_function([Channels](TLumColor& C) {
                 auto Ch = Channels(C);
@@ -462,6 +471,11 @@ void RegisterMethods(py::module_& M) {
   RegisterRender();
   RegisterVector();
   RegisterTimerAndControllers();
+  M.def(
+      "rgb", [](double R, double G, double B) { return RGBColor(R, G, B); }, py::arg("r"),
+      py::arg("g"), py::arg("b"),
+      "The colour value $00BBGGRR of red, green and blue in 0..1, as colour properties take "
+      "them: clamped to 0..1, NaN as 0, halves rounded up.");
 }
 
 }  // namespace lumoxpy

@@ -7,6 +7,7 @@
 #include <cctype>
 #include <deque>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "lumoxpy.h"
 
@@ -30,13 +31,18 @@ struct TGuard {
   std::vector<TPyLum*> Objects;
   const char* ClassName = "";
   bool Handlers = false;
+  // The component's own object, held while an owner holds the component, when it is of a
+  // Python subclass (see KeepSubclassObject).
+  PyObject* Kept = nullptr;
 };
 
-using TCreator = std::function<TPersistent*(TComponent* AOwner, bool& Owned)>;
+using TCreator = std::function<TPersistent*(TComponent* AOwner, bool& Owned, bool& Made)>;
 
 struct TRegistry {
   std::unordered_map<TComponent*, TGuard> Guards;
   std::unordered_map<const TPersistent*, TPyLum*> Identity;
+  // The components whose guard keeps an object.
+  std::unordered_set<TComponent*> Kept;
   std::unordered_map<const TLumClassInfo*, PyTypeObject*> Types;
   std::unordered_map<PyTypeObject*, const TLumClassInfo*> Infos;
   // Classes of the module's own for C++ classes without a table (the application; a
@@ -117,6 +123,35 @@ void Freed(TComponent* C) {
     W->FreedText = PyUnicode_FromString(Text.c_str());
     W->Ptr = nullptr;
     W->Guard = nullptr;
+  }
+  if (G.Kept) {
+    Reg.Kept.erase(C);
+    Py_DECREF(G.Kept);  // last: it may run Python code
+  }
+}
+
+// An object of a Python subclass carries what Python gave it (its class, methods,
+// attributes); were it let go while an owner keeps its component, the component would
+// come back as a plain object of its library class. So while an owner holds the
+// component, the registry holds the object, and the owner's root visits it for the
+// collector (a cycle through it is still collected).
+void KeepSubclassObject(TPyLum* W) {
+  auto* C = dynamic_cast<TComponent*>(W->Ptr);
+  if (!C || C != W->Guard) return;
+  TRegistry& Reg = R();
+  auto It = Reg.Guards.find(C);
+  if (It == Reg.Guards.end()) return;
+  auto* Self = reinterpret_cast<PyObject*>(W);
+  const bool Keep = (Py_TYPE(Self)->tp_flags & Py_TPFLAGS_HEAPTYPE) && C->Owner();
+  TGuard& G = It->second;
+  if (Keep && !G.Kept) {
+    Py_INCREF(Self);
+    G.Kept = Self;
+    Reg.Kept.insert(C);
+  } else if (!Keep && G.Kept == Self) {
+    G.Kept = nullptr;
+    Reg.Kept.erase(C);
+    Py_DECREF(Self);  // the caller holds it too
   }
 }
 
@@ -217,8 +252,9 @@ PyObject* LumNew(PyTypeObject* Type, PyObject* Args, PyObject* Kwds) {
     }
     TPersistent* Obj = nullptr;
     bool Owned = !AOwner;
+    bool Made = true;  // false for a singleton the creator only found
     if (Creator) {
-      Obj = (*Creator)(AOwner, Owned);
+      Obj = (*Creator)(AOwner, Owned, Made);
     } else if (Info->IsComponent()) {
       Obj = Info->Create(AOwner);
     } else {
@@ -227,18 +263,22 @@ PyObject* LumNew(PyTypeObject* Type, PyObject* Args, PyObject* Kwds) {
       Owned = true;
     }
     TRegistry& Reg = R();
+    auto* C = dynamic_cast<TComponent*>(Obj);
+    PyObject* Self = nullptr;
     if (auto It = Reg.Identity.find(Obj); It != Reg.Identity.end()) {
       // A singleton (the application) has its Python object already.
-      Py_INCREF(It->second);
-      return reinterpret_cast<PyObject*>(It->second);
+      Self = reinterpret_cast<PyObject*>(It->second);
+      Py_INCREF(Self);
+    } else {
+      Self = NewObject(Type, Obj, C, nullptr, Owned);
+      KeepSubclassObject(reinterpret_cast<TPyLum*>(Self));
     }
-    auto* C = dynamic_cast<TComponent*>(Obj);
-    PyObject* Self = NewObject(Type, Obj, C, nullptr, Owned);
     try {
       SetKeywords(Self, Props.ptr());
     } catch (...) {
-      // A bad keyword: the new object goes again, also from its owner.
-      if (!Owned && C) delete C;
+      // A bad keyword: an object this call made goes again, also from its owner; a
+      // singleton it only found stays.
+      if (Made && !Owned && C) delete C;
       Py_DECREF(Self);
       throw;
     }
@@ -282,7 +322,10 @@ int LumTraverse(PyObject* Self, visitproc visit, void* arg) {
   auto* W = reinterpret_cast<TPyLum*>(Self);
   Py_VISIT(W->Dict);
   Py_VISIT(W->Parent);
-  if (TComponent* Root = HandlerRoot(W)) return VisitHandlers(Root, visit, arg);
+  if (TComponent* Root = HandlerRoot(W)) {
+    for (TComponent* C : MarkedUnder(Root, R().Kept)) Py_VISIT(R().Guards[C].Kept);
+    return VisitHandlers(Root, visit, arg);
+  }
   return 0;
 }
 
@@ -312,6 +355,7 @@ PyObject* LumRepr(PyObject* Self) {
 
 PyObject* PropGet(PyObject* Self, void* Closure) {
   try {
+    TLibraryCall Call;
     const auto& Prop = *static_cast<const TLumPropInfo*>(Closure);
     auto* W = reinterpret_cast<TPyLum*>(Self);
     TPersistent* Obj = Unwrap(Self);
@@ -326,6 +370,7 @@ PyObject* PropGet(PyObject* Self, void* Closure) {
 
 int PropSet(PyObject* Self, PyObject* Value, void* Closure) {
   try {
+    TLibraryCall Call;
     const auto& Prop = *static_cast<const TLumPropInfo*>(Closure);
     if (!Value) ThrowType(PropTitle(Prop) + " cannot be deleted");
     TPersistent* Obj = Unwrap(Self);
@@ -544,6 +589,10 @@ void AddProperty(const char* LibraryName, const char* Name, const char* CppName,
   if (CppName && std::string(CppName) != Name) Cls.attr(CppName) = Prop;
 }
 
+void OwnerChanged(TComponent* Comp) {
+  if (auto It = R().Identity.find(Comp); It != R().Identity.end()) KeepSubclassObject(It->second);
+}
+
 void WatchComponent(TComponent* Comp) {
   TRegistry& Reg = R();
   auto [It, New] = Reg.Guards.try_emplace(Comp);
@@ -587,12 +636,12 @@ void RegisterClasses(py::module_& M) {
       "the with block.",
       Component, nullptr);
   Reg.Extra[typeid(TComponent)] = Owner;
-  Reg.Creators[Owner] = [](TComponent* AOwner, bool&) { return new TComponent(AOwner); };
+  Reg.Creators[Owner] = [](TComponent* AOwner, bool&, bool&) { return new TComponent(AOwner); };
   AddClass(M, Owner, "Owner", "Owner");
 }
 
 void RegisterCreator(PyTypeObject* Type, std::type_index CppType,
-                     std::function<TPersistent*(TComponent*, bool&)> Creator) {
+                     std::function<TPersistent*(TComponent*, bool&, bool&)> Creator) {
   R().Extra[CppType] = Type;
   R().Creators[Type] = std::move(Creator);
 }

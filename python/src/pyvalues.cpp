@@ -89,20 +89,22 @@ uint32_t AsColor(const TLumPropInfo& Prop, py::handle V) {
     return static_cast<uint32_t>(N);
   }
   if (PySequence_Check(V.ptr()) && !PyUnicode_Check(V.ptr()) && py::len(V) == 3) {
-    uint32_t C = 0;
     py::sequence S = py::reinterpret_borrow<py::sequence>(V);
-    for (int K = 0; K < 3; ++K) {
-      const double D = AsFloat(Prop, S[K]);
-      const double Clamped = std::isnan(D) ? 0.0 : std::clamp(D, 0.0, 1.0);
-      C |= static_cast<uint32_t>(std::lround(Clamped * 255.0)) << (8 * K);
-    }
-    return C;
+    return RGBColor(AsFloat(Prop, S[0]), AsFloat(Prop, S[1]), AsFloat(Prop, S[2]));
   }
   ThrowType(PropTitle(Prop) + " takes a colour $00BBGGRR as an int or (r, g, b), not " +
             TypeName(V));
 }
 
 }  // namespace
+
+uint8_t ChannelByte(double C) {
+  return static_cast<uint8_t>(std::lround(std::isnan(C) ? 0.0 : std::clamp(C, 0.0, 1.0) * 255.0));
+}
+
+uint32_t RGBColor(double R, double G, double B) {
+  return ChannelByte(R) | uint32_t(ChannelByte(G)) << 8 | uint32_t(ChannelByte(B)) << 16;
+}
 
 // --- errors ---------------------------------------------------------------------------------
 
@@ -246,11 +248,15 @@ int64_t EnumOrdinal(const py::object& Enum, const std::vector<std::string>& Name
     throw py::error_already_set();
   }
   if (PyIndex_Check(Value.ptr()) && !PyFloat_Check(Value.ptr())) {
-    const int64_t K = Value.cast<int64_t>();
-    if (K < 0 || static_cast<size_t>(K) >= Names.size()) {
-      PyErr_SetString(
-          GConvertError,
-          (What + " (" + EnumName + ") cannot take the value " + std::to_string(K)).c_str());
+    auto Index = py::reinterpret_steal<py::object>(PyNumber_Index(Value.ptr()));
+    if (!Index) throw py::error_already_set();
+    int Overflow = 0;
+    const long long K = PyLong_AsLongLongAndOverflow(Index.ptr(), &Overflow);
+    if (K == -1 && PyErr_Occurred()) throw py::error_already_set();
+    if (Overflow || K < 0 || static_cast<unsigned long long>(K) >= Names.size()) {
+      PyErr_SetString(GConvertError, (What + " (" + EnumName + ") cannot take the value " +
+                                      std::string(py::str(Index)))
+                                         .c_str());
       throw py::error_already_set();
     }
     return K;

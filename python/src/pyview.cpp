@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <optional>
+#include <vector>
 
 #include "lumox/host/forms.h"
 #include "lumox/host/graphics.h"
@@ -200,10 +201,12 @@ void RegisterApplication(py::module_& M) {
       M, "Application", "TComponent",
       "The application object: Application() is the process's one. Animation timers run from "
       "its idle processing: call process_idle() from a loop (a toolkit's event loop does).");
-  RegisterCreator(App, typeid(TApplication), [](TComponent*, bool& Owned) -> TPersistent* {
-    Owned = false;
-    return Application();
-  });
+  RegisterCreator(App, typeid(TApplication),
+                  [](TComponent*, bool& Owned, bool& Made) -> TPersistent* {
+                    Owned = false;
+                    Made = false;
+                    return Application();
+                  });
   AddMethod(
       "Application", "process_idle", "ProcessIdle", [](TApplication& A) { return A.ProcessIdle(); },
       "One round of idle processing (the timers tick in it); False while something wants "
@@ -255,24 +258,43 @@ void RegisterBitmap() {
       "A copy of the pixels as a (height, width, 4) uint8 RGBA array.");
   AddMethod(
       "TBitmap", "from_array", nullptr,
-      [](TBitmap& B, py::array_t<uint8_t, py::array::c_style | py::array::forcecast> A) {
-        if (A.ndim() != 3 || (A.shape(2) != 3 && A.shape(2) != 4))
+      [](TBitmap& B, py::handle Value) {
+        py::array Raw = py::array::ensure(Value);
+        const char Kind = Raw ? Raw.dtype().kind() : '\0';
+        if (Kind != 'f' && Kind != 'i' && Kind != 'u')
+          throw py::type_error("from_array takes an array of bytes 0..255 or floats 0..1");
+        if (Raw.ndim() != 3 || (Raw.shape(2) != 3 && Raw.shape(2) != 4))
           throw py::value_error("from_array takes a (height, width, 3 or 4) array");
-        const py::ssize_t H = A.shape(0), W = A.shape(1), C = A.shape(2);
+        const py::ssize_t H = Raw.shape(0), W = Raw.shape(1), C = Raw.shape(2);
         if (int64_t(W) * H > TBitmap::MaxImagePixels)
           throw py::value_error("the image is too large");
-        B.SetSize(int(W), int(H));
-        const uint8_t* Src = A.data();
-        uint8_t* Dst = B.Pixels();
-        for (py::ssize_t I = 0; I < W * H; ++I) {
-          for (py::ssize_t K = 0; K < 3; ++K) Dst[I * 4 + K] = Src[I * C + K];
-          Dst[I * 4 + 3] = C == 4 ? Src[I * C + 3] : 255;
+        // Converted whole before the bitmap changes, so a bad value leaves it as it was.
+        std::vector<uint8_t> Pixels(size_t(W) * size_t(H) * 4, 255);
+        if (Kind == 'f') {
+          auto F = py::array_t<double, py::array::c_style | py::array::forcecast>::ensure(Raw);
+          const double* Src = F.data();
+          for (py::ssize_t I = 0; I < W * H; ++I)
+            for (py::ssize_t K = 0; K < C; ++K) Pixels[I * 4 + K] = ChannelByte(Src[I * C + K]);
+        } else {
+          auto N = py::array_t<int64_t, py::array::c_style | py::array::forcecast>::ensure(Raw);
+          const int64_t* Src = N.data();
+          for (py::ssize_t I = 0; I < W * H; ++I)
+            for (py::ssize_t K = 0; K < C; ++K) {
+              const int64_t V = Src[I * C + K];
+              // uint64 values past int64 come out negative here, and are refused too.
+              if (V < 0 || V > 255)
+                throw py::value_error("from_array takes bytes 0..255, not " + std::to_string(V));
+              Pixels[I * 4 + K] = static_cast<uint8_t>(V);
+            }
         }
+        B.SetSize(int(W), int(H));
+        if (!Pixels.empty()) std::memcpy(B.Pixels(), Pixels.data(), Pixels.size());
         B.Changed();
       },
       py::arg("array"),
-      "Takes the size and pixels of a (height, width, 3 or 4) array of bytes (RGB(A), rows "
-      "from the top).");
+      "Takes the size and pixels of a (height, width, 3 or 4) array, RGB(A), rows from the "
+      "top: integers 0..255 (others raise ValueError), or floats 0..1 as colours take them "
+      "(clamped, NaN as 0).");
 }
 
 }  // namespace

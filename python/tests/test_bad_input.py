@@ -39,9 +39,13 @@ def test_wrong_arguments_to_constructors_and_methods(form):
             (lambda: lumox.Node(form).add("sphere"), TypeError, None),
             (lambda: lumox.Color(form), TypeError, None),  # a value object takes no owner
             (lambda: lumox.View(form).pick("a", 1), TypeError, None),
-            (lambda: lumox.View(form).key_press("ab"), ValueError, None)):
+            (lambda: lumox.View(form).key_press("ab"), ValueError, None),
+            # The process's one application stays whatever its keywords were.
+            (lambda: lumox.Application(bogus=1), TypeError, "no property"),
+            (lambda: lumox.Application(active="yes"), TypeError, None)):
         with pytest.raises(error, match=words):
             call()
+    assert not lumox.Application().freed and lumox.Application().process_idle() in (True, False)
 
 
 def test_out_of_range_values_go_through_the_setters_under_both_names(form):
@@ -127,9 +131,16 @@ def test_raising_handlers_propagate_out_of_image_and_pick_and_leave_no_gl_state(
 
 
 def test_handlers_returning_the_wrong_type_raise(scene):
-    scene.view.on_key_down = lambda s, key, shift: "not a key"
-    with pytest.raises((TypeError, RuntimeError)):
-        scene.view.key_down(lumox.VK_LEFT)
+    v = scene.view
+    for result in ("not a key", -1, 1.5, 70000):
+        v.on_key_down = lambda s, key, shift: result
+        with pytest.raises(TypeError, match="OnKeyDown returns a key code 0..65535 or None"):
+            v.key_down(lumox.VK_LEFT)
+    v.on_mouse_wheel = lambda *a: "yes"
+    with pytest.raises(TypeError, match="OnMouseWheel returns True, False or None, not str"):
+        v.mouse_wheel(120, 1, 1)
+    with pytest.raises(lumox.ConvertError, match="cannot take the value 1000000000000"):
+        v.mouse_move(1, 1, shift=[10**30])
     scene.view.on_key_down = None
     assert scene.view.key_down(lumox.VK_LEFT) == lumox.VK_LEFT
 

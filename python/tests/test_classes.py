@@ -65,6 +65,16 @@ def test_colours_and_value_objects_belong_to_their_component(form):
     other.color_diffuse = m.color_diffuse  # copied in by Assign, not shared
     m.color_diffuse.rgb = (0, 1, 0)
     assert other.color_diffuse.rgb == pytest.approx((1, 0, 0))
+    # A bad channel anywhere changes none of them.
+    with pytest.raises(TypeError):
+        diffuse.rgba = (0, 0, 1, "x")
+    assert diffuse.rgb == pytest.approx((0, 1, 0))
+    # lumox.rgb, the colour property and the rgb setter agree on halves and NaN.
+    for c in (0.5 / 255, 2.5 / 255, float("nan"), 7.0):
+        diffuse.rgb = (c, 0, 0)
+        other.color_diffuse.color = (c, 0, 0)
+        assert lumox.rgb(c, 0, 0) == diffuse.color == other.color_diffuse.color
+    assert lumox.rgb(0.5 / 255, 0, 1) == 0xFF0001
 
 
 def test_component_references_check_the_accepted_class(form):

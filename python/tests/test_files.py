@@ -76,12 +76,21 @@ def test_scene_errors_carry_the_message_file_and_line(tmp_path, body, line, elem
     assert isinstance(err, lumox.Error)
 
 
-def test_scene_files_that_are_not_scenes(tmp_path):
+def test_scene_files_that_are_not_scenes(tmp_path, data):
     (tmp_path / "text.lumgl").write_text("just text")
-    for name, why in (("missing.lumgl", "No such file"), ("", "is a directory"),
-                      ("text.lumgl", "not a LUMGL scene file")):
+    for name, why in (("missing.lumgl", "No such file"), ("", "is a directory")):
         with pytest.raises(lumox.LoadError, match=why):
             lumox.load_scene(str(tmp_path / name))
+    # Text without "Objects" loads nothing, as the library's reader says in a warning.
+    text = str(tmp_path / "text.lumgl")
+    assert [w.text for w in lumox.check_scene(text)] == ['no "Objects" element: nothing was loaded']
+    with pytest.raises(lumox.LoadError, match="nothing was loaded"):
+        lumox.load_scene(text, strict=True)
+    # A long comment before the root is no reason to refuse a scene.
+    with open(data("scenes", "good", "two_objects_and_group.xml")) as f:
+        head, rest = f.read().split("\n", 1)
+    (tmp_path / "big.lumgl").write_text(head + "\n<!-- " + "x" * 70000 + " -->\n" + rest)
+    assert lumox.load_scene(str(tmp_path / "big.lumgl"), warnings=[]).count > 0
 
 
 def test_form_round_trip_and_form_errors(data, tmp_path):

@@ -67,6 +67,11 @@ def test_giving_an_owner_later_hands_the_component_over():
     ball = lumox.Sphere()
     with lumox.Owner() as form:
         form.insert_component(ball)
+        inner = lumox.Owner(form)
+        for bad in (inner, form):  # an owner cycle would never be freed
+            with pytest.raises(lumox.Error, match="own itself or one of its owners"):
+                inner.insert_component(bad)
+        assert inner.owner is form and form.owner is None
         ref = ball
         del ball
         gc.collect()
@@ -157,3 +162,62 @@ def test_freeing_from_a_handler_waits_for_the_frame_to_end(form):
     with pytest.raises(lumox.Error, match="handler"):
         other.image()
     assert obj.part_count == 1
+
+
+def test_the_collector_inside_a_library_call_frees_once_it_returns(form):
+    # The first item's handler lets the collector run while the node walks its items;
+    # the third, Python's own and in a cycle, must outlive the walk.
+    root = lumox.Node(form)
+    keep = []
+
+    def first(s):
+        keep.clear()
+        gc.set_threshold(gc.get_count()[0] - 1)
+        gc.enable()
+
+    def cycle():
+        alone = lumox.Sphere(radius=7.0)
+        alone.on_before_render = lambda v: alone
+        return alone
+
+    threshold, enabled = gc.get_threshold(), gc.isenabled()
+    gc.disable()
+    try:
+        for handler in (first, lambda s: None):
+            item = lumox.Sphere(form)
+            item.on_after_init = handler
+            root.add(item)
+        keep.append(cycle())
+        root.add(keep[0])
+        del item
+        assert root.world_bounds() is not None
+    finally:
+        gc.set_threshold(*threshold)
+        (gc.enable if enabled else gc.disable)()
+    gc.collect()
+    assert root.count == 2
+
+
+def test_an_object_of_a_python_subclass_lasts_while_an_owner_holds_its_component(form):
+    class Ball(lumox.Sphere):
+        def hello(self):
+            return "hi"
+
+    ball = Ball(form, name="b")
+    ball.note = "mine"
+    del ball
+    gc.collect()
+    again = form.find_component("b")
+    assert type(again) is Ball and again.note == "mine" and again.hello() == "hi"
+    form.remove_component(again)  # without an owner it goes with its object again
+    probe = weakref.ref(again)
+    del again
+    gc.collect()
+    assert probe() is None
+    # A cycle through the owner is collected.
+    other = lumox.Owner()
+    Ball(other).back = other
+    probe = weakref.ref(other)
+    del other
+    gc.collect()
+    assert probe() is None

@@ -38,6 +38,14 @@ def test_save_image_and_repr_png_match_image(scene, tmp_path):
         assert pixels.shape == (120, 160, 4) and red(pixels[60, 80])
     scene.view.save_image(str(tmp_path / "ball.jpg"), 32, 24)
     assert (tmp_path / "ball.jpg").read_bytes()[:2] == b"\xff\xd8"
+    # Arrays in: floats 0..1 as colours take them, bytes as they are, nothing wrapped.
+    bitmap = lumox.Bitmap()
+    bitmap.from_array(np.array([[[0.9, 0.5, 0.1]]]))
+    assert bitmap.to_array().tolist() == [[[230, 128, 26, 255]]]
+    for bad, error in (([[[300, -1, 128]]], ValueError), ([[["a", "b", "c"]]], TypeError)):
+        with pytest.raises(error):
+            bitmap.from_array(np.array(bad))
+    assert bitmap.to_array().tolist() == [[[230, 128, 26, 255]]]
 
 
 def test_pick_returns_the_component_and_the_point(scene):

@@ -48,8 +48,6 @@ class SceneWarning(Tuple[Any, ...]):
     element: str
     text: str
     message: str
-
-def rgb(r: float, g: float, b: float) -> int: ...
 '''
 
 # What a property of each kind takes and gives.
@@ -270,7 +268,7 @@ def main(target):
             out.append("%s: int" % name)
     out.append("")
     for name, value in sorted(vars(lumox).items()):
-        if name.startswith("_") or name == "rgb":
+        if name.startswith("_"):
             continue
         if type(value).__name__ == "builtin_function_or_method":
             emit_builtin(out, name, value, "", False)

@@ -220,6 +220,18 @@ TEST(ComponentTest, NamesAreIdentifiersUniqueWithinTheOwner) {
     EXPECT_THROW(B->SetName(Bad), Exception) << Bad;
 }
 
+TEST(ComponentTest, InsertingItselfOrAnOwnerRaisesAndChangesNothing) {
+  TComponent Owner(nullptr);
+  auto* A = new TComponent(&Owner);
+  auto* B = new TComponent(A);
+  EXPECT_THROW(A->InsertComponent(A), Exception);
+  EXPECT_THROW(B->InsertComponent(A), Exception);
+  EXPECT_THROW(B->InsertComponent(&Owner), Exception);
+  EXPECT_EQ((std::array{A->Owner(), B->Owner()}), (std::array<TComponent*, 2>{&Owner, A}));
+  EXPECT_EQ((std::array{Owner.ComponentCount(), A->ComponentCount(), B->ComponentCount()}),
+            (std::array{1, 1, 0}));
+}
+
 TEST(ComponentTest, NamesCompareWithoutRegardToAsciiCaseOnly) {
   EXPECT_TRUE(SameText("TLumBox_9", "tlumbox_9"));
   // Characters that differ from each other as letters do ('@' and '`', '[' and '{') are
