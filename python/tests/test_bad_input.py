@@ -48,12 +48,6 @@ def test_wrong_arguments_to_constructors_and_methods(form):
     assert not lumox.Application().freed and lumox.Application().process_idle() in (True, False)
 
 
-def test_out_of_range_values_go_through_the_setters_under_both_names(form):
-    ball = lumox.Sphere(form, radius=0.5)
-    ball.Radius = -1  # the sphere's own rule: a negative radius becomes 1
-    assert ball.radius == 1.0
-
-
 def test_freed_components_raise_wherever_they_are_used(form):
     root = lumox.Node(form)
     ball = lumox.Sphere(form, name="Gone")

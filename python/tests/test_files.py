@@ -60,8 +60,6 @@ def test_load_warnings_as_a_list_a_python_warning_or_strict(tmp_path):
 @pytest.mark.parametrize("body, line, element, text", [
     ('<TLUMSPHERE name="S"/>\n<TLUMSPHERE name="S2" Radius="Z"/>', 4, "TLUMSPHERE",
      "'Z' is not a valid floating point value"),
-    ('<TLUMSPHERE name="S"/>\n<TLUMSPHERE name="S"/>', 4, "TLUMSPHERE",
-     "A component named S already exists."),
     ('<TLUMSPHERE name="S">\n<Color Color="000000FF" Alpha="0,5"/></TLUMSPHERE>', 4, "Color",
      "Alpha"),
 ])

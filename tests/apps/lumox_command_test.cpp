@@ -9,15 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "lumox/exchange/lumexchange.h"
-#include "lumox/geometry/lumgeom.h"
-#include "lumox/geometry/lumshape.h"
 #include "lumox/host/graphics.h"
 #include "lumox/package/lumversion.h"
-#include "lumox/scene/lumattr.h"
-#include "lumox/scene/lumlight.h"
-#include "lumox/scene/lummat.h"
-#include "lumox/scene/lumtex.h"
 #include "support/command.h"
 #include "support/scenefile.h"
 
@@ -83,12 +76,10 @@ struct TCommandCase {
 
 TEST_F(CommandTest, EachRefusalAndUsageRuleExitsWithItsStatusAndSaysWhy) {
   Write("red.lumgl", SphereScene("000000FF"));
-  std::string Bad = SphereScene("000000FF"), Huge = Bad, Typo = Bad;
+  std::string Bad = SphereScene("000000FF"), Typo = Bad;
   Bad.replace(Bad.find("Slices=\"16\""), 11, "Slices=\"ten\"");
-  Huge.replace(Huge.find("Slices=\"16\" Stacks=\"12\""), 25,
-               "Slices=\"2147483647\" Stacks=\"2147483647\"");
   Typo.replace(Typo.find("Radius="), 7, "Radus=");
-  Write("bad.lumgl", Bad), Write("huge.lumgl", Huge), Write("typo.lumgl", Typo);
+  Write("bad.lumgl", Bad), Write("typo.lumgl", Typo);
   Write("text.lumgl", "just some text\n");
   Write("cloud.lumgl", R"(<LUMGL><Objects><TLUMPOINTSET name="C"><Point P="0,0,0"/>)"
                        R"(<Point P="1,0,0"/></TLUMPOINTSET></Objects></LUMGL>)");
@@ -106,12 +97,10 @@ TEST_F(CommandTest, EachRefusalAndUsageRuleExitsWithItsStatusAndSaysWhy) {
   const std::string Forms = std::string(LUMOX_TEST_DATA) + "/forms/";
 
   const TCommandCase Cases[] = {
-      // A scene that cannot be loaded, rendered or saved: 1, naming the file; a mesh over
-      // the size limit is refused by name, before anything is allocated.
+      // A scene that cannot be loaded, rendered or saved: 1, naming the file.
       {"render missing.lumgl -o x.png", 1, {"missing.lumgl"}, 1},
       {"render bad.lumgl -o x.png", 1, {"bad.lumgl", "Slices"}},
       {"info text.lumgl", 1, {"text.lumgl"}},
-      {"render huge.lumgl -o x.png", 1, {"TLumSphere \"Ball\"", "4611686018427387904 vertices"}},
       {"render red.lumgl -o no/dir/x.png", 1, {"no/dir/x.png"}},
       {"render m -o x.png", 1, {"is a directory"}},
       // Without a GL driver the reason, and the packages that bring one, come through.
@@ -302,8 +291,6 @@ TEST_F(CommandTest, ConvertRoundTripsAndHonoursWriterOptions) {
   const std::string C = Read("c.lumgl");
   EXPECT_LT(C.size(), A.size());
   ExpectIn(C, {"\r\n Radius=\"0.5\""});
-  ASSERT_EQ(Run("render c.lumgl -o c.png --size 80x60"), 0);
-  EXPECT_TRUE(RedDominates(Image("c.png").GetPixel(44, 30)));
 }
 
 // What the table of refusals leaves: warnings on stderr of a render that goes on, check
@@ -329,7 +316,7 @@ TEST_F(CommandTest, WarningsGoToStderrAndConvertKeepsTheInputUnlessForced) {
   ExpectIn(Err, {"and 5 more warnings (25 in all)"});
 }
 
-TEST_F(CommandTest, TheFileCameraFramesTheSceneAndConvertKeepsIt) {
+TEST_F(CommandTest, TheFileCameraFramesTheSceneUnlessAnOptionPlacesOne) {
   // The sphere at x = 3 is out of the default camera's sight; the file's camera looks at it.
   std::string Scene = SphereScene("000000FF", 3);
   Scene.insert(Scene.find("</Objects>"),
@@ -352,70 +339,29 @@ TEST_F(CommandTest, TheFileCameraFramesTheSceneAndConvertKeepsIt) {
   EXPECT_TRUE(RedDominates(B.GetPixel(40, 30)));
   EXPECT_EQ(B.GetPixel(2, 2), 0u);
 
-  ASSERT_EQ(Run("convert cam.lumgl copy.lumgl"), 0) << Err;
-  ASSERT_EQ(Run("render copy.lumgl -o f.png --size 80x60"), 0);
-  EXPECT_EQ(Read("c.png"), Read("f.png"));
   ASSERT_EQ(Run("info cam.lumgl --list-scene"), 0) << Err;
   ExpectIn(Out, {"    TLumSphere \"Ball\": (2.5"});
 }
 
-// A scene with a camera element, lights, materials, a texture and several shape classes,
-// converted to a form and back: the three render the same pixels, the scene comes back
-// byte for byte; a model converts too, and bad forms are refused by place.
+// A scene with a camera element converted to a form and back: the three render the same
+// pixels, the scene comes back byte for byte (what each class keeps is the form file's
+// own test); a model converts too, and bad forms are refused by place.
 TEST_F(CommandTest, FormsRenderAndConvertFromAndToScenesWithTheSamePixels) {
-  {
-    TComponent Form(nullptr);
-    auto* Root = new TLumNode(&Form);
-    // Each item goes into the root node in the order made.
-    auto Add = [&](auto* Item) {
-      Item->SetNode(Root);
-      return Item;
-    };
-    Add(new TLumAttributes(&Form))->SetLighting(true);
-    auto* Sun = Add(new TLumLight(&Form));
-    Sun->SetKind(lkDirection);
-    Sun->Direction()->SetValues(-0.4f, 0.6f, 1);
-    TBitmap Check(8, 8);
-    for (int Y = 0; Y < 8; ++Y)
-      for (int X = 0; X < 8; ++X) Check.SetPixel(X, Y, (X + Y) % 2 ? 0x00FF00 : 0xFF00FF);
-    Add(new TLumTexture(&Form))->SetBitmap(&Check);
-    auto* Floor = Add(new TLumRectangle(&Form));
-    Floor->SetWidth(3);
-    Floor->SetHeight(3);
-    Floor->Transformation()->Translation()->SetValues(0, -0.6f, 0);
-    auto* Red = Add(new TLumMaterial(&Form));
-    Red->SetName("Red");
-    Red->ColorEmission()->SetColor(
-        0x0000C0);  // a diffuse colour is lost in LUMGL files, on purpose
-    auto* Ball = Add(new TLumSphere(&Form));
-    Ball->SetName("Ball");
-    Ball->SetRadius(0.4);
-    auto* Crate = Add(new TLumBox(&Form));
-    Crate->SetMaterial(Red);
-    Crate->Transformation()->Translation()->SetX(-0.9f);
-    Add(new TLumTorus(&Form))->Transformation()->Translation()->SetX(0.9f);
-    TLumExchange Ex(&Form);
-    Ex.SetFileName(File("made.lumgl"));
-    Ex.SetFileDescription("");  // a form holds components only, not the file's description
-    Ex.SavetoFile(Root);
-  }
-  std::string Scene = Read("made.lumgl");
-  Scene.insert(Scene.find("  </Objects>"),
-               "    <TLUMPERSPECTIVECAMERA name=\"Eye\" ViewAngle=\"50\">\r\n"
-               "      <Transformation><Translation P=\"0,-0.2,-3\"/></Transformation>\r\n"
-               "    </TLUMPERSPECTIVECAMERA>\r\n");
+  std::string Scene = SphereScene("000000FF");
+  Scene.erase(Scene.find("test"), 4);  // a form holds components, not the file's description
+  Scene.insert(Scene.find("</Objects>"),
+               "<TLUMPERSPECTIVECAMERA name=\"Eye\" ViewAngle=\"50\">\r\n"
+               "<Transformation><Translation P=\"0,0,-3\"/></Transformation>\r\n"
+               "</TLUMPERSPECTIVECAMERA>\r\n");
   Write("made.lumgl", Scene);
   const std::string Size = " --size 160x100";
-  // The camera element moves to the end of the scene.
   for (const char* Step :
        {"made.lumgl scene.lumgl", "scene.lumgl app.lumform", "app.lumform back.lumgl"})
     EXPECT_EQ(Run(std::string("convert ") + Step), 0) << Step << Err;
   ASSERT_EQ(Run("render scene.lumgl -o a.png" + Size), 0) << Err;
   const TBitmap A = Image("a.png");
-  // Seen by the file's camera: the lit ball in the middle, red from its material.
-  const uint32_t Mid = A.GetPixel(80, 50);
-  EXPECT_GT(Mid & 0xFF, 0x60u);
-  EXPECT_GT(Mid & 0xFF, ((Mid >> 8) & 0xFF) + 40) << std::hex << Mid;
+  // Seen by the file's camera: the ball in the middle, with room above it.
+  EXPECT_TRUE(RedDominates(A.GetPixel(80, 50))) << std::hex << A.GetPixel(80, 50);
   EXPECT_EQ(A.GetPixel(80, 2), 0u);
   // The same image files, written from the same pixels: the form holds the view, its
   // camera and the scene.
@@ -430,11 +376,7 @@ TEST_F(CommandTest, FormsRenderAndConvertFromAndToScenesWithTheSamePixels) {
     EXPECT_EQ(Run("render " + In + " -o " + In + ".png" + Size + " --fov 30"), 0) << Err;
   EXPECT_TRUE(Read("scene.lumgl.png") == Read("APP.LUMFORM.png"));
   EXPECT_FALSE(Read("scene.lumgl.png") == Read("a.png"));
-  // The scene comes back as it was; only its texture's side file is named after the file.
-  std::string Back = Read("back.lumgl");
-  Back.replace(Back.find("back0.bmp"), 9, "scene0.bmp");
-  EXPECT_EQ(Back, Read("scene.lumgl"));
-  EXPECT_TRUE(Read("back0.bmp") == Read("scene0.bmp"));
+  EXPECT_EQ(Read("back.lumgl"), Read("scene.lumgl"));
   // Without --size the form's view gives the size, render's own default for a scene.
   ASSERT_EQ(Run("render app.lumform -o d.png"), 0) << Err;
   EXPECT_EQ(Image("d.png").Width(), 400);
@@ -449,7 +391,7 @@ TEST_F(CommandTest, FormsRenderAndConvertFromAndToScenesWithTheSamePixels) {
   // A bad form: the place and reason, exit status 1, no image; a form without a view
   // has nothing to render, but a scene to convert.
   std::string Bad = Read("app.lumform");
-  Bad.replace(Bad.find("Radius = 0.4"), 12, "Radius = wide");
+  Bad.replace(Bad.find("Radius = 0.5"), 12, "Radius = wide");
   Write("bad.lumform", Bad);
   Write("noview.lumform", "LUMFORM 1\nobject Ball: TLumSphere\nend\n");
   for (const char* Args : {"render bad.lumform -o bad.png", "convert bad.lumform bad.lumgl"}) {
