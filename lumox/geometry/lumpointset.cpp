@@ -62,8 +62,10 @@ void TLumPointSet::SetPointData(int32_t Count, const double* XYZ, const float* R
   P->SetSize(0);
   P->SetDefineArrays(RGBA ? TLumArrays{daVertex, daColor} : TLumArrays{daVertex});
   P->SetCount(Count);
-  std::memcpy(P->Vertices(), XYZ, static_cast<size_t>(Count) * 3 * sizeof(double));
-  if (RGBA) std::memcpy(P->Colors(), RGBA, static_cast<size_t>(Count) * 4 * sizeof(float));
+  if (Count > 0) {  // an empty set may come with no arrays at all
+    std::memcpy(P->Vertices(), XYZ, static_cast<size_t>(Count) * 3 * sizeof(double));
+    if (RGBA) std::memcpy(P->Colors(), RGBA, static_cast<size_t>(Count) * 4 * sizeof(float));
+  }
   TLumArrays Used = P->UsedArrays();
   if (RGBA)
     Used.Include(daColor);
