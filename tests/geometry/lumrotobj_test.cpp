@@ -7,9 +7,7 @@
 #include <array>
 #include <cmath>
 
-#include "lumox/geometry/lumfuncobj.h"
 #include "support/meshcheck.h"
-#include "support/scenefile.h"
 
 namespace lumox {
 namespace {
@@ -91,18 +89,6 @@ TEST(RotObjTest, ClosedProfileWrapsAlongTheCurve) {
   EXPECT_EQ(test::OpenEdgeCount(R), 0);
   EXPECT_GT(test::SignedVolume(R), 0);
   ExpectVec(R.Points()->GetVector(0, 1), 0, 1, 0);  // outer equator at +Y
-}
-
-// The overdraw of the function objects goes to files in lower case.
-TEST(RotObjExchangeTest, OverDrawRoundTripsUnderItsFileName) {
-  test::TempDir Dir;
-  TComponent Form(nullptr);
-  auto* R = new TLumRotObj(&Form);
-  R->SetOverDraw(3);
-  test::ExpectRoundTrip(R, &Form, Dir, {"overdraw=\"3\""});
-  auto* F = new TLumFuncObj(&Form);
-  F->SetOverDraw(2);
-  test::ExpectRoundTrip(F, &Form, Dir, {"overdraw=\"2\""});
 }
 
 }  // namespace

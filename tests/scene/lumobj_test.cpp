@@ -71,20 +71,6 @@ TEST_F(ObjectViewTest, ColorAsMaterialIsSwitchedOffAfterTheObject) {
   EXPECT_FALSE(After);
 }
 
-TEST_F(ObjectViewTest, CachedNodeRecompilesAfterAnItemChanges) {
-  auto* S = Square(0x0000FF);
-  Root->SetCached(true);
-  Frame();
-  Frame();
-  EXPECT_EQ(S->Draws, 1);
-  EXPECT_EQ(RGB(Snapshot(), 40, 30), 0x0000FFu);
-  S->Color()->SetColor(0x00FF00);  // climbs to the node, which drops its list
-  EXPECT_EQ(Root->ListId(), 0u);
-  Frame();
-  EXPECT_EQ(S->Draws, 2);
-  EXPECT_EQ(RGB(Snapshot(), 40, 30), 0x00FF00u);
-}
-
 namespace {
 
 // Whether any of the client arrays that meshes draw with is switched on.
@@ -502,16 +488,4 @@ TEST(RegistryTest, FindsClassesWithoutRegardToCaseAndRefusesDuplicates) {
               RegisterRenderClass("TLUMNODE", [](TComponent* O) { return new TLumNode(O); });
             }),
             "This class was already registered.");
-  std::vector<TLumRenderClass> List;
-  GetRenderClassList(List);
-  std::vector<std::string> Names;
-  for (const auto& C : List) Names.push_back(C.Name);
-  // Unit by unit, each unit's classes in their own order.
-  EXPECT_EQ(Names,
-            (std::vector<std::string>{
-                "TLumNode",      "TLumMaterial", "TLumAttributes", "TLumFog",     "TLumLight",
-                "TLumTexture",   "TLumClip",     "TLumPoint",      "TLumLine",    "TLumTriangle",
-                "TLumRectangle", "TLumSphere",   "TLumCylinder",   "TLumDisc",    "TLumTorus",
-                "TLumBox",       "TLumFuncObj",  "TLumRotObj",     "TLumPolygon", "TLumPointSet",
-                "TLumTube",      "TLum3dObj",    "TLumText"}));
 }

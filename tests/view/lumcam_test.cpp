@@ -10,6 +10,7 @@
 
 using namespace lumox;
 using lumox::test::GLTest;
+using lumox::test::ViewTest;
 
 TEST(CameraTest, SettersRefuseWhatNoCameraCanUse) {
   TComponent Form(nullptr);
@@ -51,7 +52,6 @@ class CameraGLTest : public GLTest {
 };
 
 TEST_F(CameraGLTest, PerspectiveProjectionFollowsAngleAspectAndClipping) {
-  TComponent Form(nullptr);
   auto* P = new TLumPerspectiveCamera(&Form);
   glMatrixMode(GL_PROJECTION);
   glLoadIdentity();
@@ -72,9 +72,7 @@ TEST_F(CameraGLTest, PerspectiveProjectionFollowsAngleAspectAndClipping) {
   for (double V : M) EXPECT_FALSE(std::isnan(V));
 }
 
-TEST(CameraViewTest, OrthographicCameraShowsTwiceTheWidthInAWideView) {
-  TComponent Form(nullptr);
-  auto* View = new TLumView(&Form);
+TEST_F(ViewTest, OrthographicCameraShowsTwiceTheWidthInAWideView) {
   View->SetBounds(120, 60);
   View->SetCamera(new TLumOrthographicCamera(&Form));
   // x runs from -2 to 2 (30 pixels a unit) and y from -1 to 1: a square over x 1..2,
@@ -83,20 +81,16 @@ TEST(CameraViewTest, OrthographicCameraShowsTwiceTheWidthInAWideView) {
     glColor3f(1, 0, 0);
     glRectf(1, -0.5f, 2, 0.5f);
   };
-  TBitmap B(120, 60);
-  ASSERT_TRUE(View->GetImage(&B));
+  const TBitmap B = Snapshot();
   EXPECT_EQ((std::array{B.GetPixel(93, 30), B.GetPixel(117, 30), B.GetPixel(86, 30),
                         B.GetPixel(100, 12), B.GetPixel(100, 18)}),
             (std::array{0x0000FFu, 0x0000FFu, 0u, 0u, 0x0000FFu}));
 }
 
-TEST(CameraViewTest, FrameCapturesCameraMatrixAndSetsViewport) {
-  TComponent Form(nullptr);
-  auto* View = new TLumView(&Form);
+TEST_F(ViewTest, FrameCapturesCameraMatrixAndSetsViewport) {
   View->SetBounds(64, 32);
-  auto* Cam = new TLumPerspectiveCamera(&Form);
+  TLumPerspectiveCamera* Cam = Camera;
   Cam->Transformation()->Rotation()->SetY(90);
-  View->SetCamera(Cam);
   double ModelView[16] = {}, Proj[16] = {};
   GLint VP[4] = {};
   View->OnRender = [&](TLumView*) {

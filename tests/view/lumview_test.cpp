@@ -355,20 +355,6 @@ TEST_F(ImageTest, EveryImageStartsFromTheStateOfANewContext) {
   }
 }
 
-TEST_F(ImageTest, AnImageClearingOnlyDepthShowsNothingOfTheImageBefore) {
-  View->SetCamera(nullptr);
-  View->SetAutoClearBuffers({btDepth});
-  float X = -0.5f;
-  View->OnRender = [&X](TLumView*) { glRectf(X - 0.3f, -0.3f, X + 0.3f, 0.3f); };
-  const TBitmap Left = Snapshot();
-  X = 0.5f;
-  const TBitmap Right = Snapshot();
-  EXPECT_EQ(RGB(Left, 20, 30), 0xFFFFFFu);
-  EXPECT_EQ(RGB(Right, 60, 30), 0xFFFFFFu);
-  EXPECT_EQ(LitPixels(Right, 0, 0, 40, 60), 0);  // as in a new buffer, not the square before
-  EXPECT_GE(LitPixels(Right, 40, 0, 80, 60), 24 * 18 - 24);  // the square: 24 x 18 pixels
-}
-
 TEST_F(ImageTest, ImagesDeleteTheListsFreedBetweenThem) {
   Root->SetCached(true);
   Frame();  // a view that has painted has a context of its own
