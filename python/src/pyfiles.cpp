@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include <cmath>
+#include <exception>
 #include <fstream>
 #include <regex>
 
@@ -302,7 +303,18 @@ void RegisterModels(py::module_& M) {
             Module().attr("UpAxis"), {"uaKeep", "uaZUpToYUp", "uaYUpToZUp"}, UpAxis, "up_axis"));
         Options.Scale = Scale;
         Options.GenerateNormals = GenerateNormals;
-        Options.OnProgress = std::move(OnProgress);
+        // What the handler raised comes out as itself: the importer catches it on the way and
+        // reports only an "Unknown exception".
+        std::exception_ptr Raised;
+        if (OnProgress)
+          Options.OnProgress = [&Raised, Fn = std::move(OnProgress)](double Done) {
+            try {
+              Fn(Done);
+            } catch (...) {
+              Raised = std::current_exception();
+              throw;
+            }
+          };
         Options.ResourceRoots = std::move(ResourceRoots);
         Options.MaxFileSize = MaxFileSize;
         Options.Isolated = Isolated;
@@ -314,7 +326,13 @@ void RegisterModels(py::module_& M) {
         Options.TimeLimit = TimeLimit;
         std::vector<TLumLoadWarning> Found;
         Options.OnWarning = [&Found](const TLumLoadWarning& W) { Found.push_back(W); };
-        py::object Result = Handed(LoadModel(FileName, AOwner, Options), AOwner);
+        py::object Result;
+        try {
+          Result = Handed(LoadModel(FileName, AOwner, Options), AOwner);
+        } catch (...) {
+          if (Raised) std::rethrow_exception(Raised);
+          throw;
+        }
         HandWarnings(WarningList(Found), Warnings, FileName, "load_model");
         return Result;
       },

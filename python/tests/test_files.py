@@ -139,6 +139,13 @@ def test_models_import_export_and_drawings(data, tmp_path):
         assert big.transformation.scale.xyz == pytest.approx((2, 2, 2))
         (big_cube,) = [o for o in walk(big) if isinstance(o, lumox.Lum3dObj)]
         assert np.abs(big_cube.part(0).vertices()).max() == pytest.approx(np.abs(v).max())
+        # What a progress handler raises comes out as itself, read here or in a child.
+        def stop(done):
+            raise KeyError("stop")
+        for isolated in (False, True):
+            with pytest.raises(KeyError, match="stop"):
+                lumox.load_model(data("models", "cube.obj"), form, on_progress=stop,
+                                 isolated=isolated)
         lumox.save_model(root, str(tmp_path / "out.glb"))
         assert lumox.load_model(str(tmp_path / "out.glb"), form).mesh_counts().triangles == 12
         drawing = lumox.import_dxf(data("models", "drawing.dxf"), owner=form)
