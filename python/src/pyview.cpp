@@ -275,7 +275,12 @@ void RegisterBitmap() {
           const double* Src = F.data();
           for (py::ssize_t I = 0; I < W * H; ++I)
             for (py::ssize_t K = 0; K < C; ++K) Pixels[I * 4 + K] = ChannelByte(Src[I * C + K]);
-        } else {
+        } else if (Kind == 'u' && Raw.dtype().itemsize() == 1) {  // bytes, the usual case
+          auto U = py::array_t<uint8_t, py::array::c_style | py::array::forcecast>::ensure(Raw);
+          const uint8_t* Src = U.data();
+          for (py::ssize_t I = 0; I < W * H; ++I)
+            for (py::ssize_t K = 0; K < C; ++K) Pixels[I * 4 + K] = Src[I * C + K];
+        } else {  // wider integers: checked, not wrapped
           auto N = py::array_t<int64_t, py::array::c_style | py::array::forcecast>::ensure(Raw);
           const int64_t* Src = N.data();
           for (py::ssize_t I = 0; I < W * H; ++I)
