@@ -29,7 +29,7 @@ class TCameraItem : public TLumRender {
  public:
   explicit TCameraItem(TLumCamera* Camera) : TLumRender(nullptr), FCamera(Camera) {}
   const char* ClassName() const override { return "TCameraItem"; }
-  void WriteComp(TLumExchange* Exchange, const std::string&) override {
+  void WriteComp(TLumExchange* Exchange, std::string_view) override {
     FCamera->WriteComp(Exchange, UpperCase(FCamera->ClassName()));
   }
 

@@ -133,8 +133,8 @@ std::string NameList(const char* const* Names, int High) {
 }
 
 // Conversion errors name the attribute they came from.
-[[noreturn]] void RethrowForAttribute(const std::string& Name, const EConvertError& E) {
-  throw EConvertError("attribute \"" + Name + "\": " + E.what());
+[[noreturn]] void RethrowForAttribute(std::string_view Name, const EConvertError& E) {
+  throw EConvertError("attribute \"" + std::string(Name) + "\": " + E.what());
 }
 
 }  // namespace
@@ -212,7 +212,7 @@ std::string TLumExchange::FloatText(float Value) const {
   return std::string(Buf, FormatFloat(Buf, Value));
 }
 
-void TLumExchange::StartTag(const std::string& Name) {
+void TLumExchange::StartTag(std::string_view Name) {
   if (FTags.size() <= static_cast<size_t>(FDepth)) FTags.push_back(std::make_unique<TXMLTag>());
   TXMLTag* Tag = FTags[static_cast<size_t>(FDepth)].get();
   Tag->Name = Name;
@@ -241,26 +241,34 @@ void TLumExchange::EndTag() {
     Out.resize(static_cast<size_t>(Tag->StartPos));
   } else if (Tag->ChildCount == 0 && Tag->Value.empty()) {
     AppendIndent(Out, Indent);
-    Out.append(1, '<').append(Tag->Name).append(Tag->Params).append("/>\r\n");
+    Out.push_back('<');
+    Out.append(Tag->Name).append(Tag->Params).append("/>\r\n");
   } else {
-    std::string Head;
-    Head.reserve(Indent + Tag->Name.size() + Tag->Params.size() + Tag->Value.size() + 4);
-    AppendIndent(Head, Indent);
-    Head.append(1, '<').append(Tag->Name).append(Tag->Params).append(">\r\n");
-    Head.append(Tag->Value);
-    FHeads.push_back({Tag->StartPos, std::move(Head), FSeqs[static_cast<size_t>(FDepth) - 1]});
+    // The start tag goes to the heads' text, all heads in one string.
+    const size_t Offset = FHeadText.size();
+    AppendIndent(FHeadText, Indent);
+    FHeadText.push_back('<');
+    FHeadText.append(Tag->Name).append(Tag->Params).append(">\r\n").append(Tag->Value);
+    FHeads.push_back(
+        {Tag->StartPos, Offset, FHeadText.size() - Offset, FSeqs[static_cast<size_t>(FDepth) - 1]});
     AppendIndent(Out, Indent);
     Out.append("</").append(Tag->Name).append(">\r\n");
   }
   --FDepth;
   if (Written && FDepth > 0) ++FTags[static_cast<size_t>(FDepth) - 1]->ChildCount;
-  if (FDepth == 0) MergeHeads();
+  // A file being saved is written in pieces from the heads and the body (WriteBuffer).
+  if (FDepth == 0 && !FPiecesAtWrite) MergeHeads();
 }
 
-void TLumExchange::MergeHeads() {
+std::vector<uint32_t> TLumExchange::HeadOrder() {
   // By start-tag number, which is by position with the outer element first.
   std::vector<uint32_t> Order(FHeads.empty() ? 0 : FNextSeq, UINT32_MAX);
   for (size_t I = 0; I < FHeads.size(); ++I) Order[FHeads[I].Seq] = static_cast<uint32_t>(I);
+  return Order;
+}
+
+void TLumExchange::MergeHeads() {
+  const std::vector<uint32_t> Order = HeadOrder();
   FNextSeq = 0;
   if (FHeads.empty()) return;
   // In place: the buffer grows once by the heads' size, then the body moves back piece
@@ -268,22 +276,39 @@ void TLumExchange::MergeHeads() {
   // whole file would cost as much again in fresh pages.
   std::string& Out = FParser->Stream();
   const size_t BodySize = Out.size();
-  size_t Total = BodySize;
-  for (const THead& H : FHeads) Total += H.Text.size();
-  Out.resize(Total);
+  Out.resize(BodySize + FHeadText.size());
   char* const D = Out.data();
-  size_t End = BodySize, To = Total;
+  size_t End = BodySize, To = Out.size();
   for (auto It = Order.rbegin(); It != Order.rend(); ++It) {
     if (*It == UINT32_MAX) continue;
     const THead& H = FHeads[*It];
     const size_t At = static_cast<size_t>(H.Pos);
     To -= End - At;
     std::memmove(D + To, D + At, End - At);
-    To -= H.Text.size();
-    std::memcpy(D + To, H.Text.data(), H.Text.size());
+    To -= H.Size;
+    std::memcpy(D + To, FHeadText.data() + H.Offset, H.Size);
     End = At;
   }
   FHeads.clear();
+  FHeadText.clear();
+}
+
+std::vector<std::string_view> TLumExchange::FilePieces() {
+  const std::vector<uint32_t> Order = HeadOrder();
+  const std::string& Out = FParser->Stream();
+  std::vector<std::string_view> Pieces;
+  Pieces.reserve(FHeads.size() * 2 + 1);
+  size_t From = 0;
+  for (uint32_t I : Order) {
+    if (I == UINT32_MAX) continue;
+    const THead& H = FHeads[I];
+    const size_t At = static_cast<size_t>(H.Pos);
+    Pieces.emplace_back(Out.data() + From, At - From);
+    Pieces.emplace_back(FHeadText.data() + H.Offset, H.Size);
+    From = At;
+  }
+  Pieces.emplace_back(Out.data() + From, Out.size() - From);
+  return Pieces;
 }
 
 void TLumExchange::addvalue(const std::string& Text) {
@@ -293,11 +318,11 @@ void TLumExchange::addvalue(const std::string& Text) {
   Tag->Value += Text;
 }
 
-void TLumExchange::addparam(const std::string& Name, TComponent* Value) {
+void TLumExchange::addparam(std::string_view Name, TComponent* Value) {
   addparam(Name, toStr(Value));
 }
 
-void TLumExchange::addparam(const std::string& Name, const std::string& Text) {
+void TLumExchange::addparam(std::string_view Name, const std::string& Text) {
   AppendParam(Name, Text);
 }
 
@@ -320,8 +345,24 @@ void TLumExchange::AppendParam(std::string_view Name, std::string_view Text) {
                            "\": a LUMGL value cannot carry '\"', '<', '>', '/' or line breaks");
   }
   std::string& Params = FTags[static_cast<size_t>(FDepth) - 1]->Params;
-  if (FParamNewLine && !Params.empty()) Params += CRLF;
-  Params.append(1, ' ').append(Name).append("=\"").append(Text).append(1, '"');
+  const bool NewLine = FParamNewLine && !Params.empty();
+  // Put together on the stack and appended in one piece (a value of any size in five).
+  char Buf[256];
+  const size_t Size = (NewLine ? 2 : 0) + Name.size() + Text.size() + 4;
+  if (Size > sizeof Buf) {
+    if (NewLine) Params += CRLF;
+    Params.push_back(' ');
+    Params.append(Name).append("=\"").append(Text).push_back('"');
+    return;
+  }
+  char* P = Buf;
+  if (NewLine) *P++ = '\r', *P++ = '\n';
+  *P++ = ' ';
+  P = std::copy(Name.begin(), Name.end(), P);
+  *P++ = '=', *P++ = '"';
+  P = std::copy(Text.begin(), Text.end(), P);
+  *P++ = '"';
+  Params.append(Buf, Size);
 }
 
 std::string TLumExchange::toStr(TComponent* Value) const { return Value ? Value->Name() : "nil"; }
@@ -334,19 +375,19 @@ std::string TLumExchange::toStr(const TLumMathVector& V) const {
 std::string TLumExchange::toStr(double Value) const { return FloatText(Value); }
 std::string TLumExchange::toStr(float Value) const { return FloatText(Value); }
 
-void TLumExchange::addtag(const std::string& Name, bool Value, bool Default) {
+void TLumExchange::addtag(std::string_view Name, bool Value, bool Default) {
   if (FNoDefaultValues && Value == Default) return;
   AppendParam(Name, Value ? "true" : "false");
 }
 
-void TLumExchange::addtag(const std::string& Name, int32_t Value, int32_t Default) {
+void TLumExchange::addtag(std::string_view Name, int32_t Value, int32_t Default) {
   if (FNoDefaultValues && Value == Default) return;
   char Buf[16];
   const char* End = std::to_chars(Buf, Buf + sizeof Buf, Value).ptr;
   AppendParam(Name, std::string_view(Buf, static_cast<size_t>(End - Buf)));
 }
 
-void TLumExchange::addtag(const std::string& Name, double Value, double Default) {
+void TLumExchange::addtag(std::string_view Name, double Value, double Default) {
   // Compared by the written text, so a value that would be written as its default
   // is left out consistently whatever Decimals says.
   char Buf[NumberRoom], Def[NumberRoom];
@@ -355,18 +396,17 @@ void TLumExchange::addtag(const std::string& Name, double Value, double Default)
   AppendParam(Name, Text);
 }
 
-void TLumExchange::addtag(const std::string& Name, const std::string& Value,
+void TLumExchange::addtag(std::string_view Name, const std::string& Value,
                           const std::string& Default) {
   if (FNoDefaultValues && Value == Default) return;
   addparam(Name, Value);
 }
 
-void TLumExchange::addtag(const std::string& Name, const char* Value, const char* Default) {
+void TLumExchange::addtag(std::string_view Name, const char* Value, const char* Default) {
   addtag(Name, std::string(Value ? Value : ""), std::string(Default ? Default : ""));
 }
 
-void TLumExchange::addtag(const std::string& Name, int Ordinal, const char* const* Names,
-                          int High) {
+void TLumExchange::addtag(std::string_view Name, int Ordinal, const char* const* Names, int High) {
   if (Ordinal == 0 && FNoDefaultValues) return;
   if (Ordinal >= 0 && Ordinal <= High && Names)
     AppendParam(Name, Names[Ordinal]);
@@ -374,14 +414,14 @@ void TLumExchange::addtag(const std::string& Name, int Ordinal, const char* cons
     addparam(Name, std::to_string(Ordinal));
 }
 
-void TLumExchange::addtag(const std::string& Name, TComponent* Value, TComponent*) {
+void TLumExchange::addtag(std::string_view Name, TComponent* Value, TComponent*) {
   if (Value)
     addparam(Name, Value->Name());
   else
     addtag(Name, std::string("nil"), std::string("nil"));
 }
 
-void TLumExchange::addtag(const std::string& Name, const TLumMathVector& V,
+void TLumExchange::addtag(std::string_view Name, const TLumMathVector& V,
                           const TLumMathVector& Default) {
   char Buf[3 * NumberRoom], Def[3 * NumberRoom];
   const std::string_view Text(Buf, FormatVector(Buf, V));
@@ -389,7 +429,7 @@ void TLumExchange::addtag(const std::string& Name, const TLumMathVector& V,
   AppendParam(Name, Text);
 }
 
-void TLumExchange::addsettag(const std::string& Name, uint32_t SetBits, const char* const* Names,
+void TLumExchange::addsettag(std::string_view Name, uint32_t SetBits, const char* const* Names,
                              int High) {
   std::string Text;
   for (int I = 0; I <= High && I < 32; ++I)
@@ -439,19 +479,19 @@ uint32_t TLumExchange::hex2int(const std::string& Text) { return HexValue(Text);
 
 // --- reading --------------------------------------------------------------------------
 
-bool TLumExchange::GetParamText(const std::string& Name, std::string& Text) {
+bool TLumExchange::GetParamText(std::string_view Name, std::string& Text) {
   return Lookup(Name, Text, "text");
 }
 
-bool TLumExchange::Lookup(const std::string& Name, std::string& Text, std::string_view Type) {
+bool TLumExchange::Lookup(std::string_view Name, std::string& Text, std::string_view Type) {
   std::string_view View;
   if (!Lookup(Name, View, Type)) return false;
   Text.assign(View);
   return true;
 }
 
-bool TLumExchange::Lookup(const std::string& Name, std::string_view& Text, std::string_view Type) {
-  if (OnAttributeRead) OnAttributeRead(Name, std::string(Type));
+bool TLumExchange::Lookup(std::string_view Name, std::string_view& Text, std::string_view Type) {
+  if (OnAttributeRead) OnAttributeRead(std::string(Name), std::string(Type));
   if (!FCurrentTag) return false;
   if (FLinesOf != FCurrentTag) SplitParams();
   // The first line of that name gives the value.
@@ -464,7 +504,7 @@ bool TLumExchange::Lookup(const std::string& Name, std::string_view& Text, std::
   return false;
 }
 
-void TLumExchange::getvalue(const std::string& Name, bool& Value) {
+void TLumExchange::getvalue(std::string_view Name, bool& Value) {
   std::string_view Text;
   if (!Lookup(Name, Text, "boolean")) return;
   if (Text == "true")
@@ -472,7 +512,7 @@ void TLumExchange::getvalue(const std::string& Name, bool& Value) {
   else if (Text == "false")
     Value = false;
   else if (!Text.empty())
-    Warn(lwBadBoolean, Name + "=\"" + std::string(Text) +
+    Warn(lwBadBoolean, std::string(Name) + "=\"" + std::string(Text) +
                            "\" is neither true nor false (case matters): " +
                            (Value ? "true" : "false") + " kept");
 }
@@ -480,7 +520,7 @@ void TLumExchange::getvalue(const std::string& Name, bool& Value) {
 // Converts a number attribute where it lies in the element's text; a conversion error
 // names the attribute too.
 template <typename T>
-void TLumExchange::GetNumber(const std::string& Name, T& Value) {
+void TLumExchange::GetNumber(std::string_view Name, T& Value) {
   constexpr bool Integral = std::is_integral_v<T>;
   std::string_view Text;
   if (!Lookup(Name, Text, Integral ? "integer" : "number") || Text.empty()) return;
@@ -491,25 +531,25 @@ void TLumExchange::GetNumber(const std::string& Name, T& Value) {
                                                       : "' is not a valid floating point value")));
 }
 
-void TLumExchange::getvalue(const std::string& Name, int32_t& Value) { GetNumber(Name, Value); }
-void TLumExchange::getvalue(const std::string& Name, uint32_t& Value) { GetNumber(Name, Value); }
-void TLumExchange::getvalue(const std::string& Name, float& Value) { GetNumber(Name, Value); }
-void TLumExchange::getvalue(const std::string& Name, double& Value) { GetNumber(Name, Value); }
+void TLumExchange::getvalue(std::string_view Name, int32_t& Value) { GetNumber(Name, Value); }
+void TLumExchange::getvalue(std::string_view Name, uint32_t& Value) { GetNumber(Name, Value); }
+void TLumExchange::getvalue(std::string_view Name, float& Value) { GetNumber(Name, Value); }
+void TLumExchange::getvalue(std::string_view Name, double& Value) { GetNumber(Name, Value); }
 
-void TLumExchange::getvalue(const std::string& Name, std::string& Value) {
+void TLumExchange::getvalue(std::string_view Name, std::string& Value) {
   std::string_view Text;
   if (Lookup(Name, Text, "text") && !Text.empty()) Value.assign(Text);
 }
 
-void TLumExchange::getvalue(const std::string& Name, TLumMathVector& V) {
+void TLumExchange::getvalue(std::string_view Name, TLumMathVector& V) {
   std::string_view Text;
   if (!Lookup(Name, Text, "vector x,y,z") || Text.empty()) return;
   if (!ParseVector(Text, V))
-    Warn(lwBadNumberText, Name + "=\"" + std::string(Text) +
+    Warn(lwBadNumberText, std::string(Name) + "=\"" + std::string(Text) +
                               "\" is not three numbers \"x,y,z\": read as \"" + toStr(V) + "\"");
 }
 
-void TLumExchange::getcolorvalue(const std::string& Name, uint32_t& Value) {
+void TLumExchange::getcolorvalue(std::string_view Name, uint32_t& Value) {
   std::string_view Text;
   if (!Lookup(Name, Text, "colour 00BBGGRR") || Text.empty()) return;
   Value = HexValue(Text);
@@ -517,12 +557,12 @@ void TLumExchange::getcolorvalue(const std::string& Name, uint32_t& Value) {
     return std::isxdigit(static_cast<unsigned char>(C)) != 0;
   });
   if (!Hex || Text.size() > 8)
-    Warn(lwBadNumberText, Name + "=\"" + std::string(Text) +
+    Warn(lwBadNumberText, std::string(Name) + "=\"" + std::string(Text) +
                               "\" is not up to 8 hexadecimal digits 00BBGGRR: read as " +
                               int2hex(Value));
 }
 
-void TLumExchange::getsetvalue(const std::string& Name, uint32_t& SetBits, const char* const* Names,
+void TLumExchange::getsetvalue(std::string_view Name, uint32_t& SetBits, const char* const* Names,
                                int High) {
   std::string_view Text;
   if (!Lookup(Name, Text, OnAttributeRead ? "set of " + NameList(Names, High) : std::string()))
@@ -536,7 +576,7 @@ void TLumExchange::getsetvalue(const std::string& Name, uint32_t& SetBits, const
     if (Ordinal < 32 && Names && Item == Names[Ordinal])
       Bits |= uint32_t{1} << Ordinal;
     else
-      Warn(lwUnknownName, Name + ": \"" + std::string(Item) + "\" is not one of " +
+      Warn(lwUnknownName, std::string(Name) + ": \"" + std::string(Item) + "\" is not one of " +
                               NameList(Names, High) + ": left out of the set");
     if (Comma == std::string_view::npos) break;
     Rest.remove_prefix(Comma + 1);
@@ -583,13 +623,13 @@ void TLumExchange::Strto(const std::string& Text, TLumMathVector& V) const {
   if (!Text.empty()) ParseVector(Text, V);
 }
 
-int TLumExchange::getenums(const std::string& Name, const char* const* Names, int High) {
+int TLumExchange::getenums(std::string_view Name, const char* const* Names, int High) {
   std::string_view Text;
   if (!Lookup(Name, Text, OnAttributeRead ? "one of " + NameList(Names, High) : std::string()))
     return 0;
   const int Ordinal = EnumOrdinal(Text, Names, High);
   if (Names && Names[Ordinal] && Text != Names[Ordinal])
-    Warn(lwUnknownName, Name + "=\"" + std::string(Text) + "\" is not one of " +
+    Warn(lwUnknownName, std::string(Name) + "=\"" + std::string(Text) + "\" is not one of " +
                             NameList(Names, High) + " (names match exactly): " + Names[Ordinal] +
                             " used");
   return Ordinal;
@@ -606,6 +646,10 @@ void TLumExchange::clear() {
   FParser->Stream().shrink_to_fit();  // a large scene's buffer is not kept around
   FDepth = 0;
   FHeads.clear();
+  FHeads.shrink_to_fit();
+  FHeadText.clear();
+  FHeadText.shrink_to_fit();
+  FPiecesAtWrite = false;
   FNextSeq = 0;
   DropSideFiles();
   FFileCounter = 0;
@@ -623,12 +667,16 @@ void TLumExchange::ReserveOutput(int64_t Items) {
   const int64_t Bytes = std::min(std::max<int64_t>(Items, 0) * BytesPerItem, MaxReserve);
   try {
     FParser->Stream().reserve(static_cast<size_t>(Bytes));
+    // The start tags of elements with content (three for a box) are kept apart.
+    FHeadText.reserve(static_cast<size_t>(Bytes));
+    FHeads.reserve(static_cast<size_t>(std::min<int64_t>(Items, MaxReserve / 128) * 4));
   } catch (const std::bad_alloc&) {
     // Only a hint: the text grows as it goes.
   }
 }
 
 void TLumExchange::InitSave() {
+  FPiecesAtWrite = true;
   StartTag("LUMGL");
   addtag("version", std::string(LumoxVersion()), std::string());
   addtag("program", std::string(LumoxProductName()), std::string());
@@ -654,8 +702,9 @@ void TLumExchange::DropSideFiles() {
 void TLumExchange::WriteBuffer() {
   // The scene is written completely first; then the side files take their places,
   // then the scene file. A failure before that leaves every old file as it was.
-  const std::string& Out = FParser->Stream();
-  const std::string Temp = WriteTemporaryBeside(FFileName, Out.data(), Out.size());
+  // The start tags go between the pieces of the body as they are written, so the text
+  // is never joined in memory.
+  const std::string Temp = WriteTemporaryBeside(FFileName, FilePieces());
   // Side files that did not exist go again when the scene file cannot take its place, so
   // that a failed save leaves no file of its own behind; those that did are kept under a
   // second name (a link) until then and put back, so that it loses none either.

@@ -109,30 +109,30 @@ class TLumExchange : public TComponent {
   TXMLParser* Parser() const { return FParser; }
 
   // --- writing, called from WriteValues -------------------------------------------
-  void StartTag(const std::string& Name);
+  void StartTag(std::string_view Name);
   void EndTag();
   void addvalue(const std::string& Text);
   // Inserts the attribute into the open start tag.
-  void addparam(const std::string& Name, TComponent* Value);
-  void addparam(const std::string& Name, const std::string& Text);
+  void addparam(std::string_view Name, TComponent* Value);
+  void addparam(std::string_view Name, const std::string& Text);
   std::string toStr(TComponent* Value) const;
   std::string toStr(const TLumMathVector& V) const;
   std::string toStr(double Value) const;
   std::string toStr(float Value) const;
   // Value attributes; with NoDefaultValues on, a value equal to its default is left out
   // (floating-point values compare by their written text).
-  void addtag(const std::string& Name, bool Value, bool Default);
-  void addtag(const std::string& Name, int32_t Value, int32_t Default);
-  void addtag(const std::string& Name, double Value, double Default);
-  void addtag(const std::string& Name, const std::string& Value, const std::string& Default);
-  void addtag(const std::string& Name, const char* Value, const char* Default);
+  void addtag(std::string_view Name, bool Value, bool Default);
+  void addtag(std::string_view Name, int32_t Value, int32_t Default);
+  void addtag(std::string_view Name, double Value, double Default);
+  void addtag(std::string_view Name, const std::string& Value, const std::string& Default);
+  void addtag(std::string_view Name, const char* Value, const char* Default);
   // Enumeration by name; left out at ordinal 0 when NoDefaultValues is on.
-  void addtag(const std::string& Name, int Ordinal, const char* const* Names, int High);
+  void addtag(std::string_view Name, int Ordinal, const char* const* Names, int High);
   // Component reference by Name, "nil" for none.
-  void addtag(const std::string& Name, TComponent* Value, TComponent* Default);
-  void addtag(const std::string& Name, const TLumMathVector& V, const TLumMathVector& Default);
+  void addtag(std::string_view Name, TComponent* Value, TComponent* Default);
+  void addtag(std::string_view Name, const TLumMathVector& V, const TLumMathVector& Default);
   // Set of enumeration values: member names ascending, joined by ",".
-  void addsettag(const std::string& Name, uint32_t SetBits, const char* const* Names, int High);
+  void addsettag(std::string_view Name, uint32_t SetBits, const char* const* Names, int High);
   int GetDepth() const;
   TXMLTag* GetAktTag();
   void ObjStep();
@@ -152,21 +152,21 @@ class TLumExchange : public TComponent {
   // The element whose attributes are being read.
   TXMLTag* CurrentTag() const { return FCurrentTag; }
   // The attribute's text; false when the element has no such attribute.
-  bool GetParamText(const std::string& Name, std::string& Text);
+  bool GetParamText(std::string_view Name, std::string& Text);
   // A missing attribute or empty text leaves the value as it is.
-  void getvalue(const std::string& Name, bool& Value);
-  void getvalue(const std::string& Name, int32_t& Value);
-  void getvalue(const std::string& Name, uint32_t& Value);
-  void getvalue(const std::string& Name, float& Value);
-  void getvalue(const std::string& Name, double& Value);
-  void getvalue(const std::string& Name, std::string& Value);
-  void getvalue(const std::string& Name, TLumMathVector& V);
+  void getvalue(std::string_view Name, bool& Value);
+  void getvalue(std::string_view Name, int32_t& Value);
+  void getvalue(std::string_view Name, uint32_t& Value);
+  void getvalue(std::string_view Name, float& Value);
+  void getvalue(std::string_view Name, double& Value);
+  void getvalue(std::string_view Name, std::string& Value);
+  void getvalue(std::string_view Name, TLumMathVector& V);
   // Set of enumeration values from comma-separated names.
-  void getsetvalue(const std::string& Name, uint32_t& SetBits, const char* const* Names, int High);
+  void getsetvalue(std::string_view Name, uint32_t& SetBits, const char* const* Names, int High);
   // The attribute's value, or Current when the element has none: for setters,
   // SetX(Exchange->getvalueor("X", FX)).
   template <typename T>
-  T getvalueor(const std::string& Name, T Current) {
+  T getvalueor(std::string_view Name, T Current) {
     getvalue(Name, Current);
     return Current;
   }
@@ -179,9 +179,9 @@ class TLumExchange : public TComponent {
   void Strto(const std::string& Text, std::string& Value) const;
   void Strto(const std::string& Text, TLumMathVector& V) const;
   // Colour text: hexadecimal digits $00BBGGRR; a missing attribute keeps the value.
-  void getcolorvalue(const std::string& Name, uint32_t& Value);
+  void getcolorvalue(std::string_view Name, uint32_t& Value);
   // Ordinal whose name equals the attribute's text; missing or unknown gives 0.
-  int getenums(const std::string& Name, const char* const* Names, int High);
+  int getenums(std::string_view Name, const char* const* Names, int High);
   int getenumv(const std::string& Text, const char* const* Names, int High) const;
 
   // --- a class's published values, driven by its table (lumpersist.cpp) ------------
@@ -206,7 +206,7 @@ class TLumExchange : public TComponent {
 
  private:
   template <typename T>
-  void GetNumber(const std::string& Name, T& Value);
+  void GetNumber(std::string_view Name, T& Value);
   void InitSave();
   // Reserves the output buffer for a scene of that many objects.
   void ReserveOutput(int64_t Items);
@@ -244,16 +244,25 @@ class TLumExchange : public TComponent {
   // stays linear however deep the elements nest.
   // Each knows its start-tag number, and start tags are numbered in buffer order
   // (outer before inner at one position), so the merge needs no sorting.
+  // A head's text is FHeadText's Size bytes from Offset: one string holds them all.
   struct THead {
     int64_t Pos;
-    std::string Text;
+    size_t Offset, Size;
     uint32_t Seq;
   };
   std::vector<THead> FHeads;
+  std::string FHeadText;
+  // While a file is saved the heads stay apart to the end, and the file is written from
+  // the pieces of the body with the heads between them (FilePieces).
+  bool FPiecesAtWrite = false;
   // Start-tag numbers of the open elements (by depth), and the next number.
   std::vector<uint32_t> FSeqs;
   uint32_t FNextSeq = 0;
   void MergeHeads();
+  // The heads' indices by start-tag number (UINT32_MAX for an element without one).
+  std::vector<uint32_t> HeadOrder();
+  // The saved text in order: body pieces with the heads between them.
+  std::vector<std::string_view> FilePieces();
   std::vector<std::pair<std::string, std::string>> FSideFiles;
   void DropSideFiles();
   // Stands below the stack (depth -1) when no element is open.
@@ -270,9 +279,9 @@ class TLumExchange : public TComponent {
             const std::string& Text);
   void SplitParams();
   // GetParamText, telling OnAttributeRead the kind of value asked for.
-  bool Lookup(const std::string& Name, std::string& Text, std::string_view Type);
+  bool Lookup(std::string_view Name, std::string& Text, std::string_view Type);
   // The same, with the text where it lies in the element's attributes.
-  bool Lookup(const std::string& Name, std::string_view& Text, std::string_view Type);
+  bool Lookup(std::string_view Name, std::string_view& Text, std::string_view Type);
   // Warns of the current element's attributes that no lookup asked for.
   void CheckUnread();
   void HandleSkippedTag(TXMLTag* Tag, std::string_view Name);

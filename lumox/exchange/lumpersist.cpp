@@ -14,7 +14,7 @@ namespace lumox {
 
 // --- TLumStreamable -------------------------------------------------------------------
 
-void TLumStreamable::WriteComp(TLumExchange* Exchange, const std::string& Tag) {
+void TLumStreamable::WriteComp(TLumExchange* Exchange, std::string_view Tag) {
   Exchange->StartTag(Tag);
   WriteValues(Exchange);
   Exchange->EndTag();

@@ -114,7 +114,7 @@ class TLumStreamable : public TPersistent {
  public:
   const char* ClassName() const override { return "TLumStreamable"; }
   // Writes the object as the element Tag: its start tag, WriteValues, its end tag.
-  virtual void WriteComp(TLumExchange* Exchange, const std::string& Tag);
+  virtual void WriteComp(TLumExchange* Exchange, std::string_view Tag);
   // Writes the attributes and child elements of the open element.
   virtual void WriteValues(TLumExchange*) {}
   // Reads the attributes of the element being loaded.

@@ -2,6 +2,7 @@
 #include "lumox/host/graphics.h"
 
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -44,6 +45,47 @@ std::string QuotedPart(const std::string& Text) {
 }
 
 std::string WriteTemporaryBeside(const std::string& FileName, const void* Data, size_t Size) {
+  return WriteTemporaryBeside(FileName, {std::string_view(static_cast<const char*>(Data), Size)});
+}
+
+namespace {
+
+// Writes every piece to Fd, many pieces to a call; returns 0 or the error.
+int WritePieces(int Fd, const std::vector<std::string_view>& Pieces) {
+  constexpr size_t Batch = 1024;  // IOV_MAX on Linux
+  iovec Vec[Batch];
+  size_t Next = 0;  // the first piece not yet in Vec
+  size_t Done = 0;  // bytes of Pieces[Next - Count] already written
+  while (Next < Pieces.size()) {
+    size_t Count = 0;
+    for (size_t I = Next; I < Pieces.size() && Count < Batch; ++I) {
+      if (Pieces[I].empty()) continue;
+      Vec[Count++] = {const_cast<char*>(Pieces[I].data()), Pieces[I].size()};
+    }
+    if (Count == 0) break;
+    Vec[0].iov_base = static_cast<char*>(Vec[0].iov_base) + Done;
+    Vec[0].iov_len -= Done;
+    const ssize_t N = ::writev(Fd, Vec, static_cast<int>(Count));
+    if (N < 0) {
+      if (errno == EINTR) continue;
+      return errno;
+    }
+    // Past the pieces written whole; a piece written in part goes on from where it stopped.
+    size_t Left = static_cast<size_t>(N);
+    while (Next < Pieces.size() && Left >= Pieces[Next].size() - Done) {
+      Left -= Pieces[Next].size() - Done;
+      Done = 0;
+      ++Next;
+    }
+    Done += Left;
+  }
+  return 0;
+}
+
+}  // namespace
+
+std::string WriteTemporaryBeside(const std::string& FileName,
+                                 const std::vector<std::string_view>& Pieces) {
   namespace fs = std::filesystem;
   const fs::path Target(ResolveWritePath(FileName));
   fs::path Dir = Target.parent_path();
@@ -58,19 +100,7 @@ std::string WriteTemporaryBeside(const std::string& FileName, const void* Data, 
   if (Fd < 0)
     throw Exception("Cannot write file \"" + QuotedPart(FileName) + "\": " + std::strerror(errno) +
                     ".");
-  const char* P = static_cast<const char*>(Data);
-  size_t Left = Size;
-  int Error = 0;
-  while (Left > 0) {
-    const ssize_t N = ::write(Fd, P, Left);
-    if (N < 0) {
-      if (errno == EINTR) continue;
-      Error = errno;
-      break;
-    }
-    P += N;
-    Left -= static_cast<size_t>(N);
-  }
+  int Error = WritePieces(Fd, Pieces);
   if (!Error && ::fsync(Fd) != 0) Error = errno;
   if (::close(Fd) != 0 && !Error) Error = errno;
   if (Error) {

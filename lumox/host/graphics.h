@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "lumox/host/classes.h"
@@ -31,6 +32,9 @@ std::string ResolveWritePath(const std::string& FileName);
 // Writes Size bytes to a new temporary file beside FileName and returns its path;
 // throws Exception naming FileName (and leaves no temporary) when it cannot.
 std::string WriteTemporaryBeside(const std::string& FileName, const void* Data, size_t Size);
+// The same for contents made of Pieces in order, written as they lie (no joined copy).
+std::string WriteTemporaryBeside(const std::string& FileName,
+                                 const std::vector<std::string_view>& Pieces);
 // Renames a temporary made by WriteTemporaryBeside over FileName (through a link);
 // throws Exception naming FileName, and removes the temporary, when it cannot.
 void ReplaceWithTemporary(const std::string& Temp, const std::string& FileName);

@@ -48,7 +48,7 @@ void TLumComponent::ReadValues(TLumExchange* Exchange) {
   SetName(N);
 }
 
-void TLumComponent::WriteComp(TLumExchange* Exchange, const std::string& Tag) {
+void TLumComponent::WriteComp(TLumExchange* Exchange, std::string_view Tag) {
   Exchange->StartTag(Tag);
   try {
     WriteValues(Exchange);

@@ -99,7 +99,7 @@ class TLumComponent : public TComponent {
   void WriteValues(TLumExchange* Exchange) override;
   void ReadValues(TLumExchange* Exchange) override;
   // A value the format cannot carry fails naming this component.
-  void WriteComp(TLumExchange* Exchange, const std::string& Tag) override;
+  void WriteComp(TLumExchange* Exchange, std::string_view Tag) override;
 
  protected:
   // The compare-store-notify step of the setters: stores Value and calls Changed when
