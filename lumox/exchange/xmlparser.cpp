@@ -342,35 +342,115 @@ const char* TXMLParser::Step(const char* P, const char* Limit) {
   return P + 1;
 }
 
-void TXMLParser::ReadFile() {
+namespace {
+
+// Reads until Room bytes are in or the file ends; returns how many came.
+size_t ReadSome(int Fd, char* To, size_t Room) {
+  size_t Got = 0;
+  while (Got < Room) {
+    const ssize_t N = ::read(Fd, To + Got, Room - Got);
+    if (N < 0) {
+      if (errno == EINTR) continue;
+      throw Exception(std::strerror(errno));
+    }
+    if (N == 0) break;
+    Got += static_cast<size_t>(N);
+  }
+  return Got;
+}
+
+}  // namespace
+
+void TXMLParser::Run(const char* Begin, size_t Length, size_t Offset, double Size,
+                     size_t& NextProgress) {
+  size_t Pos = 0;
+  while (Pos < Length) {
+    const size_t Limit = std::min(Length, NextProgress - Offset);
+    Pos = static_cast<size_t>(Step(Begin + Pos, Begin + Limit) - Begin);
+    if (Offset + Pos == NextProgress) {
+      atProgress(static_cast<double>(NextProgress) / Size);
+      NextProgress += ProgressStep;
+    }
+  }
+}
+
+void TXMLParser::RunWhole() {
+  FStream.push_back('\0');
+  const char* const Begin = FStream.data();
+  // The terminator, or an embedded zero byte before it, ends the run.
+  const size_t Length = std::strlen(Begin);
+  FLinePos = Begin;
+  // A file without LF ends its lines with a lone CR.
+  FLineEnd = std::memchr(Begin, '\n', Length) || !std::memchr(Begin, '\r', Length) ? '\n' : '\r';
+  const double Size = static_cast<double>(FStream.size());
+  size_t NextProgress = ProgressStep;
+  Run(Begin, Length, 0, Size, NextProgress);
+  atProgress(static_cast<double>(Length) / Size);
+}
+
+void TXMLParser::RunFile() {
   const int Fd = ::open(FileName.c_str(), O_RDONLY | O_CLOEXEC);
-  auto Fail = [this] {
-    return Exception("Cannot open file \"" + FileName + "\". " + std::strerror(errno));
+  auto Fail = [this](const char* Why) {
+    return Exception("Cannot open file \"" + FileName + "\". " + Why);
   };
-  if (Fd < 0) throw Fail();
+  if (Fd < 0) throw Fail(std::strerror(errno));
   struct TCloseFd {
     int Fd;
     ~TCloseFd() { ::close(Fd); }
   } Close{Fd};
   struct stat St {};
-  if (::fstat(Fd, &St) != 0) throw Fail();
-  // The size is a hint: a file that grows meanwhile, or a pipe that reports none, is
-  // read on to its end.
-  size_t Size = St.st_size > 0 ? static_cast<size_t>(St.st_size) : 0;
-  FStream.resize(Size > 0 ? Size + 1 : 65536);
-  size_t Got = 0;
-  for (;;) {
-    if (Got == FStream.size()) FStream.resize(FStream.size() * 2);
-    const ssize_t N = ::read(Fd, FStream.data() + Got, FStream.size() - Got);
-    if (N < 0) {
-      if (errno == EINTR) continue;
-      FStream.clear();
-      throw Fail();
+  if (::fstat(Fd, &St) != 0) throw Fail(std::strerror(errno));
+  // The size is a hint for progress: a file that grows meanwhile, or a pipe that
+  // reports none, is read on to its end.
+  const size_t Size = St.st_size > 0 ? static_cast<size_t>(St.st_size) : 0;
+  const size_t Block = std::max<size_t>(ReadBlockSize, 1);
+  size_t Got;
+  bool Whole;
+  try {
+    FStream.resize(Block);
+    Got = ReadSome(Fd, FStream.data(), Block);
+    // Read in blocks of one reused buffer, so that a large file costs no buffer of its
+    // size: when the first block shows how lines end (a LF), and the size is known.
+    Whole = Got < Block || Size == 0 || !std::memchr(FStream.data(), '\n', Got);
+    if (Whole) {
+      while (Got == FStream.size()) {
+        FStream.resize(FStream.size() * 2);
+        Got += ReadSome(Fd, FStream.data() + Got, FStream.size() - Got);
+      }
+      FStream.resize(Got);
     }
-    if (N == 0) break;
-    Got += static_cast<size_t>(N);
+  } catch (const Exception& E) {
+    FStream.clear();
+    throw Fail(E.what());
   }
-  FStream.resize(Got);
+  // Outside the reads' handler: what the events raise goes on as it is.
+  if (Whole) {
+    RunWhole();
+    return;
+  }
+  FLineEnd = '\n';
+  const double Total = static_cast<double>(Size + 1);
+  size_t Offset = 0, NextProgress = ProgressStep;
+  for (;;) {
+    const char* const Begin = FStream.data();
+    const auto* Zero = static_cast<const char*>(std::memchr(Begin, 0, Got));
+    const size_t Length = Zero ? static_cast<size_t>(Zero - Begin) : Got;
+    FLinePos = Begin;
+    Run(Begin, Length, Offset, Total, NextProgress);
+    // A zero byte ends the run, as in a file read whole.
+    if (!Zero) {
+      LineAt(Begin + Length);  // the lines of the block's rest
+      Offset += Got;
+      try {
+        Got = ReadSome(Fd, FStream.data(), Block);
+      } catch (const Exception& E) {
+        throw Fail(E.what());
+      }
+      if (Got > 0) continue;
+    }
+    atProgress(std::min(1.0, static_cast<double>(Offset + (Zero ? Length : 0)) / Total));
+    return;
+  }
 }
 
 void TXMLParser::execute(TObject* target) {
@@ -378,7 +458,6 @@ void TXMLParser::execute(TObject* target) {
   FCounter = 0;
   FBuffer.clear();
   FParams.clear();
-  if (FStream.empty()) ReadFile();
   // The buffer is emptied however the run ends, so the next run reads the file again.
   struct TClearStream {
     std::string& S;
@@ -387,28 +466,12 @@ void TXMLParser::execute(TObject* target) {
       S.shrink_to_fit();
     }
   } Clear{FStream};
-
-  FStream.push_back('\0');
-  const char* const Begin = FStream.data();
-  const double Size = static_cast<double>(FStream.size());
-  // The terminator, or an embedded zero byte before it, ends the run.
-  const size_t Length = std::strlen(Begin);
   FState = stDefault;
-  FLinePos = Begin;
   FLine = 1;
-  // A file without LF ends its lines with a lone CR.
-  FLineEnd = std::memchr(Begin, '\n', Length) || !std::memchr(Begin, '\r', Length) ? '\n' : '\r';
-  size_t Pos = 0;
-  size_t NextProgress = ProgressStep;
-  while (Pos < Length) {
-    const size_t Limit = std::min(Length, NextProgress);
-    Pos = static_cast<size_t>(Step(Begin + Pos, Begin + Limit) - Begin);
-    if (Pos == NextProgress) {
-      atProgress(static_cast<double>(Pos) / Size);
-      NextProgress += ProgressStep;
-    }
-  }
-  atProgress(static_cast<double>(Length) / Size);
+  if (FStream.empty())
+    RunFile();
+  else
+    RunWhole();
 }
 
 }  // namespace lumox

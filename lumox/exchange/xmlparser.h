@@ -89,8 +89,11 @@ class TXMLParser : public TComponent {
   // without attributes): the element and its content reach no handler. Name is the
   // element's name as written.
   std::function<void(TXMLTag* Tag, std::string_view Name)> OnSkippedTag;
-  // Loaded into the buffer by execute when the buffer is empty.
+  // Read and parsed by execute when the buffer is empty.
   std::string FileName;
+  // A file is read in blocks of this many bytes, one buffer reused (a file whose first
+  // block holds no LF is read whole).
+  size_t ReadBlockSize = size_t{1} << 20;
 
   // The in-memory input (and the exchange writer's output buffer).
   std::string& Stream() { return FStream; }
@@ -115,8 +118,13 @@ class TXMLParser : public TComponent {
   // Element records are reused from a free list: loading a large file then costs no
   // allocation per element once the deepest nesting has been met.
   TXMLTag* NewTag();
-  // Reads FileName into the buffer in one block of the file's size.
-  void ReadFile();
+  // Parses [Begin, Begin + Length), the input's bytes from Offset on; Size is the whole
+  // input's for progress, reported at every multiple of ProgressStep (NextProgress).
+  void Run(const char* Begin, size_t Length, size_t Offset, double Size, size_t& NextProgress);
+  // Parses the buffer as it is.
+  void RunWhole();
+  // Reads FileName and parses it, block by block where it can.
+  void RunFile();
   void FreeTag(TXMLTag* Tag);
   void atEndtag();
   void atTag();

@@ -353,17 +353,20 @@ void TLumNode::SubChange(TObject*) {
     ChangeClimb->push_back(this);
     return;
   }
-  std::vector<TLumNode*> Queue{this};
+  // This node first, then those its change reaches: the queue allocates only when the
+  // change climbs (a change while loading stays here, and every value read makes one).
+  std::vector<TLumNode*> Queue;
   ChangeClimb = &Queue;
   struct TReset {
     ~TReset() { ChangeClimb = nullptr; }
   } Reset;
-  for (size_t I = 0; I < Queue.size(); ++I) {
-    TLumNode* Node = Queue[I];
+  for (size_t I = 0;; ++I) {
+    TLumNode* Node = I == 0 ? this : Queue[I - 1];
     // A node being read keeps changes to itself: otherwise every value read in a
     // scene nested N deep would climb N levels.
     if (!Node->ComponentState().Contains(csReading)) Node->Changed();
     Node->ClearCache();  // any change of an item invalidates the compiled list
+    if (I == Queue.size()) break;
   }
 }
 

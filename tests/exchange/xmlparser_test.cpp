@@ -150,6 +150,59 @@ TEST(XMLParserTest, ProgressEvery2000CharactersAndOnceAtTheEnd) {
   EXPECT_DOUBLE_EQ(R.Progress.back(), static_cast<double>(Text.size()) / Size);
 }
 
+// A file is read in blocks of one buffer: elements, attributes, texts, comments and line
+// ends that straddle the blocks come out as from the same text read whole, with the
+// same lines and progress; a zero byte still ends the run, and a file whose first block
+// holds no LF (lines ended by a lone CR) is read whole as before.
+TEST(XMLParserTest, FileReadInBlocksReadsAsTheWholeText) {
+  std::string Long = "<root>\r\n";
+  for (int I = 0; I < 300; ++I) {
+    const std::string N = std::to_string(I);
+    Long += "<E" + N + " a=\"" + std::string(static_cast<size_t>(I % 23), 'x') + "\" b=\"" + N +
+            "\">v" + N + (I % 7 ? "\n" : "\r\n") + "<!-- c" + N + " -- -->" + "</E" + N + ">\n";
+  }
+  Long += "</root>\n";
+  const std::string Texts[] = {Long, "<a>\r<b x=\"1\">\r</b>\r\n<c/>\r</a>\r",
+                               "<a>\r<b>\r</b>\r</a>\r", std::string("<a>\n<b>\0<c>\n", 12)};
+  test::TempDir Dir;
+  const std::string Path = Dir.File("blocks.xml");
+  for (const std::string& Text : Texts) {
+    TRecorder Whole;
+    Lines WholeLines;
+    Whole.Parser.OnTagName = [&](TXMLTag*& T) {
+      WholeLines.push_back(T->Name + ":" + std::to_string(T->Line));
+    };
+    const Lines Expected = Whole.Run(Text);
+    test::WriteText(Path, Text);
+    for (size_t Block : {size_t{1}, size_t{7}, size_t{64}, size_t{1} << 20}) {
+      TRecorder R;
+      Lines GotLines;
+      R.Parser.OnTagName = [&](TXMLTag*& T) {
+        GotLines.push_back(T->Name + ":" + std::to_string(T->Line));
+      };
+      R.Parser.FileName = Path;
+      R.Parser.ReadBlockSize = Block;
+      R.Parser.execute(nullptr);
+      EXPECT_EQ(R.Log, Expected) << "block " << Block;
+      EXPECT_EQ(GotLines, WholeLines) << "block " << Block;
+      EXPECT_EQ(R.Progress, Whole.Progress) << "block " << Block;
+    }
+  }
+  // What a handler raises comes out as it is, read whole or in blocks.
+  for (size_t Block : {size_t{4}, size_t{1} << 20}) {
+    TXMLParser P(nullptr);
+    P.OnTag = [](TXMLTag*&) { throw EConvertError("bad value"); };
+    P.FileName = Path;
+    P.ReadBlockSize = Block;
+    try {
+      P.execute(nullptr);
+      ADD_FAILURE() << "nothing raised, block " << Block;
+    } catch (const EConvertError& E) {
+      EXPECT_STREQ(E.what(), "bad value");
+    }
+  }
+}
+
 TEST(XMLParserTest, EmptyFileGivesOneProgressOfZeroAndMissingFileThrows) {
   test::TempDir Dir;
   const std::string Path = Dir.File("empty.xml");
