@@ -169,19 +169,24 @@ void TComponent::Destroying() {
   if (FOwner) FOwner->Notification(this, opRemove);
 }
 
+TComponent::TOwned& TComponent::Owned() {
+  if (!FOwned) FOwned = std::make_unique<TOwned>();
+  return *FOwned;
+}
+
 void TComponent::Placed(void*, uintptr_t Entry, TRankedList::TLeaf*, TRankedList::TLeaf* To) {
   reinterpret_cast<TComponent*>(Entry)->FOwnerLeaf = To;
 }
 
 TComponent* TComponent::Components(int Index) const {
   if (Index < 0 || Index >= ComponentCount()) return nullptr;
-  return reinterpret_cast<TComponent*>(FComponents.At(static_cast<size_t>(Index)));
+  return reinterpret_cast<TComponent*>(FOwned->Components.At(static_cast<size_t>(Index)));
 }
 
 TComponent* TComponent::FindComponent(std::string_view AName) const {
-  if (AName.empty()) return nullptr;
-  auto It = FNames.find(UpperCase(AName));
-  return It == FNames.end() ? nullptr : It->second;
+  if (AName.empty() || !FOwned) return nullptr;
+  auto It = FOwned->Names.find(UpperCase(AName));
+  return It == FOwned->Names.end() ? nullptr : It->second;
 }
 
 static bool IsValidIdent(std::string_view S) {
@@ -202,9 +207,9 @@ void TComponent::SetName(const std::string& NewName) {
     if (Other && Other != this)
       throw Exception("A component named " + NewName + " already exists.");
   }
-  if (FOwner && !FName.empty()) FOwner->FNames.erase(UpperCase(FName));
+  if (FOwner && !FName.empty()) FOwner->FOwned->Names.erase(UpperCase(FName));
   FName = NewName;
-  if (FOwner && !FName.empty()) FOwner->FNames[UpperCase(FName)] = this;
+  if (FOwner && !FName.empty()) FOwner->FOwned->Names[UpperCase(FName)] = this;
 }
 
 void TComponent::InsertComponent(TComponent* AComponent) {
@@ -219,11 +224,12 @@ void TComponent::InsertComponent(TComponent* AComponent) {
   if (!AComponent->FName.empty() && FindComponent(AComponent->FName))
     throw Exception("A component named " + AComponent->FName + " already exists.");
   if (AComponent->FOwner) AComponent->FOwner->RemoveComponent(AComponent);
-  FComponents.PushBack(reinterpret_cast<uintptr_t>(AComponent));
-  if (!AComponent->FName.empty()) FNames[UpperCase(AComponent->FName)] = AComponent;
+  TOwned& O = Owned();
+  O.Components.PushBack(reinterpret_cast<uintptr_t>(AComponent));
+  if (!AComponent->FName.empty()) O.Names[UpperCase(AComponent->FName)] = AComponent;
   if (AComponent->FSiblingNotifications) {
-    AComponent->FListenerIndex = static_cast<int32_t>(FListeners.size());
-    FListeners.push_back(AComponent);
+    AComponent->FListenerIndex = static_cast<int32_t>(O.Listeners.size());
+    O.Listeners.push_back(AComponent);
   }
   AComponent->FOwner = this;
   if (FComponentState.Contains(csDesigning)) AComponent->SetDesigning(true);
@@ -238,12 +244,12 @@ void TComponent::RemoveComponent(TComponent* AComponent) {
   if (TRankedList::TLeaf* Leaf = AComponent->FOwnerLeaf) {
     const size_t Offset =
         TRankedList::LastOffsetIn(Leaf, [Entry](uintptr_t E) { return E == Entry; });
-    if (Offset != TRankedList::npos) FComponents.EraseAt(Leaf, Offset);
+    if (Offset != TRankedList::npos) FOwned->Components.EraseAt(Leaf, Offset);
   }
   if (AComponent->FListenerIndex >= 0) DropListener(AComponent);
   if (!AComponent->FName.empty()) {
-    auto It = FNames.find(UpperCase(AComponent->FName));
-    if (It != FNames.end() && It->second == AComponent) FNames.erase(It);
+    auto It = FOwned->Names.find(UpperCase(AComponent->FName));
+    if (It != FOwned->Names.end() && It->second == AComponent) FOwned->Names.erase(It);
   }
   AComponent->FOwner = nullptr;
 }
@@ -254,7 +260,7 @@ int TComponent::ComponentIndex() const {
   const size_t Offset =
       TRankedList::LastOffsetIn(FOwnerLeaf, [Entry](uintptr_t E) { return E == Entry; });
   if (Offset == TRankedList::npos) return -1;
-  return static_cast<int>(FOwner->FComponents.IndexAt(FOwnerLeaf, Offset));
+  return static_cast<int>(FOwner->FOwned->Components.IndexAt(FOwnerLeaf, Offset));
 }
 
 void TComponent::SetComponentIndex(int Value) {
@@ -262,29 +268,31 @@ void TComponent::SetComponentIndex(int Value) {
   if (Index < 0) return;
   Value = std::clamp(Value, 0, FOwner->ComponentCount() - 1);
   if (Value == Index) return;
-  const uintptr_t Entry = FOwner->FComponents.Erase(static_cast<size_t>(Index));
-  FOwner->FComponents.Insert(static_cast<size_t>(Value), Entry);
+  TRankedList& List = FOwner->FOwned->Components;
+  const uintptr_t Entry = List.Erase(static_cast<size_t>(Index));
+  List.Insert(static_cast<size_t>(Value), Entry);
 }
 
 // Leaves an empty place, so that a notification going through the list meanwhile skips
 // it; the places are compacted once none runs and half the list is empty.
 void TComponent::DropListener(TComponent* C) {
-  FListeners[static_cast<size_t>(C->FListenerIndex)] = nullptr;
+  FOwned->Listeners[static_cast<size_t>(C->FListenerIndex)] = nullptr;
   C->FListenerIndex = -1;
-  ++FListenerHoles;
+  ++FOwned->ListenerHoles;
   CompactListeners();
 }
 
 void TComponent::CompactListeners() {
-  if (FNotifying > 0 || FListenerHoles == 0 || FListenerHoles * 2 < FListeners.size()) return;
+  TOwned& O = *FOwned;
+  if (O.Notifying > 0 || O.ListenerHoles == 0 || O.ListenerHoles * 2 < O.Listeners.size()) return;
   size_t Kept = 0;
-  for (TComponent* L : FListeners)
+  for (TComponent* L : O.Listeners)
     if (L) {
       L->FListenerIndex = static_cast<int32_t>(Kept);
-      FListeners[Kept++] = L;
+      O.Listeners[Kept++] = L;
     }
-  FListeners.resize(Kept);
-  FListenerHoles = 0;
+  O.Listeners.resize(Kept);
+  O.ListenerHoles = 0;
 }
 
 namespace {
@@ -298,16 +306,18 @@ thread_local std::vector<TComponent*>* DeferredFrees = nullptr;
 }  // namespace
 
 void TComponent::DestroyComponents() {
+  if (!FOwned) return;  // never owned any
+  TRankedList& List = FOwned->Components;
   if (DestroyDepth >= MaxNestedDestroy && DeferredFrees) {
     // Taken out of this owner (which tells its listeners, as a removal does) and
     // freed by the outermost call, last first as here.
     std::vector<TComponent*> Orphans;
-    Orphans.reserve(FComponents.Size());
-    while (!FComponents.Empty()) {
-      auto* C = reinterpret_cast<TComponent*>(FComponents.Back());
+    Orphans.reserve(List.Size());
+    while (!List.Empty()) {
+      auto* C = reinterpret_cast<TComponent*>(List.Back());
       RemoveComponent(C);
-      if (!FComponents.Empty() && FComponents.Back() == reinterpret_cast<uintptr_t>(C))
-        FComponents.Erase(FComponents.Size() - 1);
+      if (!List.Empty() && List.Back() == reinterpret_cast<uintptr_t>(C))
+        List.Erase(List.Size() - 1);
       Orphans.push_back(C);
     }
     DeferredFrees->insert(DeferredFrees->end(), Orphans.rbegin(), Orphans.rend());
@@ -317,11 +327,10 @@ void TComponent::DestroyComponents() {
   const bool Outermost = DeferredFrees == nullptr;
   if (Outermost) DeferredFrees = &Deferred;
   ++DestroyDepth;
-  while (!FComponents.Empty()) {
-    auto* C = reinterpret_cast<TComponent*>(FComponents.Back());
+  while (!List.Empty()) {
+    auto* C = reinterpret_cast<TComponent*>(List.Back());
     delete C;  // its destructor removes it from this list
-    if (!FComponents.Empty() && FComponents.Back() == reinterpret_cast<uintptr_t>(C))
-      FComponents.Erase(FComponents.Size() - 1);
+    if (!List.Empty() && List.Back() == reinterpret_cast<uintptr_t>(C)) List.Erase(List.Size() - 1);
   }
   if (Outermost) {
     while (!Deferred.empty()) {
@@ -395,8 +404,9 @@ void TComponent::SetSiblingNotifications(bool Value) {
   FSiblingNotifications = Value;
   if (!FOwner) return;
   if (Value) {
-    FListenerIndex = static_cast<int32_t>(FOwner->FListeners.size());
-    FOwner->FListeners.push_back(this);
+    std::vector<TComponent*>& Listeners = FOwner->FOwned->Listeners;
+    FListenerIndex = static_cast<int32_t>(Listeners.size());
+    Listeners.push_back(this);
   } else if (FListenerIndex >= 0) {
     FOwner->DropListener(this);
   }
@@ -404,24 +414,24 @@ void TComponent::SetSiblingNotifications(bool Value) {
 
 void TComponent::Notification(TComponent* AComponent, TOperation Operation) {
   if (Operation == opRemove && AComponent) RemoveFreeNotification(AComponent);
-  if (FListeners.empty()) return;
+  if (!FOwned || FOwned->Listeners.empty()) return;
   // Last listener first. A handler may free components of this owner or change who
   // listens: those that stop are skipped, those that start hear the next notification.
   struct TRunning {
     TComponent* Owner;
     ~TRunning() {
-      --Owner->FNotifying;
+      --Owner->FOwned->Notifying;
       Owner->CompactListeners();
     }
   } Running{this};
-  ++FNotifying;
-  for (size_t I = FListeners.size(); I-- > 0;)
-    if (TComponent* C = FListeners[I]) C->Notification(AComponent, Operation);
+  ++FOwned->Notifying;
+  for (size_t I = FOwned->Listeners.size(); I-- > 0;)
+    if (TComponent* C = FOwned->Listeners[I]) C->Notification(AComponent, Operation);
 }
 
 void TComponent::ChangeState(TComponentStateItem Item, bool Value) {
   // A component that owns none (most of a loaded scene) needs no list.
-  if (FComponents.Empty()) {
+  if (ComponentCount() == 0) {
     if (Value)
       FComponentState.Include(Item);
     else
@@ -437,8 +447,9 @@ void TComponent::ChangeState(TComponentStateItem Item, bool Value) {
       C->FComponentState.Include(Item);
     else
       C->FComponentState.Exclude(Item);
-    C->FComponents.ForEach(
-        [&](uintptr_t E) { Pending.push_back(reinterpret_cast<TComponent*>(E)); });
+    if (C->FOwned)
+      C->FOwned->Components.ForEach(
+          [&](uintptr_t E) { Pending.push_back(reinterpret_cast<TComponent*>(E)); });
   }
 }
 

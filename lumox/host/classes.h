@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -159,7 +160,7 @@ class TComponent : public TLumStreamable {
   int64_t Tag() const { return FTag; }
   void SetTag(int64_t Value) { FTag = Value; }
 
-  int ComponentCount() const { return static_cast<int>(FComponents.Size()); }
+  int ComponentCount() const { return FOwned ? static_cast<int>(FOwned->Components.Size()) : 0; }
   TComponent* Components(int Index) const;
   TComponent* FindComponent(std::string_view AName) const;
   void InsertComponent(TComponent* AComponent);
@@ -220,17 +221,24 @@ class TComponent : public TLumStreamable {
   TComponentState FComponentState;
   bool FSiblingNotifications = false;
   int64_t FTag = 0;
-  // Owned components in insertion order, and where this one is in its owner's.
-  TRankedList FComponents{&Placed};
+  // What only an owner needs, made with its first owned component: most components of
+  // a scene own none, and would carry these containers unused.
+  struct TOwned {
+    // Owned components in insertion order.
+    TRankedList Components{&Placed};
+    // Owned components by upper-cased name, for unique names in constant time.
+    std::unordered_map<std::string, TComponent*> Names;
+    // Owned components that asked for sibling notifications, in the order they asked; a
+    // listener that stops leaves an empty place (its index is kept in it), filled in
+    // when no notification is running.
+    std::vector<TComponent*> Listeners;
+    uint32_t ListenerHoles = 0;
+    uint32_t Notifying = 0;
+  };
+  TOwned& Owned();
+  std::unique_ptr<TOwned> FOwned;
+  // Where this component is in its owner's list, and in its owner's listeners.
   TRankedList::TLeaf* FOwnerLeaf = nullptr;
-  // Owned components by upper-cased name, for unique names in constant time.
-  std::unordered_map<std::string, TComponent*> FNames;
-  // Owned components that asked for sibling notifications, in the order they asked; a
-  // listener that stops leaves an empty place (its index is kept in it), filled in when
-  // no notification is running.
-  std::vector<TComponent*> FListeners;
-  uint32_t FListenerHoles = 0;
-  uint32_t FNotifying = 0;
   int32_t FListenerIndex = -1;
   // The FreeNotification registrations, oldest first.
   uint32_t FLinkCount = 0;
