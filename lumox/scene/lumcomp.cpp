@@ -490,7 +490,8 @@ void TLumCustomNode::CheckLink(const TLumRender* Item) const {
   // make rendering and saving recurse without end. Only nodes hold others, and the walk
   // goes up through this node's holders, so it costs the depth, not the scene's size.
   if (Item == this) throw Exception("Can not create a link to myself.");
-  const auto* ItemNode = dynamic_cast<const TLumCustomNode*>(Item);
+  // Asked of the item rather than cast: a load checks every object it adds.
+  const TLumCustomNode* ItemNode = Item ? const_cast<TLumRender*>(Item)->AsNode() : nullptr;
   if (!ItemNode || ItemNode->FHeldCount == 0) return;
   std::vector<const TLumCustomNode*> Pending{this};
   std::unordered_set<const TLumCustomNode*> Seen{this};

@@ -422,7 +422,8 @@ void TLumNode::WriteItems(TLumExchange* Exchange) {
 TObject* TLumNode::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
   if (const TLumRenderClass* Class = GetRenderClass(Tag->Name)) {
     TComponent* C = Class->Create(this);
-    if (auto* R = dynamic_cast<TLumRender*>(C)) {
+    auto* R = Class->MakesRender ? static_cast<TLumRender*>(C) : dynamic_cast<TLumRender*>(C);
+    if (R) {
       // Until the load ends (see TLumExchange::LoadfromFile).
       C->SetReading(true);
       Add(R);
@@ -498,11 +499,11 @@ TRegistry& Registry() {
 
 void RegisterLumobjClasses() { RegisterRenderClass<TLumNode>(); }
 
-void RegisterRenderClass(const std::string& Name, TLumRenderClassFactory Create) {
+void RegisterRenderClass(const std::string& Name, TLumRenderClassFactory Create, bool MakesRender) {
   TRegistry& R = Registry();
   if (!R.Index.emplace(Name, R.Classes.size()).second)
     throw Exception("This class was already registered.");
-  R.Classes.push_back({Name, std::move(Create)});
+  R.Classes.push_back({Name, std::move(Create), MakesRender});
 }
 
 const TLumRenderClass* GetRenderClass(const std::string& Name) {

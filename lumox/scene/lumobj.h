@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "lumox/scene/lumcomp.h"
@@ -195,15 +196,21 @@ using TLumRenderClassFactory = std::function<TComponent*(TComponent* AOwner)>;
 struct TLumRenderClass {
   std::string Name;
   TLumRenderClassFactory Create;
+  // Known at registration to make a TLumRender, so that loading needs no cast to check
+  // each object it makes (a factory registered by name alone is checked).
+  bool MakesRender = false;
 };
 
 // Registers a class under its name; a second class of the same name (compared
 // without regard to case) throws Exception("This class was already registered.").
-void RegisterRenderClass(const std::string& Name, TLumRenderClassFactory Create);
+void RegisterRenderClass(const std::string& Name, TLumRenderClassFactory Create,
+                         bool MakesRender = false);
 template <typename T>
 void RegisterRenderClass() {
   T Probe(nullptr);
-  RegisterRenderClass(Probe.ClassName(), [](TComponent* AOwner) { return new T(AOwner); });
+  RegisterRenderClass(
+      Probe.ClassName(), [](TComponent* AOwner) { return new T(AOwner); },
+      std::is_base_of_v<TLumRender, T>);
 }
 // Registers TLumNode (the unit's own class).
 void RegisterLumobjClasses();
