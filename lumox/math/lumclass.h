@@ -13,6 +13,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumclassProperties();
+}  // namespace detail
+
 class TLumCustomView;
 
 // Events raised around a component's drawing; the argument is the view being rendered.
@@ -104,6 +110,8 @@ class TLumRenderProperty : public TLumProperty {
 };
 
 class TLumVector : public TLumProperty {
+  friend void detail::RegisterLumclassProperties();
+
  public:
   const char* ClassName() const override { return "TLumVector"; }
   float X() const { return FX; }
@@ -147,6 +155,8 @@ class TLumNormal : public TLumVector {
 
 // A host colour value ($00BBGGRR, red in the low byte) plus an alpha in 0..1.
 class TLumColor : public TLumProperty {
+  friend void detail::RegisterLumclassProperties();
+
  public:
   TLumColor() { SetColor(0); }
   const char* ClassName() const override { return "TLumColor"; }
@@ -273,6 +283,8 @@ class TLumTranslation : public TLumTransform {
 
 // Rotation, scale and translation applied in one of six orders.
 class TLumTransformation : public TLumProperty {
+  friend void detail::RegisterLumclassProperties();
+
  public:
   TLumTransformation();
   ~TLumTransformation() override;
