@@ -8,7 +8,15 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumattrProperties();
+}  // namespace detail
+
 class TLumAttributes : public TLumRender {
+  friend void detail::RegisterLumattrProperties();
+
  public:
   explicit TLumAttributes(TComponent* AOwner);
   ~TLumAttributes() override;
@@ -82,6 +90,8 @@ class TLumAttributes : public TLumRender {
 };
 
 class TLumFog : public TLumRender {
+  friend void detail::RegisterLumattrProperties();
+
  public:
   explicit TLumFog(TComponent* AOwner);
   ~TLumFog() override;

@@ -17,6 +17,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumcompProperties();
+}  // namespace detail
+
 class TLumCustomNode;
 
 // What the current render pass is for. Scene objects push selection names in the
@@ -111,6 +117,8 @@ class TLumComponent : public TComponent {
 };
 
 class TLumTransformed : public TLumComponent {
+  friend void detail::RegisterLumcompProperties();
+
  public:
   explicit TLumTransformed(TComponent* AOwner);
   ~TLumTransformed() override;
@@ -156,6 +164,8 @@ struct TLumHoldings {
 };
 
 class TLumRender : public TLumTransformed {
+  friend void detail::RegisterLumcompProperties();
+
  public:
   explicit TLumRender(TComponent* AOwner);
   ~TLumRender() override;

@@ -8,6 +8,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumlightProperties();
+}  // namespace detail
+
 enum TLightID : uint8_t {
   idLight0,
   idLight1,
@@ -23,6 +29,8 @@ enum TLightKind : uint8_t { lkPoint, lkDirection, lkSpot };
 extern const char* const TLightKindStr[3];
 
 class TLumLight : public TLumRender {
+  friend void detail::RegisterLumlightProperties();
+
  public:
   explicit TLumLight(TComponent* AOwner);
   ~TLumLight() override;

@@ -8,10 +8,18 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLummatProperties();
+}  // namespace detail
+
 enum TMaterialFace : uint8_t { mfFront, mfBack, mfFrontBack };
 extern const char* const TMaterialFaceStr[3];
 
 class TLumMaterial : public TLumRender {
+  friend void detail::RegisterLummatProperties();
+
  public:
   explicit TLumMaterial(TComponent* AOwner);
   ~TLumMaterial() override;

@@ -11,6 +11,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumobjProperties();
+}  // namespace detail
+
 class TLumAttributes;
 class TLumMaterial;
 
@@ -25,6 +31,8 @@ enum TLumColorAsMaterial : uint8_t {
 extern const char* const TLumColorAsMaterialStr[6];
 
 class TLumObject : public TLumRender {
+  friend void detail::RegisterLumobjProperties();
+
  public:
   explicit TLumObject(TComponent* AOwner);
   ~TLumObject() override;
