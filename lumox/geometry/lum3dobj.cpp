@@ -408,7 +408,7 @@ void TLum3dObj::DoRender(TLumCustomView* aView) {
 void TLum3dObj::Assign(TPersistent* Source) {
   if (auto* S = dynamic_cast<TLum3dObj*>(Source); S && S != this) {
     FParts.clear();
-    FMaxVertices = S->FMaxVertices;
+    CopyPublished(this, S);  // MaxVertices, which bounds the parts copied next
     for (const auto& P : S->FParts) AddPart(P->PartName())->Assign(P.get());
   }
   TLumObject::Assign(Source);
@@ -479,11 +479,6 @@ TObject* TLum3dObj::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 void RegisterLum3dobjClasses() { RegisterRenderClass<TLum3dObj>(); }
 
 // --- the published-property table ------------------------------------------------------
-
-namespace detail {
-// Called once from the package's registration (package/lumregister.cpp).
-void RegisterLum3dobjProperties();
-}  // namespace detail
 
 void detail::RegisterLum3dobjProperties() {
   TLumClassTable<TLum3dPart, TPersistent> P("TLum3dPart", "", "One mesh of a TLum3dObj");
@@ -600,7 +595,8 @@ void detail::RegisterLum3dobjProperties() {
   T.Integer("MaxVertices", &TLum3dObj::MaxVertices, &TLum3dObj::SetMaxVertices, 16777216,
             "The most vertices the parts may hold together, at least 1")
       .Range(TLumRange::AtLeast(1))
-      .Exchange();
+      .Exchange()
+      .Field(&TLum3dObj::FMaxVertices);
   T.DefineObjects<TLum3dPart>(
       "Part", "A mesh of the container, a block per part",
       [](const TLum3dObj* X, const std::function<void(TLum3dPart*)>& Each) {

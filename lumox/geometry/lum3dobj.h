@@ -15,6 +15,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLum3dobjProperties();
+}  // namespace detail
+
 class TLum3dObj;
 class TLumMaterial;
 class TLumTexture;
@@ -95,6 +101,8 @@ class TLum3dPart : public TLumPrimitiveObj {
 // its own material (or the container's again, when the part has none), each part under
 // a selection name of its own.
 class TLum3dObj : public TLumObject {
+  friend void detail::RegisterLum3dobjProperties();
+
  public:
   explicit TLum3dObj(TComponent* AOwner);
   ~TLum3dObj() override;

@@ -10,6 +10,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumcustomfuncobjProperties();
+}  // namespace detail
+
 // Computes a point from the previous one (oldpoint) and a parameter (value).
 using Tfunction = std::function<TLumMathVector(const TLumMathVector& oldpoint, double value)>;
 
@@ -20,6 +26,8 @@ enum TConnectMode : uint8_t { cmConnectNone, cmConnectX, cmConnectY, cmConnectBo
 extern const char* const TConnectModeStr[4];
 
 class TLumCustomFuncObj : public TLumPrimitiveObj {
+  friend void detail::RegisterLumcustomfuncobjProperties();
+
  public:
   explicit TLumCustomFuncObj(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
   const char* ClassName() const override { return "TLumCustomFuncObj"; }

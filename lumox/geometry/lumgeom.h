@@ -8,6 +8,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumgeomProperties();
+}  // namespace detail
+
 class TLumPoint : public TLumPrimitiveObj {
  public:
   explicit TLumPoint(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
@@ -18,6 +24,8 @@ class TLumPoint : public TLumPrimitiveObj {
 
 // From the origin along +Z.
 class TLumLine : public TLumPrimitiveObj {
+  friend void detail::RegisterLumgeomProperties();
+
  public:
   explicit TLumLine(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
   const char* ClassName() const override { return "TLumLine"; }
@@ -35,6 +43,8 @@ class TLumLine : public TLumPrimitiveObj {
 
 // Apex at the origin, base across +Z at distance Height.
 class TLumTriangle : public TLumPrimitiveObj {
+  friend void detail::RegisterLumgeomProperties();
+
  public:
   explicit TLumTriangle(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
   const char* ClassName() const override { return "TLumTriangle"; }
@@ -55,6 +65,8 @@ class TLumTriangle : public TLumPrimitiveObj {
 
 // DetailX x DetailY cells, centred in X; Z runs from Height down to 0.
 class TLumRectangle : public TLumPrimitiveObj {
+  friend void detail::RegisterLumgeomProperties();
+
  public:
   explicit TLumRectangle(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
   const char* ClassName() const override { return "TLumRectangle"; }

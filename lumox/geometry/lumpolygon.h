@@ -11,6 +11,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumpolygonProperties();
+}  // namespace detail
+
 struct TLumPoint2 {
   double X = 0.0;
   double Y = 0.0;
@@ -63,6 +69,8 @@ class TLumChildReader : public TLumProperty {
 // the odd rule, any contours whose overlaps cancel). Concave and self-touching contours
 // are filled correctly.
 class TLumPolygon : public TLumPrimitiveObj {
+  friend void detail::RegisterLumpolygonProperties();
+
  public:
   explicit TLumPolygon(TComponent* AOwner);
   ~TLumPolygon() override;

@@ -9,6 +9,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumshapeProperties();
+}  // namespace detail
+
 enum TSphereMode : uint8_t { smGlobal, smRegular };
 extern const char* const TSphereModeStr[2];
 
@@ -18,6 +24,8 @@ using TBoxFaces = TLumSet<TBoxFace>;
 
 // A sphere around the origin with its poles on the Z axis.
 class TLumSphere : public TLumPrimitiveObj {
+  friend void detail::RegisterLumshapeProperties();
+
  public:
   explicit TLumSphere(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
   const char* ClassName() const override { return "TLumSphere"; }
@@ -57,6 +65,8 @@ class TLumSphere : public TLumPrimitiveObj {
 // A cone frustum around the Z axis from z = 0 (BaseRadius) to z = Height (TopRadius);
 // Closed adds flat caps at the ends whose radius is not 0.
 class TLumCylinder : public TLumPrimitiveObj {
+  friend void detail::RegisterLumshapeProperties();
+
  public:
   explicit TLumCylinder(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
   const char* ClassName() const override { return "TLumCylinder"; }
@@ -98,6 +108,8 @@ class TLumCylinder : public TLumPrimitiveObj {
 
 // An annulus sector in the X-Y plane facing +Z; angles in degrees run from +Y towards +X.
 class TLumDisc : public TLumPrimitiveObj {
+  friend void detail::RegisterLumshapeProperties();
+
  public:
   explicit TLumDisc(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
   const char* ClassName() const override { return "TLumDisc"; }
@@ -139,6 +151,8 @@ class TLumDisc : public TLumPrimitiveObj {
 
 // A ring of radius Radius around the Z axis, with a tube of radius Thickness.
 class TLumTorus : public TLumPrimitiveObj {
+  friend void detail::RegisterLumshapeProperties();
+
  public:
   explicit TLumTorus(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
   const char* ClassName() const override { return "TLumTorus"; }
@@ -174,6 +188,8 @@ class TLumTorus : public TLumPrimitiveObj {
 // Each face in Faces is its own grid with a constant normal and one GL_QUADS list, so
 // that faces keep hard edges and are picked separately.
 class TLumBox : public TLumPrimitiveObj {
+  friend void detail::RegisterLumshapeProperties();
+
  public:
   explicit TLumBox(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
   const char* ClassName() const override { return "TLumBox"; }

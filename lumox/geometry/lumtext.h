@@ -11,6 +11,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumtextProperties();
+}  // namespace detail
+
 class TFontFace;
 
 enum TLumHorzAlign : uint8_t { haLeft, haCenter, haRight };
@@ -20,6 +26,8 @@ extern const char* const TLumHorzAlignStr[3];
 // further lines below it; x = 0 is where lines start (haLeft), their middles (haCenter)
 // or their ends (haRight).
 class TLumText : public TLumPrimitiveObj {
+  friend void detail::RegisterLumtextProperties();
+
  public:
   explicit TLumText(TComponent* AOwner);
   ~TLumText() override;

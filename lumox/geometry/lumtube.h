@@ -10,6 +10,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumtubeProperties();
+}  // namespace detail
+
 struct TLumTubeSection {
   TLumMathVector Point{};
   double Radius = 1.0;
@@ -34,6 +40,8 @@ void LumTubeFrames(const std::vector<TLumMathVector>& Path, bool Closed,
                    std::vector<TLumTubeFrame>& Frames);
 
 class TLumTube : public TLumPrimitiveObj {
+  friend void detail::RegisterLumtubeProperties();
+
  public:
   explicit TLumTube(TComponent* AOwner);
   const char* ClassName() const override { return "TLumTube"; }
