@@ -14,6 +14,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumcntrlProperties();
+}  // namespace detail
+
 class TLumCustomController : public TLumComponent {
  public:
   explicit TLumCustomController(TComponent* AOwner) : TLumComponent(AOwner) {}
@@ -99,6 +105,8 @@ class TLumCarController : public TLumCustomController {
 // nod the head, home looks straight ahead (end is not handled). Controlling an object
 // sets its transformation order to toRotTraSca.
 class TLumPersonController : public TLumCustomController {
+  friend void detail::RegisterLumcntrlProperties();
+
  public:
   explicit TLumPersonController(TComponent* AOwner) : TLumCustomController(AOwner) {}
   const char* ClassName() const override { return "TLumPersonController"; }
@@ -136,6 +144,8 @@ extern const char* const TLumCntrlFlagStr[6];
 // stored but no motion reads them. Controlling an object sets its transformation order
 // to toRotTraSca.
 class TLumMouseController : public TLumCustomController {
+  friend void detail::RegisterLumcntrlProperties();
+
  public:
   explicit TLumMouseController(TComponent* AOwner) : TLumCustomController(AOwner) {}
   const char* ClassName() const override { return "TLumMouseController"; }
@@ -189,6 +199,8 @@ extern const char* const TLumPresentationModeStr[3];
 // step and is meant to be called by a timer. Controlling an object sets its
 // transformation order to toTraRotSca, so Rotation.Y orbits at Distance.
 class TLumPresentationController : public TLumCustomController {
+  friend void detail::RegisterLumcntrlProperties();
+
  public:
   explicit TLumPresentationController(TComponent* AOwner) : TLumCustomController(AOwner) {}
   const char* ClassName() const override { return "TLumPresentationController"; }

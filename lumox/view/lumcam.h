@@ -5,7 +5,15 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumcamProperties();
+}  // namespace detail
+
 class TLumCamera : public TLumTransformed {
+  friend void detail::RegisterLumcamProperties();
+
  public:
   // Looks at the origin from two units away: translation (0, 0, -2).
   explicit TLumCamera(TComponent* AOwner);
@@ -34,6 +42,8 @@ class TLumCamera : public TLumTransformed {
 };
 
 class TLumPerspectiveCamera : public TLumCamera {
+  friend void detail::RegisterLumcamProperties();
+
  public:
   explicit TLumPerspectiveCamera(TComponent* AOwner) : TLumCamera(AOwner) {}
   const char* ClassName() const override { return "TLumPerspectiveCamera"; }
@@ -50,6 +60,8 @@ class TLumPerspectiveCamera : public TLumCamera {
 };
 
 class TLumOrthographicCamera : public TLumCamera {
+  friend void detail::RegisterLumcamProperties();
+
  public:
   explicit TLumOrthographicCamera(TComponent* AOwner) : TLumCamera(AOwner) {}
   const char* ClassName() const override { return "TLumOrthographicCamera"; }

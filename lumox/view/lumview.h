@@ -16,6 +16,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumviewProperties();
+}  // namespace detail
+
 class TLumCamera;
 class TLumCustomController;
 class TLumSelectionList;
@@ -34,6 +40,8 @@ using TLumNotifyNextID = std::function<void(TObject* Obj, int32_t num)>;
 
 // The axes cross drawn before the scene.
 class TLumCoordinates : public TLumRenderProperty {
+  friend void detail::RegisterLumviewProperties();
+
  public:
   const char* ClassName() const override { return "TLumCoordinates"; }
   bool Visible() const { return FVisible; }
