@@ -274,7 +274,8 @@ TPersistent* MakeInstance(const TLumClassInfo* C, TComponent* Owner,
 }
 
 // An instance with every writable value moved off its default; a controller controls a
-// camera of its own, so that EyeHeight and Distance have something to read.
+// camera of its own, so that EyeHeight and Distance have something to read, and a light
+// is a spot light.
 TPersistent* MovedInstance(const TLumClassInfo* C, TComponent* Owner,
                            std::unique_ptr<TPersistent>& Alone) {
   TPersistent* Obj = MakeInstance(C, Owner, Alone);
@@ -285,6 +286,11 @@ TPersistent* MovedInstance(const TLumClassInfo* C, TComponent* Owner,
     K->SetControlled(Cam);
   }
   MoveValues(Obj);
+  // A spot light's cut-off, which a point light keeps at 180.
+  if (auto* L = dynamic_cast<TLumLight*>(Obj)) {
+    L->SetKind(lkSpot);
+    L->SetCutOff(45);
+  }
   return Obj;
 }
 
@@ -419,4 +425,32 @@ TEST(PropTableTest, AssignCopiesEveryPublishedValueItStates) {
     ++Checked;
   }
   EXPECT_GT(Checked, 35);
+}
+
+// Each entry Assign copies through the table copies its own value and no other: a field
+// named for the wrong property (two counts swapped) shows here, where a whole copy hides it.
+TEST(PropTableTest, EachCopiedEntryCopiesItsOwnValue) {
+  int Checked = 0;
+  for (const TLumClassInfo* C : GetClassInfos()) {
+    if (!C->CanCreate() && !C->CanCreateObject()) continue;
+    for (const TLumPropInfo* P : C->Properties()) {
+      if (!P->Copier || P->Kind == pkEvent) continue;
+      SCOPED_TRACE(C->ClassName() + "." + P->Name);
+      TComponent Owner(nullptr);
+      std::unique_ptr<TPersistent> A1, A2;
+      TPersistent* Source = MovedInstance(C, &Owner, A1);
+      TPersistent* Dest = MakeInstance(C, &Owner, A2);
+      // A controller's EyeHeight goes to what it controls: give the copy something too.
+      if (auto* K = dynamic_cast<TLumCustomController*>(Dest))
+        K->SetControlled(new TLumPerspectiveCamera(&Owner));
+      ASSERT_NE(P->GetValue(Dest), P->GetValue(Source));
+      P->Copier(Dest, Source);
+      if (P->Kind == pkObject)
+        test::ExpectSameValues(P->GetObject(Dest), P->GetObject(Source), P->Name);
+      else
+        EXPECT_EQ(P->GetValue(Dest), P->GetValue(Source));
+      ++Checked;
+    }
+  }
+  EXPECT_GT(Checked, 150);
 }
