@@ -105,8 +105,6 @@ class TLumCarController : public TLumCustomController {
 // nod the head, home looks straight ahead (end is not handled). Controlling an object
 // sets its transformation order to toRotTraSca.
 class TLumPersonController : public TLumCustomController {
-  friend void detail::RegisterLumcntrlProperties();
-
  public:
   explicit TLumPersonController(TComponent* AOwner) : TLumCustomController(AOwner) {}
   const char* ClassName() const override { return "TLumPersonController"; }
@@ -132,6 +130,7 @@ class TLumPersonController : public TLumCustomController {
  private:
   float FStepLength = 0.1f;
   float FTurnAngle = 1.0f;
+  friend void detail::RegisterLumcntrlProperties();
 };
 
 enum TLumCntrlFlag : uint8_t { teMoveX, teMoveY, teMoveZ, teTurnX, teTurnY, teTurnZ };
@@ -144,8 +143,6 @@ extern const char* const TLumCntrlFlagStr[6];
 // stored but no motion reads them. Controlling an object sets its transformation order
 // to toRotTraSca.
 class TLumMouseController : public TLumCustomController {
-  friend void detail::RegisterLumcntrlProperties();
-
  public:
   explicit TLumMouseController(TComponent* AOwner) : TLumCustomController(AOwner) {}
   const char* ClassName() const override { return "TLumMouseController"; }
@@ -189,6 +186,7 @@ class TLumMouseController : public TLumCustomController {
   int32_t FMoveSensitivity = 128;
   TLumCntrlFlags FCntrlFlags{teMoveX, teMoveY, teMoveZ, teTurnX, teTurnY, teTurnZ};
   bool FSwitchButtons = false;
+  friend void detail::RegisterLumcntrlProperties();
 };
 
 enum TLumPresentationMode : uint8_t { pmStop, pmLeft, pmRight };
@@ -199,8 +197,6 @@ extern const char* const TLumPresentationModeStr[3];
 // step and is meant to be called by a timer. Controlling an object sets its
 // transformation order to toTraRotSca, so Rotation.Y orbits at Distance.
 class TLumPresentationController : public TLumCustomController {
-  friend void detail::RegisterLumcntrlProperties();
-
  public:
   explicit TLumPresentationController(TComponent* AOwner) : TLumCustomController(AOwner) {}
   const char* ClassName() const override { return "TLumPresentationController"; }
@@ -228,6 +224,7 @@ class TLumPresentationController : public TLumCustomController {
   float FTurnAngle = 1.0f;
   float FDistanceStep = 0.1f;
   TLumPresentationMode FMode = pmStop;
+  friend void detail::RegisterLumcntrlProperties();
 };
 
 }  // namespace lumox

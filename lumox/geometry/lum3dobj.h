@@ -101,8 +101,6 @@ class TLum3dPart : public TLumPrimitiveObj {
 // its own material (or the container's again, when the part has none), each part under
 // a selection name of its own.
 class TLum3dObj : public TLumObject {
-  friend void detail::RegisterLum3dobjProperties();
-
  public:
   explicit TLum3dObj(TComponent* AOwner);
   ~TLum3dObj() override;
@@ -153,6 +151,7 @@ class TLum3dObj : public TLumObject {
   // The numbers of the textures while the object's element is written.
   std::unordered_map<TLumTexture*, int32_t> FWrittenTextures;
   int32_t FMaxVertices = 16777216;
+  friend void detail::RegisterLum3dobjProperties();
 };
 
 // Registers TLum3dObj.

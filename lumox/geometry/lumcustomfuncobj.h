@@ -26,8 +26,6 @@ enum TConnectMode : uint8_t { cmConnectNone, cmConnectX, cmConnectY, cmConnectBo
 extern const char* const TConnectModeStr[4];
 
 class TLumCustomFuncObj : public TLumPrimitiveObj {
-  friend void detail::RegisterLumcustomfuncobjProperties();
-
  public:
   explicit TLumCustomFuncObj(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
   const char* ClassName() const override { return "TLumCustomFuncObj"; }
@@ -84,6 +82,7 @@ class TLumCustomFuncObj : public TLumPrimitiveObj {
   std::vector<TLumMathVector> FGrid;
   int32_t FGridRows = 0;
   int32_t FGridColumns = 0;
+  friend void detail::RegisterLumcustomfuncobjProperties();
 };
 
 }  // namespace lumox

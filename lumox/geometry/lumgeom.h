@@ -24,8 +24,6 @@ class TLumPoint : public TLumPrimitiveObj {
 
 // From the origin along +Z.
 class TLumLine : public TLumPrimitiveObj {
-  friend void detail::RegisterLumgeomProperties();
-
  public:
   explicit TLumLine(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
   const char* ClassName() const override { return "TLumLine"; }
@@ -39,12 +37,11 @@ class TLumLine : public TLumPrimitiveObj {
 
  private:
   float FLength = 1.0f;
+  friend void detail::RegisterLumgeomProperties();
 };
 
 // Apex at the origin, base across +Z at distance Height.
 class TLumTriangle : public TLumPrimitiveObj {
-  friend void detail::RegisterLumgeomProperties();
-
  public:
   explicit TLumTriangle(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
   const char* ClassName() const override { return "TLumTriangle"; }
@@ -61,12 +58,11 @@ class TLumTriangle : public TLumPrimitiveObj {
  private:
   float FBase = 1.0f;
   float FHeight = 1.0f;
+  friend void detail::RegisterLumgeomProperties();
 };
 
 // DetailX x DetailY cells, centred in X; Z runs from Height down to 0.
 class TLumRectangle : public TLumPrimitiveObj {
-  friend void detail::RegisterLumgeomProperties();
-
  public:
   explicit TLumRectangle(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
   const char* ClassName() const override { return "TLumRectangle"; }
@@ -90,6 +86,7 @@ class TLumRectangle : public TLumPrimitiveObj {
   float FHeight = 1.0f;
   int32_t FDetailX = 1;
   int32_t FDetailY = 1;
+  friend void detail::RegisterLumgeomProperties();
 };
 
 // Registers the four classes with the render-class registry (point, line, triangle,

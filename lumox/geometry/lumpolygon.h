@@ -69,8 +69,6 @@ class TLumChildReader : public TLumProperty {
 // the odd rule, any contours whose overlaps cancel). Concave and self-touching contours
 // are filled correctly.
 class TLumPolygon : public TLumPrimitiveObj {
-  friend void detail::RegisterLumpolygonProperties();
-
  public:
   explicit TLumPolygon(TComponent* AOwner);
   ~TLumPolygon() override;
@@ -112,6 +110,7 @@ class TLumPolygon : public TLumPrimitiveObj {
   bool FOutline = false;
   TLumWindingRule FWindingRule = wrOdd;
   TLumChildReader FContourReader;
+  friend void detail::RegisterLumpolygonProperties();
 };
 
 // Registers TLumPolygon.

@@ -24,8 +24,6 @@ using TBoxFaces = TLumSet<TBoxFace>;
 
 // A sphere around the origin with its poles on the Z axis.
 class TLumSphere : public TLumPrimitiveObj {
-  friend void detail::RegisterLumshapeProperties();
-
  public:
   explicit TLumSphere(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
   const char* ClassName() const override { return "TLumSphere"; }
@@ -60,13 +58,12 @@ class TLumSphere : public TLumPrimitiveObj {
   int32_t FStacks = 10;
   double FRadius = 1.0;
   TSphereMode FMode = smGlobal;
+  friend void detail::RegisterLumshapeProperties();
 };
 
 // A cone frustum around the Z axis from z = 0 (BaseRadius) to z = Height (TopRadius);
 // Closed adds flat caps at the ends whose radius is not 0.
 class TLumCylinder : public TLumPrimitiveObj {
-  friend void detail::RegisterLumshapeProperties();
-
  public:
   explicit TLumCylinder(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
   const char* ClassName() const override { return "TLumCylinder"; }
@@ -104,12 +101,11 @@ class TLumCylinder : public TLumPrimitiveObj {
   bool FClosed = false;
   int32_t FSlices = 10;
   int32_t FStacks = 10;
+  friend void detail::RegisterLumshapeProperties();
 };
 
 // An annulus sector in the X-Y plane facing +Z; angles in degrees run from +Y towards +X.
 class TLumDisc : public TLumPrimitiveObj {
-  friend void detail::RegisterLumshapeProperties();
-
  public:
   explicit TLumDisc(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
   const char* ClassName() const override { return "TLumDisc"; }
@@ -147,12 +143,11 @@ class TLumDisc : public TLumPrimitiveObj {
   double FSweepAngle = 360.0;
   int32_t FSlices = 10;
   int32_t FStacks = 10;
+  friend void detail::RegisterLumshapeProperties();
 };
 
 // A ring of radius Radius around the Z axis, with a tube of radius Thickness.
 class TLumTorus : public TLumPrimitiveObj {
-  friend void detail::RegisterLumshapeProperties();
-
  public:
   explicit TLumTorus(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
   const char* ClassName() const override { return "TLumTorus"; }
@@ -182,14 +177,13 @@ class TLumTorus : public TLumPrimitiveObj {
   double FThickness = 0.2;
   int32_t FSlices = 10;
   int32_t FStacks = 10;
+  friend void detail::RegisterLumshapeProperties();
 };
 
 // A box spanning X from -Width/2 to Width/2, Y from 0 to Height and Z from 0 to Depth.
 // Each face in Faces is its own grid with a constant normal and one GL_QUADS list, so
 // that faces keep hard edges and are picked separately.
 class TLumBox : public TLumPrimitiveObj {
-  friend void detail::RegisterLumshapeProperties();
-
  public:
   explicit TLumBox(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
   const char* ClassName() const override { return "TLumBox"; }
@@ -222,6 +216,7 @@ class TLumBox : public TLumPrimitiveObj {
   float FDepth = 1.0f;
   TBoxFaces FFaces{bfFront, bfLeft, bfRight, bfBack, bfTop, bfBottom};
   int32_t FDetail[3] = {1, 1, 1};
+  friend void detail::RegisterLumshapeProperties();
 };
 
 // Registers TLumSphere, TLumCylinder, TLumDisc, TLumTorus and TLumBox, in that order.

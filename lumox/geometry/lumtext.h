@@ -26,8 +26,6 @@ extern const char* const TLumHorzAlignStr[3];
 // further lines below it; x = 0 is where lines start (haLeft), their middles (haCenter)
 // or their ends (haRight).
 class TLumText : public TLumPrimitiveObj {
-  friend void detail::RegisterLumtextProperties();
-
  public:
   explicit TLumText(TComponent* AOwner);
   ~TLumText() override;
@@ -92,6 +90,7 @@ class TLumText : public TLumPrimitiveObj {
   bool FKerning = true;
   std::unique_ptr<TFontFace> FFace;
   std::string FFaceName;  // the FontName FFace was loaded for
+  friend void detail::RegisterLumtextProperties();
 };
 
 // Registers TLumText.

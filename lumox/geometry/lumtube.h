@@ -40,8 +40,6 @@ void LumTubeFrames(const std::vector<TLumMathVector>& Path, bool Closed,
                    std::vector<TLumTubeFrame>& Frames);
 
 class TLumTube : public TLumPrimitiveObj {
-  friend void detail::RegisterLumtubeProperties();
-
  public:
   explicit TLumTube(TComponent* AOwner);
   const char* ClassName() const override { return "TLumTube"; }
@@ -86,6 +84,7 @@ class TLumTube : public TLumPrimitiveObj {
   bool FClosed = false;
   bool FCaps = true;
   bool FSmooth = true;
+  friend void detail::RegisterLumtubeProperties();
 };
 
 // Registers TLumTube.

@@ -110,8 +110,6 @@ class TLumRenderProperty : public TLumProperty {
 };
 
 class TLumVector : public TLumProperty {
-  friend void detail::RegisterLumclassProperties();
-
  public:
   const char* ClassName() const override { return "TLumVector"; }
   float X() const { return FX; }
@@ -135,6 +133,7 @@ class TLumVector : public TLumProperty {
 
  protected:
   float FX = 0.0f, FY = 0.0f, FZ = 0.0f;
+  friend void detail::RegisterLumclassProperties();
 };
 
 // A vector whose components stay within -1..1; values outside are ignored.
@@ -155,8 +154,6 @@ class TLumNormal : public TLumVector {
 
 // A host colour value ($00BBGGRR, red in the low byte) plus an alpha in 0..1.
 class TLumColor : public TLumProperty {
-  friend void detail::RegisterLumclassProperties();
-
  public:
   TLumColor() { SetColor(0); }
   const char* ClassName() const override { return "TLumColor"; }
@@ -178,6 +175,7 @@ class TLumColor : public TLumProperty {
  private:
   uint32_t FColor = 0;
   float FAlpha = 1.0f;
+  friend void detail::RegisterLumclassProperties();
 };
 
 // 4x4 matrix of doubles in OpenGL's column-major order: value k is row k mod 4,
@@ -283,8 +281,6 @@ class TLumTranslation : public TLumTransform {
 
 // Rotation, scale and translation applied in one of six orders.
 class TLumTransformation : public TLumProperty {
-  friend void detail::RegisterLumclassProperties();
-
  public:
   TLumTransformation();
   ~TLumTransformation() override;
@@ -320,6 +316,7 @@ class TLumTransformation : public TLumProperty {
   mutable TLumScale FScale;
   mutable TLumTranslation FTranslation;
   TLumTransformationOrder FOrder = toRotTraSca;
+  friend void detail::RegisterLumclassProperties();
 };
 
 }  // namespace lumox

@@ -15,8 +15,6 @@ void RegisterLumattrProperties();
 }  // namespace detail
 
 class TLumAttributes : public TLumRender {
-  friend void detail::RegisterLumattrProperties();
-
  public:
   explicit TLumAttributes(TComponent* AOwner);
   ~TLumAttributes() override;
@@ -87,11 +85,10 @@ class TLumAttributes : public TLumRender {
   TLumLineStipple FLineStipple = lsSolid;
   float FPointSize = 1.0f;
   float FLineWidth = 0.0f;
+  friend void detail::RegisterLumattrProperties();
 };
 
 class TLumFog : public TLumRender {
-  friend void detail::RegisterLumattrProperties();
-
  public:
   explicit TLumFog(TComponent* AOwner);
   ~TLumFog() override;
@@ -126,6 +123,7 @@ class TLumFog : public TLumRender {
   float FEndDepth = 1.0f;
   TLumColor* FColor;
   TLumQuality FQuality = quDontCare;
+  friend void detail::RegisterLumattrProperties();
 };
 
 // The blending of a transparency mode (GL_BLEND off for tmNone), shared by the render

@@ -117,8 +117,6 @@ class TLumComponent : public TComponent {
 };
 
 class TLumTransformed : public TLumComponent {
-  friend void detail::RegisterLumcompProperties();
-
  public:
   explicit TLumTransformed(TComponent* AOwner);
   ~TLumTransformed() override;
@@ -139,6 +137,7 @@ class TLumTransformed : public TLumComponent {
   // Part of the component rather than allocated apart, so the frame finds it next to
   // the component's own fields; mutable because the accessor hands it out from const.
   mutable TLumTransformation FTransformation;
+  friend void detail::RegisterLumcompProperties();
 };
 
 // The places of a component in one leaf of a node's list (see TLumCustomNode::Held):
@@ -164,8 +163,6 @@ struct TLumHoldings {
 };
 
 class TLumRender : public TLumTransformed {
-  friend void detail::RegisterLumcompProperties();
-
  public:
   explicit TLumRender(TComponent* AOwner);
   ~TLumRender() override;
@@ -263,6 +260,7 @@ class TLumRender : public TLumTransformed {
   TLumCustomNode* FNode = nullptr;
   TLumMatrix* FProjectionMatrix = nullptr;
   bool FProjectionEnabled = false;
+  friend void detail::RegisterLumcompProperties();
 };
 
 // Told when a frame left out the branches of a scene nested deeper than the GL

@@ -29,8 +29,6 @@ enum TLightKind : uint8_t { lkPoint, lkDirection, lkSpot };
 extern const char* const TLightKindStr[3];
 
 class TLumLight : public TLumRender {
-  friend void detail::RegisterLumlightProperties();
-
  public:
   explicit TLumLight(TComponent* AOwner);
   ~TLumLight() override;
@@ -73,6 +71,7 @@ class TLumLight : public TLumRender {
   TLightKind FKind = lkPoint;
   float FCutOff = 180.0f;
   TLumDirection* FDirection;
+  friend void detail::RegisterLumlightProperties();
 };
 
 void RegisterLumlightClasses();

@@ -18,8 +18,6 @@ enum TMaterialFace : uint8_t { mfFront, mfBack, mfFrontBack };
 extern const char* const TMaterialFaceStr[3];
 
 class TLumMaterial : public TLumRender {
-  friend void detail::RegisterLummatProperties();
-
  public:
   explicit TLumMaterial(TComponent* AOwner);
   ~TLumMaterial() override;
@@ -62,6 +60,7 @@ class TLumMaterial : public TLumRender {
   TLumColor* FColorEmission;
   int32_t FShininess = 0;
   TLumStateKey FStateKey = NewStateKey();
+  friend void detail::RegisterLummatProperties();
 };
 
 // Whether m is the material whose state the context aView renders in holds now: one

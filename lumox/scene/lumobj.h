@@ -31,8 +31,6 @@ enum TLumColorAsMaterial : uint8_t {
 extern const char* const TLumColorAsMaterialStr[6];
 
 class TLumObject : public TLumRender {
-  friend void detail::RegisterLumobjProperties();
-
  public:
   explicit TLumObject(TComponent* AOwner);
   ~TLumObject() override;
@@ -80,6 +78,7 @@ class TLumObject : public TLumRender {
   TLumMaterial* FMaterial = nullptr;
   TLumColorAsMaterial FColorAsMaterial = cmNone;
   bool FNamePushed = false;
+  friend void detail::RegisterLumobjProperties();
 };
 
 // A node's OnItemNotify. Assigning a handler also makes the node hear its siblings'

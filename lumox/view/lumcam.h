@@ -12,8 +12,6 @@ void RegisterLumcamProperties();
 }  // namespace detail
 
 class TLumCamera : public TLumTransformed {
-  friend void detail::RegisterLumcamProperties();
-
  public:
   // Looks at the origin from two units away: translation (0, 0, -2).
   explicit TLumCamera(TComponent* AOwner);
@@ -39,11 +37,10 @@ class TLumCamera : public TLumTransformed {
   float FViewNear = 0.1f;
   float FViewFar = 10.0f;
   TLumMatrix* FMatrix;
+  friend void detail::RegisterLumcamProperties();
 };
 
 class TLumPerspectiveCamera : public TLumCamera {
-  friend void detail::RegisterLumcamProperties();
-
  public:
   explicit TLumPerspectiveCamera(TComponent* AOwner) : TLumCamera(AOwner) {}
   const char* ClassName() const override { return "TLumPerspectiveCamera"; }
@@ -57,11 +54,10 @@ class TLumPerspectiveCamera : public TLumCamera {
 
  private:
   float FViewAngle = 45.0f;
+  friend void detail::RegisterLumcamProperties();
 };
 
 class TLumOrthographicCamera : public TLumCamera {
-  friend void detail::RegisterLumcamProperties();
-
  public:
   explicit TLumOrthographicCamera(TComponent* AOwner) : TLumCamera(AOwner) {}
   const char* ClassName() const override { return "TLumOrthographicCamera"; }
@@ -79,6 +75,7 @@ class TLumOrthographicCamera : public TLumCamera {
  private:
   float FViewWidth = 2.0f;
   float FViewHeight = 2.0f;
+  friend void detail::RegisterLumcamProperties();
 };
 
 }  // namespace lumox

@@ -40,8 +40,6 @@ using TLumNotifyNextID = std::function<void(TObject* Obj, int32_t num)>;
 
 // The axes cross drawn before the scene.
 class TLumCoordinates : public TLumRenderProperty {
-  friend void detail::RegisterLumviewProperties();
-
  public:
   const char* ClassName() const override { return "TLumCoordinates"; }
   bool Visible() const { return FVisible; }
@@ -66,6 +64,7 @@ class TLumCoordinates : public TLumRenderProperty {
   bool FVisible = false;
   float FLength = 1.0f;
   uint32_t FColors[3] = {0x0000FF, 0x008000, 0xFF0000};
+  friend void detail::RegisterLumviewProperties();
 };
 
 class TLumView : public TLumCanvasView {
