@@ -425,6 +425,17 @@ TEST(PropTableTest, AssignCopiesEveryPublishedValueItStates) {
     ++Checked;
   }
   EXPECT_GT(Checked, 35);
+  // A program's own class copies through the table of the class it derives from.
+  struct TMySphere : TLumSphere {
+    using TLumSphere::TLumSphere;
+  };
+  TComponent Owner(nullptr);
+  auto *A = new TMySphere(&Owner), *B = new TMySphere(&Owner);
+  A->SetRadius(2.5);
+  A->SetSlices(7);
+  B->Assign(A);
+  EXPECT_EQ(B->Radius(), 2.5);
+  EXPECT_EQ(B->Slices(), 7);
 }
 
 // Each entry Assign copies through the table copies its own value and no other: a field
