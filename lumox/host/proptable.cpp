@@ -142,6 +142,12 @@ int64_t CheckedInteger(const TLumPropInfo& Prop, const TLumValue& Canonical, int
 
 }  // namespace detail
 
+void TLumPropEntry::CheckField(std::type_index FieldClass, bool OwnedObject) const {
+  if (FieldClass != FClass.FType) detail::ThrowBadCopy(FInfo, "a field of another class");
+  if (OwnedObject != (FInfo.Kind == pkObject))
+    detail::ThrowBadCopy(FInfo, "a field of another kind");
+}
+
 TLumPropEntry& TLumPropEntry::Hidden() {
   FClass.FOwnPublished[FIndex] = 0;
   return *this;
@@ -258,6 +264,12 @@ static const TLumClassInfo* FindInstanceClass(const TObject* Instance) {
 const std::vector<const TLumClassInfo*>& GetClassInfos() { return TLumClassRegistry::Get().List; }
 
 void CopyPublished(TPersistent* Dest, TPersistent* Source, const TLumClassInfo* Level) {
+  for (TPersistent* Obj : {Dest, Source})
+    if (Level && !Level->IsInstance(Obj)) detail::ThrowWrongClass(Obj);
+  detail::CopyOwnEntries(Dest, Source, Level);
+}
+
+void detail::CopyOwnEntries(TPersistent* Dest, TPersistent* Source, const TLumClassInfo* Level) {
   if (!Level) throw Exception("A class without a table cannot copy through it.");
   for (const auto& P : Level->FOwn)
     if (P->Copier) P->Copier(Dest, Source);

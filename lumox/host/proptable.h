@@ -26,6 +26,11 @@ class TLumClassInfo;
 class TLumFormReader;
 class TLumFormWriter;
 
+namespace detail {
+// CopyPublished without its check that both objects are of Level's class.
+void CopyOwnEntries(TPersistent* Dest, TPersistent* Source, const TLumClassInfo* Level);
+}  // namespace detail
+
 enum TLumPropKind : uint8_t {
   pkInteger,      // int32_t (Tag: int64_t)
   pkCardinal,     // uint32_t
@@ -154,8 +159,9 @@ struct TLumPropInfo {
   std::function<TPersistent*(TPersistent*)> Creator;
   std::function<void*(TPersistent*)> EventField;
   std::function<bool(const TPersistent*)> StoredWhen;
-  // What Assign copies of it, from the source (second) into the copy (first); empty where
-  // Assign leaves it. See TLumPropEntry::Field and Copied, and CopyPublished.
+  // What Assign copies of it, from the source (second) into the copy (first), both
+  // instances of the declaring class (unchecked: CopyPublished checks once); empty where
+  // Assign leaves it. See TLumPropEntry::Field and Copied.
   std::function<void(TPersistent*, TPersistent*)> Copier;
   // Owned objects and references: the C++ class of the object, linked to ClassInfo.
   std::type_index ClassType = typeid(void);
@@ -223,7 +229,7 @@ class TLumClassInfo {
   friend class TLumClassTable;
   friend class TLumPropEntry;
   friend struct TLumClassRegistry;
-  friend void CopyPublished(TPersistent* Dest, TPersistent* Source, const TLumClassInfo* Level);
+  friend void detail::CopyOwnEntries(TPersistent*, TPersistent*, const TLumClassInfo*);
   std::string FClassName;
   std::string FPalettePage;
   std::string FDescription;
@@ -263,7 +269,7 @@ const TLumClassInfo* FindClassInfo(std::type_index Type);
 // field, no setter and no notification (an owned object through its own Assign, which
 // notifies through its hook); an entry registered as Copied through its setter (an event:
 // the handler). Entries registered with neither are left. Both are instances of Level's
-// class; the caller notifies, as its Assign always did.
+// class (else EConvertError); the caller notifies, as its Assign always did.
 void CopyPublished(TPersistent* Dest, TPersistent* Source, const TLumClassInfo* Level);
 // The table of class C, looked up once.
 template <typename C>
@@ -283,10 +289,10 @@ std::string LumQuotedString(const std::string& Value);
 inline constexpr std::nullopt_t NoStoredDefault = std::nullopt;
 
 // CopyPublished of class C's own entries, between two instances of C (the usual call,
-// from C::Assign with this and the source cast to C).
+// from C::Assign with this and the source cast to C): their types are the check.
 template <typename C>
 void CopyPublished(C* Dest, C* Source) {
-  CopyPublished(Dest, Source, ClassInfoOf<C>());
+  detail::CopyOwnEntries(Dest, Source, ClassInfoOf<C>());
 }
 
 // --- registration ------------------------------------------------------------------------
@@ -333,15 +339,15 @@ class TLumPropEntry {
       : FInfo(Info), FClass(Class), FIndex(Index), FSetterCopy(std::move(SetterCopy)) {}
   // Assign copies the value by storing this field of the source: no setter runs and
   // nothing notifies (the Assign notifies once); an owned object is copied with its own
-  // Assign. Registration functions name private fields as friends of their classes.
+  // Assign. A field of the registered class itself; registration functions name private
+  // fields as friends of their classes.
   template <typename C, typename T>
   TLumPropEntry& Field(T C::*Member) {
     using F = detail::TOwnedField<T>;
-    if (F::value != (FInfo.Kind == pkObject))
-      detail::ThrowBadCopy(FInfo, "a field of another kind");
+    CheckField(typeid(C), F::value);
     FInfo.Copier = [Member](TPersistent* Dest, TPersistent* Source) {
-      T& To = detail::CastTo<C>(Dest)->*Member;
-      T& From = detail::CastTo<C>(Source)->*Member;
+      T& To = static_cast<C*>(Dest)->*Member;
+      T& From = static_cast<C*>(Source)->*Member;
       if constexpr (F::value) {
         if (TPersistent* D = F::Get(To), *S = F::Get(From); D && S) D->Assign(S);
       } else {
@@ -353,9 +359,10 @@ class TLumPropEntry {
   // Element K of an array field (a box's details, the axes' colours).
   template <typename C, typename T, size_t N>
   TLumPropEntry& Field(T (C::*Member)[N], size_t K) {
-    if (K >= N || FInfo.Kind == pkObject) detail::ThrowBadCopy(FInfo, "an element it has not");
+    CheckField(typeid(C), false);
+    if (K >= N) detail::ThrowBadCopy(FInfo, "an element the array has not");
     FInfo.Copier = [Member, K](TPersistent* Dest, TPersistent* Source) {
-      (detail::CastTo<C>(Dest)->*Member)[K] = (detail::CastTo<C>(Source)->*Member)[K];
+      (static_cast<C*>(Dest)->*Member)[K] = (static_cast<C*>(Source)->*Member)[K];
     };
     return *this;
   }
@@ -397,6 +404,9 @@ class TLumPropEntry {
   TLumPropInfo& Info() { return FInfo; }
 
  private:
+  // Throws unless the field is of the registered class and of the entry's kind.
+  void CheckField(std::type_index FieldClass, bool OwnedObject) const;
+
   TLumPropInfo& FInfo;
   TLumClassInfo& FClass;
   size_t FIndex;
@@ -577,7 +587,7 @@ class TLumClassTable {
     I.EventField = [Field](TPersistent* Obj) -> void* { return &(Cast(Obj)->*Field); };
     return TLumPropEntry(I, FClass, FClass.FOwn.size() - 1,
                          [Field](TPersistent* Dest, TPersistent* Source) {
-                           Cast(Dest)->*Field = CastC(Source)->*Field;
+                           static_cast<C*>(Dest)->*Field = static_cast<C*>(Source)->*Field;
                          });
   }
   // Publishes, at this point of the order, a property an ancestor declared.
@@ -653,7 +663,7 @@ class TLumClassTable {
     std::function<void(TPersistent*, TPersistent*)> SetterCopy;
     if constexpr (!IsNull<S>)
       SetterCopy = [Get, Put](TPersistent* Dest, TPersistent* Source) {
-        std::invoke(Put, Cast(Dest), Read(Get, Source));
+        std::invoke(Put, static_cast<C*>(Dest), std::invoke(Get, static_cast<const C*>(Source)));
       };
     return TLumPropEntry(I, FClass, FClass.FOwn.size() - 1, std::move(SetterCopy));
   }
