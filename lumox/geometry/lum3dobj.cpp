@@ -194,6 +194,8 @@ void TLum3dPart::DrawMesh(TLumCustomView* aView) {
 }
 
 void TLum3dPart::Assign(TPersistent* Source) {
+  // Not the table's copy: the published values are interleaved with the mesh they shape
+  // (the material keeps this part's hook, Arrays follows the vertex data).
   if (auto* S = dynamic_cast<TLum3dPart*>(Source); S && S != this) {
     FPartName = S->FPartName;
     FVisible = S->FVisible;
@@ -409,6 +411,7 @@ void TLum3dObj::Assign(TPersistent* Source) {
   if (auto* S = dynamic_cast<TLum3dObj*>(Source); S && S != this) {
     FParts.clear();
     CopyPublished(this, S);  // MaxVertices, which bounds the parts copied next
+    // The parts are a form entry of their own, not a published property.
     for (const auto& P : S->FParts) AddPart(P->PartName())->Assign(P.get());
   }
   TLumObject::Assign(Source);
