@@ -35,7 +35,7 @@ bool TLumCustomController::HandleMouseDown(TMouseButton, TShiftState, int, int) 
 bool TLumCustomController::HandleMouseUp(TMouseButton, TShiftState, int, int) { return false; }
 
 void TLumCustomController::Assign(TPersistent* Source) {
-  if (auto* C = dynamic_cast<TLumCustomController*>(Source)) SetControlled(C->FControlled);
+  if (auto* C = dynamic_cast<TLumCustomController*>(Source)) CopyPublished(this, C);
   TLumComponent::Assign(Source);
 }
 
@@ -141,6 +141,8 @@ void TLumCarController::Stop() { SetCurrentSpeed(0.0f); }
 void TLumCarController::Move() { MoveAlongHeading(FCurrentSpeed); }
 
 void TLumCarController::Assign(TPersistent* Source) {
+  // Not the table's copy: the speeds go through their setters, CurrentSpeed after the two
+  // limits that clamp it, where it is published first.
   if (auto* C = dynamic_cast<TLumCarController*>(Source)) {
     SetMaxSpeed(C->FMaxSpeed);
     SetReverseSpeed(C->FReverseSpeed);
@@ -216,11 +218,7 @@ void TLumPersonController::HeadForward() {
 }
 
 void TLumPersonController::Assign(TPersistent* Source) {
-  if (auto* P = dynamic_cast<TLumPersonController*>(Source)) {
-    FStepLength = P->FStepLength;
-    FTurnAngle = P->FTurnAngle;
-    SetEyeHeight(P->EyeHeight());
-  }
+  if (auto* P = dynamic_cast<TLumPersonController*>(Source)) CopyPublished(this, P);
   TLumCustomController::Assign(Source);
 }
 
@@ -321,12 +319,7 @@ TLumMathVector TLumMouseController::CalcVecZ(double X, double Y, double Z) const
 }
 
 void TLumMouseController::Assign(TPersistent* Source) {
-  if (auto* M = dynamic_cast<TLumMouseController*>(Source)) {
-    FTurnSensitivity = M->FTurnSensitivity;
-    FMoveSensitivity = M->FMoveSensitivity;
-    FCntrlFlags = M->FCntrlFlags;
-    FSwitchButtons = M->FSwitchButtons;
-  }
+  if (auto* M = dynamic_cast<TLumMouseController*>(Source)) CopyPublished(this, M);
   TLumCustomController::Assign(Source);
 }
 
@@ -387,26 +380,19 @@ void TLumPresentationController::Present() {
 }
 
 void TLumPresentationController::Assign(TPersistent* Source) {
-  if (auto* P = dynamic_cast<TLumPresentationController*>(Source)) {
-    FTurnAngle = P->FTurnAngle;
-    FDistanceStep = P->FDistanceStep;
-    FMode = P->FMode;
-  }
+  // EyeHeight and Distance, the controlled object's, are not copied.
+  if (auto* P = dynamic_cast<TLumPresentationController*>(Source)) CopyPublished(this, P);
   TLumCustomController::Assign(Source);
 }
 
 // --- the published-property table ------------------------------------------------------
 
-namespace detail {
-// Called once from the package's registration (package/lumregister.cpp).
-void RegisterLumcntrlProperties();
-}  // namespace detail
-
 void detail::RegisterLumcntrlProperties() {
   TLumClassTable<TLumCustomController, TLumComponent> Base(
       "TLumCustomController", "", "Turns a view's key and mouse input into motion");
   Base.Component("Controlled", &TLumCustomController::Controlled,
-                 &TLumCustomController::SetControlled, true, "The camera or object it moves");
+                 &TLumCustomController::SetControlled, true, "The camera or object it moves")
+      .Copied();
   const TLumRange NotNegative = TLumRange::AtLeast(0);
 
   TLumClassTable<TLumCarController, TLumCustomController> Car(
@@ -446,13 +432,17 @@ void detail::RegisterLumcntrlProperties() {
   Person
       .Single("StepLength", &TLumPersonController::StepLength, &TLumPersonController::SetStepLength,
               0.1f, "Distance of one step, above 0")
-      .Range(TLumRange::Above(0));
+      .Range(TLumRange::Above(0))
+      .Field(&TLumPersonController::FStepLength);
   Person
       .Single("TurnAngle", &TLumPersonController::TurnAngle, &TLumPersonController::SetTurnAngle,
               1.0f, "Degrees per turn or nod, above 0")
-      .Range(TLumRange::Above(0));
-  Person.Single("EyeHeight", &TLumPersonController::EyeHeight, &TLumPersonController::SetEyeHeight,
-                NoStoredDefault, "The controlled object's height (its translation's Y)");
+      .Range(TLumRange::Above(0))
+      .Field(&TLumPersonController::FTurnAngle);
+  Person
+      .Single("EyeHeight", &TLumPersonController::EyeHeight, &TLumPersonController::SetEyeHeight,
+              NoStoredDefault, "The controlled object's height (its translation's Y)")
+      .Copied();
   Person.DefineZero("StepLength", &TLumPersonController::StepLength);
   Person.DefineZero("TurnAngle", &TLumPersonController::TurnAngle);
 
@@ -462,32 +452,41 @@ void detail::RegisterLumcntrlProperties() {
   Mouse
       .Integer("TurnSensitivity", &TLumMouseController::TurnSensitivity,
                &TLumMouseController::SetTurnSensitivity, 128, "Turning gain, at least 1")
-      .Range(TLumRange::AtLeast(1));
+      .Range(TLumRange::AtLeast(1))
+      .Field(&TLumMouseController::FTurnSensitivity);
   Mouse
       .Integer("MoveSensitivity", &TLumMouseController::MoveSensitivity,
                &TLumMouseController::SetMoveSensitivity, 128, "Moving gain, at least 1")
-      .Range(TLumRange::AtLeast(1));
-  Mouse.SetOf("CntrlFlags", "TLumCntrlFlag", &TLumMouseController::CntrlFlags,
-              &TLumMouseController::SetCntrlFlags, TLumCntrlFlagStr,
-              TLumCntrlFlags{teMoveX, teMoveY, teMoveZ, teTurnX, teTurnY, teTurnZ},
-              "The motions allowed (teTurnX and teTurnZ are kept but move nothing)");
-  Mouse.Boolean("SwitchButtons", &TLumMouseController::SwitchButtons,
-                &TLumMouseController::SetSwitchButtons, false,
-                "Exchanges the left and right buttons' roles");
+      .Range(TLumRange::AtLeast(1))
+      .Field(&TLumMouseController::FMoveSensitivity);
+  Mouse
+      .SetOf("CntrlFlags", "TLumCntrlFlag", &TLumMouseController::CntrlFlags,
+             &TLumMouseController::SetCntrlFlags, TLumCntrlFlagStr,
+             TLumCntrlFlags{teMoveX, teMoveY, teMoveZ, teTurnX, teTurnY, teTurnZ},
+             "The motions allowed (teTurnX and teTurnZ are kept but move nothing)")
+      .Field(&TLumMouseController::FCntrlFlags);
+  Mouse
+      .Boolean("SwitchButtons", &TLumMouseController::SwitchButtons,
+               &TLumMouseController::SetSwitchButtons, false,
+               "Exchanges the left and right buttons' roles")
+      .Field(&TLumMouseController::FSwitchButtons);
 
   TLumClassTable<TLumPresentationController, TLumCustomController> Show(
       "TLumPresentationController", "Lumox", "Turns the controlled object round on each Present");
   Show.Creatable();
   Show.Single("TurnAngle", &TLumPresentationController::TurnAngle,
               &TLumPresentationController::SetTurnAngle, 1.0f, "Degrees turned per Present")
-      .Range(NotNegative);
+      .Range(NotNegative)
+      .Field(&TLumPresentationController::FTurnAngle);
   Show.Single("DistanceStep", &TLumPresentationController::DistanceStep,
               &TLumPresentationController::SetDistanceStep, 0.1f,
               "Change of Distance per up or down arrow")
-      .Range(NotNegative);
+      .Range(NotNegative)
+      .Field(&TLumPresentationController::FDistanceStep);
   Show.Enum("Mode", "TLumPresentationMode", &TLumPresentationController::Mode,
             &TLumPresentationController::SetMode, TLumPresentationModeStr, pmStop,
-            "Turning direction: stopped, left or right");
+            "Turning direction: stopped, left or right")
+      .Field(&TLumPresentationController::FMode);
   Show.Single("EyeHeight", &TLumPresentationController::EyeHeight,
               &TLumPresentationController::SetEyeHeight, NoStoredDefault,
               "The controlled object's height (its translation's Y)");

@@ -14,6 +14,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumcntrlProperties();
+}  // namespace detail
+
 class TLumCustomController : public TLumComponent {
  public:
   explicit TLumCustomController(TComponent* AOwner) : TLumComponent(AOwner) {}
@@ -124,6 +130,7 @@ class TLumPersonController : public TLumCustomController {
  private:
   float FStepLength = 0.1f;
   float FTurnAngle = 1.0f;
+  friend void detail::RegisterLumcntrlProperties();
 };
 
 enum TLumCntrlFlag : uint8_t { teMoveX, teMoveY, teMoveZ, teTurnX, teTurnY, teTurnZ };
@@ -179,6 +186,7 @@ class TLumMouseController : public TLumCustomController {
   int32_t FMoveSensitivity = 128;
   TLumCntrlFlags FCntrlFlags{teMoveX, teMoveY, teMoveZ, teTurnX, teTurnY, teTurnZ};
   bool FSwitchButtons = false;
+  friend void detail::RegisterLumcntrlProperties();
 };
 
 enum TLumPresentationMode : uint8_t { pmStop, pmLeft, pmRight };
@@ -216,6 +224,7 @@ class TLumPresentationController : public TLumCustomController {
   float FTurnAngle = 1.0f;
   float FDistanceStep = 0.1f;
   TLumPresentationMode FMode = pmStop;
+  friend void detail::RegisterLumcntrlProperties();
 };
 
 }  // namespace lumox

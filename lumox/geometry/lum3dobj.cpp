@@ -194,6 +194,8 @@ void TLum3dPart::DrawMesh(TLumCustomView* aView) {
 }
 
 void TLum3dPart::Assign(TPersistent* Source) {
+  // Not the table's copy: the published values are interleaved with the mesh they shape
+  // (the material keeps this part's hook, Arrays follows the vertex data).
   if (auto* S = dynamic_cast<TLum3dPart*>(Source); S && S != this) {
     FPartName = S->FPartName;
     FVisible = S->FVisible;
@@ -408,7 +410,8 @@ void TLum3dObj::DoRender(TLumCustomView* aView) {
 void TLum3dObj::Assign(TPersistent* Source) {
   if (auto* S = dynamic_cast<TLum3dObj*>(Source); S && S != this) {
     FParts.clear();
-    FMaxVertices = S->FMaxVertices;
+    CopyPublished(this, S);  // MaxVertices, which bounds the parts copied next
+    // The parts are a form entry of their own, not a published property.
     for (const auto& P : S->FParts) AddPart(P->PartName())->Assign(P.get());
   }
   TLumObject::Assign(Source);
@@ -479,11 +482,6 @@ TObject* TLum3dObj::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 void RegisterLum3dobjClasses() { RegisterRenderClass<TLum3dObj>(); }
 
 // --- the published-property table ------------------------------------------------------
-
-namespace detail {
-// Called once from the package's registration (package/lumregister.cpp).
-void RegisterLum3dobjProperties();
-}  // namespace detail
 
 void detail::RegisterLum3dobjProperties() {
   TLumClassTable<TLum3dPart, TPersistent> P("TLum3dPart", "", "One mesh of a TLum3dObj");
@@ -600,7 +598,8 @@ void detail::RegisterLum3dobjProperties() {
   T.Integer("MaxVertices", &TLum3dObj::MaxVertices, &TLum3dObj::SetMaxVertices, 16777216,
             "The most vertices the parts may hold together, at least 1")
       .Range(TLumRange::AtLeast(1))
-      .Exchange();
+      .Exchange()
+      .Field(&TLum3dObj::FMaxVertices);
   T.DefineObjects<TLum3dPart>(
       "Part", "A mesh of the container, a block per part",
       [](const TLum3dObj* X, const std::function<void(TLum3dPart*)>& Each) {

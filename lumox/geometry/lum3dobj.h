@@ -15,6 +15,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLum3dobjProperties();
+}  // namespace detail
+
 class TLum3dObj;
 class TLumMaterial;
 class TLumTexture;
@@ -145,6 +151,7 @@ class TLum3dObj : public TLumObject {
   // The numbers of the textures while the object's element is written.
   std::unordered_map<TLumTexture*, int32_t> FWrittenTextures;
   int32_t FMaxVertices = 16777216;
+  friend void detail::RegisterLum3dobjProperties();
 };
 
 // Registers TLum3dObj.

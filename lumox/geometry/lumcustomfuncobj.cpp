@@ -171,13 +171,7 @@ void TLumCustomFuncObj::InitPrimitives() {
 }
 
 void TLumCustomFuncObj::Assign(TPersistent* Source) {
-  if (auto* S = dynamic_cast<TLumCustomFuncObj*>(Source)) {
-    OnCalcXY = S->OnCalcXY;
-    OnCalcZ = S->OnCalcZ;
-    FOverDraw = S->FOverDraw;
-    FStacks = S->FStacks;
-    FSlices = S->FSlices;
-  }
+  if (auto* S = dynamic_cast<TLumCustomFuncObj*>(Source)) CopyPublished(this, S);
   TLumPrimitiveObj::Assign(Source);
 }
 
@@ -193,29 +187,29 @@ void TLumCustomFuncObj::ReadValues(TLumExchange* Exchange) {
 
 // --- the published-property table ------------------------------------------------------
 
-namespace detail {
-// Called once from the package's registration (package/lumregister.cpp).
-void RegisterLumcustomfuncobjProperties();
-}  // namespace detail
-
 void detail::RegisterLumcustomfuncobjProperties() {
   TLumClassTable<TLumCustomFuncObj, TLumPrimitiveObj> T(
       "TLumCustomFuncObj", "", "A surface swept from the program's curve and sweep functions");
   T.Event("OnCalcXY", "Tfunction", &TLumCustomFuncObj::OnCalcXY,
           "Sweeps a curve point into a row of surface points")
-      .Hidden();
+      .Hidden()
+      .Copied();
   T.Event("OnCalcZ", "Tfunction", &TLumCustomFuncObj::OnCalcZ,
           "The next curve point from the previous one")
-      .Hidden();
+      .Hidden()
+      .Copied();
   T.Integer("OverDraw", &TLumCustomFuncObj::OverDraw, &TLumCustomFuncObj::SetOverDraw, 1,
             "How many times the curve's parameter range is run through")
       .Exchange("overdraw")
-      .Hidden();
+      .Hidden()
+      .Field(&TLumCustomFuncObj::FOverDraw);
   // Written to their fields: a change takes effect at the next build (Init).
   T.Integer("Slices", &TLumCustomFuncObj::Slices, &TLumCustomFuncObj::SetSlices, 10,
-            "Samples of the sweep over 0..1 (used at the next build)");
+            "Samples of the sweep over 0..1 (used at the next build)")
+      .Field(&TLumCustomFuncObj::FSlices);
   T.Integer("Stacks", &TLumCustomFuncObj::Stacks, &TLumCustomFuncObj::SetStacks, 10,
-            "Samples of the curve per unit of its parameter (used at the next build)");
+            "Samples of the curve per unit of its parameter (used at the next build)")
+      .Field(&TLumCustomFuncObj::FStacks);
 }
 
 }  // namespace lumox

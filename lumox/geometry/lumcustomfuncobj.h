@@ -10,6 +10,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumcustomfuncobjProperties();
+}  // namespace detail
+
 // Computes a point from the previous one (oldpoint) and a parameter (value).
 using Tfunction = std::function<TLumMathVector(const TLumMathVector& oldpoint, double value)>;
 
@@ -76,6 +82,7 @@ class TLumCustomFuncObj : public TLumPrimitiveObj {
   std::vector<TLumMathVector> FGrid;
   int32_t FGridRows = 0;
   int32_t FGridColumns = 0;
+  friend void detail::RegisterLumcustomfuncobjProperties();
 };
 
 }  // namespace lumox

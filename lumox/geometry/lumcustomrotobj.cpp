@@ -21,6 +21,7 @@ TLumMathVector TLumCustomRotObj::CalcXY(const TLumMathVector& oldpoint, double v
 }
 
 void TLumCustomRotObj::Assign(TPersistent* Source) {
+  // Not the table's copy: one array holds the two published angles and two that are not.
   if (auto* S = dynamic_cast<TLumCustomRotObj*>(Source))
     for (int i = 0; i < 4; ++i) FAngles[i] = S->FAngles[i];
   TLumCustomFuncObj::Assign(Source);

@@ -34,7 +34,7 @@ void TLumLine::InitPrimitives() {
 }
 
 void TLumLine::Assign(TPersistent* Source) {
-  if (auto* S = dynamic_cast<TLumLine*>(Source)) FLength = S->FLength;
+  if (auto* S = dynamic_cast<TLumLine*>(Source)) CopyPublished(this, S);
   TLumPrimitiveObj::Assign(Source);
 }
 
@@ -77,10 +77,7 @@ void TLumTriangle::InitPrimitives() {
 }
 
 void TLumTriangle::Assign(TPersistent* Source) {
-  if (auto* S = dynamic_cast<TLumTriangle*>(Source)) {
-    FBase = S->FBase;
-    FHeight = S->FHeight;
-  }
+  if (auto* S = dynamic_cast<TLumTriangle*>(Source)) CopyPublished(this, S);
   TLumPrimitiveObj::Assign(Source);
 }
 
@@ -149,12 +146,7 @@ void TLumRectangle::InitPrimitives() {
 }
 
 void TLumRectangle::Assign(TPersistent* Source) {
-  if (auto* S = dynamic_cast<TLumRectangle*>(Source)) {
-    FWidth = S->FWidth;
-    FHeight = S->FHeight;
-    FDetailX = S->FDetailX;
-    FDetailY = S->FDetailY;
-  }
+  if (auto* S = dynamic_cast<TLumRectangle*>(Source)) CopyPublished(this, S);
   TLumPrimitiveObj::Assign(Source);
 }
 
@@ -177,11 +169,6 @@ void RegisterLumgeomClasses() {
 
 // --- the published-property table ------------------------------------------------------
 
-namespace detail {
-// Called once from the package's registration (package/lumregister.cpp).
-void RegisterLumgeomProperties();
-}  // namespace detail
-
 void detail::RegisterLumgeomProperties() {
   TLumClassTable<TLumPoint, TLumPrimitiveObj>("TLumPoint", "Lumox Obj", "A point at the origin")
       .Creatable();
@@ -190,15 +177,19 @@ void detail::RegisterLumgeomProperties() {
                                                   "A line from the origin along +Z");
   Line.Creatable();
   Line.Single("Length", &TLumLine::Length, &TLumLine::SetLength, 1.0f, "Length along +Z")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumLine::FLength);
   Line.DefineZero("Length", &TLumLine::Length);
 
   TLumClassTable<TLumTriangle, TLumPrimitiveObj> Tri(
       "TLumTriangle", "Lumox Obj", "A triangle in the X-Z plane, apex at the origin");
   Tri.Creatable();
-  Tri.Single("Base", &TLumTriangle::Base, &TLumTriangle::SetBase, 1.0f, "Base along X").Exchange();
+  Tri.Single("Base", &TLumTriangle::Base, &TLumTriangle::SetBase, 1.0f, "Base along X")
+      .Exchange()
+      .Field(&TLumTriangle::FBase);
   Tri.Single("Height", &TLumTriangle::Height, &TLumTriangle::SetHeight, 1.0f, "Height along +Z")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumTriangle::FHeight);
   Tri.DefineZero("Base", &TLumTriangle::Base);
   Tri.DefineZero("Height", &TLumTriangle::Height);
 
@@ -207,18 +198,22 @@ void detail::RegisterLumgeomProperties() {
   Rect.Creatable();
   Rect.Single("Width", &TLumRectangle::Width, &TLumRectangle::SetWidth, 1.0f,
               "Width along X, centred")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumRectangle::FWidth);
   Rect.Single("Height", &TLumRectangle::Height, &TLumRectangle::SetHeight, 1.0f,
               "Height along +Z from 0")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumRectangle::FHeight);
   Rect.Integer("DetailX", &TLumRectangle::DetailX, &TLumRectangle::SetDetX, 1,
                "Cells along X, at least 1")
       .Range(TLumRange::AtLeast(1))
-      .Exchange();
+      .Exchange()
+      .Field(&TLumRectangle::FDetailX);
   Rect.Integer("DetailY", &TLumRectangle::DetailY, &TLumRectangle::SetDetY, 1,
                "Cells along Z, at least 1")
       .Range(TLumRange::AtLeast(1))
-      .Exchange();
+      .Exchange()
+      .Field(&TLumRectangle::FDetailY);
   Rect.DefineZero("Width", &TLumRectangle::Width);
   Rect.DefineZero("Height", &TLumRectangle::Height);
 }

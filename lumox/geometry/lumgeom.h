@@ -8,6 +8,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumgeomProperties();
+}  // namespace detail
+
 class TLumPoint : public TLumPrimitiveObj {
  public:
   explicit TLumPoint(TComponent* AOwner) : TLumPrimitiveObj(AOwner) {}
@@ -31,6 +37,7 @@ class TLumLine : public TLumPrimitiveObj {
 
  private:
   float FLength = 1.0f;
+  friend void detail::RegisterLumgeomProperties();
 };
 
 // Apex at the origin, base across +Z at distance Height.
@@ -51,6 +58,7 @@ class TLumTriangle : public TLumPrimitiveObj {
  private:
   float FBase = 1.0f;
   float FHeight = 1.0f;
+  friend void detail::RegisterLumgeomProperties();
 };
 
 // DetailX x DetailY cells, centred in X; Z runs from Height down to 0.
@@ -78,6 +86,7 @@ class TLumRectangle : public TLumPrimitiveObj {
   float FHeight = 1.0f;
   int32_t FDetailX = 1;
   int32_t FDetailY = 1;
+  friend void detail::RegisterLumgeomProperties();
 };
 
 // Registers the four classes with the render-class registry (point, line, triangle,

@@ -212,6 +212,7 @@ void TLumPointSet::DoRender(TLumCustomView* aView) {
 }
 
 void TLumPointSet::Assign(TPersistent* Source) {
+  // Not the table's copy: PointSize and Colored are interleaved with the points.
   if (auto* S = dynamic_cast<TLumPointSet*>(Source); S && S != this) {
     FPointSize = S->FPointSize;
     const TLumPrimitivePoints* SP = S->Points();

@@ -295,10 +295,9 @@ void TLumPolygon::InitPrimitives() {}  // InitPoints builds the lists with the v
 
 void TLumPolygon::Assign(TPersistent* Source) {
   if (auto* S = dynamic_cast<TLumPolygon*>(Source); S && S != this) {
+    // The contours are a form entry of their own, not a published property.
     FContours = S->FContours;
-    FDepth = S->FDepth;
-    FOutline = S->FOutline;
-    FWindingRule = S->FWindingRule;
+    CopyPublished(this, S);
   }
   TLumPrimitiveObj::Assign(Source);
 }
@@ -346,11 +345,6 @@ void RegisterLumpolygonClasses() { RegisterRenderClass<TLumPolygon>(); }
 
 // --- the published-property table ------------------------------------------------------
 
-namespace detail {
-// Called once from the package's registration (package/lumregister.cpp).
-void RegisterLumpolygonProperties();
-}  // namespace detail
-
 void detail::RegisterLumpolygonProperties() {
   TLumClassTable<TLumPolygon, TLumPrimitiveObj> T(
       "TLumPolygon", "Lumox Obj", "A polygon with holes in the X-Y plane, flat or extruded");
@@ -358,13 +352,16 @@ void detail::RegisterLumpolygonProperties() {
   T.Double("Depth", &TLumPolygon::Depth, &TLumPolygon::SetDepth, 0.0,
            "0 = flat; a solid this thick along +Z")
       .Range(TLumRange::AtLeast(0))
-      .Exchange();
+      .Exchange()
+      .Field(&TLumPolygon::FDepth);
   T.Boolean("Outline", &TLumPolygon::Outline, &TLumPolygon::SetOutline, false,
             "Lines along the boundary instead of faces")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumPolygon::FOutline);
   T.Enum("WindingRule", "TLumWindingRule", &TLumPolygon::WindingRule, &TLumPolygon::SetWindingRule,
          TLumWindingRuleStr, wrOdd, "Which overlapping regions are filled")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumPolygon::FWindingRule);
   // One contour per line: x, y of each point; the first is the outline.
   T.DefineData(
       "Contours", "The contours, a list of x, y pairs each; the first is the outline",

@@ -11,6 +11,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumpolygonProperties();
+}  // namespace detail
+
 struct TLumPoint2 {
   double X = 0.0;
   double Y = 0.0;
@@ -104,6 +110,7 @@ class TLumPolygon : public TLumPrimitiveObj {
   bool FOutline = false;
   TLumWindingRule FWindingRule = wrOdd;
   TLumChildReader FContourReader;
+  friend void detail::RegisterLumpolygonProperties();
 };
 
 // Registers TLumPolygon.

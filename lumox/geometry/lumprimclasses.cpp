@@ -672,8 +672,8 @@ void TLumTextureFlags::SetParamVec(TLumVector* Value) {
 }
 
 void TLumTextureFlags::Assign(TPersistent* Source) {
-  if (dynamic_cast<TLumTextureFlags*>(Source))
-    AssignPublished(this, Source, ClassInfoOf<TLumTextureFlags>());
+  if (auto* F = dynamic_cast<TLumTextureFlags*>(Source))
+    CopyPublished(this, F);
   else
     TLumProperty::Assign(Source);
 }
@@ -689,20 +689,27 @@ void detail::RegisterLumprimclassesProperties() {
   TLumClassTable<TLumTextureFlags, TLumProperty> T("TLumTextureFlags", "",
                                                    "How a mesh's texture coordinates are made");
   T.Creatable();
+  // Assign copies all six through their setters, each change notified.
   T.Enum("Mode", "TLumTextureMode", &TLumTextureFlags::Mode, &TLumTextureFlags::SetMode,
          TLumTextureModeStr, txStandard, "The shape's own coordinates, or a projection")
-      .Exchange();
+      .Exchange()
+      .Copied();
   T.Double("ShiftX", &TLumTextureFlags::ShiftX, &TLumTextureFlags::SetShiftX, 0.0, "Added to s")
-      .Exchange();
+      .Exchange()
+      .Copied();
   T.Double("ShiftY", &TLumTextureFlags::ShiftY, &TLumTextureFlags::SetShiftY, 0.0, "Added to t")
-      .Exchange();
+      .Exchange()
+      .Copied();
   T.Double("ScaleX", &TLumTextureFlags::ScaleX, &TLumTextureFlags::SetScaleX, 1.0, "Multiplies s")
-      .Exchange();
+      .Exchange()
+      .Copied();
   T.Double("ScaleY", &TLumTextureFlags::ScaleY, &TLumTextureFlags::SetScaleY, 1.0, "Multiplies t")
-      .Exchange();
+      .Exchange()
+      .Copied();
   T.Object("ParamVector", &TLumTextureFlags::ParamVector, &TLumTextureFlags::SetParamVec,
            "The centre of txSphereZ")
-      .Exchange();
+      .Exchange()
+      .Copied();
   T.DefineZero("ScaleX", &TLumTextureFlags::ScaleX);
   T.DefineZero("ScaleY", &TLumTextureFlags::ScaleY);
 }

@@ -117,6 +117,8 @@ void TLumPrimitiveObj::DeletePrimitiveArray(int32_t Start, int32_t N) {
 }
 
 void TLumPrimitiveObj::Assign(TPersistent* Source) {
+  // Not the table's copy: Texture before Textured (both notify; published the other way
+  // round), then the mesh, which is not a published property.
   if (auto* S = dynamic_cast<TLumPrimitiveObj*>(Source); S && S != this) {
     SetTexture(S->FTexture);
     SetTextured(S->Textured());

@@ -246,12 +246,7 @@ void TLumSphere::InitRegularPrimitives() {
 }
 
 void TLumSphere::Assign(TPersistent* Source) {
-  if (auto* S = dynamic_cast<TLumSphere*>(Source)) {
-    FSlices = S->FSlices;
-    FStacks = S->FStacks;
-    FRadius = S->FRadius;
-    FMode = S->FMode;
-  }
+  if (auto* S = dynamic_cast<TLumSphere*>(Source)) CopyPublished(this, S);
   TLumPrimitiveObj::Assign(Source);
 }
 
@@ -393,14 +388,7 @@ void TLumCylinder::InitPrimitives() {
 }
 
 void TLumCylinder::Assign(TPersistent* Source) {
-  if (auto* S = dynamic_cast<TLumCylinder*>(Source)) {
-    FBaseRadius = S->FBaseRadius;
-    FTopRadius = S->FTopRadius;
-    FHeight = S->FHeight;
-    FClosed = S->FClosed;
-    FSlices = S->FSlices;
-    FStacks = S->FStacks;
-  }
+  if (auto* S = dynamic_cast<TLumCylinder*>(Source)) CopyPublished(this, S);
   TLumPrimitiveObj::Assign(Source);
 }
 
@@ -492,14 +480,7 @@ void TLumDisc::InitPrimitives() {
 }
 
 void TLumDisc::Assign(TPersistent* Source) {
-  if (auto* S = dynamic_cast<TLumDisc*>(Source)) {
-    FOuterRadius = S->FOuterRadius;
-    FInnerRadius = S->FInnerRadius;
-    FStartAngle = S->FStartAngle;
-    FSweepAngle = S->FSweepAngle;
-    FSlices = S->FSlices;
-    FStacks = S->FStacks;
-  }
+  if (auto* S = dynamic_cast<TLumDisc*>(Source)) CopyPublished(this, S);
   TLumPrimitiveObj::Assign(Source);
 }
 
@@ -571,12 +552,7 @@ void TLumTorus::InitPrimitives() {
 }
 
 void TLumTorus::Assign(TPersistent* Source) {
-  if (auto* S = dynamic_cast<TLumTorus*>(Source)) {
-    FRadius = S->FRadius;
-    FThickness = S->FThickness;
-    FSlices = S->FSlices;
-    FStacks = S->FStacks;
-  }
+  if (auto* S = dynamic_cast<TLumTorus*>(Source)) CopyPublished(this, S);
   TLumPrimitiveObj::Assign(Source);
 }
 
@@ -703,13 +679,7 @@ void TLumBox::InitPrimitives() {
 }
 
 void TLumBox::Assign(TPersistent* Source) {
-  if (auto* S = dynamic_cast<TLumBox*>(Source)) {
-    FWidth = S->FWidth;
-    FHeight = S->FHeight;
-    FDepth = S->FDepth;
-    FFaces = S->FFaces;
-    for (int i = 0; i < 3; ++i) FDetail[i] = S->FDetail[i];
-  }
+  if (auto* S = dynamic_cast<TLumBox*>(Source)) CopyPublished(this, S);
   TLumPrimitiveObj::Assign(Source);
 }
 
@@ -735,11 +705,6 @@ void RegisterLumshapeClasses() {
 
 // --- the published-property table ------------------------------------------------------
 
-namespace detail {
-// Called once from the package's registration (package/lumregister.cpp).
-void RegisterLumshapeProperties();
-}  // namespace detail
-
 void detail::RegisterLumshapeProperties() {
   const TLumRange AtLeast1 = TLumRange::AtLeast(1), NotNegative = TLumRange::AtLeast(0);
 
@@ -749,18 +714,22 @@ void detail::RegisterLumshapeProperties() {
   S.Integer("Slices", &TLumSphere::Slices, &TLumSphere::SetSlices, 10,
             "Divisions around Z, at least 1 (smRegular: a multiple of 4, Stacks follows)")
       .Range(AtLeast1)
-      .Exchange();
+      .Exchange()
+      .Field(&TLumSphere::FSlices);
   S.Integer("Stacks", &TLumSphere::Stacks, &TLumSphere::SetStacks, 10,
             "Divisions from pole to pole, at least 2 (smRegular: Slices follows)")
       .Range(TLumRange::AtLeast(2))
-      .Exchange();
+      .Exchange()
+      .Field(&TLumSphere::FStacks);
   S.Double("Radius", &TLumSphere::Radius, &TLumSphere::SetRadius, 1.0,
            "Radius (a negative one becomes 1)")
       .Range(NotNegative)
-      .Exchange();
+      .Exchange()
+      .Field(&TLumSphere::FRadius);
   S.Enum("Mode", "TSphereMode", &TLumSphere::Mode, &TLumSphere::SetMode, TSphereModeStr, smGlobal,
          "Latitude-longitude grid or regular subdivision")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumSphere::FMode);
   S.DefineZero("Radius", &TLumSphere::Radius);
 
   TLumClassTable<TLumCylinder, TLumPrimitiveObj> C("TLumCylinder", "Lumox Obj",
@@ -768,25 +737,31 @@ void detail::RegisterLumshapeProperties() {
   C.Creatable();
   C.Double("BaseRadius", &TLumCylinder::BaseRadius, &TLumCylinder::SetBaseRadius, 1.0,
            "Radius at z = 0")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumCylinder::FBaseRadius);
   C.Double("TopRadius", &TLumCylinder::TopRadius, &TLumCylinder::SetTopRadius, 1.0,
            "Radius at z = Height")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumCylinder::FTopRadius);
   C.Double("Height", &TLumCylinder::Height, &TLumCylinder::SetHeight, 1.0,
            "Length along +Z (a negative one becomes 1)")
       .Range(NotNegative)
-      .Exchange();
+      .Exchange()
+      .Field(&TLumCylinder::FHeight);
   C.Boolean("Closed", &TLumCylinder::Closed, &TLumCylinder::SetClosed, false,
             "Caps at the ends whose radius is not 0")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumCylinder::FClosed);
   C.Integer("Slices", &TLumCylinder::Slices, &TLumCylinder::SetSlices, 10,
             "Divisions around Z, at least 1")
       .Range(AtLeast1)
-      .Exchange();
+      .Exchange()
+      .Field(&TLumCylinder::FSlices);
   C.Integer("Stacks", &TLumCylinder::Stacks, &TLumCylinder::SetStacks, 10,
             "Divisions along Z, at least 1")
       .Range(AtLeast1)
-      .Exchange();
+      .Exchange()
+      .Field(&TLumCylinder::FStacks);
   C.DefineZero("BaseRadius", &TLumCylinder::BaseRadius);
   C.DefineZero("TopRadius", &TLumCylinder::TopRadius);
   C.DefineZero("Height", &TLumCylinder::Height);
@@ -797,25 +772,31 @@ void detail::RegisterLumshapeProperties() {
   D.Double("OuterRadius", &TLumDisc::OuterRadius, &TLumDisc::SetOuterRadius, 1.0,
            "Outer radius, above 0")
       .Range(TLumRange::Above(0))
-      .Exchange();
+      .Exchange()
+      .Field(&TLumDisc::FOuterRadius);
   D.Double("InnerRadius", &TLumDisc::InnerRadius, &TLumDisc::SetInnerRadius, 0.0,
            "Inner radius, 0 or more")
       .Range(NotNegative)
-      .Exchange();
+      .Exchange()
+      .Field(&TLumDisc::FInnerRadius);
   D.Double("StartAngle", &TLumDisc::StartAngle, &TLumDisc::SetStartAngle, 0.0,
            "Start in degrees from +Y towards +X, kept in 0..360")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumDisc::FStartAngle);
   D.Double("SweepAngle", &TLumDisc::SweepAngle, &TLumDisc::SetSweepAngle, 360.0,
            "Extent in degrees, 0..360")
       .Range(TLumRange::Between(0, 360))
-      .Exchange();
+      .Exchange()
+      .Field(&TLumDisc::FSweepAngle);
   D.Integer("Slices", &TLumDisc::Slices, &TLumDisc::SetSlices, 10, "Divisions around, at least 1")
       .Range(AtLeast1)
-      .Exchange();
+      .Exchange()
+      .Field(&TLumDisc::FSlices);
   D.Integer("Stacks", &TLumDisc::Stacks, &TLumDisc::SetStacks, 10,
             "Divisions from inside to outside, at least 1")
       .Range(AtLeast1)
-      .Exchange();
+      .Exchange()
+      .Field(&TLumDisc::FStacks);
   D.DefineZero("OuterRadius", &TLumDisc::OuterRadius);
   D.DefineZero("InnerRadius", &TLumDisc::InnerRadius);
   D.DefineZero("StartAngle", &TLumDisc::StartAngle);
@@ -827,46 +808,60 @@ void detail::RegisterLumshapeProperties() {
   T.Double("Radius", &TLumTorus::Radius, &TLumTorus::SetRadius, 1.0,
            "Distance to the tube's centre (a negative one becomes 0)")
       .Range(NotNegative)
-      .Exchange();
+      .Exchange()
+      .Field(&TLumTorus::FRadius);
   T.Double("Thickness", &TLumTorus::Thickness, &TLumTorus::SetThickness, 0.2,
            "The tube's radius (a negative one becomes 0)")
       .Range(NotNegative)
-      .Exchange();
+      .Exchange()
+      .Field(&TLumTorus::FThickness);
   T.Integer("Slices", &TLumTorus::Slices, &TLumTorus::SetSlices, 10,
             "Divisions around the ring, at least 1")
       .Range(AtLeast1)
-      .Exchange();
+      .Exchange()
+      .Field(&TLumTorus::FSlices);
   T.Integer("Stacks", &TLumTorus::Stacks, &TLumTorus::SetStacks, 10,
             "Divisions around the tube, at least 1")
       .Range(AtLeast1)
-      .Exchange();
+      .Exchange()
+      .Field(&TLumTorus::FStacks);
   T.DefineZero("Radius", &TLumTorus::Radius);
   T.DefineZero("Thickness", &TLumTorus::Thickness);
 
   TLumClassTable<TLumBox, TLumPrimitiveObj> B(
       "TLumBox", "Lumox Obj", "A box: X centred, Y from 0 to Height, Z from 0 to Depth");
   B.Creatable();
-  B.Single("Width", &TLumBox::Width, &TLumBox::SetWidth, 1.0f, "Extent along X").Exchange();
-  B.Single("Height", &TLumBox::Height, &TLumBox::SetHeight, 1.0f, "Extent along Y").Exchange();
-  B.Single("Depth", &TLumBox::Depth, &TLumBox::SetDepth, 1.0f, "Extent along Z").Exchange();
+  B.Single("Width", &TLumBox::Width, &TLumBox::SetWidth, 1.0f, "Extent along X")
+      .Exchange()
+      .Field(&TLumBox::FWidth);
+  B.Single("Height", &TLumBox::Height, &TLumBox::SetHeight, 1.0f, "Extent along Y")
+      .Exchange()
+      .Field(&TLumBox::FHeight);
+  B.Single("Depth", &TLumBox::Depth, &TLumBox::SetDepth, 1.0f, "Extent along Z")
+      .Exchange()
+      .Field(&TLumBox::FDepth);
   B.SetOf("Faces", "TBoxFace", &TLumBox::Faces, &TLumBox::SetFaces, TBoxFaceStr,
           TBoxFaces{bfFront, bfLeft, bfRight, bfBack, bfTop, bfBottom}, "The faces generated")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumBox::FFaces);
   B.Integer(
        "DetailX", &TLumBox::DetailX, [](TLumBox* X, int32_t V) { X->SetDetail(0, V); }, 1,
        "Cells along X, at least 1")
       .Range(AtLeast1)
-      .Exchange();
+      .Exchange()
+      .Field(&TLumBox::FDetail, 0);
   B.Integer(
        "DetailY", &TLumBox::DetailY, [](TLumBox* X, int32_t V) { X->SetDetail(1, V); }, 1,
        "Cells along Y, at least 1")
       .Range(AtLeast1)
-      .Exchange();
+      .Exchange()
+      .Field(&TLumBox::FDetail, 1);
   B.Integer(
        "DetailZ", &TLumBox::DetailZ, [](TLumBox* X, int32_t V) { X->SetDetail(2, V); }, 1,
        "Cells along Z, at least 1")
       .Range(AtLeast1)
-      .Exchange();
+      .Exchange()
+      .Field(&TLumBox::FDetail, 2);
   B.DefineZero("Width", &TLumBox::Width);
   B.DefineZero("Height", &TLumBox::Height);
   B.DefineZero("Depth", &TLumBox::Depth);

@@ -9,6 +9,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumshapeProperties();
+}  // namespace detail
+
 enum TSphereMode : uint8_t { smGlobal, smRegular };
 extern const char* const TSphereModeStr[2];
 
@@ -52,6 +58,7 @@ class TLumSphere : public TLumPrimitiveObj {
   int32_t FStacks = 10;
   double FRadius = 1.0;
   TSphereMode FMode = smGlobal;
+  friend void detail::RegisterLumshapeProperties();
 };
 
 // A cone frustum around the Z axis from z = 0 (BaseRadius) to z = Height (TopRadius);
@@ -94,6 +101,7 @@ class TLumCylinder : public TLumPrimitiveObj {
   bool FClosed = false;
   int32_t FSlices = 10;
   int32_t FStacks = 10;
+  friend void detail::RegisterLumshapeProperties();
 };
 
 // An annulus sector in the X-Y plane facing +Z; angles in degrees run from +Y towards +X.
@@ -135,6 +143,7 @@ class TLumDisc : public TLumPrimitiveObj {
   double FSweepAngle = 360.0;
   int32_t FSlices = 10;
   int32_t FStacks = 10;
+  friend void detail::RegisterLumshapeProperties();
 };
 
 // A ring of radius Radius around the Z axis, with a tube of radius Thickness.
@@ -168,6 +177,7 @@ class TLumTorus : public TLumPrimitiveObj {
   double FThickness = 0.2;
   int32_t FSlices = 10;
   int32_t FStacks = 10;
+  friend void detail::RegisterLumshapeProperties();
 };
 
 // A box spanning X from -Width/2 to Width/2, Y from 0 to Height and Z from 0 to Depth.
@@ -206,6 +216,7 @@ class TLumBox : public TLumPrimitiveObj {
   float FDepth = 1.0f;
   TBoxFaces FFaces{bfFront, bfLeft, bfRight, bfBack, bfTop, bfBottom};
   int32_t FDetail[3] = {1, 1, 1};
+  friend void detail::RegisterLumshapeProperties();
 };
 
 // Registers TLumSphere, TLumCylinder, TLumDisc, TLumTorus and TLumBox, in that order.

@@ -372,15 +372,7 @@ void TLumText::InitPoints() {
 void TLumText::InitPrimitives() {}  // InitPoints builds the lists with the vertices
 
 void TLumText::Assign(TPersistent* Source) {
-  if (auto* S = dynamic_cast<TLumText*>(Source); S && S != this) {
-    FText = S->FText;
-    FFontName = S->FFontName;
-    FSize = S->FSize;
-    FDepth = S->FDepth;
-    FAlignment = S->FAlignment;
-    FQuality = S->FQuality;
-    FKerning = S->FKerning;
-  }
+  if (auto* S = dynamic_cast<TLumText*>(Source); S && S != this) CopyPublished(this, S);
   TLumPrimitiveObj::Assign(Source);
 }
 
@@ -411,39 +403,41 @@ void RegisterLumtextClasses() { RegisterRenderClass<TLumText>(); }
 
 // --- the published-property table ------------------------------------------------------
 
-namespace detail {
-// Called once from the package's registration (package/lumregister.cpp).
-void RegisterLumtextProperties();
-}  // namespace detail
-
 void detail::RegisterLumtextProperties() {
   TLumClassTable<TLumText, TLumPrimitiveObj> T("TLumText", "Lumox Obj",
                                                "3D text from a font's outlines");
   T.Creatable();
   T.String("Text", &TLumText::Text, &TLumText::SetText, std::string(),
            "The text, UTF-8; a line feed breaks a line")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumText::FText);
   T.String("FontName", &TLumText::FontName, &TLumText::SetFontName, std::string("DejaVu Sans"),
            "A font family (DejaVu Sans stands in for one not installed)")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumText::FFontName);
   T.Double("Size", &TLumText::Size, &TLumText::SetSize, 1.0,
            "Height of the font's em square, above 0")
       .Range(TLumRange::Above(0))
-      .Exchange();
+      .Exchange()
+      .Field(&TLumText::FSize);
   T.Double("Depth", &TLumText::Depth, &TLumText::SetDepth, 0.0,
            "0 = flat; glyph solids this thick along +Z")
       .Range(TLumRange::AtLeast(0))
-      .Exchange();
+      .Exchange()
+      .Field(&TLumText::FDepth);
   T.Enum("Alignment", "TLumHorzAlign", &TLumText::Alignment, &TLumText::SetAlignment,
          TLumHorzAlignStr, haLeft, "Where lines start, centre or end at x = 0")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumText::FAlignment);
   T.Boolean("Kerning", &TLumText::Kerning, &TLumText::SetKerning, true,
             "Moves pairs of glyphs by the face's kerning")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumText::FKerning);
   T.Integer("Quality", &TLumText::Quality, &TLumText::SetQuality, 6,
             "Straight pieces per curve of an outline, 1..64")
       .Range(TLumRange::Between(1, 64))
-      .Exchange();
+      .Exchange()
+      .Field(&TLumText::FQuality);
   T.DefineZero("Size", &TLumText::Size);
 }
 

@@ -11,6 +11,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumtextProperties();
+}  // namespace detail
+
 class TFontFace;
 
 enum TLumHorzAlign : uint8_t { haLeft, haCenter, haRight };
@@ -84,6 +90,7 @@ class TLumText : public TLumPrimitiveObj {
   bool FKerning = true;
   std::unique_ptr<TFontFace> FFace;
   std::string FFaceName;  // the FontName FFace was loaded for
+  friend void detail::RegisterLumtextProperties();
 };
 
 // Registers TLumText.

@@ -312,11 +312,9 @@ void TLumTube::InitPrimitives() {}  // InitPoints builds the lists with the vert
 
 void TLumTube::Assign(TPersistent* Source) {
   if (auto* S = dynamic_cast<TLumTube*>(Source); S && S != this) {
+    // The sections are a form entry of their own, not a published property.
     FSections = S->FSections;
-    FSegments = S->FSegments;
-    FClosed = S->FClosed;
-    FCaps = S->FCaps;
-    FSmooth = S->FSmooth;
+    CopyPublished(this, S);
   }
   TLumPrimitiveObj::Assign(Source);
 }
@@ -363,11 +361,6 @@ void RegisterLumtubeClasses() { RegisterRenderClass<TLumTube>(); }
 
 // --- the published-property table ------------------------------------------------------
 
-namespace detail {
-// Called once from the package's registration (package/lumregister.cpp).
-void RegisterLumtubeProperties();
-}  // namespace detail
-
 void detail::RegisterLumtubeProperties() {
   TLumClassTable<TLumTube, TLumPrimitiveObj> T("TLumTube", "Lumox Obj",
                                                "A tube along a path of sections");
@@ -375,15 +368,19 @@ void detail::RegisterLumtubeProperties() {
   T.Integer("Segments", &TLumTube::Segments, &TLumTube::SetSegments, 12,
             "Quads around the circumference, at least 3")
       .Range(TLumRange::AtLeast(3))
-      .Exchange();
+      .Exchange()
+      .Field(&TLumTube::FSegments);
   T.Boolean("Closed", &TLumTube::Closed, &TLumTube::SetClosed, false,
             "The path returns to its first section")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumTube::FClosed);
   T.Boolean("Caps", &TLumTube::Caps, &TLumTube::SetCaps, true, "Flat caps at an open tube's ends")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumTube::FCaps);
   T.Boolean("Smooth", &TLumTube::Smooth, &TLumTube::SetSmooth, true,
             "Normals shared across sections")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumTube::FSmooth);
   // A section per line: x, y, z, radius, and its colour ($00BBGGRR) when it has one.
   T.DefineData(
       "Sections", "The sections, x, y, z, radius each, and a colour $00BBGGRR where given",

@@ -10,6 +10,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumtubeProperties();
+}  // namespace detail
+
 struct TLumTubeSection {
   TLumMathVector Point{};
   double Radius = 1.0;
@@ -78,6 +84,7 @@ class TLumTube : public TLumPrimitiveObj {
   bool FClosed = false;
   bool FCaps = true;
   bool FSmooth = true;
+  friend void detail::RegisterLumtubeProperties();
 };
 
 // Registers TLumTube.

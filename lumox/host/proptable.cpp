@@ -123,6 +123,16 @@ void ThrowBadValue(const TLumPropInfo& Prop, const std::string& What) {
   throw EConvertError(Owner + Prop.Name + " (" + Prop.TypeName + ") cannot take " + What + ".");
 }
 
+void ThrowWrongClass(const TObject* Obj) {
+  throw EConvertError(std::string("A property was used on a ") + (Obj ? Obj->ClassName() : "nil") +
+                      ", which is not of its class.");
+}
+
+void ThrowBadCopy(const TLumPropInfo& Prop, const char* Why) {
+  const std::string Owner = Prop.Declarer ? Prop.Declarer->ClassName() + "." : "";
+  throw Exception("The table's copy of " + Owner + Prop.Name + " names " + Why + ".");
+}
+
 int64_t CheckedInteger(const TLumPropInfo& Prop, const TLumValue& Canonical, int64_t Lo,
                        int64_t Hi) {
   const int64_t V = std::get<int64_t>(Canonical);
@@ -131,6 +141,12 @@ int64_t CheckedInteger(const TLumPropInfo& Prop, const TLumValue& Canonical, int
 }
 
 }  // namespace detail
+
+void TLumPropEntry::CheckField(std::type_index FieldClass, bool OwnedObject) const {
+  if (FieldClass != FClass.FType) detail::ThrowBadCopy(FInfo, "a field of another class");
+  if (OwnedObject != (FInfo.Kind == pkObject))
+    detail::ThrowBadCopy(FInfo, "a field of another kind");
+}
 
 TLumPropEntry& TLumPropEntry::Hidden() {
   FClass.FOwnPublished[FIndex] = 0;
@@ -247,10 +263,16 @@ static const TLumClassInfo* FindInstanceClass(const TObject* Instance) {
 
 const std::vector<const TLumClassInfo*>& GetClassInfos() { return TLumClassRegistry::Get().List; }
 
-void AssignPublished(TPersistent* Dest, const TPersistent* Source, const TLumClassInfo* Level) {
-  for (const TLumPropInfo* P : Level->Properties())
-    if (P->Declarer == Level && !P->ReadOnly && P->Kind != pkEvent)
-      P->SetValue(Dest, P->GetValue(Source));
+void CopyPublished(TPersistent* Dest, TPersistent* Source, const TLumClassInfo* Level) {
+  for (TPersistent* Obj : {Dest, Source})
+    if (Level && !Level->IsInstance(Obj)) detail::ThrowWrongClass(Obj);
+  detail::CopyOwnEntries(Dest, Source, Level);
+}
+
+void detail::CopyOwnEntries(TPersistent* Dest, TPersistent* Source, const TLumClassInfo* Level) {
+  if (!Level) throw Exception("A class without a table cannot copy through it.");
+  for (const auto& P : Level->FOwn)
+    if (P->Copier) P->Copier(Dest, Source);
 }
 
 const TLumClassInfo* FindClassInfo(std::type_index Type) {

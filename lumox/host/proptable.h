@@ -26,6 +26,11 @@ class TLumClassInfo;
 class TLumFormReader;
 class TLumFormWriter;
 
+namespace detail {
+// CopyPublished without its check that both objects are of Level's class.
+void CopyOwnEntries(TPersistent* Dest, TPersistent* Source, const TLumClassInfo* Level);
+}  // namespace detail
+
 enum TLumPropKind : uint8_t {
   pkInteger,      // int32_t (Tag: int64_t)
   pkCardinal,     // uint32_t
@@ -154,6 +159,10 @@ struct TLumPropInfo {
   std::function<TPersistent*(TPersistent*)> Creator;
   std::function<void*(TPersistent*)> EventField;
   std::function<bool(const TPersistent*)> StoredWhen;
+  // What Assign copies of it, from the source (second) into the copy (first), both
+  // instances of the declaring class (unchecked: CopyPublished checks once); empty where
+  // Assign leaves it. See TLumPropEntry::Field and Copied.
+  std::function<void(TPersistent*, TPersistent*)> Copier;
   // Owned objects and references: the C++ class of the object, linked to ClassInfo.
   std::type_index ClassType = typeid(void);
 };
@@ -220,6 +229,7 @@ class TLumClassInfo {
   friend class TLumClassTable;
   friend class TLumPropEntry;
   friend struct TLumClassRegistry;
+  friend void detail::CopyOwnEntries(TPersistent*, TPersistent*, const TLumClassInfo*);
   std::string FClassName;
   std::string FPalettePage;
   std::string FDescription;
@@ -254,10 +264,13 @@ const TLumClassInfo* GetClassInfo(const TObject* Instance);
 const std::vector<const TLumClassInfo*>& GetClassInfos();
 // The table registered for the C++ class Type itself, or nullptr.
 const TLumClassInfo* FindClassInfo(std::type_index Type);
-// Copies into Dest, in published order and through its setters, every writable
-// property that Level itself publishes (events left out), read from Source; both are
-// instances of Level's class.
-void AssignPublished(TPersistent* Dest, const TPersistent* Source, const TLumClassInfo* Level);
+// What an Assign copies of the properties Level itself declares (published or hidden),
+// from Source into Dest, in their order: an entry registered with a Field by storing the
+// field, no setter and no notification (an owned object through its own Assign, which
+// notifies through its hook); an entry registered as Copied through its setter (an event:
+// the handler). Entries registered with neither are left. Both are instances of Level's
+// class (else EConvertError); the caller notifies, as its Assign always did.
+void CopyPublished(TPersistent* Dest, TPersistent* Source, const TLumClassInfo* Level);
 // The table of class C, looked up once.
 template <typename C>
 const TLumClassInfo* ClassInfoOf() {
@@ -275,6 +288,13 @@ std::string LumQuotedString(const std::string& Value);
 // Default of a property without a stored one.
 inline constexpr std::nullopt_t NoStoredDefault = std::nullopt;
 
+// CopyPublished of class C's own entries, between two instances of C (the usual call,
+// from C::Assign with this and the source cast to C): their types are the check.
+template <typename C>
+void CopyPublished(C* Dest, C* Source) {
+  detail::CopyOwnEntries(Dest, Source, ClassInfoOf<C>());
+}
+
 // --- registration ------------------------------------------------------------------------
 
 namespace detail {
@@ -282,6 +302,31 @@ TLumClassInfo* NewClassInfo(const char* ClassName, const char* Page, const char*
                             std::type_index Type, std::type_index ParentType);
 // Throws EConvertError naming the property.
 [[noreturn]] void ThrowBadValue(const TLumPropInfo& Prop, const std::string& What);
+// Throws EConvertError: a property was used on an object not of its class.
+[[noreturn]] void ThrowWrongClass(const TObject* Obj);
+// Obj as a C; an instance of C itself (the usual case) without the cost of a dynamic_cast.
+template <typename C, typename O>
+C* CastTo(O* Obj) {
+  if (Obj && typeid(*Obj) == typeid(C)) return static_cast<C*>(Obj);
+  C* R = dynamic_cast<C*>(Obj);
+  if (!R) ThrowWrongClass(Obj);
+  return R;
+}
+// Fields that hold an owned value object: a pointer to one, a unique_ptr or the object.
+template <typename T>
+struct TOwnedField : std::is_base_of<TPersistent, T> {
+  static TPersistent* Get(T& F) { return &F; }
+};
+template <typename T>
+struct TOwnedField<T*> : std::is_base_of<TPersistent, T> {
+  static TPersistent* Get(T* F) { return F; }
+};
+template <typename T>
+struct TOwnedField<std::unique_ptr<T>> : std::is_base_of<TPersistent, T> {
+  static TPersistent* Get(std::unique_ptr<T>& F) { return F.get(); }
+};
+// Throws Exception: a Field or Copied that does not fit the entry (a registration fault).
+[[noreturn]] void ThrowBadCopy(const TLumPropInfo& Prop, const char* Why);
 int64_t CheckedInteger(const TLumPropInfo& Prop, const TLumValue& Canonical, int64_t Lo,
                        int64_t Hi);
 }  // namespace detail
@@ -289,8 +334,45 @@ int64_t CheckedInteger(const TLumPropInfo& Prop, const TLumValue& Canonical, int
 // The chained settings of one entry while a class registers it.
 class TLumPropEntry {
  public:
-  TLumPropEntry(TLumPropInfo& Info, TLumClassInfo& Class, size_t Index)
-      : FInfo(Info), FClass(Class), FIndex(Index) {}
+  TLumPropEntry(TLumPropInfo& Info, TLumClassInfo& Class, size_t Index,
+                std::function<void(TPersistent*, TPersistent*)> SetterCopy = {})
+      : FInfo(Info), FClass(Class), FIndex(Index), FSetterCopy(std::move(SetterCopy)) {}
+  // Assign copies the value by storing this field of the source: no setter runs and
+  // nothing notifies (the Assign notifies once); an owned object is copied with its own
+  // Assign. A field of the registered class itself; registration functions name private
+  // fields as friends of their classes.
+  template <typename C, typename T>
+  TLumPropEntry& Field(T C::*Member) {
+    using F = detail::TOwnedField<T>;
+    CheckField(typeid(C), F::value);
+    FInfo.Copier = [Member](TPersistent* Dest, TPersistent* Source) {
+      T& To = static_cast<C*>(Dest)->*Member;
+      T& From = static_cast<C*>(Source)->*Member;
+      if constexpr (F::value) {
+        if (TPersistent* D = F::Get(To), *S = F::Get(From); D && S) D->Assign(S);
+      } else {
+        To = From;
+      }
+    };
+    return *this;
+  }
+  // Element K of an array field (a box's details, the axes' colours).
+  template <typename C, typename T, size_t N>
+  TLumPropEntry& Field(T (C::*Member)[N], size_t K) {
+    CheckField(typeid(C), false);
+    if (K >= N) detail::ThrowBadCopy(FInfo, "an element the array has not");
+    FInfo.Copier = [Member, K](TPersistent* Dest, TPersistent* Source) {
+      (static_cast<C*>(Dest)->*Member)[K] = (static_cast<C*>(Source)->*Member)[K];
+    };
+    return *this;
+  }
+  // Assign copies the value through the setter, with its checks and notification
+  // (references keep their free notifications); an event's handler is copied.
+  TLumPropEntry& Copied() {
+    if (!FSetterCopy) detail::ThrowBadCopy(FInfo, "no setter");
+    FInfo.Copier = FSetterCopy;
+    return *this;
+  }
   TLumPropEntry& Range(const TLumRange& Value) {
     FInfo.Range = Value;
     return *this;
@@ -322,9 +404,13 @@ class TLumPropEntry {
   TLumPropInfo& Info() { return FInfo; }
 
  private:
+  // Throws unless the field is of the registered class and of the entry's kind.
+  void CheckField(std::type_index FieldClass, bool OwnedObject) const;
+
   TLumPropInfo& FInfo;
   TLumClassInfo& FClass;
   size_t FIndex;
+  std::function<void(TPersistent*, TPersistent*)> FSetterCopy;
 };
 
 // Registers class C (derived from P) under ClassName, on a palette page (or none):
@@ -379,7 +465,7 @@ class TLumClassTable {
                                                  std::numeric_limits<V>::max());
         std::invoke(Put, Cast(Obj), static_cast<V>(N));
       };
-    return Entry(I);
+    return Entry(I, Get, Put);
   }
   template <typename G, typename S>
   TLumPropEntry Cardinal(const char* Name, G Get, S Put, const std::optional<uint32_t>& Default,
@@ -429,7 +515,7 @@ class TLumClassTable {
         const int64_t K = detail::CheckedInteger(I, V0, 0, int64_t(I.Names.size()) - 1);
         std::invoke(Put, Cast(Obj), static_cast<V>(K));
       };
-    return Entry(I);
+    return Entry(I, Get, Put);
   }
   // A set (TLumSet<E>) with the name table of its elements.
   template <typename G, typename S, size_t N>
@@ -448,7 +534,7 @@ class TLumClassTable {
         if (N < 32 && (Bits >> N) != 0) detail::ThrowBadValue(I, "a set element beyond its names");
         std::invoke(Put, Cast(Obj), V::FromBits(Bits));
       };
-    return Entry(I);
+    return Entry(I, Get, Put);
   }
   // An owned value object; the setter copies the given object's values in.
   template <typename G, typename S>
@@ -467,7 +553,7 @@ class TLumClassTable {
         if (P0 && !Value) detail::ThrowBadValue(I, std::string("a ") + P0->ClassName());
         if (Value) std::invoke(Put, Cast(Obj), Value);
       };
-    return Entry(I);
+    return Entry(I, Get, Put);
   }
   // A reference to a component of the getter's class (or one derived from it).
   template <typename G, typename S>
@@ -489,7 +575,7 @@ class TLumClassTable {
           detail::ThrowBadValue(I, std::string("the ") + C0->ClassName() + " " + C0->Name());
         std::invoke(Put, Cast(Obj), Value);
       };
-    return Entry(I);
+    return Entry(I, Get, Put);
   }
   // A handler member of type F; TypeName names the event type.
   template <typename F>
@@ -499,7 +585,10 @@ class TLumClassTable {
     I.ReadOnly = false;
     I.EventType = typeid(F);
     I.EventField = [Field](TPersistent* Obj) -> void* { return &(Cast(Obj)->*Field); };
-    return Entry(I);
+    return TLumPropEntry(I, FClass, FClass.FOwn.size() - 1,
+                         [Field](TPersistent* Dest, TPersistent* Source) {
+                           static_cast<C*>(Dest)->*Field = static_cast<C*>(Source)->*Field;
+                         });
   }
   // Publishes, at this point of the order, a property an ancestor declared.
   void Publish(const char* Name) {
@@ -545,27 +634,13 @@ class TLumClassTable {
 
   // An instance of C itself (the usual case, as when a class's own values are read and
   // written) is cast without the cost of a dynamic_cast.
-  static C* Cast(TPersistent* Obj) {
-    if (Obj && typeid(*Obj) == typeid(C)) return static_cast<C*>(Obj);
-    C* R = dynamic_cast<C*>(Obj);
-    if (!R) ThrowWrongClass(Obj);
-    return R;
-  }
-  static const C* CastC(const TPersistent* Obj) {
-    if (Obj && typeid(*Obj) == typeid(C)) return static_cast<const C*>(Obj);
-    const C* R = dynamic_cast<const C*>(Obj);
-    if (!R) ThrowWrongClass(Obj);
-    return R;
-  }
+  static C* Cast(TPersistent* Obj) { return detail::CastTo<C>(Obj); }
+  static const C* CastC(const TPersistent* Obj) { return detail::CastTo<const C>(Obj); }
 
  private:
   template <typename G>
   static ValueOf<G> Read(const G& Get, const TPersistent* Obj) {
     return std::invoke(Get, CastC(Obj));
-  }
-  [[noreturn]] static void ThrowWrongClass(const TObject* Obj) {
-    throw EConvertError(std::string("A property was used on a ") +
-                        (Obj ? Obj->ClassName() : "nil") + ", which is not of its class.");
   }
   template <typename S>
   TLumPropInfo& Add(const char* Name, TLumPropKind Kind, const char* TypeName,
@@ -582,7 +657,16 @@ class TLumClassTable {
     FClass.FOrder.push_back(int(FClass.FOwn.size()) - 1);
     return *FClass.FOwn.back();
   }
-  TLumPropEntry Entry(TLumPropInfo& I) { return TLumPropEntry(I, FClass, FClass.FOwn.size() - 1); }
+  // The entry just added; its setter, when it has one, is what Copied copies through.
+  template <typename G, typename S>
+  TLumPropEntry Entry(TLumPropInfo& I, const G& Get, const S& Put) {
+    std::function<void(TPersistent*, TPersistent*)> SetterCopy;
+    if constexpr (!IsNull<S>)
+      SetterCopy = [Get, Put](TPersistent* Dest, TPersistent* Source) {
+        std::invoke(Put, static_cast<C*>(Dest), std::invoke(Get, static_cast<const C*>(Source)));
+      };
+    return TLumPropEntry(I, FClass, FClass.FOwn.size() - 1, std::move(SetterCopy));
+  }
   static void SetDefault(TLumPropInfo& I, TLumValue V) {
     I.HasDefault = true;
     I.Default = std::move(V);
@@ -597,7 +681,7 @@ class TLumClassTable {
       I.Setter = [Put](TPersistent* Obj, const TLumValue& V0) {
         std::invoke(Put, Cast(Obj), std::get<T>(V0));
       };
-    return Entry(I);
+    return Entry(I, Get, Put);
   }
   template <typename G, typename S>
   TLumPropEntry Unsigned(const char* Name, TLumPropKind Kind, const char* TypeName, G Get, S Put,

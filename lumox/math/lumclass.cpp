@@ -67,9 +67,7 @@ void TLumVector::SetAsMathVector(const TLumMathVector& V) {
 
 void TLumVector::Assign(TPersistent* Source) {
   if (auto* V = dynamic_cast<TLumVector*>(Source)) {
-    FX = V->FX;
-    FY = V->FY;
-    FZ = V->FZ;
+    CopyPublished(this, V);
     Changed();
   }
 }
@@ -123,8 +121,7 @@ void TLumColor::SetParams(const float (&Params)[4]) {
 
 void TLumColor::Assign(TPersistent* Source) {
   if (auto* C = dynamic_cast<TLumColor*>(Source)) {
-    FColor = C->FColor;
-    FAlpha = C->FAlpha;
+    CopyPublished(this, C);
     Changed();
   }
   TLumProperty::Assign(Source);
@@ -371,7 +368,7 @@ TLumMathMatrix TLumRotation::GetMatrix() const {
 
 void TLumRotation::Assign(TPersistent* Source) {
   TLumVector::Assign(Source);
-  if (auto* R = dynamic_cast<TLumRotation*>(Source)) SetOrder(R->FOrder);
+  if (auto* R = dynamic_cast<TLumRotation*>(Source)) CopyPublished(this, R);
 }
 
 bool TLumScale::GetEmpty() const { return FX == 1.0f && FY == 1.0f && FZ == 1.0f; }
@@ -451,20 +448,11 @@ TLumMathMatrix TLumTransformation::GetMatrix() const {
 void TLumTransformation::SubChange(TObject*) { Changed(); }
 
 void TLumTransformation::Assign(TPersistent* Source) {
-  // Order is deliberately not copied; only the three parts are.
-  if (auto* T = dynamic_cast<TLumTransformation*>(Source)) {
-    FRotation.Assign(&T->FRotation);
-    FScale.Assign(&T->FScale);
-    FTranslation.Assign(&T->FTranslation);
-  }
+  // Order is deliberately not copied (its entry has no field); only the three parts are.
+  if (auto* T = dynamic_cast<TLumTransformation*>(Source)) CopyPublished(this, T);
 }
 
 // --- the published-property table ------------------------------------------------------
-
-namespace detail {
-// Called once from the package's registration (package/lumregister.cpp).
-void RegisterLumclassProperties();
-}  // namespace detail
 
 void detail::RegisterLumclassProperties() {
   TLumClassTable<TLumProperty, TPersistent>("TLumProperty", "", "Base of the owned value objects");
@@ -473,9 +461,12 @@ void detail::RegisterLumclassProperties() {
 
   TLumClassTable<TLumVector, TLumProperty> Vector("TLumVector", "", "Three Single components");
   Vector.Creatable();
-  Vector.Single("X", &TLumVector::X, &TLumVector::SetX, 0.0f, "The x component");
-  Vector.Single("Y", &TLumVector::Y, &TLumVector::SetY, 0.0f, "The y component");
-  Vector.Single("Z", &TLumVector::Z, &TLumVector::SetZ, 0.0f, "The z component");
+  Vector.Single("X", &TLumVector::X, &TLumVector::SetX, 0.0f, "The x component")
+      .Field(&TLumVector::FX);
+  Vector.Single("Y", &TLumVector::Y, &TLumVector::SetY, 0.0f, "The y component")
+      .Field(&TLumVector::FY);
+  Vector.Single("Z", &TLumVector::Z, &TLumVector::SetZ, 0.0f, "The z component")
+      .Field(&TLumVector::FZ);
   // Zero components are written, so that a vector whose constructor sets another value
   // (a scale's 1) loads back 0.
   Vector.DefineZero("X", &TLumVector::X);
@@ -498,10 +489,12 @@ void detail::RegisterLumclassProperties() {
   TLumClassTable<TLumColor, TLumProperty> Color("TLumColor", "", "A colour with an alpha");
   Color.Creatable();
   Color.Color("Color", &TLumColor::Color, &TLumColor::SetColor, 0u, "Red, green, blue: $00BBGGRR")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumColor::FColor);
   Color.Single("Alpha", &TLumColor::Alpha, &TLumColor::SetAlpha, 1.0f, "Opacity, 0..1")
       .Range(TLumRange::Between(0, 1))
-      .Exchange();
+      .Exchange()
+      .Field(&TLumColor::FAlpha);
   Color.DefineZero("Alpha", &TLumColor::Alpha);
   Color.DefineZero("Color", &TLumColor::Color);
 
@@ -513,7 +506,8 @@ void detail::RegisterLumclassProperties() {
   Rotation
       .Enum("Order", "TLumRotationOrder", &TLumRotation::Order, &TLumRotation::SetOrder,
             TLumRotationOrderStr, roXYZ, "The order of the three turns, first to last")
-      .Exchange();
+      .Exchange()
+      .Copied();
   TLumClassTable<TLumScale, TLumTransform> Scale("TLumScale", "", "Scale factors along X, Y, Z");
   Scale.Creatable();
   Scale.Single("X", &TLumVector::X, &TLumVector::SetX, 1.0f, "The factor along x");
@@ -528,13 +522,16 @@ void detail::RegisterLumclassProperties() {
   T.Creatable();
   T.Object("Rotation", &TLumTransformation::Rotation, &TLumTransformation::SetRotation,
            "Angles in degrees about X, Y and Z")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumTransformation::FRotation);
   T.Object("Scale", &TLumTransformation::Scale, &TLumTransformation::SetScale,
            "Scale factors along X, Y and Z")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumTransformation::FScale);
   T.Object("Translation", &TLumTransformation::Translation, &TLumTransformation::SetTranslation,
            "Displacement along X, Y and Z")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumTransformation::FTranslation);
   T.Enum("Order", "TLumTransformationOrder", &TLumTransformation::Order,
          &TLumTransformation::SetOrder, TLumTransformationOrderStr, NoStoredDefault,
          "The order of rotation, translation and scale, first call to last")

@@ -13,6 +13,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumclassProperties();
+}  // namespace detail
+
 class TLumCustomView;
 
 // Events raised around a component's drawing; the argument is the view being rendered.
@@ -127,6 +133,7 @@ class TLumVector : public TLumProperty {
 
  protected:
   float FX = 0.0f, FY = 0.0f, FZ = 0.0f;
+  friend void detail::RegisterLumclassProperties();
 };
 
 // A vector whose components stay within -1..1; values outside are ignored.
@@ -168,6 +175,7 @@ class TLumColor : public TLumProperty {
  private:
   uint32_t FColor = 0;
   float FAlpha = 1.0f;
+  friend void detail::RegisterLumclassProperties();
 };
 
 // 4x4 matrix of doubles in OpenGL's column-major order: value k is row k mod 4,
@@ -308,6 +316,7 @@ class TLumTransformation : public TLumProperty {
   mutable TLumScale FScale;
   mutable TLumTranslation FTranslation;
   TLumTransformationOrder FOrder = toRotTraSca;
+  friend void detail::RegisterLumclassProperties();
 };
 
 }  // namespace lumox

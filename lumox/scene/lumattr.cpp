@@ -103,18 +103,8 @@ void TLumAttributes::Changed() {
 
 void TLumAttributes::Assign(TPersistent* Source) {
   // Dithering, perspective correction, the stipple fields, point size and line width
-  // are deliberately not copied.
-  if (auto* A = dynamic_cast<TLumAttributes*>(Source)) {
-    FAntialiasing = A->FAntialiasing;
-    FColorAmbient->Assign(A->FColorAmbient);
-    FCullFace = A->FCullFace;
-    FLighting = A->FLighting;
-    FLightTwoSide = A->FLightTwoSide;
-    FPolygonMode = A->FPolygonMode;
-    FShadeModel = A->FShadeModel;
-    FTransparency = A->FTransparency;
-    FLineStipple = A->FLineStipple;
-  }
+  // are deliberately not copied (their entries have no field).
+  if (auto* A = dynamic_cast<TLumAttributes*>(Source)) CopyPublished(this, A);
   TLumRender::Assign(Source);
 }
 
@@ -266,11 +256,10 @@ void TLumFog::Assign(TPersistent* Source) {
   auto* F = dynamic_cast<TLumFog*>(Source);
   if (!F) return;
   TLumRender::Assign(Source);
-  FMode = F->FMode;
-  FDensity = F->FDensity;
-  FStartDepth = F->FStartDepth;
-  FEndDepth = F->FEndDepth;
-  FColor->Assign(F->FColor);
+  // Quality is not copied (its entry has no field).
+  CopyPublished(this, F);
+  // The source's hook once more and a second notification, after the fog's own values:
+  // not the table's part, kept as the fog always did it.
   OnChange = F->OnChange;
   Changed();
 }
@@ -327,37 +316,38 @@ void RegisterLumattrClasses() {
 
 // --- the published-property table ------------------------------------------------------
 
-namespace detail {
-// Called once from the package's registration (package/lumregister.cpp).
-void RegisterLumattrProperties();
-}  // namespace detail
-
 void detail::RegisterLumattrProperties() {
   TLumClassTable<TLumAttributes, TLumRender> A(
       "TLumAttributes", "Lumox", "Rasterisation, lighting model, blending, lines and points");
   A.Creatable();
   A.Boolean("Antialiasing", &TLumAttributes::Antialiasing, &TLumAttributes::SetAntialiasing, false,
             "Smooths points, lines and polygons")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumAttributes::FAntialiasing);
   A.Object("ColorAmbient", &TLumAttributes::ColorAmbient, &TLumAttributes::SetAmbient,
            "The ambient light of the lighting model")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumAttributes::FColorAmbient);
   A.Enum("CullFace", "TLumCullFace", &TLumAttributes::CullFace, &TLumAttributes::SetCullFace,
          TLumCullFaceStr, cfNone, "Which polygon faces are not drawn")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumAttributes::FCullFace);
   A.Boolean("Dithering", &TLumAttributes::Dithering, &TLumAttributes::SetDithering, false,
             "Dithers colours")
       .Exchange();
   A.Boolean("Lighting", &TLumAttributes::Lighting, &TLumAttributes::SetLighting, false,
             "Lights the geometry after it")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumAttributes::FLighting);
   A.Boolean("LightTwoSide", &TLumAttributes::LightTwoSide, &TLumAttributes::SetLightTwoSide, false,
             "Lights back faces with their own normals")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumAttributes::FLightTwoSide);
   A.Enum("PolygonMode", "TLumPolygonMode", &TLumAttributes::PolygonMode,
          &TLumAttributes::SetPolygonMode, TLumPolygonModeStr, pmFill,
          "Polygons as points, lines or filled")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumAttributes::FPolygonMode);
   A.Enum("PerspectiveCorrection", "TLumQuality", &TLumAttributes::PerspectiveCorrection,
          &TLumAttributes::SetPerspectiveCorrection, TLumQualityStr, quDontCare,
          "The quality of perspective-correct interpolation")
@@ -365,14 +355,17 @@ void detail::RegisterLumattrProperties() {
   A.Enum("ShadeModel", "TLumShadeModel", &TLumAttributes::ShadeModel,
          &TLumAttributes::SetShadeModel, TLumShadeModelStr, smSmooth,
          "Flat or smooth (interpolated) shading")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumAttributes::FShadeModel);
   A.Enum("Transparency", "TLumTransparencyMode", &TLumAttributes::Transparency,
          &TLumAttributes::SetTransparency, TLumTransparencyModeStr, tmNone,
          "How colours blend with what is drawn")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumAttributes::FTransparency);
   A.Enum("LineStipple", "TLumLineStipple", &TLumAttributes::LineStipple,
          &TLumAttributes::SetLineStipple, TLumLineStippleStr, lsSolid, "The dash pattern of lines")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumAttributes::FLineStipple);
   A.Single("PointSize", &TLumAttributes::PointSize, &TLumAttributes::SetPointSize, 1.0f,
            "Point diameter in pixels, above 0")
       .Range(TLumRange::Above(0))
@@ -389,17 +382,23 @@ void detail::RegisterLumattrProperties() {
   F.Creatable();
   F.Enum("Mode", "TLumFogMode", &TLumFog::Mode, &TLumFog::SetMode, TLumFogModeStr, fmExp,
          "How fog grows with distance")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumFog::FMode);
   F.Single("Density", &TLumFog::Density, &TLumFog::SetDensity, 0.2f,
            "Density of the exponential modes")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumFog::FDensity);
   F.Single("StartDepth", &TLumFog::StartDepth, &TLumFog::SetStartDepth, 0.0f,
            "Where linear fog starts")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumFog::FStartDepth);
   F.Single("EndDepth", &TLumFog::EndDepth, &TLumFog::SetEndDepth, 1.0f,
            "Where linear fog is complete")
-      .Exchange();
-  F.Object("Color", &TLumFog::Color, &TLumFog::SetColor, "The fog's colour").Exchange();
+      .Exchange()
+      .Field(&TLumFog::FEndDepth);
+  F.Object("Color", &TLumFog::Color, &TLumFog::SetColor, "The fog's colour")
+      .Exchange()
+      .Field(&TLumFog::FColor);
   F.Enum("Quality", "TLumQuality", &TLumFog::Quality, &TLumFog::SetQuality, TLumQualityStr,
          quDontCare, "The quality of the fog computation")
       .Exchange();

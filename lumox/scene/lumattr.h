@@ -8,6 +8,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumattrProperties();
+}  // namespace detail
+
 class TLumAttributes : public TLumRender {
  public:
   explicit TLumAttributes(TComponent* AOwner);
@@ -79,6 +85,7 @@ class TLumAttributes : public TLumRender {
   TLumLineStipple FLineStipple = lsSolid;
   float FPointSize = 1.0f;
   float FLineWidth = 0.0f;
+  friend void detail::RegisterLumattrProperties();
 };
 
 class TLumFog : public TLumRender {
@@ -116,6 +123,7 @@ class TLumFog : public TLumRender {
   float FEndDepth = 1.0f;
   TLumColor* FColor;
   TLumQuality FQuality = quDontCare;
+  friend void detail::RegisterLumattrProperties();
 };
 
 // The blending of a transparency mode (GL_BLEND off for tmNone), shared by the render

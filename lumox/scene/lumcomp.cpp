@@ -80,7 +80,7 @@ void TLumTransformed::SetTransformation(TLumTransformation* Value) {
 void TLumTransformed::SubChange(TObject*) { Changed(); }
 
 void TLumTransformed::Assign(TPersistent* Source) {
-  if (auto* T = dynamic_cast<TLumTransformed*>(Source)) FTransformation.Assign(&T->FTransformation);
+  if (auto* T = dynamic_cast<TLumTransformed*>(Source)) CopyPublished(this, T);
   TLumComponent::Assign(Source);
 }
 
@@ -457,10 +457,7 @@ void TLumRender::ClearCache() {
 }
 
 void TLumRender::Assign(TPersistent* Source) {
-  if (auto* R = dynamic_cast<TLumRender*>(Source)) {
-    FEnabled = R->FEnabled;
-    OnTransform = R->OnTransform;
-  }
+  if (auto* R = dynamic_cast<TLumRender*>(Source)) CopyPublished(this, R);
   TLumTransformed::Assign(Source);
 }
 
@@ -523,11 +520,6 @@ void TLumCustomNode::Held(TLumRender* Item, TRankedList::TLeaf* From, TRankedLis
 
 // --- the published-property table ------------------------------------------------------
 
-namespace detail {
-// Called once from the package's registration (package/lumregister.cpp).
-void RegisterLumcompProperties();
-}  // namespace detail
-
 void detail::RegisterLumcompProperties() {
   TLumClassTable<TLumCustomView, TComponent>("TLumCustomView", "",
                                              "The view as render components see it");
@@ -539,14 +531,18 @@ void detail::RegisterLumcompProperties() {
       .Object("Transformation", &TLumTransformed::Transformation,
               &TLumTransformed::SetTransformation, "Rotation, scale and translation")
       .Exchange()
-      .Hidden();
+      .Hidden()
+      .Field(&TLumTransformed::FTransformation);
 
   TLumClassTable<TLumRender, TLumTransformed> Render("TLumRender", "",
                                                      "A component that renders in a view");
+  // Assign copies Enabled and OnTransform; a copy keeps its own node, view, cache and
+  // projection.
   Render
       .Boolean("Enabled", &TLumRender::Enabled, &TLumRender::SetEnabled, true,
                "Rendered; when off it only switches its feature off")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumRender::FEnabled);
   // Node membership is held by the node's list of items in form files.
   Render
       .Component("Node", &TLumRender::Node, &TLumRender::SetNode, true,
@@ -565,7 +561,8 @@ void detail::RegisterLumcompProperties() {
   Render
       .Event("OnTransform", "TNotifyEvent", &TLumRender::OnTransform,
              "Places the component instead of its transformation")
-      .Hidden();
+      .Hidden()
+      .Copied();
   Render
       .Event("OnAfterRender", "TLumRenderEvent", &TLumRender::OnAfterRender,
              "Raised after the component is drawn")

@@ -17,6 +17,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumcompProperties();
+}  // namespace detail
+
 class TLumCustomNode;
 
 // What the current render pass is for. Scene objects push selection names in the
@@ -131,6 +137,7 @@ class TLumTransformed : public TLumComponent {
   // Part of the component rather than allocated apart, so the frame finds it next to
   // the component's own fields; mutable because the accessor hands it out from const.
   mutable TLumTransformation FTransformation;
+  friend void detail::RegisterLumcompProperties();
 };
 
 // The places of a component in one leaf of a node's list (see TLumCustomNode::Held):
@@ -253,6 +260,7 @@ class TLumRender : public TLumTransformed {
   TLumCustomNode* FNode = nullptr;
   TLumMatrix* FProjectionMatrix = nullptr;
   bool FProjectionEnabled = false;
+  friend void detail::RegisterLumcompProperties();
 };
 
 // Told when a frame left out the branches of a scene nested deeper than the GL

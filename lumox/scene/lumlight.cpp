@@ -74,15 +74,7 @@ void TLumLight::SetCutOff(float Value) {
 }
 
 void TLumLight::Assign(TPersistent* Source) {
-  if (auto* L = dynamic_cast<TLumLight*>(Source)) {
-    FID = L->FID;
-    FColorAmbient->Assign(L->FColorAmbient);
-    FColorDiffuse->Assign(L->FColorDiffuse);
-    FColorSpecular->Assign(L->FColorSpecular);
-    FKind = L->FKind;
-    FCutOff = L->FCutOff;
-    FDirection->Assign(L->FDirection);
-  }
+  if (auto* L = dynamic_cast<TLumLight*>(Source)) CopyPublished(this, L);
   TLumRender::Assign(Source);
 }
 
@@ -151,34 +143,36 @@ void RegisterLumlightClasses() { RegisterRenderClass<TLumLight>(); }
 
 // --- the published-property table ------------------------------------------------------
 
-namespace detail {
-// Called once from the package's registration (package/lumregister.cpp).
-void RegisterLumlightProperties();
-}  // namespace detail
-
 void detail::RegisterLumlightProperties() {
   TLumClassTable<TLumLight, TLumRender> T("TLumLight", "Lumox",
                                           "One of the eight GL lights: point, direction or spot");
   T.Creatable();
   T.Enum("ID", "TLightID", &TLumLight::ID, &TLumLight::SetID, TLightIDStr, idLight0,
          "Which GL light it configures")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumLight::FID);
   T.Object("ColorAmbient", &TLumLight::ColorAmbient, &TLumLight::SetAmbient, "Ambient colour")
-      .Exchange("Ambient");
+      .Exchange("Ambient")
+      .Field(&TLumLight::FColorAmbient);
   T.Object("ColorDiffuse", &TLumLight::ColorDiffuse, &TLumLight::SetDiffuse, "Diffuse colour")
-      .Exchange("Diffuse");
+      .Exchange("Diffuse")
+      .Field(&TLumLight::FColorDiffuse);
   T.Object("ColorSpecular", &TLumLight::ColorSpecular, &TLumLight::SetSpecular, "Specular colour")
-      .Exchange("Specular");
+      .Exchange("Specular")
+      .Field(&TLumLight::FColorSpecular);
   T.Enum("Kind", "TLightKind", &TLumLight::Kind, &TLumLight::SetKind, TLightKindStr, lkPoint,
          "Point, directional or spot light; sets CutOff to 180 or 90")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumLight::FKind);
   T.Single("CutOff", &TLumLight::CutOff, &TLumLight::SetCutOff, 180.0f,
            "Spot cone half-angle in degrees, 0..90 (180 for point and directional lights)")
       .Range(TLumRange::Between(0, 180))
-      .Exchange();
+      .Exchange()
+      .Field(&TLumLight::FCutOff);
   T.Object("Direction", &TLumLight::Direction, &TLumLight::SetDirection,
            "Direction of directional and spot lights")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumLight::FDirection);
   for (const char* Name : {"Transformation", "View", "Cached", "OnBeforeRender", "OnAfterRender"})
     T.Publish(Name);
   // Written when it is not 0, as the light defines it; so a cut-off of 0 is left out of

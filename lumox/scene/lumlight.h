@@ -8,6 +8,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumlightProperties();
+}  // namespace detail
+
 enum TLightID : uint8_t {
   idLight0,
   idLight1,
@@ -65,6 +71,7 @@ class TLumLight : public TLumRender {
   TLightKind FKind = lkPoint;
   float FCutOff = 180.0f;
   TLumDirection* FDirection;
+  friend void detail::RegisterLumlightProperties();
 };
 
 void RegisterLumlightClasses();

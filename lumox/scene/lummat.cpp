@@ -71,14 +71,7 @@ void TLumMaterial::SetShininess(int32_t Value) {
 }
 
 void TLumMaterial::Assign(TPersistent* Source) {
-  if (auto* M = dynamic_cast<TLumMaterial*>(Source)) {
-    FFace = M->FFace;
-    FColorAmbient->Assign(M->FColorAmbient);
-    FColorDiffuse->Assign(M->FColorDiffuse);
-    FColorSpecular->Assign(M->FColorSpecular);
-    FColorEmission->Assign(M->FColorEmission);
-    FShininess = M->FShininess;
-  }
+  if (auto* M = dynamic_cast<TLumMaterial*>(Source)) CopyPublished(this, M);
   TLumRender::Assign(Source);
 }
 
@@ -138,35 +131,36 @@ void RegisterLummatClasses() { RegisterRenderClass<TLumMaterial>(); }
 
 // --- the published-property table ------------------------------------------------------
 
-namespace detail {
-// Called once from the package's registration (package/lumregister.cpp).
-void RegisterLummatProperties();
-}  // namespace detail
-
 void detail::RegisterLummatProperties() {
   TLumClassTable<TLumMaterial, TLumRender> T("TLumMaterial", "Lumox",
                                              "The GL material of the geometry after it");
   T.Creatable();
   T.Enum("Face", "TMaterialFace", &TLumMaterial::Face, &TLumMaterial::SetFace, TMaterialFaceStr,
          mfFrontBack, "The polygon faces that receive the material")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumMaterial::FFace);
   T.Object("ColorAmbient", &TLumMaterial::ColorAmbient, &TLumMaterial::SetColorAmbient,
            "Ambient reflectance")
-      .Exchange("Ambient");
+      .Exchange("Ambient")
+      .Field(&TLumMaterial::FColorAmbient);
   // Written as "FDiffuse", which loading does not read back (kept for existing files).
   T.Object("ColorDiffuse", &TLumMaterial::ColorDiffuse, &TLumMaterial::SetColorDiffuse,
            "Diffuse reflectance")
-      .Exchange("FDiffuse");
+      .Exchange("FDiffuse")
+      .Field(&TLumMaterial::FColorDiffuse);
   T.Object("ColorSpecular", &TLumMaterial::ColorSpecular, &TLumMaterial::SetColorSpecular,
            "Specular reflectance")
-      .Exchange("Specular");
+      .Exchange("Specular")
+      .Field(&TLumMaterial::FColorSpecular);
   T.Object("ColorEmission", &TLumMaterial::ColorEmission, &TLumMaterial::SetColorEmission,
            "Emitted colour")
-      .Exchange("Emission");
+      .Exchange("Emission")
+      .Field(&TLumMaterial::FColorEmission);
   T.Integer("Shininess", &TLumMaterial::Shininess, &TLumMaterial::SetShininess, 0,
             "Specular exponent, 0..128")
       .Range(TLumRange::Between(0, 128))
-      .Exchange();
+      .Exchange()
+      .Field(&TLumMaterial::FShininess);
   for (const char* Name : {"View", "Cached", "OnBeforeRender", "OnAfterRender"}) T.Publish(Name);
 }
 

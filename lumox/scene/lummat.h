@@ -8,6 +8,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLummatProperties();
+}  // namespace detail
+
 enum TMaterialFace : uint8_t { mfFront, mfBack, mfFrontBack };
 extern const char* const TMaterialFaceStr[3];
 
@@ -54,6 +60,7 @@ class TLumMaterial : public TLumRender {
   TLumColor* FColorEmission;
   int32_t FShininess = 0;
   TLumStateKey FStateKey = NewStateKey();
+  friend void detail::RegisterLummatProperties();
 };
 
 // Whether m is the material whose state the context aView renders in holds now: one

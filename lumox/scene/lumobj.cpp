@@ -68,10 +68,10 @@ void TLumObject::SetName(const std::string& NewName) {
 void TLumObject::Assign(TPersistent* Source) {
   TLumRender::Assign(Source);
   if (auto* O = dynamic_cast<TLumObject*>(Source)) {
-    FObjectName = O->FObjectName;
+    // The picking ID is not published, so the table's copy leaves it.
     FObjectID = O->FObjectID;
     // The colour's Assign takes over the source colour's hook along with its value.
-    FColor->Assign(O->FColor);
+    CopyPublished(this, O);
   }
 }
 
@@ -516,20 +516,18 @@ void GetRenderClassList(std::vector<TLumRenderClass>& List) { List = Registry().
 
 // --- the published-property table ------------------------------------------------------
 
-namespace detail {
-// Called once from the package's registration (package/lumregister.cpp).
-void RegisterLumobjProperties();
-}  // namespace detail
-
 void detail::RegisterLumobjProperties() {
   TLumClassTable<TLumObject, TLumRender> Obj("TLumObject", "",
                                              "A visible scene object: colour, material, name");
   Obj.String("ObjectName", &TLumObject::ObjectName, &TLumObject::SetObjectName, std::string(),
              "The picking name; follows the component's name unless set apart")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumObject::FObjectName);
   Obj.Object("Color", &TLumObject::Color, &TLumObject::SetColor,
              "The colour drawn when no material is in force")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumObject::FColor);
+  // Assign leaves the two references: a copy does not share them.
   Obj.Component("Attributes", &TLumObject::Attributes, &TLumObject::SetAttributes, true,
                 "Render attributes applied before the geometry (shared, not owned)");
   Obj.Component("Material", &TLumObject::Material, &TLumObject::SetMaterial, true,

@@ -12,6 +12,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumobjProperties();
+}  // namespace detail
+
 class TLumAttributes;
 class TLumMaterial;
 
@@ -73,6 +79,7 @@ class TLumObject : public TLumRender {
   TLumMaterial* FMaterial = nullptr;
   TLumColorAsMaterial FColorAsMaterial = cmNone;
   bool FNamePushed = false;
+  friend void detail::RegisterLumobjProperties();
 };
 
 // A node's OnItemNotify. Assigning a handler also makes the node hear its siblings'

@@ -226,7 +226,8 @@ void TLumTexture::Changed() {
 }
 
 void TLumTexture::Assign(TPersistent* Source) {
-  if (auto* T = dynamic_cast<TLumTexture*>(Source)) SetBitmap(T->FBitmap);
+  // Only the bitmap is copied, through its setter; Alpha, Mode and BlendColor stay.
+  if (auto* T = dynamic_cast<TLumTexture*>(Source)) CopyPublished(this, T);
   TLumRender::Assign(Source);
 }
 
@@ -396,7 +397,9 @@ void detail::RegisterLumtexProperties() {
   TLumClassTable<TLumTexture, TLumRender> T("TLumTexture", "Lumox",
                                             "A 2D texture from a bitmap for what follows");
   T.Creatable();
-  T.Object("Bitmap", &TLumTexture::Bitmap, &TLumTexture::SetBitmap, "The image").Exchange();
+  T.Object("Bitmap", &TLumTexture::Bitmap, &TLumTexture::SetBitmap, "The image")
+      .Exchange()
+      .Copied();
   T.Single("Alpha", &TLumTexture::Alpha, &TLumTexture::SetAlpha, 1.0f,
            "Opacity of every pixel, 0..1")
       .Range(TLumRange::Between(0, 1))

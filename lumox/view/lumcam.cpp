@@ -30,10 +30,7 @@ void TLumCamera::SetViewFar(float Value) {
 }
 
 void TLumCamera::Assign(TPersistent* Source) {
-  if (auto* C = dynamic_cast<TLumCamera*>(Source)) {
-    FViewNear = C->FViewNear;
-    FViewFar = C->FViewFar;
-  }
+  if (auto* C = dynamic_cast<TLumCamera*>(Source)) CopyPublished(this, C);
   TLumTransformed::Assign(Source);
 }
 
@@ -62,7 +59,7 @@ void TLumPerspectiveCamera::Adjust(int Width, int Height) {
 }
 
 void TLumPerspectiveCamera::Assign(TPersistent* Source) {
-  if (auto* C = dynamic_cast<TLumPerspectiveCamera*>(Source)) FViewAngle = C->FViewAngle;
+  if (auto* C = dynamic_cast<TLumPerspectiveCamera*>(Source)) CopyPublished(this, C);
   TLumCamera::Assign(Source);
 }
 
@@ -95,10 +92,7 @@ void TLumOrthographicCamera::Adjust(int Width, int Height) {
 }
 
 void TLumOrthographicCamera::Assign(TPersistent* Source) {
-  if (auto* C = dynamic_cast<TLumOrthographicCamera*>(Source)) {
-    FViewWidth = C->FViewWidth;
-    FViewHeight = C->FViewHeight;
-  }
+  if (auto* C = dynamic_cast<TLumOrthographicCamera*>(Source)) CopyPublished(this, C);
   TLumCamera::Assign(Source);
 }
 
@@ -114,22 +108,19 @@ void TLumOrthographicCamera::ReadValues(TLumExchange* Exchange) {
 
 // --- the published-property table ------------------------------------------------------
 
-namespace detail {
-// Called once from the package's registration (package/lumregister.cpp).
-void RegisterLumcamProperties();
-}  // namespace detail
-
 void detail::RegisterLumcamProperties() {
   TLumClassTable<TLumCamera, TLumTransformed> C("TLumCamera", "",
                                                 "A view's projection and viewing transformation");
   C.Single("ViewNear", &TLumCamera::ViewNear, &TLumCamera::SetViewNear, 0.1f,
            "Distance of the near clipping plane, above 0")
       .Range(TLumRange::Above(0))
-      .Exchange();
+      .Exchange()
+      .Field(&TLumCamera::FViewNear);
   C.Single("ViewFar", &TLumCamera::ViewFar, &TLumCamera::SetViewFar, 10.0f,
            "Distance of the far clipping plane, above 0")
       .Range(TLumRange::Above(0))
-      .Exchange();
+      .Exchange()
+      .Field(&TLumCamera::FViewFar);
   C.Publish("Transformation");
   C.DefineZero("ViewNear", &TLumCamera::ViewNear);
   C.DefineZero("ViewFar", &TLumCamera::ViewFar);
@@ -140,7 +131,8 @@ void detail::RegisterLumcamProperties() {
   P.Single("ViewAngle", &TLumPerspectiveCamera::ViewAngle, &TLumPerspectiveCamera::SetViewAngle,
            45.0f, "Vertical field of view in degrees, 0..180")
       .Range(TLumRange::Between(0, 180))
-      .Exchange();
+      .Exchange()
+      .Field(&TLumPerspectiveCamera::FViewAngle);
   P.DefineZero("ViewAngle", &TLumPerspectiveCamera::ViewAngle);
 
   TLumClassTable<TLumOrthographicCamera, TLumCamera> O("TLumOrthographicCamera", "Lumox",
@@ -149,11 +141,13 @@ void detail::RegisterLumcamProperties() {
   O.Single("ViewWidth", &TLumOrthographicCamera::ViewWidth, &TLumOrthographicCamera::SetViewWidth,
            2.0f, "Visible width at a square window, 0 or more; it follows the window's shape")
       .Range(TLumRange::AtLeast(0))
-      .Exchange();
+      .Exchange()
+      .Field(&TLumOrthographicCamera::FViewWidth);
   O.Single("ViewHeight", &TLumOrthographicCamera::ViewHeight,
            &TLumOrthographicCamera::SetViewHeight, 2.0f, "Visible height, 0 or more")
       .Range(TLumRange::AtLeast(0))
-      .Exchange();
+      .Exchange()
+      .Field(&TLumOrthographicCamera::FViewHeight);
   O.DefineZero("ViewWidth", &TLumOrthographicCamera::ViewWidth);
   O.DefineZero("ViewHeight", &TLumOrthographicCamera::ViewHeight);
 }

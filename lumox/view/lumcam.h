@@ -5,6 +5,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumcamProperties();
+}  // namespace detail
+
 class TLumCamera : public TLumTransformed {
  public:
   // Looks at the origin from two units away: translation (0, 0, -2).
@@ -31,6 +37,7 @@ class TLumCamera : public TLumTransformed {
   float FViewNear = 0.1f;
   float FViewFar = 10.0f;
   TLumMatrix* FMatrix;
+  friend void detail::RegisterLumcamProperties();
 };
 
 class TLumPerspectiveCamera : public TLumCamera {
@@ -47,6 +54,7 @@ class TLumPerspectiveCamera : public TLumCamera {
 
  private:
   float FViewAngle = 45.0f;
+  friend void detail::RegisterLumcamProperties();
 };
 
 class TLumOrthographicCamera : public TLumCamera {
@@ -67,6 +75,7 @@ class TLumOrthographicCamera : public TLumCamera {
  private:
   float FViewWidth = 2.0f;
   float FViewHeight = 2.0f;
+  friend void detail::RegisterLumcamProperties();
 };
 
 }  // namespace lumox

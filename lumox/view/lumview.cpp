@@ -75,10 +75,9 @@ void TLumCoordinates::Render() {
 
 void TLumCoordinates::Assign(TPersistent* Source) {
   if (auto* C = dynamic_cast<TLumCoordinates*>(Source)) {
+    // The change hook is taken over too, which the table's copy leaves.
     OnChange = C->OnChange;
-    FVisible = C->FVisible;
-    FLength = C->FLength;
-    std::copy(std::begin(C->FColors), std::end(C->FColors), FColors);
+    CopyPublished(this, C);
     Changed();
   }
 }
@@ -540,30 +539,30 @@ namespace {
 const char* const TAlignStr[6] = {"alNone", "alTop", "alBottom", "alLeft", "alRight", "alClient"};
 }  // namespace
 
-namespace detail {
-// Called once from the package's registration (package/lumregister.cpp).
-void RegisterLumviewProperties();
-}  // namespace detail
-
 void detail::RegisterLumviewProperties() {
   TLumClassTable<TLumCoordinates, TLumRenderProperty> C("TLumCoordinates", "",
                                                         "The axes cross drawn before the scene");
   C.Creatable();
   C.Boolean("Visible", &TLumCoordinates::Visible, &TLumCoordinates::SetVisible, false,
             "Draws the axes")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumCoordinates::FVisible);
   C.Single("Length", &TLumCoordinates::Length, &TLumCoordinates::SetLength, 1.0f,
            "Length of each half-axis")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumCoordinates::FLength);
   C.Color("ColorX", &TLumCoordinates::ColorX, &TLumCoordinates::SetColorX, 0x0000FFu,
           "Colour of the x axis")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumCoordinates::FColors, 0);
   C.Color("ColorY", &TLumCoordinates::ColorY, &TLumCoordinates::SetColorY, 0x008000u,
           "Colour of the y axis")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumCoordinates::FColors, 1);
   C.Color("ColorZ", &TLumCoordinates::ColorZ, &TLumCoordinates::SetColorZ, 0xFF0000u,
           "Colour of the z axis")
-      .Exchange();
+      .Exchange()
+      .Field(&TLumCoordinates::FColors, 2);
   C.DefineZero("Length", &TLumCoordinates::Length);
 
   TLumClassTable<TLumView, TLumCanvasView> V(

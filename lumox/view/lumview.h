@@ -16,6 +16,12 @@
 
 namespace lumox {
 
+namespace detail {
+// Registers the unit's class tables (package/lumregister.cpp); a friend of the classes
+// whose fields their Assign copies through the table.
+void RegisterLumviewProperties();
+}  // namespace detail
+
 class TLumCamera;
 class TLumCustomController;
 class TLumSelectionList;
@@ -58,6 +64,7 @@ class TLumCoordinates : public TLumRenderProperty {
   bool FVisible = false;
   float FLength = 1.0f;
   uint32_t FColors[3] = {0x0000FF, 0x008000, 0xFF0000};
+  friend void detail::RegisterLumviewProperties();
 };
 
 class TLumView : public TLumCanvasView {
