@@ -267,22 +267,9 @@ void SetupCamera(TLumPerspectiveCamera* Camera, TLumRender* Root, const TRenderO
   if (O.Far) Camera->SetViewFar(static_cast<float>(*O.Far));
 }
 
-// --- loading ----------------------------------------------------------------------------
-
-std::string ReadHead(const std::string& File, size_t Max) {
-  std::ifstream In(File, std::ios::binary);
-  std::string S(Max, '\0');
-  In.read(S.data(), static_cast<std::streamsize>(Max));
-  S.resize(static_cast<size_t>(In.gcount()));
-  return S;
-}
-
-std::string Lower(std::string S) {
-  for (char& C : S) C = static_cast<char>(std::tolower(static_cast<unsigned char>(C)));
-  return S;
-}
-
 }  // namespace
+
+// --- loading ----------------------------------------------------------------------------
 
 std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root,
                       TSceneLoad* Load) {
@@ -295,9 +282,6 @@ std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root
     throw Exception("Cannot open file \"" + File +
                     "\": it is a device, pipe or socket, not a file");
   if (IsModelPath(File)) return LoadModelInto(File, Owner, Root, Load), std::string();
-  // The reader accepts any text; a scene file must at least have its root element.
-  if (Lower(ReadHead(File, 64 * 1024)).find("<lumgl") == std::string::npos)
-    throw Exception("\"" + File + "\" is not a LUMGL scene file (no LUMGL element)");
   auto* Ex = new TLumExchange(Owner);
   Ex->SetFileName(File);
   if (Load) ReadFileCamera(Ex, Owner, Root, &Load->Camera);
@@ -325,6 +309,14 @@ std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root
     if (Shown < 100) Ex->OnSProgress(1.0);
     std::fprintf(stderr, "\n");
   }
+  // The reader takes any text and the library loads nothing from a file without
+  // "Objects", with a warning; the command judges the same way, and refuses such a file.
+  for (const TLumLoadWarning& W : Ex->Warnings())
+    if (W.Kind == lwOutsideObjects && W.Line == 0) {
+      const std::string Why = "\"" + File + "\" is not a LUMGL scene file (" + W.Text + ")";
+      delete Ex;
+      throw Exception(Why);
+    }
   const std::string Description = Ex->FileDescription();
   if (Load) Load->Warnings = Ex->Warnings(), Load->Notes = Ex->Notes();
   delete Ex;

@@ -81,6 +81,7 @@ TEST_F(CommandTest, EachRefusalAndUsageRuleExitsWithItsStatusAndSaysWhy) {
   Typo.replace(Typo.find("Radius="), 7, "Radus=");
   Write("bad.lumgl", Bad), Write("typo.lumgl", Typo);
   Write("text.lumgl", "just some text\n");
+  Write("bare.lumgl", R"(<Objects><TLUMSPHERE name="S"/></Objects>)");
   Write("cloud.lumgl", R"(<LUMGL><Objects><TLUMPOINTSET name="C"><Point P="0,0,0"/>)"
                        R"(<Point P="1,0,0"/></TLUMPOINTSET></Objects></LUMGL>)");
   // A model whose texture lies beside its folder, and a special file under a model's name.
@@ -100,7 +101,9 @@ TEST_F(CommandTest, EachRefusalAndUsageRuleExitsWithItsStatusAndSaysWhy) {
       // A scene that cannot be loaded, rendered or saved: 1, naming the file.
       {"render missing.lumgl -o x.png", 1, {"missing.lumgl"}, 1},
       {"render bad.lumgl -o x.png", 1, {"bad.lumgl", "Slices"}},
-      {"info text.lumgl", 1, {"text.lumgl"}},
+      {"info text.lumgl", 1, {"\"text.lumgl\" is not a LUMGL scene file (no \"Objects\" element"}},
+      // The command loads what the library loads: "Objects" without the root element.
+      {"render bare.lumgl -o bare.png", 0, {}},
       {"render red.lumgl -o no/dir/x.png", 1, {"no/dir/x.png"}},
       {"render m -o x.png", 1, {"is a directory"}},
       // Without a GL driver the reason, and the packages that bring one, come through.
