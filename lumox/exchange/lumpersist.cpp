@@ -183,6 +183,7 @@ void TLumVector::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("P", GetAsMathVector(), ZEROVEC);
 }
 
+// Reads the one "P" attribute back into X, Y and Z.
 void TLumVector::ReadValues(TLumExchange* Exchange) {
   TLumMathVector V = GetAsMathVector();
   Exchange->getvalue("P", V);
@@ -196,6 +197,7 @@ void TLumColor::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("Alpha", static_cast<double>(Alpha()), 1.0);
 }
 
+// The colour comes back from its hexadecimal text; Alpha as its entry would read it.
 void TLumColor::ReadValues(TLumExchange* Exchange) {
   uint32_t Value = Color();
   Exchange->getcolorvalue("Color", Value);
@@ -203,11 +205,14 @@ void TLumColor::ReadValues(TLumExchange* Exchange) {
   SetAlpha(Exchange->getvalueor("Alpha", Alpha()));
 }
 
+// The angles travel as the vector's one "P" attribute, which no table publishes; Order is
+// written as its entry would write it.
 void TLumRotation::WriteValues(TLumExchange* Exchange) {
   TLumVector::WriteValues(Exchange);
   Exchange->addtag("Order", Order(), TLumRotationOrderStr, 5);
 }
 
+// The angles come from the vector's "P" attribute; Order as its entry would read it.
 void TLumRotation::ReadValues(TLumExchange* Exchange) {
   TLumVector::ReadValues(Exchange);
   SetOrder(static_cast<TLumRotationOrder>(Exchange->getenums("Order", TLumRotationOrderStr, 5)));

@@ -223,6 +223,8 @@ void TLum3dPart::Assign(TPersistent* Source) {
   }
 }
 
+// Name, Visible and Arrays as published; then the texture by its number, the material and
+// the mesh as child elements, none of which the table writes.
 void TLum3dPart::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("Name", FPartName, std::string());
   Exchange->addtag("Visible", FVisible, true);
@@ -269,6 +271,8 @@ void TLum3dPart::WriteValues(TLumExchange* Exchange) {
   }
 }
 
+// Name, Visible and Arrays as published, each set as read; Texture is a number into the
+// object's textures, not a published value.
 void TLum3dPart::ReadValues(TLumExchange* Exchange) {
   SetPartName(Exchange->getvalueor("Name", FPartName));
   SetVisible(Exchange->getvalueor("Visible", FVisible));
@@ -437,6 +441,8 @@ TLumTexture* TLum3dObj::FileTexture(int32_t Index) const {
              : nullptr;
 }
 
+// MaxVertices and the unpublished ColorAsMaterial come before the inherited values; the
+// textures and parts follow as child elements.
 void TLum3dObj::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("MaxVertices", FMaxVertices, 16777216);
   Exchange->addtag("ColorAsMaterial", ColorAsMaterial(), TLumColorAsMaterialStr, 5);
@@ -456,6 +462,7 @@ void TLum3dObj::WriteValues(TLumExchange* Exchange) {
   FWrittenTextures.clear();
 }
 
+// Also reads the unpublished ColorAsMaterial; textures and parts come through ReadComp.
 void TLum3dObj::ReadValues(TLumExchange* Exchange) {
   TLumObject::ReadValues(Exchange);
   SetMaxVertices(Exchange->getvalueor("MaxVertices", FMaxVertices));

@@ -175,11 +175,14 @@ void TLumCustomFuncObj::Assign(TPersistent* Source) {
   TLumPrimitiveObj::Assign(Source);
 }
 
+// Only the lowercase "overdraw", hidden at this level; the published Slices and Stacks
+// are not in the format.
 void TLumCustomFuncObj::WriteValues(TLumExchange* Exchange) {
   TLumPrimitiveObj::WriteValues(Exchange);
   Exchange->addtag("overdraw", FOverDraw, 1);
 }
 
+// Reads the hidden "overdraw" only; Slices and Stacks are not in the format.
 void TLumCustomFuncObj::ReadValues(TLumExchange* Exchange) {
   TLumPrimitiveObj::ReadValues(Exchange);
   Exchange->getvalue("overdraw", FOverDraw);

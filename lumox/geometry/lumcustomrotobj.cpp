@@ -27,6 +27,8 @@ void TLumCustomRotObj::Assign(TPersistent* Source) {
   TLumCustomFuncObj::Assign(Source);
 }
 
+// The four angles alphabetically: the function's two are unpublished, the rotation's two
+// hidden at this level.
 void TLumCustomRotObj::WriteValues(TLumExchange* Exchange) {
   TLumCustomFuncObj::WriteValues(Exchange);
   Exchange->addtag("FuncStartAngle", double(FAngles[2]), 0.0);
@@ -35,6 +37,7 @@ void TLumCustomRotObj::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("RotSweepAngle", double(FAngles[1]), 360.0);
 }
 
+// Reads the angles in the array's order (rotation first), not the written one.
 void TLumCustomRotObj::ReadValues(TLumExchange* Exchange) {
   TLumCustomFuncObj::ReadValues(Exchange);
   static const char* const Names[4] = {"RotStartAngle", "RotSweepAngle", "FuncStartAngle",

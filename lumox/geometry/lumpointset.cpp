@@ -228,6 +228,8 @@ void TLumPointSet::Assign(TPersistent* Source) {
   }
 }
 
+// PointSize and Colored as published, before the inherited values; the points follow as
+// child elements.
 void TLumPointSet::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("PointSize", static_cast<double>(FPointSize), 1.0);
   Exchange->addtag("Colored", Colored(), false);
@@ -247,6 +249,7 @@ void TLumPointSet::WriteValues(TLumExchange* Exchange) {
   }
 }
 
+// Colored is read against false, not the current value, and kept for the points after it.
 void TLumPointSet::ReadValues(TLumExchange* Exchange) {
   TLumPrimitiveObj::ReadValues(Exchange);
   SetPointSize(Exchange->getvalueor("PointSize", FPointSize));

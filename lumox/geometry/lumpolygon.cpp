@@ -302,6 +302,7 @@ void TLumPolygon::Assign(TPersistent* Source) {
   TLumPrimitiveObj::Assign(Source);
 }
 
+// The values as the table writes them; the contours follow as child elements.
 void TLumPolygon::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("Depth", FDepth, 0.0);
   Exchange->addtag("Outline", FOutline, false);

@@ -77,6 +77,8 @@ void TLumPointItem::SetColor(TLumColor* Value) {
   }
 }
 
+// A point item has no table: its vectors are the one-letter P, T and N, its flags E and
+// F, and its colour's attributes sit in its own element.
 void TLumPointItem::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("P", FPoint->GetAsMathVector(), ZEROVEC);
   Exchange->addtag("T", FTexture->GetAsMathVector(), ZEROVEC);
@@ -86,6 +88,7 @@ void TLumPointItem::WriteValues(TLumExchange* Exchange) {
   FColor->WriteValues(Exchange);
 }
 
+// Reads the one-letter attributes WriteValues writes, the flags straight into their fields.
 void TLumPointItem::ReadValues(TLumExchange* Exchange) {
   TLumMathVector V = FPoint->GetAsMathVector();
   Exchange->getvalue("P", V);

@@ -258,6 +258,7 @@ void TLumSphere::WriteValues(TLumExchange* Exchange) {
   TLumPrimitiveObj::WriteValues(Exchange);
 }
 
+// Not the table's reading: the counts are set under smGlobal and Mode last (see below).
 void TLumSphere::ReadValues(TLumExchange* Exchange) {
   TLumPrimitiveObj::ReadValues(Exchange);
   int32_t S = FSlices, T = FStacks;

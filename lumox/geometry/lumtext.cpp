@@ -376,6 +376,8 @@ void TLumText::Assign(TPersistent* Source) {
   TLumPrimitiveObj::Assign(Source);
 }
 
+// Text and FontName travel with character references, and Quality comes before Kerning
+// (published the other way round).
 void TLumText::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("Text", Encode(FText), std::string());
   Exchange->addtag("FontName", Encode(FFontName), std::string("DejaVu Sans"));
@@ -387,6 +389,7 @@ void TLumText::WriteValues(TLumExchange* Exchange) {
   TLumPrimitiveObj::WriteValues(Exchange);
 }
 
+// Text and FontName are decoded from their character references; the rest set as read.
 void TLumText::ReadValues(TLumExchange* Exchange) {
   TLumPrimitiveObj::ReadValues(Exchange);
   std::string S;

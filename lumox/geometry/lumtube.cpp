@@ -319,6 +319,7 @@ void TLumTube::Assign(TPersistent* Source) {
   TLumPrimitiveObj::Assign(Source);
 }
 
+// The values as the table writes them; the sections follow as child elements.
 void TLumTube::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("Segments", FSegments, 12);
   Exchange->addtag("Closed", FClosed, false);

@@ -177,6 +177,8 @@ void TLumAttributes::DoRender(TLumCustomView* aView) {
   glPointSize(FPointSize);
 }
 
+// The format writes the attributes alphabetically, ColorAmbient last, and PointSize against
+// 10000.0 instead of its published default 1 (see below).
 void TLumAttributes::WriteValues(TLumExchange* Exchange) {
   TLumRender::WriteValues(Exchange);
   Exchange->addtag("Antialiasing", FAntialiasing, false);
@@ -196,6 +198,7 @@ void TLumAttributes::WriteValues(TLumExchange* Exchange) {
   FColorAmbient->WriteComp(Exchange, "ColorAmbient");
 }
 
+// Reads in the written, alphabetical order, each value set as soon as it is read.
 void TLumAttributes::ReadValues(TLumExchange* Exchange) {
   TLumRender::ReadValues(Exchange);
   SetAntialiasing(Exchange->getvalueor("Antialiasing", FAntialiasing));
@@ -282,6 +285,8 @@ void TLumFog::DoDisable(TLumCustomView* aView) {
   glDisable(GL_FOG);
 }
 
+// Alphabetical, Color last, and Density and EndDepth against 2000.0 and 10000.0 instead of
+// their published defaults 0.2 and 1.
 void TLumFog::WriteValues(TLumExchange* Exchange) {
   TLumRender::WriteValues(Exchange);
   Exchange->addtag("Density", static_cast<double>(FDensity), 2000.0);
@@ -292,6 +297,7 @@ void TLumFog::WriteValues(TLumExchange* Exchange) {
   FColor->WriteComp(Exchange, "Color");
 }
 
+// Reads in the written, alphabetical order, each value set as soon as it is read.
 void TLumFog::ReadValues(TLumExchange* Exchange) {
   TLumRender::ReadValues(Exchange);
   SetDensity(Exchange->getvalueor("Density", FDensity));

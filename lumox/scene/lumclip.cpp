@@ -32,6 +32,7 @@ void TLumClip::DoRender(TLumCustomView*) {
 
 void TLumClip::DoDisable(TLumCustomView*) { glDisable(GL_CLIP_PLANE0 + FID); }
 
+// The published order, but x and w compare with 10000.0 instead of their published 1.
 void TLumClip::WriteValues(TLumExchange* Exchange) {
   TLumRender::WriteValues(Exchange);
   Exchange->addtag("ID", static_cast<int>(FID), TLumClipIdsStr, 5);

@@ -40,8 +40,11 @@ void TLumComponent::Assign(TPersistent* Source) {
   }
 }
 
+// The name is the lowercase "name" attribute, from TComponent's Name: no entry of this
+// class carries it.
 void TLumComponent::WriteValues(TLumExchange* Exchange) { Exchange->addtag("name", Name(), ""); }
 
+// Reads the lowercase "name" attribute that WriteValues writes.
 void TLumComponent::ReadValues(TLumExchange* Exchange) {
   std::string N = Name();
   Exchange->getvalue("name", N);
@@ -84,6 +87,8 @@ void TLumTransformed::Assign(TPersistent* Source) {
   TLumComponent::Assign(Source);
 }
 
+// Transformation is hidden at this level (descendants publish it), yet every transformed
+// component writes it, as a child element.
 void TLumTransformed::WriteValues(TLumExchange* Exchange) {
   TLumComponent::WriteValues(Exchange);
   FTransformation.WriteComp(Exchange, "Transformation");
@@ -461,12 +466,15 @@ void TLumRender::Assign(TPersistent* Source) {
   TLumTransformed::Assign(Source);
 }
 
+// Cached is hidden at this level, yet the format writes it with Enabled for every render
+// component.
 void TLumRender::WriteValues(TLumExchange* Exchange) {
   TLumTransformed::WriteValues(Exchange);
   Exchange->addtag("Enabled", FEnabled, true);
   Exchange->addtag("Cached", FCached, false);
 }
 
+// Reads Enabled and the hidden Cached before the inherited name, each set as it is read.
 void TLumRender::ReadValues(TLumExchange* Exchange) {
   SetEnabled(Exchange->getvalueor("Enabled", FEnabled));
   SetCached(Exchange->getvalueor("Cached", FCached));

@@ -103,6 +103,8 @@ void TLumLight::DoRender(TLumCustomView* aView) {
 
 void TLumLight::DoDisable(TLumCustomView*) { glDisable(GetLightID()); }
 
+// The colours first, then the rest alphabetically, not in published order; CutOff against
+// 1800000.0 instead of its published 180.
 void TLumLight::WriteValues(TLumExchange* Exchange) {
   TLumRender::WriteValues(Exchange);
   FColorAmbient->WriteComp(Exchange, "Ambient");
@@ -115,6 +117,7 @@ void TLumLight::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("Kind", static_cast<int>(FKind), TLightKindStr, 2);
 }
 
+// CutOff is set before Kind (see below), where the published order puts it after.
 void TLumLight::ReadValues(TLumExchange* Exchange) {
   TLumRender::ReadValues(Exchange);
   // Deliberate order: the cut-off is applied under the old kind, so a spot read into a

@@ -106,6 +106,7 @@ void TLumMaterial::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("Shininess", FShininess, int32_t{0});
 }
 
+// Reads Face and Shininess before the inherited values; the colours are child elements.
 void TLumMaterial::ReadValues(TLumExchange* Exchange) {
   SetFace(static_cast<TMaterialFace>(Exchange->getenums("Face", TMaterialFaceStr, 2)));
   SetShininess(Exchange->getvalueor("Shininess", FShininess));

@@ -107,6 +107,8 @@ void TLumObject::AfterRender(TLumCustomView* aView) {
   if (PushesName(aView)) glPopName();
 }
 
+// ObjectID is written (-1 left out) though no table publishes it, before ObjectName and
+// the Color child element.
 void TLumObject::WriteValues(TLumExchange* Exchange) {
   TLumRender::WriteValues(Exchange);
   Exchange->addtag("ObjectID", FObjectID, -1);
@@ -114,6 +116,7 @@ void TLumObject::WriteValues(TLumExchange* Exchange) {
   FColor->WriteComp(Exchange, "Color");
 }
 
+// Also reads the unpublished ObjectID; Color comes through ReadComp.
 void TLumObject::ReadValues(TLumExchange* Exchange) {
   TLumRender::ReadValues(Exchange);
   Exchange->getvalue("ObjectID", FObjectID);
@@ -377,6 +380,7 @@ void TLumNode::DoRender(TLumCustomView* aView) {
     RenderItems(aView);
 }
 
+// No published values of its own: the render's values, then the items as child elements.
 void TLumNode::WriteValues(TLumExchange* Exchange) {
   TLumRender::WriteValues(Exchange);
   WriteItems(Exchange);

@@ -266,6 +266,8 @@ void TLumTexture::DoDisable(TLumCustomView* aView) {
   glDisable(GL_TEXTURE_2D);
 }
 
+// Alpha compares with 10000.0, not its published 1; Bitmap goes to a side file and is
+// written last, as that file's bare name.
 void TLumTexture::WriteValues(TLumExchange* Exchange) {
   TLumRender::WriteValues(Exchange);
   // Deliberate: compared with 10000.0, so the alpha is in practice always written.
@@ -286,6 +288,7 @@ void TLumTexture::WriteValues(TLumExchange* Exchange) {
   }
 }
 
+// Bitmap names an image file, looked for beside the scene file first, not a value.
 void TLumTexture::ReadValues(TLumExchange* Exchange) {
   TLumRender::ReadValues(Exchange);
   SetAlpha(Exchange->getvalueor("Alpha", FAlpha));

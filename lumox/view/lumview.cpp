@@ -82,6 +82,7 @@ void TLumCoordinates::Assign(TPersistent* Source) {
   }
 }
 
+// The axis colours are hexadecimal text, a form the table's colour entries do not write.
 void TLumCoordinates::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("Visible", FVisible, false);
   Exchange->addtag("Length", static_cast<double>(FLength), 1.0);
@@ -90,6 +91,7 @@ void TLumCoordinates::WriteValues(TLumExchange* Exchange) {
   Exchange->addtag("ColorZ", TLumExchange::int2hex(FColors[2]), TLumExchange::int2hex(0xFF0000));
 }
 
+// The colours come back from hexadecimal text through SetColor(I); an empty one is skipped.
 void TLumCoordinates::ReadValues(TLumExchange* Exchange) {
   SetVisible(Exchange->getvalueor("Visible", FVisible));
   SetLength(Exchange->getvalueor("Length", FLength));
