@@ -240,8 +240,7 @@ TObject* TLumTransformation::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
 }
 
 void TLumTransformation::ReadValues(TLumExchange* Exchange) {
-  SetOrder(static_cast<TLumTransformationOrder>(
-      Exchange->getenums("Order", TLumTransformationOrderStr, 5)));
+  Exchange->ReadPublished(this, ClassInfoOf<TLumTransformation>());  // Order; parts are children
 }
 
 }  // namespace lumox

@@ -325,10 +325,7 @@ void TLumPolygon::WriteValues(TLumExchange* Exchange) {
 
 void TLumPolygon::ReadValues(TLumExchange* Exchange) {
   TLumPrimitiveObj::ReadValues(Exchange);
-  SetDepth(Exchange->getvalueor("Depth", FDepth));
-  SetOutline(Exchange->getvalueor("Outline", FOutline));
-  SetWindingRule(
-      static_cast<TLumWindingRule>(Exchange->getenums("WindingRule", TLumWindingRuleStr, 1)));
+  Exchange->ReadPublished(this, ClassInfoOf<TLumPolygon>());
 }
 
 TObject* TLumPolygon::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {

@@ -625,7 +625,7 @@ void TLumPrimitiveObj::WriteValues(TLumExchange* Exchange) {
   // Deliberately calls the inherited writer before the texture flags: without it a saved
   // shape would lose its name, colour and transformation on the way through a file.
   TLumObject::WriteValues(Exchange);
-  FTextureFlags->WriteComp(Exchange, "TextureFlags");
+  Exchange->WritePublished(this, ClassInfoOf<TLumPrimitiveObj>());  // the texture flags
 }
 
 TObject* TLumPrimitiveObj::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {

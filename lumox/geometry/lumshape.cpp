@@ -251,10 +251,7 @@ void TLumSphere::Assign(TPersistent* Source) {
 }
 
 void TLumSphere::WriteValues(TLumExchange* Exchange) {
-  Exchange->addtag("Slices", FSlices, 10);
-  Exchange->addtag("Stacks", FStacks, 10);
-  Exchange->addtag("Radius", FRadius, 1.0);
-  Exchange->addtag("Mode", FMode, TSphereModeStr, 1);
+  Exchange->WritePublished(this, ClassInfoOf<TLumSphere>());
   TLumPrimitiveObj::WriteValues(Exchange);
 }
 

@@ -338,10 +338,7 @@ void TLumTube::WriteValues(TLumExchange* Exchange) {
 
 void TLumTube::ReadValues(TLumExchange* Exchange) {
   TLumPrimitiveObj::ReadValues(Exchange);
-  SetSegments(Exchange->getvalueor("Segments", FSegments));
-  SetClosed(Exchange->getvalueor("Closed", FClosed));
-  SetCaps(Exchange->getvalueor("Caps", FCaps));
-  SetSmooth(Exchange->getvalueor("Smooth", FSmooth));
+  Exchange->ReadPublished(this, ClassInfoOf<TLumTube>());
 }
 
 TObject* TLumTube::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {

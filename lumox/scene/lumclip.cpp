@@ -45,13 +45,7 @@ void TLumClip::WriteValues(TLumExchange* Exchange) {
 
 void TLumClip::ReadValues(TLumExchange* Exchange) {
   TLumRender::ReadValues(Exchange);
-  FID = static_cast<TLumClipIds>(Exchange->getenums("ID", TLumClipIdsStr, 5));
-  static const char* const Names[4] = {"x", "y", "z", "w"};
-  for (int i = 0; i < 4; ++i) {
-    double V = GetPlane(i);
-    Exchange->getvalue(Names[i], V);
-    SetPlane(i, V);
-  }
+  Exchange->ReadPublished(this, ClassInfoOf<TLumClip>());
 }
 
 void RegisterLumclipClasses() { RegisterRenderClass<TLumClip>(); }

@@ -96,14 +96,9 @@ void TLumMaterial::DoRender(TLumCustomView* aView) {
 
 void TLumMaterial::WriteValues(TLumExchange* Exchange) {
   TLumRender::WriteValues(Exchange);
-  Exchange->addtag("Face", static_cast<int>(FFace), TMaterialFaceStr, 2);
-  FColorAmbient->WriteComp(Exchange, "Ambient");
-  // Deliberate: written as "FDiffuse" while the reader takes "Diffuse", so a saved
-  // material loads back with its diffuse colour unchanged; existing files rely on it.
-  FColorDiffuse->WriteComp(Exchange, "FDiffuse");
-  FColorSpecular->WriteComp(Exchange, "Specular");
-  FColorEmission->WriteComp(Exchange, "Emission");
-  Exchange->addtag("Shininess", FShininess, int32_t{0});
+  // The diffuse colour goes out as "FDiffuse" (its entry's exchange name), which the
+  // reader does not take: a saved material loads back with its diffuse colour unchanged.
+  Exchange->WritePublished(this, ClassInfoOf<TLumMaterial>());
 }
 
 // Reads Face and Shininess before the inherited values; the colours are child elements.
