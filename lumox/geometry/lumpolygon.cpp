@@ -302,11 +302,9 @@ void TLumPolygon::Assign(TPersistent* Source) {
   TLumPrimitiveObj::Assign(Source);
 }
 
-// The values as the table writes them; the contours follow as child elements.
+// The own values from the table; the contours follow as child elements it does not know.
 void TLumPolygon::WriteValues(TLumExchange* Exchange) {
-  Exchange->addtag("Depth", FDepth, 0.0);
-  Exchange->addtag("Outline", FOutline, false);
-  Exchange->addtag("WindingRule", FWindingRule, TLumWindingRuleStr, 1);
+  Exchange->WritePublished(this, ClassInfoOf<TLumPolygon>());
   TLumPrimitiveObj::WriteValues(Exchange);
   for (const TLumContour& C : FContours) {
     Exchange->StartTag("Contour");

@@ -319,12 +319,9 @@ void TLumTube::Assign(TPersistent* Source) {
   TLumPrimitiveObj::Assign(Source);
 }
 
-// The values as the table writes them; the sections follow as child elements.
+// The own values from the table; the sections follow as child elements it does not know.
 void TLumTube::WriteValues(TLumExchange* Exchange) {
-  Exchange->addtag("Segments", FSegments, 12);
-  Exchange->addtag("Closed", FClosed, false);
-  Exchange->addtag("Caps", FCaps, true);
-  Exchange->addtag("Smooth", FSmooth, true);
+  Exchange->WritePublished(this, ClassInfoOf<TLumTube>());
   TLumPrimitiveObj::WriteValues(Exchange);
   for (const TLumTubeSection& S : FSections) {
     // Position and radius always: a section at the origin must not vanish as a default.
