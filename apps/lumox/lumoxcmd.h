@@ -62,7 +62,7 @@ struct TSceneLoad {
 };
 
 // Loads a LUMGL file into Root (objects owned by Owner); throws lumox::Exception naming
-// the file when it cannot be read or is not a LUMGL scene. Shows a progress bar on a
+// the file when it cannot be read or holds no "Objects" element. Shows a progress bar on a
 // terminal for large files. Returns the file's description; fills Load when given.
 std::string LoadScene(const std::string& File, lumox::TComponent* Owner, lumox::TLumNode* Root,
                       TSceneLoad* Load = nullptr);
