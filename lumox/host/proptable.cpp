@@ -263,12 +263,6 @@ static const TLumClassInfo* FindInstanceClass(const TObject* Instance) {
 
 const std::vector<const TLumClassInfo*>& GetClassInfos() { return TLumClassRegistry::Get().List; }
 
-void CopyPublished(TPersistent* Dest, TPersistent* Source, const TLumClassInfo* Level) {
-  for (TPersistent* Obj : {Dest, Source})
-    if (Level && !Level->IsInstance(Obj)) detail::ThrowWrongClass(Obj);
-  detail::CopyOwnEntries(Dest, Source, Level);
-}
-
 void detail::CopyOwnEntries(TPersistent* Dest, TPersistent* Source, const TLumClassInfo* Level) {
   if (!Level) throw Exception("A class without a table cannot copy through it.");
   for (const auto& P : Level->FOwn)

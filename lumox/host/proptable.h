@@ -27,7 +27,7 @@ class TLumFormReader;
 class TLumFormWriter;
 
 namespace detail {
-// CopyPublished without its check that both objects are of Level's class.
+// CopyPublished's work: Level's own entries copied, both objects being of its class.
 void CopyOwnEntries(TPersistent* Dest, TPersistent* Source, const TLumClassInfo* Level);
 }  // namespace detail
 
@@ -160,7 +160,7 @@ struct TLumPropInfo {
   std::function<void*(TPersistent*)> EventField;
   std::function<bool(const TPersistent*)> StoredWhen;
   // What Assign copies of it, from the source (second) into the copy (first), both
-  // instances of the declaring class (unchecked: CopyPublished checks once); empty where
+  // instances of the declaring class (unchecked: CopyPublished's types are the check); empty where
   // Assign leaves it. See TLumPropEntry::Field and Copied.
   std::function<void(TPersistent*, TPersistent*)> Copier;
   // Owned objects and references: the C++ class of the object, linked to ClassInfo.
@@ -264,13 +264,6 @@ const TLumClassInfo* GetClassInfo(const TObject* Instance);
 const std::vector<const TLumClassInfo*>& GetClassInfos();
 // The table registered for the C++ class Type itself, or nullptr.
 const TLumClassInfo* FindClassInfo(std::type_index Type);
-// What an Assign copies of the properties Level itself declares (published or hidden),
-// from Source into Dest, in their order: an entry registered with a Field by storing the
-// field, no setter and no notification (an owned object through its own Assign, which
-// notifies through its hook); an entry registered as Copied through its setter (an event:
-// the handler). Entries registered with neither are left. Both are instances of Level's
-// class (else EConvertError); the caller notifies, as its Assign always did.
-void CopyPublished(TPersistent* Dest, TPersistent* Source, const TLumClassInfo* Level);
 // The table of class C, looked up once.
 template <typename C>
 const TLumClassInfo* ClassInfoOf() {
@@ -288,8 +281,12 @@ std::string LumQuotedString(const std::string& Value);
 // Default of a property without a stored one.
 inline constexpr std::nullopt_t NoStoredDefault = std::nullopt;
 
-// CopyPublished of class C's own entries, between two instances of C (the usual call,
-// from C::Assign with this and the source cast to C): their types are the check.
+// What C::Assign copies of the properties class C itself declares (published or hidden),
+// from Source into Dest, in their order: an entry registered with a Field by storing the
+// field, no setter and no notification (an owned object through its own Assign, which
+// notifies through its hook); an entry registered as Copied through its setter (an event:
+// the handler). Entries registered with neither are left; the caller notifies, as its
+// Assign always did. Both are instances of C: their types are the check.
 template <typename C>
 void CopyPublished(C* Dest, C* Source) {
   detail::CopyOwnEntries(Dest, Source, ClassInfoOf<C>());
