@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -52,7 +53,7 @@ namespace {
 
 // Writes every piece to Fd, many pieces to a call; returns 0 or the error.
 int WritePieces(int Fd, const std::vector<std::string_view>& Pieces) {
-  constexpr size_t Batch = 1024;  // IOV_MAX on Linux
+  constexpr size_t Batch = IOV_MAX;
   iovec Vec[Batch];
   size_t Next = 0;  // the first piece not yet in Vec
   size_t Done = 0;  // bytes of Pieces[Next - Count] already written
