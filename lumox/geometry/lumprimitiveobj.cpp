@@ -629,10 +629,8 @@ void TLumPrimitiveObj::WriteValues(TLumExchange* Exchange) {
 }
 
 TObject* TLumPrimitiveObj::ReadComp(TLumExchange* Exchange, TXMLTag* Tag) {
-  if (Tag && SameText(Tag->Name, "TextureFlags")) {
-    FTextureFlags->ReadValues(Exchange);
-    return FTextureFlags;
-  }
+  if (TObject* Flags = Exchange->ReadPublishedChild(this, ClassInfoOf<TLumPrimitiveObj>(), Tag))
+    return Flags;  // the texture flags
   return TLumObject::ReadComp(Exchange, Tag);
 }
 
