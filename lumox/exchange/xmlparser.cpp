@@ -426,7 +426,8 @@ void TXMLParser::RunFile() {
     Whole = Got < Block || Size == 0 || !std::memchr(FStream.data(), '\n', Got);
     if (Whole) {
       while (Got == FStream.size()) {
-        FStream.resize(FStream.size() * 2);
+        // To the known size at once (a byte more shows the end), doubling past it.
+        FStream.resize(Got < Size ? Size + 1 : FStream.size() * 2);
         Got += ReadSome(Fd, FStream.data() + Got, FStream.size() - Got);
       }
       FStream.resize(Got);
