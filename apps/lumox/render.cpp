@@ -281,9 +281,10 @@ std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root
     throw Exception("Cannot open file \"" + File +
                     "\": it is a device, pipe or socket, not a file");
   if (IsModelPath(File)) return LoadModelInto(File, Owner, Root, Load), std::string();
-  auto* Ex = new TLumExchange(Owner);
+  // Freed however the load ends; its owner only holds it meanwhile.
+  const std::unique_ptr<TLumExchange> Ex(new TLumExchange(Owner));
   Ex->SetFileName(File);
-  if (Load) ReadFileCamera(Ex, Owner, Root, &Load->Camera);
+  if (Load) ReadFileCamera(Ex.get(), Owner, Root, &Load->Camera);
   const bool Bar = ::isatty(2) && St.st_size >= 1024 * 1024;
   int Shown = -1;
   if (Bar)
@@ -301,7 +302,6 @@ std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root
     Ex->LoadfromFile(Root);
   } catch (...) {
     if (Bar) std::fprintf(stderr, "\n");
-    delete Ex;
     throw;
   }
   if (Bar) {
@@ -310,16 +310,11 @@ std::string LoadScene(const std::string& File, TComponent* Owner, TLumNode* Root
   }
   // The reader takes any text and the library loads nothing from a file without
   // "Objects", with a warning; the command judges the same way, and refuses such a file.
-  for (const TLumLoadWarning& W : Ex->Warnings())
-    if (W.Kind == lwOutsideObjects && W.Line == 0) {
-      const std::string Why = "\"" + File + "\" is not a LUMGL scene file (" + W.Text + ")";
-      delete Ex;
-      throw Exception(Why);
-    }
-  const std::string Description = Ex->FileDescription();
+  if (!Ex->SawObjects())
+    throw Exception("\"" + File +
+                    "\" is not a LUMGL scene file (no \"Objects\" element: nothing was loaded)");
   if (Load) Load->Warnings = Ex->Warnings(), Load->Notes = Ex->Notes();
-  delete Ex;
-  return Description;
+  return Ex->FileDescription();
 }
 
 int ApplyCameraOptions(const TArgs& Args, int Width, int Height, TLumNode* Root,

@@ -98,6 +98,8 @@ class TLumExchange : public TComponent {
   TLumLoadWarningEvent OnWarning;
   // The warnings of the last LoadfromFile, in the order found.
   const std::vector<TLumLoadWarning>& Warnings() const { return FWarnings; }
+  // Whether the last load met an "Objects" element (without one it loaded nothing).
+  bool SawObjects() const { return FSawObjects; }
   // What the last LoadfromFile found that is worth knowing but is no fault of the file:
   // in a file Lumox wrote (its root's "program" begins "Lumox"), the materials' diffuse
   // colours written as "FDiffuse", which loading does not read (one note for the file).
