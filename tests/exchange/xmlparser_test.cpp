@@ -155,7 +155,7 @@ TEST(XMLParserTest, ProgressEvery2000CharactersAndOnceAtTheEnd) {
 // same lines and progress; a zero byte still ends the run, and a file whose first block
 // holds no LF (lines ended by a lone CR) is read whole as before.
 TEST(XMLParserTest, FileReadInBlocksReadsAsTheWholeText) {
-  std::string Long = "<root>\r\n";
+  std::string Long = "\n<root>\r\n";  // a LF at once: every block size reads in blocks
   for (int I = 0; I < 300; ++I) {
     const std::string N = std::to_string(I);
     Long += "<E" + N + " a=\"" + std::string(static_cast<size_t>(I % 23), 'x') + "\" b=\"" + N +
@@ -163,7 +163,8 @@ TEST(XMLParserTest, FileReadInBlocksReadsAsTheWholeText) {
   }
   Long += "</root>\n";
   const std::string Texts[] = {Long, "<a>\r<b x=\"1\">\r</b>\r\n<c/>\r</a>\r",
-                               "<a>\r<b>\r</b>\r</a>\r", std::string("<a>\n<b>\0<c>\n", 12)};
+                               "<a>\r<b>\r</b>\r</a>\r", "\n<a>\r<b>\r</b>\r</a>\r",
+                               std::string("<a>\n<b>\0<c>\n", 12)};
   test::TempDir Dir;
   const std::string Path = Dir.File("blocks.xml");
   for (const std::string& Text : Texts) {
